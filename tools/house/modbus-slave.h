@@ -1,0 +1,128 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace house {
+
+using Words = std::vector<std::uint16_t>;
+
+/// The two register spaces that a Modbus master reads words from.
+enum class Space { input, holding };
+
+/// How a request fails.
+class Fault {
+public:
+    enum class Kind { silence, shortAnswer, exception };
+
+    /// No answer at all.
+    static const Fault silence;
+    /// A well-formed answer that carries one word fewer than asked for.
+    static const Fault shortAnswer;
+    /// A Modbus exception answer with @p code, 1 to 11.
+    static Fault exception(unsigned code) { return {Kind::exception, code}; }
+
+    Kind kind() const { return m_kind; }
+    unsigned code() const { return m_code; }
+
+private:
+    Fault(Kind kind, unsigned code) : m_kind(kind), m_code(code) {}
+
+    Kind m_kind;
+    unsigned m_code;
+};
+
+/// Where a slave on Modbus TCP listens on 127.0.0.1; 0 takes any free port.
+struct TcpPort {
+    std::uint16_t number = 0;
+};
+
+/// The serial device that a slave on Modbus RTU serves, at 19200 8E1.
+struct Tty {
+    std::string device;
+};
+
+/// A bus with Modbus slaves, several units on one line or port, served by a thread of its own for
+/// as long as the object lives. It goes through libmodbus's server side.
+///
+/// A unit that was never mentioned keeps silent, on RTU and on TCP alike. A request that touches a
+/// word which was never set gets exception 2, a function other than reading input or holding
+/// registers exception 1. On TCP any number of connections is served at the same time.
+/// All functions are thread-safe.
+class ModbusSlave {
+public:
+    class Unit;
+
+    /// Serves at once. Throws `std::system_error` when the port or the device cannot be opened.
+    explicit ModbusSlave(TcpPort port);
+    explicit ModbusSlave(const Tty& tty);
+    ~ModbusSlave();
+    ModbusSlave(const ModbusSlave&) = delete;
+    ModbusSlave& operator=(const ModbusSlave&) = delete;
+
+    /// The TCP port; 0 on a serial line.
+    std::uint16_t port() const;
+
+    /// The unit with the slave address @p id, which exists from now on.
+    Unit unit(int id);
+    /// Takes a unit off the bus: it keeps silent from now on.
+    void removeUnit(int id);
+
+    /// The bus conversation since the start or the last `clearTranscript`, two lines per request:
+    /// ">> unit 7  read input 30001 x2" and what came back, one of "<< 0000 05DC",
+    /// "<< exception 2", "<< silence", "<< short 0000". Other functions stand as
+    /// ">> unit 7  function 6".
+    std::string transcript() const;
+    void clearTranscript();
+
+    /// The number of requests since the start.
+    std::size_t requestCount() const;
+    /// Waits until at least @p count requests have come since the start; the transcript holds them
+    /// by then. False when the limit of `Patience` passed first.
+    [[nodiscard]] bool waitForRequests(std::size_t count) const;
+    /// The same for accepted TCP connections.
+    [[nodiscard]] bool waitForConnections(std::size_t count) const;
+    /// Cuts all TCP connections that are open now.
+    void dropConnections();
+
+    /// Calls @p callback on the slave's thread ahead of each answer, so that the values can be
+    /// brought up to date. Set it before the first request comes.
+    void beforeAnswer(std::function<void()> callback);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+/// One unit on the bus: a short-lived handle, valid as long as its `ModbusSlave`.
+class ModbusSlave::Unit {
+public:
+    /// Sets @p words from @p address on in one of the two register spaces.
+    Unit& input(int address, const Words& words);
+    Unit& holding(int address, const Words& words);
+    Unit& set(Space space, int address, const Words& words);
+
+    /// The next @p requests requests that begin at @p address fail so, in either register space or
+    /// in the one that is named. Orders for one address queue up.
+    Unit& failNext(int address, const Fault& fault, int requests = 1);
+    Unit& failNext(Space space, int address, const Fault& fault, int requests = 1);
+    /// Every request that begins at @p address fails so, or every request at all.
+    Unit& failAlways(int address, const Fault& fault);
+    Unit& failAlways(Space space, int address, const Fault& fault);
+    Unit& failAlways(const Fault& fault);
+    /// Forgets all orders to fail.
+    Unit& recover();
+
+private:
+    friend class ModbusSlave;
+    Unit(Impl& impl, int id) : m_impl(&impl), m_id(id) {}
+
+    Impl* m_impl;
+    int m_id;
+};
+
+} // namespace house

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace house {
+
+/// A serial line without hardware: two pseudo terminals in raw mode, joined by a thread. What is
+/// written into one end comes out of the other. Both ends can be opened and closed at will; bytes
+/// that nobody fetches are kept as far as the kernel's buffers reach, and lost beyond.
+class PtyPair {
+public:
+    /// Throws `std::system_error` when no pseudo terminal is to be had.
+    PtyPair();
+    ~PtyPair();
+    PtyPair(const PtyPair&) = delete;
+    PtyPair& operator=(const PtyPair&) = delete;
+
+    /// Device names of the two ends.
+    const std::string& masterEnd() const;
+    const std::string& slaveEnd() const;
+
+    /// Makes @p path a symbolic link to the master's end and replaces an older link there.
+    void linkMasterEnd(const std::string& path) const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_impl;
+};
+
+} // namespace house
