@@ -1,0 +1,26 @@
+# The options that every target of this project is compiled with.
+add_library(reader-options INTERFACE)
+
+target_compile_options(reader-options INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror>
+    # Source positions in log lines and exceptions are relative to the project.
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_link_options(reader-options INTERFACE -Wl,--as-needed)
+
+if(READER_HARDENING)
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+    target_compile_options(reader-options INTERFACE
+        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fPIE)
+    target_link_options(reader-options INTERFACE -pie -Wl,-z,relro,-z,now)
+endif()
+
+if(READER_SANITIZERS)
+    target_compile_options(reader-options INTERFACE
+        -fsanitize=${READER_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(reader-options INTERFACE -fsanitize=${READER_SANITIZERS})
+endif()
+
+if(READER_COVERAGE)
+    target_compile_options(reader-options INTERFACE --coverage -O0)
+    target_link_options(reader-options INTERFACE --coverage)
+endif()

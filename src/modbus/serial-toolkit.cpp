@@ -1,0 +1,480 @@
+#include "modbus/serial-toolkit.h"
+
+#include "modbus/config-file.h"
+#include "modbus/server-replies.h"
+#include "vx/log.h"
+#include "vx/record.h"
+#include "vx/system.h"
+
+#include <modbus/modbus.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/serial.h>
+#include <memory>
+#include <optional>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace orv::modbusreader {
+namespace {
+
+using vxModel::ModbusDataType;
+using vxModel::ModbusFieldType;
+using vxModel::ModbusRegister;
+using vxModel::ModbusRegisterType;
+
+vx::LogChannel channel("modbusSerial", vx::LogSeverity::notice);
+
+/// The one Modbus context of the process; null until the first reconnect.
+modbus_t* ctx = nullptr;
+
+// The local server listens on this device only, at a fixed port.
+constexpr const char* serialConfigUrl =
+    "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/rtuconfig";
+constexpr const char* attachedMetersUrl =
+    "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/attached";
+constexpr const char* supportedMetersUrl =
+    "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/config/supported";
+constexpr long httpOk = 200;
+
+constexpr std::size_t bufferSize = 255;
+using RegisterBuffer = std::array<std::uint16_t, bufferSize>;
+
+/// Member of the record that a field type fills, and the unit that it is scaled to.
+struct ScaledField {
+    ModbusFieldType fieldType;
+    float (*scale)(float value, float scaleValue);
+    double ModbusMeteringSystem::*member;
+};
+
+constexpr ScaledField scaledFields[] = {
+    {ModbusFieldType::powerExport, scalePower, &ModbusMeteringSystem::powerProduced},
+    {ModbusFieldType::energyImport, scaleEnergy, &ModbusMeteringSystem::energyConsumed},
+    {ModbusFieldType::energyExport, scaleEnergy, &ModbusMeteringSystem::energyProduced},
+    {ModbusFieldType::energyImportTariff1, scaleEnergy, &ModbusMeteringSystem::t1EnergyConsumed},
+    {ModbusFieldType::energyImportTariff2, scaleEnergy, &ModbusMeteringSystem::t2EnergyConsumed},
+    {ModbusFieldType::energyImportTariff3, scaleEnergy, &ModbusMeteringSystem::t3EnergyConsumed},
+    {ModbusFieldType::energyImportTariff4, scaleEnergy, &ModbusMeteringSystem::t4EnergyConsumed},
+    {ModbusFieldType::energyImportTariff5, scaleEnergy, &ModbusMeteringSystem::t5EnergyConsumed},
+    {ModbusFieldType::energyImportTariff6, scaleEnergy, &ModbusMeteringSystem::t6EnergyConsumed},
+    {ModbusFieldType::energyExportTariff1, scaleEnergy, &ModbusMeteringSystem::t1EnergyProduced},
+    {ModbusFieldType::energyExportTariff2, scaleEnergy, &ModbusMeteringSystem::t2EnergyProduced},
+    {ModbusFieldType::energyExportTariff3, scaleEnergy, &ModbusMeteringSystem::t3EnergyProduced},
+    {ModbusFieldType::energyExportTariff4, scaleEnergy, &ModbusMeteringSystem::t4EnergyProduced},
+    {ModbusFieldType::energyExportTariff5, scaleEnergy, &ModbusMeteringSystem::t5EnergyProduced},
+    {ModbusFieldType::energyExportTariff6, scaleEnergy, &ModbusMeteringSystem::t6EnergyProduced},
+};
+
+/// Member that keeps its previous value when the register of a field type could not be read.
+struct CarryForward {
+    ModbusFieldType failed;
+    double ModbusMeteringSystem::*member;
+};
+
+// A failed powerExport carries nothing, unlike powerImport: an export that can't be read counts as
+// none. Neither the id nor tariffEnabled is ever carried.
+constexpr CarryForward carriedForward[] = {
+    {ModbusFieldType::powerImport, &ModbusMeteringSystem::powerConsumed},
+    {ModbusFieldType::powerImport, &ModbusMeteringSystem::powerProduced},
+    {ModbusFieldType::energyImport, &ModbusMeteringSystem::energyConsumed},
+    {ModbusFieldType::energyExport, &ModbusMeteringSystem::energyProduced},
+    {ModbusFieldType::energyImportTariff1, &ModbusMeteringSystem::t1EnergyConsumed},
+    {ModbusFieldType::energyImportTariff2, &ModbusMeteringSystem::t2EnergyConsumed},
+    {ModbusFieldType::energyImportTariff3, &ModbusMeteringSystem::t3EnergyConsumed},
+    {ModbusFieldType::energyImportTariff4, &ModbusMeteringSystem::t4EnergyConsumed},
+    {ModbusFieldType::energyImportTariff5, &ModbusMeteringSystem::t5EnergyConsumed},
+    {ModbusFieldType::energyImportTariff6, &ModbusMeteringSystem::t6EnergyConsumed},
+    {ModbusFieldType::energyExportTariff1, &ModbusMeteringSystem::t1EnergyProduced},
+    {ModbusFieldType::energyExportTariff2, &ModbusMeteringSystem::t2EnergyProduced},
+    {ModbusFieldType::energyExportTariff3, &ModbusMeteringSystem::t3EnergyProduced},
+    {ModbusFieldType::energyExportTariff4, &ModbusMeteringSystem::t4EnergyProduced},
+    {ModbusFieldType::energyExportTariff5, &ModbusMeteringSystem::t5EnergyProduced},
+    {ModbusFieldType::energyExportTariff6, &ModbusMeteringSystem::t6EnergyProduced},
+};
+
+void carryForward(ModbusMeteringSystem& reading, const ModbusMeteringSystem& previous,
+                  ModbusFieldType failedField) {
+    bool carried = false;
+    for (const auto& [failed, member] : carriedForward) {
+        if (failed != failedField)
+            continue;
+        reading.*member = previous.*member;
+        carried = true;
+    }
+    if (carried)
+        VX_LOG(channel, notice, "Interpolating field", failedField);
+}
+
+} // namespace
+
+// The poll
+
+void SerialConnection::start() {
+    m_busy = true;
+    VX_LOG(channel, debug, "Main loop is alive");
+    querySerialConnectionConfig();
+    doRead();
+    sleep(1);
+    m_busy = false;
+}
+
+void SerialConnection::querySerialConnectionConfig() {
+    std::string result;
+    const long code = m_httpClient.get(serialConfigUrl, &result, false);
+    if (code != httpOk) {
+        VX_LOG(channel, warning, "Error requesting from server", code, result);
+        return;
+    }
+    VX_LOG(channel, notice, result);
+    try {
+        const auto serverConfig = vx::fromJson<SerialPortConfigReply>(result.c_str());
+        VX_LOG(channel, notice, "querySerialConnectionConfig", m_config, serverConfig.data);
+        if (m_config != serverConfig.data) {
+            m_config = serverConfig.data;
+            doReconnect();
+        }
+    } catch (const std::exception& e) {
+        VX_LOG(channel, warning, "Could not convert reply", e);
+    }
+}
+
+// The bus connection
+
+namespace {
+
+/// Number at the end of an enumerator's name: 9600 of "baud9600", 1 of "bits1".
+int numberOfName(const std::string& name) {
+    constexpr std::size_t wordSize = 4;
+    return static_cast<int>(std::strtol(name.c_str() + wordSize, nullptr, 10));
+}
+
+void configureRs485(const char* serialDevice) {
+    serial_rs485 conf{};
+    // Left open on purpose: the setting belongs to the tty and must survive the library's own open
+    // and close of the device.
+    const int fd = open(serialDevice, O_RDWR);
+    conf.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
+    if (fd == -1 || ioctl(fd, TIOCSRS485, &conf) == -1)
+        VX_LOG(channel, error, "RS485 could not be configured", serialDevice);
+}
+
+void setTimeouts(const orv::modbus::ModbusMiscConfig& config) {
+    constexpr std::uint32_t defaultSeconds = 5;
+    const auto secondsOr = [](std::int32_t seconds) {
+        return seconds == 0 ? defaultSeconds : static_cast<std::uint32_t>(seconds);
+    };
+    modbus_set_response_timeout(ctx, secondsOr(config.timeoutResponseSec), 0);
+    modbus_set_indication_timeout(ctx, secondsOr(config.timeoutIndicationSec), 0);
+}
+
+void connectTcp(const orv::modbus::ConfigFile& config) {
+    VX_LOG(channel, notice, "Connecting TCP", config);
+    modbus_close(ctx);
+    modbus_free(ctx);
+    const auto& server = config.modbusMiscConfig;
+    ctx = modbus_new_tcp(server.modbusTCPServer.c_str(), server.port);
+    if (modbus_connect(ctx) == -1)
+        VX_LOG(channel, warning, "Could not connect TCP", strerror(errno));
+    setTimeouts(server);
+}
+
+} // namespace
+
+void SerialConnection::doReconnect() {
+    VX_LOG(channel, notice, "doReconnect", m_config);
+    const auto config = orv::modbus::loadConfigFile(vx::system());
+    if (!config.modbusMiscConfig.modbusTCPServer.empty())
+        connectTcp(config);
+    else
+        connectSerial(config.modbusMiscConfig);
+}
+
+void SerialConnection::connectSerial(const orv::modbus::ModbusMiscConfig& timeouts) const {
+    const std::string baudRateName = vx::str("", m_config.baudRate);
+    const std::string stopBitsName = vx::str("", m_config.stopBits);
+    const std::string dataBitsName = vx::str("", m_config.dataBits);
+    const std::string parityName = vx::str("", m_config.parity);
+    constexpr std::size_t shortestName = 5;
+    // An incomplete configuration doesn't disturb a working connection.
+    if (baudRateName.size() < shortestName || stopBitsName.size() < shortestName ||
+        dataBitsName.size() < shortestName || parityName.empty())
+        return;
+
+    // The port is a property of the hardware; the server's device name opens nothing.
+    constexpr const char* serialDevice = "/dev/ttymxc2";
+    VX_LOG(channel, notice, vx::str("", m_config.baudRate));
+    const int baud = numberOfName(baudRateName);
+    VX_LOG(channel, notice, vx::str("", m_config.stopBits));
+    const int stopBits = numberOfName(stopBitsName);
+    VX_LOG(channel, notice, vx::str("", m_config.dataBits));
+    const int dataBits = numberOfName(dataBitsName);
+    VX_LOG(channel, notice, vx::str("", m_config.parity));
+    const char parity = static_cast<char>(std::toupper(parityName.front()));
+    VX_LOG(channel, notice, "Modbus serial device connecting", serialDevice, baud, parity, dataBits,
+           stopBits);
+    modbus_close(ctx);
+    modbus_free(ctx);
+    configureRs485(serialDevice);
+    // The stop bits stand in both places: the line always runs at eight data bits, as the library
+    // takes any count but 5, 6 and 7 for 8. Meters in the field are set up for that.
+    ctx = modbus_new_rtu(serialDevice, baud, parity, stopBits, stopBits);
+    if (modbus_connect(ctx) == -1)
+        VX_LOG(channel, warning, "Could not connect serial", strerror(errno));
+    setTimeouts(timeouts);
+}
+
+// The meters
+
+void SerialConnection::doRead() {
+    refreshAttachedMeters();
+    std::string result;
+    const long code = m_httpClient.get(supportedMetersUrl, &result, false);
+    if (code != httpOk) {
+        VX_LOG(channel, warning, "Error requesting from server", code, result);
+        return;
+    }
+    try {
+        VX_LOG(channel, notice, "Supported Meters", result);
+        const auto supported = vx::fromJson<MeterConfigReply>(result.c_str()).data;
+        cycleMeters(supported);
+    } catch (const std::exception& e) {
+        VX_LOG(channel, warning, "Could not convert reply", e);
+    }
+}
+
+void SerialConnection::refreshAttachedMeters() {
+    std::string result;
+    const long code = m_httpClient.get(attachedMetersUrl, &result, false);
+    VX_LOG(channel, notice, "Attached Meters", result);
+    if (code != httpOk) {
+        VX_LOG(channel, warning, "Error requesting from server", code, result);
+        return;
+    }
+    try {
+        // Emptied ahead of the conversion: a reply that can't be read leaves no stale list.
+        m_attachedMeters.clear();
+        m_attachedMeters = vx::fromJson<AttachedMetersReply>(result.c_str()).data;
+    } catch (const std::exception& e) {
+        VX_LOG(channel, warning, "Could not convert reply", e);
+    }
+}
+
+void SerialConnection::cycleMeters(const std::vector<vxModel::ElectricityMeterConfig>& supported) {
+    VX_LOG(channel, notice, "Cycling meters");
+    for (const vxModel::ModbusMeter& meter : m_attachedMeters) {
+        VX_LOG(channel, debug, meter);
+        for (const vxModel::ElectricityMeterConfig& config : supported) {
+            VX_LOG(channel, debug, config);
+            VX_LOG(channel, debug, "Comparison ", config.id, meter.configId);
+            if (config.id != meter.configId)
+                continue;
+            VX_LOG(channel, notice, "Reading meter", meter, config);
+            readMeter(meter.slaveAddress, config);
+        }
+    }
+}
+
+void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConfig meterConfig) {
+    ModbusMeteringSystem aReading;
+    aReading.slaveAddress = static_cast<std::uint8_t>(slaveAddress);
+    VX_LOG(channel, notice, "Reading meter", slaveAddress, meterConfig.registers);
+    aReading.lastChanged = std::chrono::system_clock::now();
+    aReading.meteringType = "modbus";
+    VX_LOG(channel, notice, "Reading meter now", slaveAddress);
+
+    std::vector<ModbusFieldType> failedFields;
+    for (const ModbusRegister& aRegister : meterConfig.registers)
+        if (!readRegister(aReading, slaveAddress, aRegister))
+            failedFields.push_back(aRegister.fieldType);
+
+    // After all decoding, so that a carried power wins over one decoded in this poll.
+    if (const auto previous = m_readings.find(slaveAddress); previous != m_readings.end())
+        for (const ModbusFieldType failedField : failedFields)
+            carryForward(aReading, previous->second, failedField);
+    m_readings[slaveAddress] = aReading;
+    VX_LOG(channel, notice, "Reading", aReading);
+    if (!aReading.id.empty())
+        m_senderQueue.send(vx::toJson(vx::toJsonFragment(aReading)));
+}
+
+bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddress,
+                                    const ModbusRegister& aRegister) {
+    RegisterBuffer buffer{};
+    VX_LOG(channel, debug, "Reading register", aRegister);
+    VX_LOG(channel, debug, "Reading register params", aRegister.address,
+           aRegister.length * dataCountMultiplier(aRegister.modbusDataType));
+    if (aRegister.fieldType == ModbusFieldType::serial && takeAttachedSerial(reading, slaveAddress))
+        return true;
+
+    modbus_set_slave(ctx, slaveAddress);
+    usleep(m_readIntervalUSec);
+    const auto readRegisters = aRegister.registerType == ModbusRegisterType::input
+                                   ? modbus_read_input_registers
+                                   : modbus_read_registers;
+    const int count = aRegister.length * dataCountMultiplier(aRegister.modbusDataType);
+    if (readRegisters(ctx, aRegister.address, count, buffer.data()) == -1) {
+        VX_LOG(channel, warning, "Could not read register", strerror(errno), aRegister);
+        return false;
+    }
+    // Built whether or not it is logged.
+    std::string debug;
+    for (const std::uint16_t word : buffer)
+        debug += " " + std::to_string(word);
+    VX_LOG(channel, debug, "ARRAY", debug);
+    decodeRegister(reading, buffer.data(), aRegister);
+    return true;
+}
+
+bool SerialConnection::takeAttachedSerial(ModbusMeteringSystem& reading, int slaveAddress) const {
+    const auto meter = std::find_if(m_attachedMeters.begin(), m_attachedMeters.end(),
+                                    [&](const vxModel::ModbusMeter& x) {
+                                        return x.slaveAddress == slaveAddress && !x.serial.empty();
+                                    });
+    if (meter != m_attachedMeters.end())
+        reading.id = metering::readings::MeterId(meter->serial);
+    return !reading.id.empty();
+}
+
+// Decoding
+
+namespace {
+
+std::uint32_t unsigned32(const std::uint16_t* words) {
+    return std::uint32_t{words[0]} << 16 | words[1];
+}
+
+std::uint64_t unsigned64(const std::uint16_t* words) {
+    return std::uint64_t{unsigned32(words)} << 32 | unsigned32(words + 2);
+}
+
+/// The number in the first words of a buffer; nothing for a type that has no number.
+std::optional<float> decodeNumber(const std::uint16_t* words, ModbusDataType type) {
+    switch (type) {
+    case ModbusDataType::float32:
+        return modbus_get_float_abcd(words);
+    case ModbusDataType::int64:
+        return static_cast<float>(static_cast<std::int64_t>(unsigned64(words)));
+    case ModbusDataType::uint64:
+        return static_cast<float>(unsigned64(words));
+    case ModbusDataType::uint32:
+        return static_cast<float>(unsigned32(words));
+    case ModbusDataType::int32:
+        return static_cast<float>(static_cast<std::int32_t>(unsigned32(words)));
+    case ModbusDataType::uint16:
+        return static_cast<float>(words[0]);
+    default:
+        return std::nullopt;
+    }
+}
+
+/// The bytes of the words, high byte first, without zero bytes.
+std::string decodeText(const std::uint16_t* words, std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i)
+        for (const int byte : {words[i] >> 8, words[i] & 0xFF})
+            if (byte != 0)
+                text += static_cast<char>(byte);
+    return text;
+}
+
+bool isPowerOrEnergy(ModbusFieldType fieldType) {
+    return fieldType >= ModbusFieldType::powerImport &&
+           fieldType <= ModbusFieldType::energyExportTariff6;
+}
+
+} // namespace
+
+int dataCountMultiplier(ModbusDataType type) {
+    switch (type) {
+    case ModbusDataType::float32:
+    case ModbusDataType::dateTime:
+    case ModbusDataType::int32:
+    case ModbusDataType::uint32:
+        return 2;
+    case ModbusDataType::int64:
+    case ModbusDataType::uint64:
+        return 4;
+    default:
+        return 1;
+    }
+}
+
+void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
+                    const ModbusRegister& aRegister) {
+    const ModbusDataType type = aRegister.modbusDataType;
+    const bool isSerial = aRegister.fieldType == ModbusFieldType::serial;
+    if (isSerial && type == ModbusDataType::ascii)
+        reading.id = metering::readings::MeterId(decodeText(words, aRegister.length));
+    if (isSerial && type == ModbusDataType::uint32)
+        reading.id = metering::readings::MeterId(std::to_string(unsigned32(words)));
+    // Only a uint16 register may carry one of the fields that are no measured quantity.
+    const bool otherField =
+        type == ModbusDataType::uint16 && aRegister.fieldType != ModbusFieldType::none;
+    if (!isPowerOrEnergy(aRegister.fieldType) && !otherField)
+        return;
+    if (const auto value = decodeNumber(words, type))
+        convertField(reading, *value, aRegister.fieldType, aRegister.scaleValue);
+}
+
+// Conversion
+
+float scalePower(float value, float scaleValue) {
+    VX_LOG(channel, debug, scaleValue, value);
+    return value * scaleValue;
+}
+
+float scaleEnergy(float value, float scaleValue) {
+    VX_LOG(channel, debug, scaleValue, value);
+    constexpr float secondsPerHour = 3600.0F;
+    constexpr float wattsPerKilowatt = 1000.0F;
+    return value * scaleValue * secondsPerHour * wattsPerKilowatt;
+}
+
+namespace {
+
+/// One signed register describes the flow in both directions. A zero, also a NaN, is production.
+void convertPowerImport(ModbusMeteringSystem& reading, float value, float scaleValue) {
+    VX_LOG(channel, debug, "power conversion", value, scaleValue);
+    value = scalePower(value, scaleValue);
+    VX_LOG(channel, debug, "power conversion after ", value);
+    if (value > 0)
+        reading.powerConsumed = value;
+    else
+        reading.powerProduced = -value;
+}
+
+} // namespace
+
+void convertField(ModbusMeteringSystem& reading, float value, ModbusFieldType modbusFieldType,
+                  float scaleValue) {
+    VX_LOG(channel, notice, value, modbusFieldType, scaleValue);
+    if (modbusFieldType == ModbusFieldType::powerImport)
+        convertPowerImport(reading, value, scaleValue);
+    if (modbusFieldType == ModbusFieldType::tariffEnabled) {
+        VX_LOG(channel, debug, "Tariff", value);
+        reading.tariffEnabled = value > 0;
+    }
+    for (const auto& [fieldType, scale, member] : scaledFields)
+        if (fieldType == modbusFieldType)
+            reading.*member = scale(value, scaleValue);
+}
+
+// The delivery
+
+SenderQueue::SenderQueue(boost::asio::io_context& ioContext, std::string socketPath)
+    : m_ioContext(ioContext), m_socketPath(std::move(socketPath)) {}
+
+void SenderQueue::send(std::string message) {
+    std::make_shared<SocketClient>(m_ioContext, m_socketPath)->send(std::move(message));
+}
+
+} // namespace orv::modbusreader

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "http-client.h"
+#include "metering/readings.h"
+#include "modbus/socket-writer.h"
+#include "model/modbus.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace orv::modbus {
+
+struct ModbusMiscConfig;
+
+} // namespace orv::modbus
+
+namespace orv::modbusreader {
+
+using metering::readings::ModbusMeteringSystem;
+
+/// Front of the delivery path: each message gets its own client and connection at once. It holds
+/// no queue; pending work lives in the handlers of the event loop.
+class SenderQueue {
+public:
+    SenderQueue(boost::asio::io_context& ioContext, std::string socketPath);
+
+    /// Returns before a byte is written. Whether the message arrives shows only in the log.
+    void send(std::string message);
+
+private:
+    boost::asio::io_context& m_ioContext;
+    std::string m_socketPath;
+};
+
+/// Number of 16-bit registers that one element of @p type occupies on the bus. `dateTime` counts
+/// two although it is never decoded; `ascii` counts one (two characters).
+int dataCountMultiplier(vxModel::ModbusDataType type);
+
+/// @p value times @p scaleValue, in single precision.
+float scalePower(float value, float scaleValue);
+
+/// @p value times @p scaleValue, which gives kilowatt-hours, in watt-seconds; each step in single
+/// precision.
+float scaleEnergy(float value, float scaleValue);
+
+/// Scales @p value and stores it in the member of @p reading that @p modbusFieldType names; a type
+/// that names none is ignored. A power import that is not above zero counts as production.
+void convertField(ModbusMeteringSystem& reading, float value,
+                  vxModel::ModbusFieldType modbusFieldType, float scaleValue);
+
+/// Decodes the words of one successful read, most significant word first, into @p reading. A
+/// numeric type decodes one value, whatever the register's length; `ascii` takes `length` words.
+/// A data type that doesn't fit the field has no effect.
+void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
+                    const vxModel::ModbusRegister& aRegister);
+
+/// The bus and the state that survives a poll. Everything runs on the thread of the event loop.
+class SerialConnection {
+public:
+    /// One poll: asks the local server, reads all meters, and blocks for one second more.
+    void start();
+    /// Takes the serial parameters from the local server and reconnects if they changed.
+    void querySerialConnectionConfig();
+    /// Rebuilds the Modbus context: TCP if the configuration file names a server, else RTU.
+    void doReconnect();
+    /// Takes meters and models from the local server and reads each meter with its models.
+    void doRead();
+    /// Reads one meter and offers its record to the metering service, if its id is known.
+    void readMeter(int slaveAddress, vxModel::ElectricityMeterConfig meterConfig);
+
+    orv::HttpClient m_httpClient;
+    /// The serial parameters last accepted from the local server.
+    vxModel::SerialPortConfig m_config;
+    boost::asio::io_context& m_ioContext;
+    SenderQueue& m_senderQueue;
+    /// List of the last good "attached" reply.
+    std::vector<vxModel::ModbusMeter> m_attachedMeters = {};
+    /// Last record of each slave address.
+    std::unordered_map<int, ModbusMeteringSystem> m_readings = {};
+    bool m_busy = false;
+    /// Pause in microseconds ahead of every register read. The configuration file doesn't set it.
+    std::uint32_t m_readIntervalUSec = 20000;
+
+private:
+    void connectSerial(const modbus::ModbusMiscConfig& timeouts) const;
+    void refreshAttachedMeters();
+    void cycleMeters(const std::vector<vxModel::ElectricityMeterConfig>& supported);
+    /// Returns whether the register was read or needed no reading.
+    bool readRegister(ModbusMeteringSystem& reading, int slaveAddress,
+                      const vxModel::ModbusRegister& aRegister);
+    /// Gives the record the serial from the list of attached meters, if it stands there. Returns
+    /// whether the record has an id, also one from an earlier register.
+    bool takeAttachedSerial(ModbusMeteringSystem& reading, int slaveAddress) const;
+};
+
+} // namespace orv::modbusreader

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "model/modbus.h"
+#include "vx/record.h"
+
+#include <vector>
+
+// The envelopes of the local server's answers. Only their key "data" is read.
+
+namespace orv::modbusreader {
+
+struct SerialPortConfigReply {
+    vxModel::SerialPortConfig data;
+
+    bool operator==(const SerialPortConfigReply&) const = default;
+    VX_FIELDS(SerialPortConfigReply, data)
+};
+
+struct AttachedMetersReply {
+    std::vector<vxModel::ModbusMeter> data;
+
+    bool operator==(const AttachedMetersReply&) const = default;
+    VX_FIELDS(AttachedMetersReply, data)
+};
+
+struct MeterConfigReply {
+    std::vector<vxModel::ElectricityMeterConfig> data;
+
+    bool operator==(const MeterConfigReply&) const = default;
+    VX_FIELDS(MeterConfigReply, data)
+};
+
+} // namespace orv::modbusreader

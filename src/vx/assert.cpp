@@ -1,0 +1,80 @@
+#include "vx/assert.h"
+
+#include "vx/log-context.h"
+#include "vx/stack-trace.h"
+
+#include <boost/assert.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <execinfo.h>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace vx {
+namespace {
+
+void writePiece(const char* text) {
+    detail::writeToFd(STDERR_FILENO, text, std::strlen(text));
+    fsync(STDERR_FILENO);
+}
+
+void writeNumber(long number) {
+    char text[33];
+    std::snprintf(text, sizeof text, "%ld", number);
+    writePiece(text);
+}
+
+void writeLogContext() {
+    std::ostringstream stream;
+    stream << logContext();
+    writePiece(stream.str().c_str());
+}
+
+void writeTraces(const StackTrace& trace) {
+    writePiece("Stacktrace:");
+    backtrace_symbols_fd(trace.frames + trace.begin, trace.end - trace.begin, STDERR_FILENO);
+    fsync(STDERR_FILENO);
+    writePiece("Decoded stacktrace:");
+    writeSymbolsToFd(trace, STDERR_FILENO);
+    fsync(STDERR_FILENO);
+}
+
+} // namespace
+
+// Never inlined: the trace leaves out exactly one frame for it.
+[[gnu::noinline]] void assertFailed(const char* condition, const char* message,
+                                    const char* function, const char* file, long line) {
+    writePiece("Assertion failed. ");
+    writePiece(message);
+    writePiece(" condition:");
+    writePiece(condition);
+    writePiece(" ");
+    writePiece(file);
+    writePiece(":");
+    writeNumber(line);
+    writePiece(" ");
+    writeLogContext();
+    writePiece(" ");
+    writePiece(function);
+    writePiece("\n");
+    writeTraces(StackTrace::capture(0));
+    std::abort();
+}
+
+} // namespace vx
+
+namespace boost {
+
+void assertion_failed(const char* expr, const char* function, const char* file, long line) {
+    vx::assertFailed(expr, "", function, file, line);
+}
+
+void assertion_failed_msg(const char* expr, const char* msg, const char* function, const char* file,
+                          long line) {
+    vx::assertFailed(expr, msg, function, file, line);
+}
+
+} // namespace boost

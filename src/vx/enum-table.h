@@ -1,0 +1,36 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
+namespace vx {
+
+/// One value of a named enumeration with its text.
+struct EnumRow {
+    std::int32_t value;
+    const char* name;
+};
+
+/// What `vxEnum(E)` returns: the rows of an enumeration and the name that its failure lines show.
+struct EnumTable {
+    const EnumRow* begin;
+    const EnumRow* end;
+    const char* name;
+};
+
+/// An enumeration becomes a named one by a function `vxEnum(E)` in its own namespace; the
+/// argument's value is not used, it only selects the overload.
+template <class T>
+concept NamedEnum = std::is_enum_v<T> && requires(T value) {
+    { vxEnum(value) } -> std::same_as<EnumTable>;
+};
+
+namespace detail {
+
+/// Name of the first row of @p table with @p value; empty, with a debug line, if there is none.
+std::string enumName(const EnumTable& table, std::int32_t value);
+
+} // namespace detail
+} // namespace vx

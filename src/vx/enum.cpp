@@ -1,0 +1,42 @@
+#include "vx/enum.h"
+
+#include "vx/log-context.h"
+#include "vx/log.h"
+
+#include <algorithm>
+
+namespace vx {
+
+LogChannel& enumLogChannel() {
+    static LogChannel channel("vxEnum", LogSeverity::notice);
+    return channel;
+}
+
+std::string detail::enumName(const EnumTable& table, std::int32_t value) {
+    const auto* row = std::find_if(table.begin, table.end,
+                                   [value](const EnumRow& x) { return x.value == value; });
+    if (row != table.end)
+        return row->name;
+    const LogChannel& channel = enumLogChannel();
+    if (LogSeverity::debug <= channel.severity)
+        channel.log(LogSeverity::debug,
+                    strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),
+                            trimFile(__FILE__, channel), ":", __LINE__));
+    return {};
+}
+
+std::optional<std::int32_t> detail::tryEnumValue(const EnumTable& table, std::string_view name) {
+    const auto* row =
+        std::find_if(table.begin, table.end, [name](const EnumRow& x) { return x.name == name; });
+    return row == table.end ? std::nullopt : std::optional(row->value);
+}
+
+void detail::reportUnknownName(const EnumTable& table, const char* name) {
+    const LogChannel& channel = enumLogChannel();
+    if (LogSeverity::debug <= channel.severity)
+        channel.log(LogSeverity::debug,
+                    strArgs("Unknown ", table.name, " enum option. value:", name, " ", logContext(),
+                            trimFile(__FILE__, channel), ":", __LINE__));
+}
+
+} // namespace vx

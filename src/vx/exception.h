@@ -1,0 +1,64 @@
+#pragma once
+
+#include "vx/enum-table.h"
+#include "vx/items.h"
+#include "vx/log-context.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace vx {
+
+/// The one exception of a failure at run time. Its text is complete: what failed, with which
+/// values, at which source position and in which log context.
+class Exception : public std::runtime_error {
+public:
+    enum class Type : std::int32_t {
+        failed = 0,
+        overloaded = 1,
+        disconnected = 2,
+        unimplemented = 3,
+    };
+
+    explicit Exception(const std::string& what);
+    explicit Exception(const char* what);
+    Exception(Type type, const std::string& what);
+    Exception(Type type, const char* what);
+    Exception(const std::string& what, std::string userMessage);
+    Exception(Type type, const std::string& what, std::string userMessage);
+
+    Type type() const;
+    /// Text meant for a person, apart from the technical `what()`; empty if there is none.
+    const std::string& userMessage() const;
+
+private:
+    struct D {
+        Type type;
+        std::string userMessage;
+    };
+
+    /// Null unless the exception has a type or a user message of its own. Copies share it.
+    std::shared_ptr<D> d;
+};
+
+EnumTable vxEnum(Exception::Type);
+std::ostream& operator<<(std::ostream& stream, Exception::Type type);
+
+} // namespace vx
+
+/// Throws a `vx::Exception` with the items, the source position and the log context.
+#define VX_THROW(...)                                                                              \
+    throw ::vx::Exception(::vx::strArgs("" VX_ITEMS(__VA_ARGS__), ::vx::trimFile(__FILE__), ":",   \
+                                        __LINE__, " ", ::vx::logContext()))
+
+/// Throws as VX_THROW does, with the source text of @p condition, unless the condition holds.
+#define VX_THROW_UNLESS(condition, ...)                                                            \
+    do {                                                                                           \
+        if (!(condition))                                                                          \
+            throw ::vx::Exception(                                                                 \
+                ::vx::strArgs("" VX_ITEMS(__VA_ARGS__), "condition:", VX_TEXT(condition), " ",     \
+                              ::vx::trimFile(__FILE__), ":", __LINE__, " ", ::vx::logContext()));  \
+    } while (false)

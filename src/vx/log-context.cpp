@@ -1,0 +1,31 @@
+#include "vx/log-context.h"
+
+#include "vx/assert.h"
+
+namespace vx {
+namespace {
+
+thread_local LogContext* t_logContext = nullptr;
+
+} // namespace
+
+LogContext::LogContext() : prev(t_logContext) {
+    t_logContext = this;
+}
+
+LogContext::~LogContext() {
+    VX_ASSERT(t_logContext == this);
+    t_logContext = prev;
+}
+
+LogContext* logContext() {
+    return t_logContext;
+}
+
+std::ostream& operator<<(std::ostream& stream, LogContext* context) {
+    for (; context != nullptr; context = context->prev)
+        context->print(stream);
+    return stream;
+}
+
+} // namespace vx

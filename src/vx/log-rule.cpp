@@ -1,0 +1,107 @@
+#include "vx/log-rule.h"
+
+#include "vx/assert.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace vx {
+namespace {
+
+constexpr const char* configFile = "/etc/libvx";
+
+constexpr std::array<std::pair<char, LogSeverity>, 6> severityLetters = {{
+    {'F', LogSeverity::fatal},
+    {'E', LogSeverity::error},
+    {'W', LogSeverity::warning},
+    {'N', LogSeverity::notice},
+    {'I', LogSeverity::info},
+    {'D', LogSeverity::debug},
+}};
+
+bool isAlphanumeric(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](unsigned char c) { return std::isalnum(c) != 0; });
+}
+
+/// Value of the first line `name=value` of the file.
+std::optional<std::string> findInFile(std::string_view name) {
+    std::ifstream file(configFile);
+    for (std::string line; std::getline(file, line);) {
+        if (!line.starts_with(name))
+            continue;
+        // The bounds check is wanted: a line of the bare name ends the search with its message.
+        const bool assigned = line.at(name.size()) == '=';
+        if (assigned && line.size() > name.size() + 1)
+            return line.substr(name.size() + 1);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<LogSeverity> tryParseLogSeverityChar(const char* text) {
+    if (std::strlen(text) != 1)
+        return std::nullopt;
+    for (const auto& [letter, severity] : severityLetters)
+        if (letter == *text)
+            return severity;
+    return std::nullopt;
+}
+
+std::optional<LogRule> tryParseLogRule(char* text) {
+    const char* letter = text;
+    std::string name;
+    if (const char* colon = std::strchr(text, ':')) {
+        name.assign(text, static_cast<std::size_t>(colon - text));
+        letter = colon + 1;
+    }
+    const auto severity = tryParseLogSeverityChar(letter);
+    if (!severity || !isAlphanumeric(name))
+        return std::nullopt;
+    return LogRule{name, *severity};
+}
+
+std::vector<LogRule> tryParseLogRules(const char* text) {
+    std::vector<LogRule> rules;
+    std::string rest = text;
+    while (!rest.empty()) {
+        const auto comma = rest.find(',');
+        std::string item = rest.substr(0, comma);
+        if (auto rule = tryParseLogRule(item.data()))
+            rules.push_back(std::move(*rule));
+        rest.erase(0, comma == std::string::npos ? comma : comma + 1);
+    }
+    return rules;
+}
+
+std::optional<std::string> getEnvOrConfig(const char* name) {
+    // Before threads exist, and nothing here changes the environment.
+    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+    if (value != nullptr && *value != '\0')
+        return value;
+    if (access(configFile, F_OK) != 0)
+        return std::nullopt;
+    try {
+        return findInFile(name);
+    } catch (const std::exception& e) {
+        // The logger is just being built and can't be asked to say this.
+        std::fprintf(stderr, "Failed to parse %s, error:%s\n", configFile, e.what());
+        return std::nullopt;
+    }
+}
+
+void testAssert() {
+    if (getEnvOrConfig("VX_TEST_ASSERT"))
+        VX_ASSERT(false, "Test assert.");
+}
+
+} // namespace vx

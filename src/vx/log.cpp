@@ -1,0 +1,248 @@
+#include "vx/log.h"
+
+#include "vx/date-time.h"
+#include "vx/exception.h"
+#include "vx/log-rule.h"
+#include "vx/stack-trace.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <sstream>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+
+namespace vx {
+
+EnumTable vxEnum(LogSeverity) {
+    static constexpr EnumRow x[] = {
+        {0, "print"},  {1, "fatal"}, {2, "error"}, {3, "warning"},
+        {4, "notice"}, {5, "info"},  {6, "debug"}, {1, "fatal"},
+    };
+    return {std::begin(x), std::end(x), "vx::LogSeverity"};
+}
+
+std::ostream& operator<<(std::ostream& stream, LogSeverity severity) {
+    detail::write(stream, severity);
+    return stream;
+}
+
+LogSeverity logSeverityFromSyslog(int priority) {
+    constexpr std::array fromPriority = {
+        LogSeverity::fatal,   LogSeverity::fatal,  LogSeverity::fatal, LogSeverity::error,
+        LogSeverity::warning, LogSeverity::notice, LogSeverity::info,  LogSeverity::debug};
+    const auto index = static_cast<unsigned>(priority);
+    return index < fromPriority.size() ? fromPriority[index] : LogSeverity::debug;
+}
+
+LogChannel::LogChannel(std::string name, LogSeverity initialSeverity)
+    : m_name(std::move(name)), severity(initialSeverity) {
+    Logger::instance().addChannel(*this);
+}
+
+LogChannel::~LogChannel() {
+    Logger::instance().removeChannel(*this);
+}
+
+void LogChannel::setInitialSeverity(LogSeverity initialSeverity) {
+    severity = initialSeverity;
+    Logger::instance().updateChannelSeverity(*this);
+}
+
+void LogChannel::log(LogSeverity messageSeverity, std::string message) const {
+    if (messageSeverity <= severity)
+        Logger::instance().log(m_name.c_str(), messageSeverity, std::move(message));
+}
+
+std::ostream& operator<<(std::ostream& stream, const LogChannel& channel) {
+    return stream << channel.name() << ':' << channel.severity;
+}
+
+std::string trimFile(std::string file, const LogChannel& channel) {
+    std::string path = trimFile(std::move(file));
+    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    auto p = path.begin();
+    auto q = channel.name().begin();
+    for (; p != path.end(); ++p) {
+        if (*p == '_' || *p == '-' || *p == '/')
+            continue;
+        if (q == channel.name().end() || lower(*p) != lower(*q))
+            break;
+        ++q;
+    }
+    path.erase(path.begin(), p);
+    return path;
+}
+
+struct Logger::Body {
+    std::mutex mutex;
+    LogFunction logFunction;
+    int logFd = STDERR_FILENO;
+    bool useColors = false;
+    std::vector<LogChannel*> channels;
+    std::optional<LogSeverity> defaultSeverity;
+    std::vector<LogRule> rules;
+};
+
+Logger& Logger::instance() {
+    static Logger logger;
+    return logger;
+}
+
+Logger::Logger() : m_body(new Body) {
+    setLogFunction(defaultLogFunction);
+    readSettings();
+}
+
+void Logger::readSettings() {
+    const auto rules = getEnvOrConfig("VX_LOG");
+    const auto colors = getEnvOrConfig("VX_LOG_COLORS");
+    if (rules)
+        m_body->rules = tryParseLogRules(rules->c_str());
+    for (const LogRule& rule : m_body->rules)
+        if (rule.name.empty())
+            m_body->defaultSeverity = rule.severity;
+    if (colors == "yes" || colors == "no")
+        m_body->useColors = colors == "yes";
+    else
+        m_body->useColors = isatty(m_body->logFd) != 0;
+}
+
+void Logger::log(const char* channelName, LogSeverity severity, std::string message) const {
+    const std::scoped_lock lock(m_body->mutex);
+    m_body->logFunction(channelName, severity, std::move(message));
+}
+
+void Logger::setLogFunction(LogFunction logFunction) {
+    // A copy of its own, so that the old function is destroyed before the lock is released.
+    const std::scoped_lock lock(m_body->mutex);
+    LogFunction(std::move(logFunction)).swap(m_body->logFunction);
+}
+
+std::optional<LogSeverity> Logger::defaultSeverity() const {
+    const std::scoped_lock lock(m_body->mutex);
+    return m_body->defaultSeverity;
+}
+
+void Logger::setDefaultSeverity(std::optional<LogSeverity> severity) {
+    const std::scoped_lock lock(m_body->mutex);
+    m_body->defaultSeverity = severity;
+    for (LogChannel* channel : m_body->channels)
+        updateChannelSeverity(*channel);
+}
+
+std::vector<Logger::ChannelSeverity> Logger::channelSeverities() const {
+    const std::scoped_lock lock(m_body->mutex);
+    std::vector<ChannelSeverity> result;
+    for (const LogChannel* channel : m_body->channels)
+        result.push_back({channel->name(), channel->severity});
+    return result;
+}
+
+LogChannel* Logger::findChannel(std::string_view channelName) const {
+    const auto found = std::find_if(m_body->channels.begin(), m_body->channels.end(),
+                                    [&](const auto* x) { return x->name() == channelName; });
+    return found == m_body->channels.end() ? nullptr : *found;
+}
+
+LogSeverity Logger::channelSeverity(std::string_view channelName) const {
+    VX_LOG_CONTEXT(channelName);
+    {
+        const std::scoped_lock lock(m_body->mutex);
+        if (const LogChannel* channel = findChannel(channelName))
+            return channel->severity;
+    }
+    VX_THROW("Log channel not found.");
+}
+
+void Logger::setChannelSeverity(std::string_view channelName, LogSeverity severity) {
+    VX_LOG_CONTEXT(channelName, severity);
+    {
+        const std::scoped_lock lock(m_body->mutex);
+        if (LogChannel* channel = findChannel(channelName)) {
+            channel->severity = severity;
+            return;
+        }
+    }
+    // Outside the lock: the text of an unknown severity may register a channel.
+    VX_THROW("Log channel not found.");
+}
+
+void Logger::addChannel(LogChannel& channel) {
+    const std::scoped_lock lock(m_body->mutex);
+    for (const LogChannel* x : m_body->channels)
+        VX_THROW_UNLESS(x->name() != channel.name(), "Log channels with duplicate name detected.",
+                        channel.name());
+    m_body->channels.push_back(&channel);
+    updateChannelSeverity(channel);
+}
+
+void Logger::removeChannel(LogChannel& channel) {
+    const std::scoped_lock lock(m_body->mutex);
+    std::erase(m_body->channels, &channel);
+}
+
+void Logger::updateChannelSeverity(LogChannel& channel) {
+    LogSeverity severity = m_body->defaultSeverity.value_or(channel.severity);
+    for (const LogRule& rule : m_body->rules)
+        if (channel.name().starts_with(rule.name))
+            severity = rule.severity;
+    channel.severity = severity;
+}
+
+namespace {
+
+struct SeverityText {
+    const char* text;
+    /// Escape sequence of the colour; empty for none.
+    const char* color;
+};
+
+SeverityText severityText(LogSeverity severity) {
+    constexpr std::array<SeverityText, 7> texts = {{
+        {"!!!!!", "\x1B[34;01m"},
+        {"FATAL", "\x1B[31;01m"},
+        {"ERROR", "\x1B[31;01m"},
+        {"WARN ", "\x1B[33;01m"},
+        {"NOTIC", "\x1B[36m"},
+        {"INFO ", ""},
+        {"DEBUG", ""},
+    }};
+    const auto index = static_cast<std::size_t>(severity);
+    return index < texts.size() ? texts[index] : SeverityText{"?????", ""};
+}
+
+std::string severityColumn(LogSeverity severity, bool useColors) {
+    const auto [text, color] = severityText(severity);
+    if (!useColors || *color == '\0')
+        return text;
+    return std::string(color) + text + "\x1B[0m";
+}
+
+std::string threadIdColumn() {
+    char text[8];
+    std::snprintf(text, sizeof text, "%5ld", static_cast<long>(syscall(SYS_gettid)));
+    return text;
+}
+
+} // namespace
+
+void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
+                                std::string message) {
+    const auto now = std::chrono::system_clock::now();
+    const Body& body = *instance().m_body;
+    std::ostringstream stream;
+    stream << '[' << toLocalMsIsoString(now) << "] " << threadIdColumn() << ' '
+           << severityColumn(severity, body.useColors) << ' '
+           << (channelName == nullptr ? "null" : channelName) << ' ' << message << '\n';
+    const std::string line = stream.str();
+    detail::writeToFd(body.logFd, line.data(), line.size());
+    // The line is out before the next statement runs, also when the process dies right after.
+    fsync(body.logFd);
+}
+
+} // namespace vx
