@@ -91,7 +91,7 @@ public:
 
 private:
     struct CurlHandleDeleter {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+        void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
     };
 
     long internalRequest(const std::string& url, HttpMethod method,

@@ -11,6 +11,9 @@
 #include <cstring>
 #include <ctime>
 
+// See the header for the deprecation of the span.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 /// Lets Boost's string algorithms take a span.
 template <>
 struct boost::range_const_iterator<vx::CharSpan> {

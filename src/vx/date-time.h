@@ -1,21 +1,23 @@
 #pragma once
 
+#include "vx/str.h"
+
 #include <chrono>
 #include <gsl/gsl>
+#include <ostream>
 #include <string>
 
-#include "vx/str.h"
+// The library marks the span as deprecated; it is the argument's type all the same, and clang says
+// so at every mention.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vx {
 
 /// Moment of the system clock; a signed 64-bit count of nanoseconds since the epoch.
 using DateTime = std::chrono::system_clock::time_point;
 
-// The span's successor in the library checks other bounds; its deprecation changes nothing here.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 using CharSpan = gsl::basic_string_span<const char>;
-#pragma GCC diagnostic pop
 
 /// ISO 8601 in UTC with milliseconds, 24 characters: 2026-11-14T02:24:09.123Z
 std::string toString(DateTime time);
@@ -35,3 +37,5 @@ struct detail::Str<CharSpan> {
 };
 
 } // namespace vx
+
+#pragma GCC diagnostic pop
