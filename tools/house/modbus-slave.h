@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -120,6 +121,8 @@ public:
 private:
     friend class ModbusSlave;
     Unit(Impl& impl, int id) : m_impl(&impl), m_id(id) {}
+    Unit& order(std::optional<Space> space, std::optional<int> address, const Fault& fault,
+                int requests);
 
     Impl* m_impl;
     int m_id;
