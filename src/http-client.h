@@ -52,7 +52,7 @@ public:
     const char* content() const;
     /// Makes room for @p n more bytes and a terminator, and returns the address of the first new
     /// one; null if there is no memory.
-    char* grow_tail(std::size_t n);
+    char* grow_tail(std::size_t n); // NOLINT(readability-identifier-naming): older code calls it so
     /// libcurl's write function for a `URLResult` as user data.
     static std::size_t appendCallback(void* data, std::size_t size, std::size_t nmemb,
                                       void* userdata);

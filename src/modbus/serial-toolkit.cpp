@@ -283,6 +283,7 @@ void SerialConnection::cycleMeters(const std::vector<vxModel::ElectricityMeterCo
     }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a read works on a model of its own
 void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConfig meterConfig) {
     ModbusMeteringSystem aReading;
     aReading.slaveAddress = static_cast<std::uint8_t>(slaveAddress);

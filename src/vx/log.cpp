@@ -231,6 +231,7 @@ std::string threadIdColumn() {
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is that of any log function
 void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
                                 std::string message) {
     const auto now = std::chrono::system_clock::now();

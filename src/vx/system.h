@@ -50,6 +50,7 @@ public:
     virtual std::vector<std::string> lsRegularFiles(const std::string& path,
                                                     const std::string& extension) const = 0;
     /// Throws `boost::filesystem::filesystem_error`.
+    // NOLINTNEXTLINE(readability-identifier-naming): the names are keys in the log
     virtual void rename(const std::string& old_p, const std::string& new_p) const = 0;
     /// Removing what does not exist is no failure. Throws `boost::filesystem::filesystem_error`.
     virtual void remove(const std::string& path) const = 0;
