@@ -1,0 +1,256 @@
+#include "house/local-server.h"
+
+#include "house/patience.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include <boost/asio.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+namespace house {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using boost::asio::ip::tcp;
+using boost::system::error_code;
+
+Answer Answer::withStatus(unsigned status, std::string body) {
+    Answer answer;
+    answer.status = status;
+    answer.body = std::move(body);
+    return answer;
+}
+
+Answer Answer::withBody(std::string body) {
+    return withStatus(200, std::move(body));
+}
+
+Answer Answer::late(std::chrono::milliseconds delay) {
+    Answer answer;
+    answer.delay = delay;
+    return answer;
+}
+
+Answer Answer::dropped() {
+    Answer answer;
+    answer.drop = true;
+    return answer;
+}
+
+class LocalServer::Impl {
+public:
+    explicit Impl(std::uint16_t port)
+        : m_acceptor(m_io, tcp::endpoint(asio::ip::address_v4::loopback(), port)) {
+        accept();
+        m_thread = std::thread([this] { m_io.run(); });
+    }
+
+    ~Impl() {
+        m_io.stop();
+        m_thread.join();
+    }
+
+    /// Records the request and decides on its answer.
+    Answer take(Request request);
+
+    asio::io_context m_io{1};
+    tcp::acceptor m_acceptor;
+    std::thread m_thread;
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::map<std::string, std::string> m_regular;
+    std::map<std::string, std::deque<Answer>> m_next;
+    std::map<std::string, Answer> m_always;
+    std::vector<Request> m_requests;
+    std::function<void(const Request&)> m_callback;
+
+private:
+    void accept();
+    Answer choose(const std::string& path);
+};
+
+namespace {
+
+using RawRequest = http::request<http::string_body>;
+
+Request toRequest(const RawRequest& raw) {
+    Request request;
+    request.method = std::string(raw.method_string());
+    request.path = std::string(raw.target());
+    for (const auto& field : raw)
+        request.headers[std::string(field.name_string())] = std::string(field.value());
+    request.body = raw.body();
+    request.arrived = std::chrono::system_clock::now();
+    return request;
+}
+
+/// One connection: reads a request, asks for the answer, sends it, and starts over.
+class HttpSession : public std::enable_shared_from_this<HttpSession> {
+public:
+    using Responder = std::function<Answer(Request)>;
+
+    HttpSession(tcp::socket socket, Responder responder)
+        : m_socket(std::move(socket)),
+          m_timer(m_socket.get_executor()),
+          m_responder(std::move(responder)) {}
+
+    void read() {
+        m_request = {};
+        http::async_read(m_socket, m_buffer, m_request,
+                         [self = shared_from_this()](error_code ec, std::size_t) {
+                             if (!ec)
+                                 self->answer();
+                         });
+    }
+
+private:
+    void answer() {
+        m_answer = m_responder(toRequest(m_request));
+        m_timer.expires_after(m_answer.delay);
+        m_timer.async_wait([self = shared_from_this()](error_code) { self->write(); });
+    }
+
+    void write() {
+        // Letting the session go without a word closes the connection.
+        if (m_answer.drop)
+            return;
+        m_response = {};
+        m_response.version(m_request.version());
+        m_response.result(m_answer.status);
+        for (const auto& [name, value] : m_answer.headers)
+            m_response.set(name, value);
+        m_response.body() = m_answer.body.value_or("");
+        m_response.keep_alive(m_request.keep_alive());
+        m_response.prepare_payload();
+        http::async_write(m_socket, m_response,
+                          [self = shared_from_this()](error_code ec, std::size_t) {
+                              if (!ec && !self->m_response.need_eof())
+                                  self->read();
+                          });
+    }
+
+    tcp::socket m_socket;
+    asio::steady_timer m_timer;
+    Responder m_responder;
+    beast::flat_buffer m_buffer;
+    RawRequest m_request;
+    http::response<http::string_body> m_response;
+    Answer m_answer;
+};
+
+} // namespace
+
+void LocalServer::Impl::accept() {
+    m_acceptor.async_accept([this](error_code ec, tcp::socket socket) {
+        if (!ec) {
+            auto responder = [this](Request request) { return take(std::move(request)); };
+            std::make_shared<HttpSession>(std::move(socket), std::move(responder))->read();
+        }
+        accept();
+    });
+}
+
+Answer LocalServer::Impl::take(Request request) {
+    std::unique_lock lock(m_mutex);
+    Answer answer = choose(request.path);
+    m_requests.push_back(request);
+    const auto& callback = m_callback;
+    lock.unlock();
+    m_changed.notify_all();
+    if (callback)
+        callback(request);
+    return answer;
+}
+
+Answer LocalServer::Impl::choose(const std::string& path) {
+    const auto regular = m_regular.find(path);
+    Answer answer = regular != m_regular.end() ? Answer::withBody(regular->second)
+                                               : Answer::withStatus(404, "Not Found");
+    if (auto& next = m_next[path]; !next.empty()) {
+        answer = std::move(next.front());
+        next.pop_front();
+    } else if (const auto always = m_always.find(path); always != m_always.end()) {
+        answer = always->second;
+    }
+    if (!answer.body && regular != m_regular.end())
+        answer.body = regular->second;
+    return answer;
+}
+
+LocalServer::LocalServer(std::uint16_t port) : m_impl(std::make_unique<Impl>(port)) {}
+
+LocalServer::~LocalServer() = default;
+
+std::uint16_t LocalServer::port() const {
+    return m_impl->m_acceptor.local_endpoint().port();
+}
+
+std::string LocalServer::url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port()) + path;
+}
+
+void LocalServer::serve(const std::string& path, std::string body) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_regular[path] = std::move(body);
+}
+
+void LocalServer::answerNext(const std::string& path, Answer answer, std::size_t requests) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    auto& next = m_impl->m_next[path];
+    next.insert(next.end(), requests, answer);
+}
+
+void LocalServer::answerAlways(const std::string& path, Answer answer) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_always[path] = std::move(answer);
+}
+
+void LocalServer::recover(const std::string& path) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_next.erase(path);
+    m_impl->m_always.erase(path);
+}
+
+std::vector<Request> LocalServer::requests() const {
+    const std::lock_guard lock(m_impl->m_mutex);
+    return m_impl->m_requests;
+}
+
+std::vector<Request> LocalServer::requests(const std::string& path) const {
+    std::vector<Request> all = requests();
+    std::erase_if(all, [&](const Request& request) { return request.path != path; });
+    return all;
+}
+
+std::size_t LocalServer::requestCount(const std::string& path) const {
+    return requests(path).size();
+}
+
+bool LocalServer::waitForRequests(const std::string& path, std::size_t count) const {
+    std::unique_lock lock(m_impl->m_mutex);
+    return m_impl->m_changed.wait_for(lock, Patience::limit(), [&] {
+        const auto onPath = [&](const Request& request) { return request.path == path; };
+        const auto& all = m_impl->m_requests;
+        return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), onPath)) >= count;
+    });
+}
+
+void LocalServer::clearRequests() {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_requests.clear();
+}
+
+void LocalServer::whenRequested(std::function<void(const Request&)> callback) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_callback = std::move(callback);
+}
+
+} // namespace house

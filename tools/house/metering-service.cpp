@@ -1,0 +1,173 @@
+#include "house/metering-service.h"
+
+#include "house/patience.h"
+
+#include <array>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include <boost/asio.hpp>
+
+namespace house {
+
+namespace asio = boost::asio;
+using boost::asio::local::stream_protocol;
+using boost::system::error_code;
+
+namespace {
+
+/// A socket file that an earlier service left behind would keep the path from being bound.
+std::string withoutLeftover(std::string path) {
+    std::filesystem::remove(path);
+    return path;
+}
+
+} // namespace
+
+class MeteringService::Impl {
+public:
+    explicit Impl(std::string path)
+        : m_path(withoutLeftover(std::move(path))),
+          m_acceptor(m_io, stream_protocol::endpoint(m_path)) {
+        accept();
+        m_thread = std::thread([this] { m_io.run(); });
+    }
+
+    ~Impl() {
+        m_io.stop();
+        m_thread.join();
+        std::error_code ignored;
+        std::filesystem::remove(m_path, ignored);
+    }
+
+    void keep(std::string text);
+
+    const std::string m_path;
+    asio::io_context m_io{1};
+    stream_protocol::acceptor m_acceptor;
+    std::thread m_thread;
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::vector<Message> m_messages;
+    std::size_t m_connections = 0;
+    bool m_acceptAndClose = false;
+    std::function<void(const Message&)> m_callback;
+
+private:
+    void accept();
+    void welcome(stream_protocol::socket socket);
+};
+
+namespace {
+
+/// One connection, read to its end.
+class MessageSession : public std::enable_shared_from_this<MessageSession> {
+public:
+    using Receiver = std::function<void(std::string)>;
+
+    MessageSession(stream_protocol::socket socket, Receiver receiver)
+        : m_socket(std::move(socket)), m_receiver(std::move(receiver)) {}
+
+    void read() {
+        m_socket.async_read_some(asio::buffer(m_chunk),
+                                 [self = shared_from_this()](error_code ec, std::size_t size) {
+                                     self->m_text.append(self->m_chunk.data(), size);
+                                     if (ec)
+                                         self->m_receiver(std::move(self->m_text));
+                                     else
+                                         self->read();
+                                 });
+    }
+
+private:
+    stream_protocol::socket m_socket;
+    Receiver m_receiver;
+    std::array<char, 4096> m_chunk{};
+    std::string m_text;
+};
+
+} // namespace
+
+void MeteringService::Impl::accept() {
+    m_acceptor.async_accept([this](error_code ec, stream_protocol::socket socket) {
+        if (!ec)
+            welcome(std::move(socket));
+        accept();
+    });
+}
+
+void MeteringService::Impl::welcome(stream_protocol::socket socket) {
+    std::unique_lock lock(m_mutex);
+    const bool closeAtOnce = m_acceptAndClose;
+    // Closed ahead of the count, so that whoever waits for the connection finds it closed.
+    if (closeAtOnce)
+        socket.close();
+    ++m_connections;
+    lock.unlock();
+    m_changed.notify_all();
+    if (closeAtOnce)
+        return;
+    auto receiver = [this](std::string text) { keep(std::move(text)); };
+    std::make_shared<MessageSession>(std::move(socket), std::move(receiver))->read();
+}
+
+void MeteringService::Impl::keep(std::string text) {
+    const Message message{std::move(text), std::chrono::system_clock::now()};
+    std::unique_lock lock(m_mutex);
+    m_messages.push_back(message);
+    const auto& callback = m_callback;
+    lock.unlock();
+    m_changed.notify_all();
+    if (callback)
+        callback(message);
+}
+
+MeteringService::MeteringService(std::string path)
+    : m_impl(std::make_unique<Impl>(std::move(path))) {}
+
+MeteringService::~MeteringService() = default;
+
+std::vector<Message> MeteringService::messages() const {
+    const std::lock_guard lock(m_impl->m_mutex);
+    return m_impl->m_messages;
+}
+
+std::vector<std::string> MeteringService::texts() const {
+    std::vector<std::string> texts;
+    for (Message& message : messages())
+        texts.push_back(std::move(message.text));
+    return texts;
+}
+
+bool MeteringService::waitForMessages(std::size_t count) const {
+    std::unique_lock lock(m_impl->m_mutex);
+    return m_impl->m_changed.wait_for(lock, Patience::limit(),
+                                      [&] { return m_impl->m_messages.size() >= count; });
+}
+
+void MeteringService::clear() {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_messages.clear();
+}
+
+void MeteringService::acceptAndClose(bool on) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_acceptAndClose = on;
+}
+
+bool MeteringService::waitForConnections(std::size_t count) const {
+    std::unique_lock lock(m_impl->m_mutex);
+    return m_impl->m_changed.wait_for(lock, Patience::limit(),
+                                      [&] { return m_impl->m_connections >= count; });
+}
+
+void MeteringService::whenArrived(std::function<void(const Message&)> callback) {
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_callback = std::move(callback);
+}
+
+} // namespace house

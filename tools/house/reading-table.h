@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "house/home.h"
+#include "house/reading.h"
+
+namespace house {
+
+/// The last reading of each meter as lines of text: name, power in and out, energy in and out, age
+/// of the reading, tariffs.
+class ReadingTable {
+public:
+    using Time = std::chrono::system_clock::time_point;
+
+    explicit ReadingTable(std::vector<Meter> meters);
+
+    void update(const Reading& reading);
+
+    /// The headings of the columns.
+    static std::string heading();
+    /// One row per meter, in the order of the meters; a meter without a reading shows dashes.
+    std::vector<std::string> rows(Time now) const;
+    /// The row of one meter, empty for an unknown one.
+    std::string row(int slaveAddress, Time now) const;
+
+private:
+    std::string row(const Meter& meter, Time now) const;
+
+    std::vector<Meter> m_meters;
+    std::map<int, Reading> m_readings;
+};
+
+} // namespace house
