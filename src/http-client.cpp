@@ -173,7 +173,7 @@ void HttpClient::setVerification(bool insecure) {
 curl_slist* HttpClient::setHeaders(const Headers& headers) {
     curl_slist* list = nullptr;
     for (const auto& [name, value] : headers)
-        list = curl_slist_append(list, (name + ": " + value).c_str());
+        list = curl_slist_append(list, vx::str(name, ": ", value).c_str());
     if (list != nullptr)
         curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, list);
     return list;

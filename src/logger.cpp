@@ -33,8 +33,10 @@ Logger* Logger::getInstance() {
 
 void Logger::log(const LogChannel& channel, std::string message, aLogSeverity severity) {
     const vx::LogSeverity vxSeverity = toVxSeverity(severity);
-    if (vxSeverity <= channel.severity)
-        channel.vx::LogChannel::log(vxSeverity, vx::str(std::move(message), " ", vx::logContext()));
+    if (vxSeverity > channel.severity)
+        return;
+    message += vx::str(" ", vx::logContext());
+    channel.vx::LogChannel::log(vxSeverity, std::move(message));
 }
 
 void Logger::log(std::string message, aLogSeverity severity) {

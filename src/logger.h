@@ -7,7 +7,7 @@
 namespace orv {
 
 /// Severity scale of the older base layer; a higher value is more severe.
-enum class aLogSeverity : unsigned {
+enum class aLogSeverity : unsigned { // NOLINT(readability-identifier-naming): as older code has it
     debug = 0,
     info = 1,
     notice = 2,

@@ -45,16 +45,23 @@ struct Str<Item<T>> {
 #define VX_SCAN_2(...) VX_SCAN_1(VX_SCAN_1(VX_SCAN_1(VX_SCAN_1(__VA_ARGS__))))
 #define VX_SCAN_1(...) __VA_ARGS__
 
+/// Expands @p macro once for each of up to 64 arguments.
+#ifdef __cppcheck__
+// Its preprocessor doesn't know __VA_OPT__.
+#define VX_FOR_EACH(macro, ...)
+#else
+#define VX_FOR_EACH(macro, ...) __VA_OPT__(VX_SCAN(VX_FOR_EACH_FIRST(macro, __VA_ARGS__)))
+#define VX_FOR_EACH_FIRST(macro, first, ...)                                                       \
+    macro(first) __VA_OPT__(VX_FOR_EACH_NEXT VX_PARENTHESES(macro, __VA_ARGS__))
+#define VX_FOR_EACH_NEXT() VX_FOR_EACH_FIRST
+#endif
+
 #define VX_TEXT(...) VX_TEXT_1(__VA_ARGS__)
 #define VX_TEXT_1(...) #__VA_ARGS__
 
+/// The items of a list, each led by a comma.
+#define VX_ITEMS(...) VX_FOR_EACH(VX_ITEM, __VA_ARGS__)
 #define VX_ITEM(expression)                                                                        \
-    ::vx::detail::Item<std::remove_cvref_t<decltype((expression))>> {                              \
+    , ::vx::detail::Item<std::remove_cvref_t<decltype((expression))>> {                            \
         ::vx::detail::itemKey(VX_TEXT(expression)), expression                                     \
     }
-
-/// The items of a list, each led by a comma.
-#define VX_ITEMS(...) __VA_OPT__(VX_SCAN(VX_ITEMS_FIRST(__VA_ARGS__)))
-#define VX_ITEMS_FIRST(expression, ...)                                                            \
-    , VX_ITEM(expression) __VA_OPT__(VX_ITEMS_NEXT VX_PARENTHESES(__VA_ARGS__))
-#define VX_ITEMS_NEXT() VX_ITEMS_FIRST

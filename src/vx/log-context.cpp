@@ -5,6 +5,7 @@
 namespace vx {
 namespace {
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name stands in the assertion's text
 thread_local LogContext* t_logContext = nullptr;
 
 } // namespace

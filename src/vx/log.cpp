@@ -93,6 +93,7 @@ Logger& Logger::instance() {
     return logger;
 }
 
+// cppcheck-suppress noDestructor ; the body outlives all channels
 Logger::Logger() : m_body(new Body) {
     setLogFunction(defaultLogFunction);
     readSettings();
@@ -118,9 +119,9 @@ void Logger::log(const char* channelName, LogSeverity severity, std::string mess
 }
 
 void Logger::setLogFunction(LogFunction logFunction) {
-    // A copy of its own, so that the old function is destroyed before the lock is released.
     const std::scoped_lock lock(m_body->mutex);
-    LogFunction(std::move(logFunction)).swap(m_body->logFunction);
+    // The assignment destroys the old function, so that happens under the lock.
+    m_body->logFunction = std::move(logFunction);
 }
 
 std::optional<LogSeverity> Logger::defaultSeverity() const {
@@ -231,9 +232,10 @@ std::string threadIdColumn() {
 
 } // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is that of any log function
+// NOLINTBEGIN(performance-unnecessary-value-param): the signature is that of any log function
 void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
                                 std::string message) {
+    // NOLINTEND(performance-unnecessary-value-param)
     const auto now = std::chrono::system_clock::now();
     const Body& body = *instance().m_body;
     std::ostringstream stream;

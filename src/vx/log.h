@@ -74,6 +74,8 @@ public:
     /// The one logger. It comes into being with the first channel and is never destroyed, so that
     /// channels destroyed at exit can still unregister.
     static Logger& instance();
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
 
     /// Calls the log function. Throws `std::bad_function_call` if there is none.
     void log(const char* channelName, LogSeverity severity, std::string message) const;

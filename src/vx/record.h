@@ -470,13 +470,10 @@ std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
     template <class Visitor>                                                                       \
     static void visitFields(Visitor& visitor) {                                                    \
         using VisitedRecord = R;                                                                   \
-        VX_SCAN(VX_FIELD(__VA_ARGS__))                                                             \
+        VX_FOR_EACH(VX_FIELD, __VA_ARGS__)                                                         \
     }                                                                                              \
     friend std::ostream& operator<<(std::ostream& stream, const R& record) {                       \
         return ::vx::reflectedOstream(stream, record);                                             \
     }
-#define VX_FIELD(member, ...)                                                                      \
-    visitor.template operator()<decltype(&VisitedRecord::member), &VisitedRecord::member>(         \
-        #member);                                                                                  \
-    __VA_OPT__(VX_FIELD_NEXT VX_PARENTHESES(__VA_ARGS__))
-#define VX_FIELD_NEXT() VX_FIELD
+#define VX_FIELD(member)                                                                           \
+    visitor.template operator()<decltype(&VisitedRecord::member), &VisitedRecord::member>(#member);
