@@ -11,7 +11,8 @@
 namespace house {
 
 /// Keeps account of which meter delivered in which poll. A message belongs to the poll in which its
-/// read began, however late it arrives: the reader writes a poll's messages after the poll.
+/// read began, however late it arrives: the reader writes a poll's messages after the poll, and
+/// ends their connections only after the next one.
 class PollAccount {
 public:
     using Time = std::chrono::system_clock::time_point;

@@ -205,9 +205,9 @@ std::optional<End> Watch::Impl::endByPolls() {
     const std::size_t polls = m_options.polls;
     if (m_account.isComplete(polls))
         return End{0, "Every meter delivered in each of " + std::to_string(polls) + " polls."};
-    // The messages of a poll are written before the poll after it begins to read, so they have all
-    // come when yet another one begins.
-    const bool over = m_account.pollsBegun() >= polls + 2;
+    // The reader writes a poll's messages after the poll and closes their connections after the
+    // poll behind it. So they have all come when the poll after next is over.
+    const bool over = m_account.pollsBegun() >= polls + 3;
     // A dead meter costs seconds per register, with nothing to be heard of in between.
     const auto limit = Patience::limit(std::chrono::minutes{5});
     if (!over && SteadyClock::now() - m_lastNews < limit)
