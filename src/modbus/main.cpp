@@ -8,9 +8,9 @@
 int main() { // NOLINT(bugprone-exception-escape)
     using namespace orv::modbusreader;
 
-    VX_LOG(mainLogChannel(), notice, "Starting modbus Reader");
-    VX_LOG(mainLogChannel(), notice,
-           "------------------------------------------------------------");
+    const vx::LogChannel& channel = mainLogChannel();
+    VX_LOG(channel, notice, "Starting modbus Reader");
+    VX_LOG(channel, notice, "------------------------------------------------------------");
     boost::asio::io_context ioContext;
     SenderQueue senderQueue(ioContext, "/var/run/orv-metering.sock");
     SerialConnection connection{orv::HttpClient(false), {}, ioContext, senderQueue};

@@ -106,6 +106,7 @@ public:
         }
     }
 
+    // NOLINTNEXTLINE(readability-identifier-naming): the names are keys in the log
     void rename(const std::string& old_p, const std::string& new_p) const override {
         VX_LOG(channel, debug, "Enter", __PRETTY_FUNCTION__, old_p, new_p);
         boost::filesystem::rename(old_p, new_p);
