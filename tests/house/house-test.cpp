@@ -97,7 +97,8 @@ protected:
 
 struct BusNames {
     template <class Bus>
-    static std::string GetName(int) {
+    // GoogleTest asks for this name.
+    static std::string GetName(int) { // NOLINT(readability-identifier-naming)
         return std::is_same_v<Bus, TcpBus> ? "Tcp" : "Rtu";
     }
 };

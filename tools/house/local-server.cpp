@@ -58,7 +58,7 @@ public:
     }
 
     /// Records the request and decides on its answer.
-    Answer take(Request request);
+    Answer take(const Request& request);
 
     asio::io_context m_io{1};
     tcp::acceptor m_acceptor;
@@ -95,7 +95,7 @@ Request toRequest(const RawRequest& raw) {
 /// One connection: reads a request, asks for the answer, sends it, and starts over.
 class HttpSession : public std::enable_shared_from_this<HttpSession> {
 public:
-    using Responder = std::function<Answer(Request)>;
+    using Responder = std::function<Answer(const Request&)>;
 
     HttpSession(tcp::socket socket, Responder responder)
         : m_socket(std::move(socket)),
@@ -151,14 +151,14 @@ private:
 void LocalServer::Impl::accept() {
     m_acceptor.async_accept([this](error_code ec, tcp::socket socket) {
         if (!ec) {
-            auto responder = [this](Request request) { return take(std::move(request)); };
+            auto responder = [this](const Request& request) { return take(request); };
             std::make_shared<HttpSession>(std::move(socket), std::move(responder))->read();
         }
         accept();
     });
 }
 
-Answer LocalServer::Impl::take(Request request) {
+Answer LocalServer::Impl::take(const Request& request) {
     std::unique_lock lock(m_mutex);
     Answer answer = choose(request.path);
     m_requests.push_back(request);
@@ -202,7 +202,7 @@ void LocalServer::serve(const std::string& path, std::string body) {
     m_impl->m_regular[path] = std::move(body);
 }
 
-void LocalServer::answerNext(const std::string& path, Answer answer, std::size_t requests) {
+void LocalServer::answerNext(const std::string& path, const Answer& answer, std::size_t requests) {
     const std::lock_guard lock(m_impl->m_mutex);
     auto& next = m_impl->m_next[path];
     next.insert(next.end(), requests, answer);

@@ -62,7 +62,7 @@ public:
     /// Sets the regular answer of @p path: status 200 with @p body.
     void serve(const std::string& path, std::string body);
     /// The next @p requests requests on @p path get @p answer. Further calls queue up behind.
-    void answerNext(const std::string& path, Answer answer, std::size_t requests = 1);
+    void answerNext(const std::string& path, const Answer& answer, std::size_t requests = 1);
     /// Every request on @p path gets @p answer, once those of `answerNext` are used up.
     void answerAlways(const std::string& path, Answer answer);
     /// Back to the regular answer of @p path.

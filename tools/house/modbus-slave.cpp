@@ -110,8 +110,8 @@ std::uint8_t lowByte(unsigned word) {
 }
 
 Query parse(const Frame& frame, int header) {
-    const auto at = [&](int offset) { return frame[static_cast<std::size_t>(header + offset)]; };
-    return {at(-1), at(0), at(1) << 8 | at(2), at(3) << 8 | at(4)};
+    const std::uint8_t* request = frame.data() + header;
+    return {request[-1], request[0], request[1] << 8 | request[2], request[3] << 8 | request[4]};
 }
 
 std::string text(const Words& words) {

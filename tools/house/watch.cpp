@@ -193,7 +193,7 @@ std::optional<End> Watch::Impl::end() {
     if (signalled())
         return End{m_options.polls == 0 ? 0 : 1, "Ended by a signal."};
     if (m_options.polls > 0) {
-        if (const std::optional<End> end = endByPolls())
+        if (std::optional<End> end = endByPolls())
             return end;
     }
     if (m_daemon && !m_daemon->running())
