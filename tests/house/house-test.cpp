@@ -14,11 +14,13 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include <boost/asio.hpp>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <modbus/modbus.h>
 #include <sys/wait.h>
@@ -375,6 +377,56 @@ TEST(ModbusSlave, mastersComeAndGoOnOneLine) {
 
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(Master(line.masterEnd()).readInput(7, 1, 1), Words{5});
+}
+
+TEST(ModbusSlave, shortAnswerOnTcpCarriesTheNumberOfItsRequest) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).holding(1, {0x1234, 5}).failNext(1, Fault::shortAnswer);
+    boost::asio::io_context io;
+    boost::asio::ip::tcp::socket socket(io);
+    socket.connect({boost::asio::ip::address_v4::loopback(), slave.port()});
+
+    const std::string request("\xAB\xCD\0\0\0\x06\x07\x03\0\x01\0\x02", 12);
+    boost::asio::write(socket, boost::asio::buffer(request));
+    std::string answer(11, ' ');
+    boost::asio::read(socket, boost::asio::buffer(answer));
+
+    EXPECT_EQ(answer, std::string("\xAB\xCD\0\0\0\x05\x07\x03\x02\x12\x34", 11));
+}
+
+TEST(ModbusSlave, damagedFrameOnTheLineIsPassedOver) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {5});
+    Master master(line.masterEnd());
+
+    // Reads input 1 of unit 7, with the last byte of the check sum spoilt.
+    std::ofstream(line.masterEnd(), std::ios::binary)
+        << std::string("\x07\x04\x00\x01\x00\x01\x60\x00", 8) << std::flush;
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                  "<< 0005\n");
+}
+
+TEST(PtyPair, everyBytePassesAsItIs) {
+    const PtyPair line;
+    boost::asio::io_context io;
+    boost::asio::posix::stream_descriptor master(io, ::open(line.masterEnd().c_str(), O_RDWR));
+    boost::asio::posix::stream_descriptor slave(io, ::open(line.slaveEnd().c_str(), O_RDWR));
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte)
+        bytes += static_cast<char>(byte);
+
+    boost::asio::write(master, boost::asio::buffer(bytes));
+    std::string there(bytes.size(), ' ');
+    boost::asio::read(slave, boost::asio::buffer(there));
+    boost::asio::write(slave, boost::asio::buffer(there));
+    std::string back(bytes.size(), ' ');
+    boost::asio::read(master, boost::asio::buffer(back));
+
+    EXPECT_EQ(there, bytes);
+    EXPECT_EQ(back, bytes);
 }
 
 TEST(PtyPair, linksTheMastersEnd) {
