@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -46,6 +47,8 @@ void becomeProgram(char* const* command, char* const* environment, int log, pid_
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
     ::dup2(log, STDERR_FILENO);
+    // The house's own listeners must not live on in the program.
+    ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     ::execve(command[0], command, environment);
 }
 

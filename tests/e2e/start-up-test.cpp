@@ -1,0 +1,142 @@
+#include "e2e/reader-process.h"
+#include "e2e/small-home.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <regex>
+#include <sys/wait.h>
+
+using testing::ElementsAre;
+
+namespace {
+
+constexpr const char* refused =
+    ", Reason: Failed to connect to 127.0.0.1 port 8088 after <ms> ms: Couldn't connect to server";
+
+/// Seconds of day of a log line.
+double momentOf(const std::string& line) {
+    static const std::regex time(R"(^\[[-\d]+T(\d\d):(\d\d):(\d\d\.\d{3}))");
+    std::smatch match;
+    EXPECT_TRUE(std::regex_search(line, match, time)) << line;
+    return std::stod(match[1]) * 3600 + std::stod(match[2]) * 60 + std::stod(match[3]);
+}
+
+double expiryOf(const std::string& line) {
+    static const std::regex expiry(R"(m_timer\.expiry\(\):([.\d]+) )");
+    std::smatch match;
+    EXPECT_TRUE(std::regex_search(line, match, expiry)) << line;
+    return std::stod(match[1]);
+}
+
+} // namespace
+
+TEST(StartUp, firstPollRunsAheadOfTheTimerAndOnlyWarnsWhileTheLocalServerIsDown) {
+    ReaderProcess reader;
+
+    reader.waitForLog("callback");
+
+    const std::string server = "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/";
+    EXPECT_THAT(
+        linesBetween(reader.log(), "", "callback"),
+        ElementsAre(
+            "NOTIC modbusreaderMain Starting modbus Reader main.cpp:<line>",
+            "NOTIC modbusreaderMain ------------------------------------------------------------ "
+            "main.cpp:<line>",
+            "ERROR HttpClient Request failed: GET " + server + "rtuconfig" + refused,
+            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
+            "ERROR HttpClient Request failed: GET " + server + "attached" + refused,
+            "NOTIC modbusSerial Attached Meters result: toolkit.cpp:<line>",
+            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
+            "ERROR HttpClient Request failed: GET " + server + "config/supported" + refused,
+            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
+            "NOTIC modbusreaderMain retry timer m_timer.expiry():<seconds> error_code:Success "
+            "fuf.cpp:<line>"));
+}
+
+TEST(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {
+    ReaderProcess reader;
+
+    reader.waitForLog("Starting modbus Reader");
+
+    EXPECT_THAT(reader.rawLog().front(),
+                testing::MatchesRegex("\\[[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\."
+                                      "[0-9]{3}[+-][0-9]{2}:[0-9]{2}\\] [ 0-9]{4}[0-9] NOTIC "
+                                      "modbusreaderMain Starting modbus Reader main\\.cpp:[0-9]+"));
+}
+
+TEST(StartUp, firstTickComesTwoIntervalsAfterTheFirstPoll) {
+    ReaderProcess reader;
+
+    reader.waitForLog("retry timer");
+
+    const auto lines = reader.rawLog();
+    // One second of sleep ends the poll, and two intervals follow.
+    const double passed = momentOf(lines.back().starts_with('[') ? lines.back() : lines.front()) -
+                          momentOf(lines.front());
+    EXPECT_GE(passed, 2.99);
+}
+
+TEST(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
+    // A server that answers late makes each poll longer than the timer's second.
+    house::LocalServer server;
+    small_home::serveOn(server);
+    server.answerAlways(house::LocalServer::attachedPath,
+                        house::Answer::late(std::chrono::milliseconds(700)));
+    ReaderProcess reader;
+
+    reader.waitForLog("retry timer", 4);
+
+    const auto ticks = linesWith(reader.rawLog(), "retry timer");
+    for (std::size_t i = 1; i < 4; ++i) {
+        // Each expiry is one interval behind the one before, to the six digits that the log shows.
+        EXPECT_NEAR(expiryOf(ticks[i]) - expiryOf(ticks[i - 1]), 1.0, 0.11);
+        EXPECT_GE(momentOf(ticks[i]) - momentOf(ticks[i - 1]), 1.69);
+    }
+    const double lagOfFirst = momentOf(ticks[0]) - expiryOf(ticks[0]);
+    const double lagOfLast = momentOf(ticks[3]) - expiryOf(ticks[3]);
+    EXPECT_GT(lagOfLast, lagOfFirst + 1.5);
+}
+
+TEST(StartUp, afterALongPollTheNextTickComesAtOnce) {
+    house::LocalServer server;
+    small_home::serveOn(server);
+    server.answerNext(house::LocalServer::attachedPath,
+                      house::Answer::late(std::chrono::milliseconds(0)));
+    server.answerNext(house::LocalServer::attachedPath,
+                      house::Answer::late(std::chrono::milliseconds(3000)));
+    ReaderProcess reader;
+
+    reader.waitForLog("retry timer", 4);
+
+    // The second poll alone took four seconds, so the ticks that fell due meanwhile follow with
+    // only the polls' own second between them; none is lost.
+    const auto ticks = linesWith(reader.rawLog(), "retry timer");
+    EXPECT_GE(momentOf(ticks[1]) - momentOf(ticks[0]), 3.99);
+    EXPECT_LT(momentOf(ticks[2]) - momentOf(ticks[1]), 1.9);
+    EXPECT_NEAR(expiryOf(ticks[3]) - expiryOf(ticks[0]), 3.0, 0.11);
+}
+
+TEST(StartUp, argumentsAreNotRead) {
+    ReaderProcess reader({}, {"--help", "/nowhere"});
+
+    reader.waitForLog("callback");
+
+    EXPECT_TRUE(reader.running());
+    EXPECT_EQ(reader.log().front(),
+              "NOTIC modbusreaderMain Starting modbus Reader main.cpp:<line>");
+}
+
+TEST(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
+    ReaderProcess reader;
+    reader.waitForLog("Error requesting from server", 3);
+    const auto linesAhead = reader.log().size();
+
+    reader.signal(SIGTERM);
+    const int status = reader.waitForExit();
+
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM);
+    EXPECT_EQ(reader.log().size(), linesAhead);
+}

@@ -1,0 +1,18 @@
+// A library to preload into the real executable: the second of sleep that ends a poll misbehaves as
+// the environment variable MISBEHAVE says.
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <stdexcept>
+#include <string_view>
+
+extern "C" unsigned sleep(unsigned) {
+    const char* how = std::getenv("MISBEHAVE");
+    const std::string_view order = how == nullptr ? "" : how;
+    if (order == "assert")
+        // The executable's own function, which fails an assertion if it is told to.
+        reinterpret_cast<void (*)()>(dlsym(RTLD_DEFAULT, "_ZN2vx10testAssertEv"))();
+    if (order == "throw")
+        throw std::runtime_error("the poll went wrong");
+    return 0;
+}
