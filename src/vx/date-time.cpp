@@ -80,8 +80,10 @@ std::string toLocalMsIsoString(DateTime time) {
     // The offset comes without the colon that ISO 8601 wants beside a colon in the time.
     constexpr std::size_t colonIndex = 26;
     if (text[colonIndex] != ':') {
-        std::memmove(text + colonIndex + 1, text + colonIndex, 3);
+        // A moment before 1970 with its signed milliseconds fills the whole text already.
+        std::memmove(text + colonIndex + 1, text + colonIndex, 2);
         text[colonIndex] = ':';
+        text[colonIndex + 3] = '\0';
     }
     return text;
 }

@@ -1,0 +1,185 @@
+#include "vx/date-time.h"
+
+#include "support/log-capture.h"
+#include "support/time-zone.h"
+#include "vx/exception.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+// The span is marked as deprecated, and is the argument's type all the same.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+vx::DateTime at(std::chrono::nanoseconds sinceEpoch) {
+    return vx::DateTime(sinceEpoch);
+}
+
+vx::DateTime parse(const std::string& text) {
+    return vx::toDateTime(vx::CharSpan(text.data(), text.size()));
+}
+
+/// Milliseconds since the epoch.
+long long parsedMs(const std::string& text) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(parse(text).time_since_epoch())
+        .count();
+}
+
+std::string failureOf(const std::string& text) {
+    try {
+        parse(text);
+    } catch (const vx::Exception& e) {
+        return withoutLineNumbers(e.what());
+    }
+    return "nothing thrown";
+}
+
+} // namespace
+
+TEST(DateTimeToString, isUtcWithMillisecondsAndZ) {
+    EXPECT_EQ(vx::toString(at(1794623049123456789ns)), "2026-11-14T02:24:09.123Z");
+    EXPECT_EQ(vx::toString(at(0ns)), "1970-01-01T00:00:00.000Z");
+    EXPECT_EQ(vx::toString(at(7ms)), "1970-01-01T00:00:00.007Z");
+}
+
+TEST(DateTimeToString, cutsToMillisecondsWithoutRounding) {
+    EXPECT_EQ(vx::toString(at(1999999999ns)), "1970-01-01T00:00:01.999Z");
+}
+
+TEST(DateTimeToString, doesNotDependOnTheTimeZone) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+
+    EXPECT_EQ(vx::toString(at(1794623049123ms)), "2026-11-14T02:24:09.123Z");
+}
+
+TEST(DateTimeToString, wholeSecondsBeforeTheEpochAreWrittenToo) {
+    EXPECT_EQ(vx::toString(at(-1s)), "1969-12-31T23:59:59.000Z");
+}
+
+TEST(ToLocalMsIsoString, hasTheOffsetWithAColon) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1794623049123456789ns)), "2026-11-14T03:24:09.123+01:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1783391049007ms)), "2026-07-07T04:24:09.007+02:00");
+}
+
+TEST(ToLocalMsIsoString, inUtcTheOffsetIsPlusZero) {
+    const TimeZone zone("UTC0");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1794623049123ms)), "2026-11-14T02:24:09.123+00:00");
+}
+
+TEST(ToLocalMsIsoString, offsetMayBeNegativeAndOfPartsOfAnHour) {
+    const TimeZone zone("NST3:30");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1794623049123ms)), "2026-11-13T22:54:09.123-03:30");
+}
+
+TEST(ToLocalMsIsoString, cutsToMillisecondsWithoutRounding) {
+    const TimeZone zone("UTC0");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1999999999ns)), "1970-01-01T00:00:01.999+00:00");
+}
+
+TEST(ToLocalMsIsoString, signOfMillisecondsBeforeTheEpochStaysWithinThe29Characters) {
+    const TimeZone zone("UTC0");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(-1500ms)), "1969-12-31T23:59:59.-500+0:00");
+}
+
+TEST(ToDateTime, fractionIsOptional) {
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00Z"), 1230886800000);
+}
+
+TEST(ToDateTime, fractionCountsAsHundredsTensAndUnits) {
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.5Z"), 1230886800500);
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.07Z"), 1230886800070);
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.123Z"), 1230886800123);
+}
+
+TEST(ToDateTime, digitsBehindTheMillisecondsAreIgnored) {
+    EXPECT_EQ(parse("2009-01-02T09:00:00.123456Z"), at(1230886800123ms));
+}
+
+TEST(ToDateTime, firstCharacterThatIsNoDigitEndsTheFraction) {
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.1x3Z"), 1230886800100);
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.x23Z"), 1230886800000);
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00.Z"), 1230886800000);
+}
+
+TEST(ToDateTime, textBetweenTheSecondsAndTheZIsIgnored) {
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:00+01:00Z"), 1230886800000);
+}
+
+TEST(ToDateTime, doesNotDependOnTheTimeZone) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+
+    EXPECT_EQ(parsedMs("2009-07-02T09:00:00Z"), 1246525200000);
+}
+
+TEST(ToDateTime, monthAndDayBeyondTheirEndAreCarriedOver) {
+    EXPECT_EQ(parse("2021-13-01T00:00:00Z"), parse("2022-01-01T00:00:00Z"));
+    EXPECT_EQ(parse("2021-02-30T00:00:00Z"), parse("2021-03-02T00:00:00Z"));
+    EXPECT_EQ(parse("2021-01-01T24:00:00Z"), parse("2021-01-02T00:00:00Z"));
+    EXPECT_EQ(parse("2021-03-00T00:00:00Z"), parse("2021-02-28T00:00:00Z"));
+}
+
+TEST(ToDateTime, firstYearIs1900) {
+    EXPECT_EQ(parsedMs("1900-01-01T00:00:00Z"), -2208988800000);
+}
+
+TEST(ToDateTime, readsBackWhatToStringWroteCutToMilliseconds) {
+    const auto time = at(1794623049123456789ns);
+
+    EXPECT_EQ(parse(vx::toString(time)), at(1794623049123ms));
+}
+
+TEST(ToDateTime, fewerThan20CharactersFailWithTheSize) {
+    EXPECT_EQ(failureOf("2009-01-02T09:00:0Z"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z s:2009-01-02T09:00:0Z "
+              "s.size():19 condition:s.size() >= 20 vx/date-time.cpp:<line>");
+    EXPECT_EQ(failureOf(""), "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z s: "
+                             "s.size():0 condition:s.size() >= 20 vx/date-time.cpp:<line>");
+}
+
+TEST(ToDateTime, missingZFails) {
+    EXPECT_EQ(failureOf("2009-01-02T09:00:00+01:00"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:2009-01-02T09:00:00+01:00 condition:boost::ends_with(s, \"Z\") "
+              "vx/date-time.cpp:<line>");
+    EXPECT_EQ(failureOf("2009-01-02T09:00:00z"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:2009-01-02T09:00:00z condition:boost::ends_with(s, \"Z\") "
+              "vx/date-time.cpp:<line>");
+}
+
+TEST(ToDateTime, formThatYieldsFewerThanSixNumbersFails) {
+    EXPECT_EQ(failureOf("2009-01-02 09:00:00Z"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:2009-01-02 09:00:00Z condition:parsedTokens == 6 vx/date-time.cpp:<line>");
+    EXPECT_EQ(failureOf("2009-01-02T09:00-----Z"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:2009-01-02T09:00-----Z condition:parsedTokens == 6 vx/date-time.cpp:<line>");
+}
+
+TEST(ToDateTime, yearBefore1900Fails) {
+    EXPECT_EQ(failureOf("1899-00-31T23:59:59Z"),
+              "Expecting DateTime after year 1900 s:1899-00-31T23:59:59Z "
+              "condition:tm.tm_year >= 1900 vx/date-time.cpp:<line>");
+}
+
+TEST(ToDateTime, monthZeroFails) {
+    EXPECT_EQ(failureOf("2021-00-01T00:00:00Z"),
+              "Expecting DateTime month >= 1 s:2021-00-01T00:00:00Z "
+              "condition:tm.tm_mon >= 1 vx/date-time.cpp:<line>");
+}
+
+TEST(CharSpanWriter, writesTheCharactersOfTheSpan) {
+    const std::string text = "abcdef";
+
+    EXPECT_EQ(vx::str(vx::CharSpan(text.data() + 1, 3)), "bcd");
+}
