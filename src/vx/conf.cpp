@@ -15,10 +15,9 @@ static LogChannel confLogChannel("vxConf", LogSeverity::notice);
 
 } // namespace detail
 
-namespace {
-
 using detail::confLogChannel;
 
+// Outside of an unnamed namespace, so that the signatures in its log lines carry its plain name.
 class ConfImpl final : public Conf {
 public:
     explicit ConfImpl(System& aSystem) : system(aSystem) {}
@@ -58,8 +57,6 @@ private:
 
     System& system;
 };
-
-} // namespace
 
 LogChannel& Conf::logChannel() {
     return confLogChannel;

@@ -53,6 +53,9 @@ std::string readFileImpl(const std::string& filename) {
     }
 }
 
+} // namespace
+
+// Outside of the unnamed namespace, so that the signatures in its log lines carry its plain name.
 class SystemImpl final : public System {
 public:
     explicit SystemImpl(Dirs&& aDirs)
@@ -137,6 +140,7 @@ public:
     }
 
     std::string timeZoneName() const override {
+        VX_LOG(channel, debug, "Enter", __PRETTY_FUNCTION__);
         boost::system::error_code noLink;
         const std::string target =
             boost::filesystem::read_symlink("/etc/localtime", noLink).string();
@@ -166,8 +170,6 @@ private:
     std::unique_ptr<Conf> m_conf;
     Release m_release;
 };
-
-} // namespace
 
 EnumTable vxEnum(Release) {
     static constexpr EnumRow x[] = {

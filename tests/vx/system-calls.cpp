@@ -1,0 +1,52 @@
+#include "system-calls.h"
+
+#include <cerrno>
+#include <ctime>
+#include <sys/random.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+SystemCalls systemCalls;
+
+ssize_t plainWrite(int fd, const void* data, std::size_t size) {
+    return syscall(SYS_write, fd, data, size);
+}
+
+// The linker takes these ahead of the C library's, so they show what the code under test asks of
+// the kernel, and let a test answer what a real kernel rarely does.
+extern "C" {
+
+int fsync(int fd) {
+    const auto result = static_cast<int>(syscall(SYS_fsync, fd));
+    if (systemCalls.afterFsync)
+        systemCalls.afterFsync(fd);
+    return result;
+}
+
+ssize_t write(int fd, const void* data, std::size_t size) {
+    return systemCalls.write ? systemCalls.write(fd, data, size) : plainWrite(fd, data, size);
+}
+
+ssize_t getrandom(void* data, std::size_t size, unsigned flags) {
+    if (!systemCalls.getrandom)
+        return syscall(SYS_getrandom, data, size, flags);
+    const ssize_t result = systemCalls.getrandom(data, size);
+    if (result >= 0)
+        return result;
+    errno = static_cast<int>(-result);
+    return -1;
+}
+
+int gettimeofday(timeval* time, void*) noexcept {
+    if (systemCalls.gettimeofdayError != 0) {
+        errno = systemCalls.gettimeofdayError;
+        return -1;
+    }
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    time->tv_sec = now.tv_sec;
+    time->tv_usec = now.tv_nsec / 1000;
+    return 0;
+}
+}
