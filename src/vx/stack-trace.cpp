@@ -1,6 +1,5 @@
 #include "vx/stack-trace.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <exception>
@@ -71,7 +70,7 @@ void writeSymbols(const StackTrace& trace, Sink sink) {
 [[gnu::noinline]] StackTrace StackTrace::capture(int skip) {
     StackTrace trace;
     trace.end = backtrace(trace.frames, maxDepth);
-    trace.begin = std::min(skip + 2, trace.end);
+    trace.begin = skip < trace.end - 2 ? skip + 2 : trace.end;
     return trace;
 }
 

@@ -1,0 +1,191 @@
+#include "vx/stack-trace.h"
+
+#include "standard-error-pieces.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using vx::StackTrace;
+using vx::detail::splitSymbol;
+using vx::detail::SymbolParts;
+
+// Outside of an unnamed namespace, so that the dynamic symbol table knows them. Each does something
+// behind its call, which therefore is no jump that leaves out a frame.
+namespace stackTraceTest {
+
+volatile int behindTheCall = 0;
+
+[[gnu::noinline]] StackTrace innermost(int skip) {
+    StackTrace trace = StackTrace::capture(skip);
+    behindTheCall = 1;
+    return trace;
+}
+
+[[gnu::noinline]] StackTrace callerOfInnermost(int skip) {
+    StackTrace trace = innermost(skip);
+    behindTheCall = 2;
+    return trace;
+}
+
+[[gnu::noinline]] StackTrace deep(int depth) {
+    StackTrace trace = depth == 0 ? StackTrace::capture(0) : deep(depth - 1);
+    behindTheCall = depth;
+    return trace;
+}
+
+} // namespace stackTraceTest
+
+namespace {
+
+constexpr const char* emptyTraceText = "  <empty bactrace, possibly corrupt>\n";
+
+// A sanitizer wraps `backtrace`, which puts a frame of its own first.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int extraFrames = 1;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr int extraFrames = 1;
+#else
+constexpr int extraFrames = 0;
+#endif
+#else
+constexpr int extraFrames = 0;
+#endif
+
+std::string textOf(const StackTrace& trace) {
+    std::ostringstream stream;
+    stream << trace;
+    return stream.str();
+}
+
+std::string fdTextOf(const StackTrace& trace) {
+    StandardErrorPieces pieces;
+    writeSymbolsToFd(trace, STDERR_FILENO);
+    return joined(pieces.take());
+}
+
+std::string functionOfFirstFrame(const StackTrace& trace) {
+    const std::string text = textOf(trace);
+    const auto begin = text.find(" : ") + 3;
+    return text.substr(begin, text.find(" +", begin) - begin);
+}
+
+} // namespace
+
+TEST(StackTraceCapture, leavesOutItselfAndItsCaller) {
+    EXPECT_EQ(stackTraceTest::callerOfInnermost(0).begin, 2);
+    EXPECT_EQ(functionOfFirstFrame(stackTraceTest::callerOfInnermost(extraFrames)),
+              "stackTraceTest::callerOfInnermost(int)");
+}
+
+TEST(StackTraceCapture, skipLeavesOutMoreFrames) {
+    EXPECT_EQ(stackTraceTest::callerOfInnermost(1).begin, 3);
+    EXPECT_THAT(functionOfFirstFrame(stackTraceTest::callerOfInnermost(1 + extraFrames)),
+                HasSubstr("skipLeavesOutMoreFrames"));
+}
+
+TEST(StackTraceCapture, skipBeyondTheDepthGivesAnEmptyTrace) {
+    for (const int skip : {63, 64, 1000, INT_MAX}) {
+        const StackTrace trace = StackTrace::capture(skip);
+
+        EXPECT_EQ(trace.begin, trace.end) << skip;
+        EXPECT_EQ(textOf(trace), emptyTraceText) << skip;
+    }
+}
+
+TEST(StackTraceCapture, goesNoDeeperThan64Frames) {
+    const StackTrace trace = stackTraceTest::deep(100);
+
+    EXPECT_EQ(trace.end, 64);
+    EXPECT_EQ(trace.begin, 2);
+}
+
+TEST(StackTraceText, isALineEndAndOneDecodedLineForEachFrame) {
+    const StackTrace trace = stackTraceTest::callerOfInnermost(extraFrames);
+    const std::string text = textOf(trace);
+
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + trace.end - trace.begin);
+    EXPECT_THAT(text, testing::ContainsRegex("^\n  [^ ]*vx-tests : "
+                                             "stackTraceTest::callerOfInnermost\\(int\\) "
+                                             "\\+0x[0-9a-f]+\n  "));
+}
+
+TEST(StackTraceText, isTheSameOnADescriptor) {
+    const StackTrace trace = stackTraceTest::callerOfInnermost(0);
+
+    EXPECT_EQ(fdTextOf(trace), textOf(trace));
+}
+
+TEST(StackTraceText, nameThatCannotBeDemangledIsWrittenAsItIs) {
+    StackTrace trace;
+    trace.frames[0] = dlsym(RTLD_DEFAULT, "abs");
+    trace.end = 1;
+
+    EXPECT_THAT(textOf(trace), testing::ContainsRegex("^\n  .*libc.so.6 : abs \\+0\n$"));
+}
+
+TEST(StackTraceText, frameOfNoLibraryIsWrittenWhole) {
+    StackTrace trace;
+    trace.frames[0] = reinterpret_cast<void*>(0x10);
+    trace.end = 1;
+
+    EXPECT_EQ(textOf(trace), "\n  [0x10]\n");
+    EXPECT_EQ(fdTextOf(trace), "\n  [0x10]\n");
+}
+
+TEST(StackTraceText, emptyTraceSaysSo) {
+    EXPECT_EQ(textOf(StackTrace()), emptyTraceText);
+    EXPECT_EQ(fdTextOf(StackTrace()), emptyTraceText);
+}
+
+TEST(StackTraceText, traceThatBeginsBehindItsEndTerminates) {
+    const auto write = [] {
+        StackTrace trace;
+        trace.begin = 1;
+        std::set_terminate([] { // so that it's told from an assertion
+            constexpr std::string_view word = "terminated";
+            vx::detail::writeToFd(STDERR_FILENO, word.data(), word.size());
+            std::abort();
+        });
+        textOf(trace);
+    };
+
+    EXPECT_EQ(joined(piecesOfAbort(write)), "terminated");
+}
+
+TEST(SplitSymbol, dropsTheAddressBehindTheParenthesis) {
+    EXPECT_EQ(splitSymbol("/usr/bin/x(main+0x12) [0x1234]"),
+              (SymbolParts{"/usr/bin/x", "main", "0x12"}));
+}
+
+TEST(SplitSymbol, nameMayBeEmpty) {
+    EXPECT_EQ(splitSymbol("path(+0x12) [0x1234]"), (SymbolParts{"path", "", "0x12"}));
+}
+
+TEST(SplitSymbol, takesTheLastParenthesisAndTheLastPlus) {
+    EXPECT_EQ(splitSymbol("a(b(c+d+0x1)"), (SymbolParts{"a(b", "c+d", "0x1"}));
+}
+
+TEST(SplitSymbol, passesOverAClosingParenthesisAheadOfAnyPlus) {
+    EXPECT_EQ(splitSymbol("x(1)(f+0x1) [0x2]"), (SymbolParts{"x(1)", "f", "0x1"}));
+}
+
+TEST(SplitSymbol, endsAtTheFirstClosingParenthesisBehindAPlus) {
+    EXPECT_EQ(splitSymbol("x(f+0x1) (g+0x2)"), (SymbolParts{"x", "f", "0x1"}));
+    EXPECT_EQ(splitSymbol("a+b) x(f+0x1)"), std::nullopt);
+}
+
+TEST(SplitSymbol, otherFormsAreNotSplit) {
+    for (const char* symbol : {"", "/lib/libc.so.6 [0x1234]", "x(f) [0x1]", "x+0x1) [0x1]",
+                               "x+(f) [0x1]", "x(f+0x1 [0x1]"})
+        EXPECT_EQ(splitSymbol(symbol), std::nullopt) << symbol;
+}
