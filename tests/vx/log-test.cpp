@@ -1,0 +1,417 @@
+#include "vx/log.h"
+
+#include "support/log-capture.h"
+#include "vx/enum.h"
+#include "vx/exception.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <sstream>
+#include <thread>
+#include <type_traits>
+
+using vx::LogChannel;
+using vx::Logger;
+using vx::LogSeverity;
+
+namespace {
+
+Logger& logger() {
+    return Logger::instance();
+}
+
+std::string whatOf(const auto& function) {
+    try {
+        function();
+    } catch (const vx::Exception& e) {
+        return withoutLineNumbers(e.what());
+    }
+    return "nothing thrown";
+}
+
+std::vector<std::string> channelNames() {
+    std::vector<std::string> names;
+    for (const auto& channel : logger().channelSeverities())
+        names.push_back(channel.name);
+    return names;
+}
+
+/// The default severity, and with it every channel's own, is as before at the end of the scope.
+class SavedSeverities {
+public:
+    SavedSeverities() = default;
+    ~SavedSeverities() {
+        logger().setDefaultSeverity(m_default);
+        for (const auto& channel : m_channels)
+            logger().setChannelSeverity(channel.name, channel.severity);
+    }
+    SavedSeverities(const SavedSeverities&) = delete;
+    SavedSeverities& operator=(const SavedSeverities&) = delete;
+
+private:
+    std::optional<LogSeverity> m_default = logger().defaultSeverity();
+    std::vector<Logger::ChannelSeverity> m_channels = logger().channelSeverities();
+};
+
+} // namespace
+
+TEST(LogSeverity, valuesAreThoseOfTheTable) {
+    static_assert(std::is_same_v<std::underlying_type_t<LogSeverity>, std::int32_t>);
+    EXPECT_EQ(static_cast<int>(LogSeverity::print), 0);
+    EXPECT_EQ(static_cast<int>(LogSeverity::fatal), 1);
+    EXPECT_EQ(static_cast<int>(LogSeverity::error), 2);
+    EXPECT_EQ(static_cast<int>(LogSeverity::warning), 3);
+    EXPECT_EQ(static_cast<int>(LogSeverity::notice), 4);
+    EXPECT_EQ(static_cast<int>(LogSeverity::info), 5);
+    EXPECT_EQ(static_cast<int>(LogSeverity::debug), 6);
+}
+
+TEST(LogSeverity, tableRepeatsFatalAtItsEnd) {
+    const vx::EnumTable table = vxEnum(LogSeverity::print);
+    std::ostringstream rows;
+    std::for_each(table.begin, table.end,
+                  [&](const vx::EnumRow& row) { rows << row.value << row.name << ' '; });
+
+    EXPECT_EQ(rows.str(), "0print 1fatal 2error 3warning 4notice 5info 6debug 1fatal ");
+    EXPECT_STREQ(table.name, "vx::LogSeverity");
+}
+
+TEST(LogSeverity, streamsAsItsName) {
+    std::ostringstream stream;
+
+    stream << LogSeverity::print << ' ' << LogSeverity::fatal << ' ' << LogSeverity::debug;
+
+    EXPECT_EQ(stream.str(), "print fatal debug");
+}
+
+TEST(LogSeverityFromSyslog, followsTheTable) {
+    const LogSeverity expected[] = {LogSeverity::fatal, LogSeverity::fatal,   LogSeverity::fatal,
+                                    LogSeverity::error, LogSeverity::warning, LogSeverity::notice,
+                                    LogSeverity::info,  LogSeverity::debug};
+    for (int priority = 0; priority < 8; ++priority)
+        EXPECT_EQ(vx::logSeverityFromSyslog(priority), expected[priority]) << priority;
+}
+
+TEST(LogSeverityFromSyslog, anyOtherNumberIsDebug) {
+    for (const int priority : {-1, 8, 9, 1000, INT32_MIN, INT32_MAX})
+        EXPECT_EQ(vx::logSeverityFromSyslog(priority), LogSeverity::debug) << priority;
+}
+
+TEST(LogChannel, isNeitherCopiedNorVirtual) {
+    static_assert(!std::is_copy_constructible_v<LogChannel>);
+    static_assert(!std::is_polymorphic_v<LogChannel>);
+    SUCCEED();
+}
+
+TEST(LogChannel, streamsAsNameAndSeverity) {
+    const LogChannel channel("logTest", LogSeverity::warning);
+    std::ostringstream stream;
+
+    stream << channel;
+
+    EXPECT_EQ(stream.str(), "logTest:warning");
+}
+
+TEST(LogChannel, registersInOrderAndUnregistersAtItsEnd) {
+    const auto before = channelNames();
+    {
+        const LogChannel first("logTestB", LogSeverity::info);
+        auto second = std::make_unique<LogChannel>("logTestA", LogSeverity::error);
+        const LogChannel third("logTestC", LogSeverity::print);
+
+        auto expected = before;
+        expected.insert(expected.end(), {"logTestB", "logTestA", "logTestC"});
+        EXPECT_EQ(channelNames(), expected);
+
+        second.reset();
+        expected.erase(expected.end() - 2);
+        EXPECT_EQ(channelNames(), expected);
+    }
+    EXPECT_EQ(channelNames(), before);
+}
+
+TEST(LogChannel, secondOneOfANameThrowsAndLeavesTheFirst) {
+    const LogChannel first("logTestBase", LogSeverity::info);
+
+    EXPECT_EQ(whatOf([] { const LogChannel second("logTestBase", LogSeverity::debug); }),
+              "Log channels with duplicate name detected. channel.name():logTestBase "
+              "condition:x->name() != channel.name() vx/log.cpp:<line>");
+
+    EXPECT_EQ(logger().channelSeverity("logTestBase"), LogSeverity::info);
+}
+
+TEST(LogChannel, namesDifferByCase) {
+    const LogChannel lower("logtest", LogSeverity::info);
+    const LogChannel upper("logTest", LogSeverity::error);
+
+    EXPECT_EQ(logger().channelSeverity("logtest"), LogSeverity::info);
+    EXPECT_EQ(logger().channelSeverity("logTest"), LogSeverity::error);
+}
+
+TEST(LogChannel, logPassesSeveritiesUpToItsOwn) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::notice);
+
+    channel.log(LogSeverity::print, "a");
+    channel.log(LogSeverity::notice, "b");
+    channel.log(LogSeverity::info, "c");
+
+    EXPECT_EQ(log.take(), (std::vector<std::string>{"print logTest a", "notice logTest b"}));
+}
+
+TEST(LogChannel, printPassesEveryChannelOfTheTable) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::print);
+
+    VX_LOG(channel, print, "a");
+    VX_LOG(channel, fatal, "b");
+
+    EXPECT_EQ(log.take().size(), 1U);
+}
+
+TEST(LogChannel, severityBelowPrintSilencesItWhole) {
+    const LogCapture log;
+    const LogChannel channel("logTest", static_cast<LogSeverity>(-1));
+
+    VX_LOG(channel, print, "Never");
+}
+
+TEST(LogChannel, initialSeverityCanBeSetAnew) {
+    LogChannel channel("logTest", LogSeverity::notice);
+
+    channel.setInitialSeverity(LogSeverity::debug);
+
+    EXPECT_EQ(channel.severity, LogSeverity::debug);
+}
+
+TEST(LogStatement, suppressedOneEvaluatesNoItem) {
+    const LogCapture log;
+    LogChannel channel("logTest", LogSeverity::notice);
+    int evaluated = 0;
+
+    VX_LOG(channel, info, "Suppressed", ++evaluated);
+
+    EXPECT_EQ(evaluated, 0);
+}
+
+TEST(LogStatement, literalsHaveNoKeyAndExpressionsTheirSourceText) {
+    LogCapture log;
+    const LogChannel channel("system", LogSeverity::notice);
+    const std::string filename = "/etc/x";
+    const double x = 2.5;
+
+    VX_LOG(channel, warning, "Enter", filename, static_cast<int>(x), (*filename.begin()));
+
+    EXPECT_EQ(log.take().at(0), "warning system Enter filename:/etc/x static_cast<int>(x):2 "
+                                "(*filename.begin()):/ tests/vx/log-test.cpp:<line>");
+}
+
+TEST(LogStatement, mayConsistOfExpressionsOnly) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::notice);
+    const int x = 1;
+
+    VX_LOG(channel, notice, x);
+
+    EXPECT_EQ(log.take().at(0), "notice logTest x:1 tests/vx/log-test.cpp:<line>");
+}
+
+TEST(LogStatement, severityThatChangesIsSeenByTheNextStatement) {
+    LogCapture log;
+    LogChannel channel("logTest", LogSeverity::notice);
+
+    for (const auto severity : {LogSeverity::notice, LogSeverity::debug}) {
+        channel.severity = severity;
+        VX_LOG(channel, debug, "Seen");
+    }
+
+    EXPECT_EQ(log.take().size(), 1U);
+}
+
+TEST(TrimFileForChannel, removesWhatTheChannelsNameTells) {
+    struct Row {
+        const char* channelName;
+        const char* file;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"modbusSerial", "src/modbus/serial-toolkit.cpp", "toolkit.cpp"},
+        {"modbusreaderMain", "src/modbus/main.cpp", "main.cpp"},
+        {"base", "src/base.cpp", ".cpp"},
+        {"vxLog", "src/vx/log.cpp", ".cpp"},
+        {"MODBUS", "src/modbus/main.cpp", "main.cpp"},
+        {"x", "src/modbus/main.cpp", "modbus/main.cpp"},
+        {"a-b", "src/a-b.cpp", "b.cpp"},
+        {"ab", "src/a_b-c.cpp", "c.cpp"},
+        {"logTestLong", "src/log-t", ""},
+        {"modbusMain", "src/modbus/other/main.cpp", "other/main.cpp"},
+    };
+    for (const Row& row : rows) {
+        const LogChannel channel(row.channelName, LogSeverity::notice);
+        EXPECT_EQ(vx::trimFile(row.file, channel), row.expected) << row.channelName;
+    }
+}
+
+TEST(TrimFileForChannel, emptyNameStripsOnlySeparatorsAtTheStart) {
+    const LogChannel channel("", LogSeverity::notice);
+
+    EXPECT_EQ(vx::trimFile("src/vx/log.cpp", channel), "vx/log.cpp");
+    EXPECT_EQ(vx::trimFile("src/_-/vx/log.cpp", channel), "vx/log.cpp");
+}
+
+TEST(TrimFileForChannel, appliesTheLengthRuleFirst) {
+    const LogChannel channel("logTest", LogSeverity::notice);
+
+    EXPECT_EQ(vx::trimFile("log-test/abcdefghijklmnopqrstuvwxyz", channel),
+              "...st/abcdefghijklmnopqrstuvwxyz");
+}
+
+TEST(Logger, handsChannelSeverityAndMessageToTheLogFunction) {
+    std::string seen;
+    logger().setLogFunction([&](const char* name, LogSeverity severity, std::string message) {
+        seen = vx::str(name, "|", severity, "|", message);
+    });
+
+    logger().log("anyName", LogSeverity::error, "message");
+    logger().setLogFunction(Logger::defaultLogFunction);
+
+    EXPECT_EQ(seen, "anyName|error|message");
+}
+
+TEST(Logger, withoutLogFunctionThrows) {
+    logger().setLogFunction(nullptr);
+
+    EXPECT_THROW(logger().log("logTest", LogSeverity::notice, "x"), std::bad_function_call);
+
+    logger().setLogFunction(Logger::defaultLogFunction);
+}
+
+TEST(Logger, oldLogFunctionIsDestroyedBeforeTheNewOneIsInForce) {
+    const auto held = std::make_shared<int>(1);
+    logger().setLogFunction([held](const char*, LogSeverity, const std::string&) {});
+    EXPECT_EQ(held.use_count(), 2);
+
+    logger().setLogFunction(Logger::defaultLogFunction);
+
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(Logger, callsOfTheLogFunctionNeverOverlap) {
+    std::atomic<int> inside = 0;
+    std::atomic<bool> overlapped = false;
+    int calls = 0;
+    logger().setLogFunction([&](const char*, LogSeverity, const std::string&) {
+        if (++inside != 1)
+            overlapped = true;
+        std::this_thread::yield();
+        ++calls;
+        --inside;
+    });
+
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([] {
+            for (int n = 0; n < 500; ++n)
+                logger().log("logTest", LogSeverity::notice, "x");
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    logger().setLogFunction(Logger::defaultLogFunction);
+
+    EXPECT_FALSE(overlapped);
+    EXPECT_EQ(calls, 2000);
+}
+
+TEST(Logger, setDefaultSeverityResolvesEveryChannel) {
+    const SavedSeverities saved;
+    const LogChannel one("logTestOne", LogSeverity::info);
+    const LogChannel two("logTestTwo", LogSeverity::error);
+
+    logger().setDefaultSeverity(LogSeverity::warning);
+
+    EXPECT_EQ(logger().defaultSeverity(), LogSeverity::warning);
+    for (const auto& channel : logger().channelSeverities())
+        EXPECT_EQ(channel.severity, LogSeverity::warning) << channel.name;
+}
+
+TEST(Logger, noDefaultSeverityLeavesEveryChannelAsItIs) {
+    const SavedSeverities saved;
+    const LogChannel channel("logTest", LogSeverity::info);
+    logger().setDefaultSeverity(LogSeverity::warning);
+
+    logger().setDefaultSeverity(std::nullopt);
+
+    EXPECT_EQ(logger().defaultSeverity(), std::nullopt);
+    EXPECT_EQ(channel.severity, LogSeverity::warning);
+}
+
+TEST(Logger, defaultSeverityWinsOverTheInitialOne) {
+    const SavedSeverities saved;
+    logger().setDefaultSeverity(LogSeverity::error);
+
+    LogChannel channel("logTest", LogSeverity::debug);
+    EXPECT_EQ(channel.severity, LogSeverity::error);
+
+    channel.setInitialSeverity(LogSeverity::info);
+    EXPECT_EQ(channel.severity, LogSeverity::error);
+}
+
+TEST(Logger, setChannelSeverityWinsUntilTheNextDefault) {
+    const SavedSeverities saved;
+    const LogChannel channel("logTest", LogSeverity::notice);
+    logger().setDefaultSeverity(LogSeverity::error);
+
+    logger().setChannelSeverity("logTest", LogSeverity::debug);
+    EXPECT_EQ(channel.severity, LogSeverity::debug);
+    EXPECT_EQ(logger().channelSeverity("logTest"), LogSeverity::debug);
+
+    logger().setDefaultSeverity(LogSeverity::info);
+    EXPECT_EQ(channel.severity, LogSeverity::info);
+}
+
+TEST(Logger, severityOfUnknownChannelThrows) {
+    const LogChannel channel("logTestLonger", LogSeverity::notice);
+
+    EXPECT_EQ(whatOf([] { logger().channelSeverity("logTest"); }),
+              "Log channel not found. vx/log.cpp:<line> channelName:logTest");
+}
+
+TEST(Logger, settingAnUnknownChannelThrowsWithTheSeverity) {
+    const int outer = 1;
+    VX_LOG_CONTEXT(outer);
+
+    EXPECT_EQ(
+        whatOf([] { logger().setChannelSeverity("logTest", LogSeverity::debug); }),
+        "Log channel not found. vx/log.cpp:<line> channelName:logTest severity:debug outer:1");
+}
+
+TEST(Logger, removingAChannelThatIsNotRegisteredIsIgnored) {
+    LogChannel channel("logTest", LogSeverity::notice);
+    const auto before = channelNames();
+
+    logger().removeChannel(channel);
+    logger().removeChannel(channel);
+
+    EXPECT_EQ(channelNames().size(), before.size() - 1);
+}
+
+TEST(Logger, channelAddedTwiceIsADuplicate) {
+    LogChannel channel("logTest", LogSeverity::notice);
+
+    EXPECT_THROW(logger().addChannel(channel), vx::Exception);
+}
+
+TEST(Logger, isAHandleOfOnePointer) {
+    EXPECT_EQ(sizeof(Logger), sizeof(void*));
+    EXPECT_EQ(&Logger::instance(), &Logger::instance());
+}
+
+TEST(Channels, ofTheSupportLibraryAreRegisteredAtNotice) {
+    for (const char* name : {"vxSystem", "vxConf", "vxEnum"}) {
+        if (std::string_view(name) == "vxEnum")
+            vx::enumLogChannel();
+        EXPECT_EQ(logger().channelSeverity(name), LogSeverity::notice) << name;
+    }
+}
