@@ -1,6 +1,7 @@
 #include "support/temporary-directory.h"
 
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <stdlib.h>
 
@@ -19,4 +20,10 @@ std::string TemporaryDirectory::write(const std::string& name, const std::string
     const auto file = m_path / name;
     std::ofstream(file, std::ios::binary) << content;
     return file.string();
+}
+
+std::string contentOf(const std::filesystem::path& file) {
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return content.str();
 }

@@ -18,3 +18,6 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+/// All bytes of a file; empty if there is none.
+std::string contentOf(const std::filesystem::path& file);

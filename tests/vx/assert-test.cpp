@@ -9,7 +9,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 using testing::ElementsAreArray;

@@ -3,10 +3,9 @@
 #include "support/temporary-directory.h"
 
 #include <fcntl.h>
-#include <fstream>
 #include <spawn.h>
-#include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,12 +26,6 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
         result.push_back(text.data());
     result.push_back(nullptr);
     return result;
-}
-
-std::string contentOf(const std::string& file) {
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
-#include "vx/exception.h"
+#include "support/thrown-text.h"
 #include "vx/json.h"
 #include "vx/system.h"
 
@@ -10,8 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 using testing::ElementsAre;
 using testing::MatchesRegex;
@@ -21,21 +19,6 @@ namespace {
 
 class ConfTest : public testing::Test {
 protected:
-    static std::string contentOf(const std::filesystem::path& file) {
-        std::ostringstream content;
-        content << std::ifstream(file, std::ios::binary).rdbuf();
-        return content.str();
-    }
-
-    static std::string whatOf(const auto& function) {
-        try {
-            function();
-        } catch (const vx::Exception& e) {
-            return withoutLineNumbers(e.what());
-        }
-        return "nothing thrown";
-    }
-
     void writeFile(const std::string& key, const std::string& content) const {
         std::filesystem::create_directory(confDirectory());
         directory.write("etc/vx-conf/" + key + ".json", content);
@@ -101,7 +84,7 @@ TEST_F(ConfTest, keyIsUsedAsItStands) {
 }
 
 TEST_F(ConfTest, keyBelowAMissingSubdirectoryFailsInTheWrite) {
-    EXPECT_EQ(whatOf([&] { conf->writeJson("sub/key", "1"); }),
+    EXPECT_EQ(thrownText([&] { conf->writeJson("sub/key", "1"); }),
               "Failed to write to file filename:" + etc().string() +
                   "/vx-conf/sub/key.json e:condition:ofs vx/system.cpp:<line> "
                   "vx/system.cpp:<line>");
@@ -128,7 +111,7 @@ TEST_F(ConfTest, linkToADirectoryIsADirectory) {
 TEST_F(ConfTest, missingParentOfTheDirectoryThrows) {
     std::filesystem::remove_all(etc());
 
-    EXPECT_EQ(whatOf([&] { conf->writeJson("key", "1"); }),
+    EXPECT_EQ(thrownText([&] { conf->writeJson("key", "1"); }),
               "Cannot create directory.  vxConfDir:" + etc().string() +
                   "/vx-conf/ vx/conf.cpp:<line>");
 }
@@ -136,7 +119,7 @@ TEST_F(ConfTest, missingParentOfTheDirectoryThrows) {
 TEST_F(ConfTest, plainFileInPlaceOfTheDirectoryThrowsAndStays) {
     directory.write("etc/vx-conf", "plain");
 
-    EXPECT_EQ(whatOf([&] { conf->writeJson("key", "1"); }),
+    EXPECT_EQ(thrownText([&] { conf->writeJson("key", "1"); }),
               "Cannot create directory.  vxConfDir:" + etc().string() +
                   "/vx-conf/ vx/conf.cpp:<line>");
 
@@ -146,7 +129,7 @@ TEST_F(ConfTest, plainFileInPlaceOfTheDirectoryThrowsAndStays) {
 TEST_F(ConfTest, malformedFileThrowsTheParsersFailureAndStays) {
     writeFile("key", "{\"a\":");
 
-    EXPECT_EQ(whatOf([&] { conf->readJsonIfExists("key"); }),
+    EXPECT_EQ(thrownText([&] { conf->readJsonIfExists("key"); }),
               "Failed to parse json. unexpected end of data condition:object vx/json.cpp:<line>");
 
     EXPECT_EQ(contentOf(confDirectory() / "key.json"), "{\"a\":");
@@ -155,14 +138,14 @@ TEST_F(ConfTest, malformedFileThrowsTheParsersFailureAndStays) {
 TEST_F(ConfTest, fileOfOnlyWhiteSpaceFailsToParse) {
     writeFile("key", " \n\t\n");
 
-    EXPECT_THAT(whatOf([&] { conf->readJsonIfExists("key"); }),
+    EXPECT_THAT(thrownText([&] { conf->readJsonIfExists("key"); }),
                 testing::StartsWith("Failed to parse json. "));
 }
 
 TEST_F(ConfTest, fileThatCannotBeReadThrows) {
     std::filesystem::create_directories(confDirectory() / "key.json");
 
-    EXPECT_THAT(whatOf([&] { conf->readJsonIfExists("key"); }),
+    EXPECT_THAT(thrownText([&] { conf->readJsonIfExists("key"); }),
                 testing::StartsWith("Failed to read file filename:" + etc().string() +
                                     "/vx-conf/key.json e:"));
 }

@@ -1,8 +1,7 @@
 #include "vx/date-time.h"
 
-#include "support/log-capture.h"
+#include "support/thrown-text.h"
 #include "support/time-zone.h"
-#include "vx/exception.h"
 
 #include <gtest/gtest.h>
 
@@ -30,12 +29,7 @@ long long parsedMs(const std::string& text) {
 }
 
 std::string failureOf(const std::string& text) {
-    try {
-        parse(text);
-    } catch (const vx::Exception& e) {
-        return withoutLineNumbers(e.what());
-    }
-    return "nothing thrown";
+    return thrownText([&] { parse(text); });
 }
 
 } // namespace

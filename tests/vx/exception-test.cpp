@@ -1,6 +1,6 @@
 #include "vx/exception.h"
 
-#include "support/log-capture.h"
+#include "support/thrown-text.h"
 #include "vx/enum.h"
 
 #include <gtest/gtest.h>
@@ -12,15 +12,6 @@ using vx::Exception;
 using Type = vx::Exception::Type;
 
 namespace {
-
-std::string whatOf(const auto& function) {
-    try {
-        function();
-    } catch (const Exception& e) {
-        return withoutLineNumbers(e.what());
-    }
-    return "nothing thrown";
-}
 
 void expectException(const Exception& e, Type type, const std::string& userMessage) {
     EXPECT_STREQ(e.what(), "x");
@@ -110,7 +101,7 @@ TEST(ExceptionType, streamsAsItsName) {
 TEST(Throw, textHasItemsAndPositionAndNoTrailingBlank) {
     const std::string filename = "/etc/x";
 
-    EXPECT_EQ(whatOf([&] { VX_THROW("Failed to read file", filename, 1 + 1); }),
+    EXPECT_EQ(thrownText([&] { VX_THROW("Failed to read file", filename, 1 + 1); }),
               "Failed to read file filename:/etc/x 1 + 1:2 tests/vx/exception-test.cpp:<line>");
 }
 
@@ -120,7 +111,7 @@ TEST(Throw, contextFollowsThePosition) {
     VX_LOG_CONTEXT(outer);
     VX_LOG_CONTEXT(inner);
 
-    EXPECT_EQ(whatOf([] { VX_THROW("Broken."); }),
+    EXPECT_EQ(thrownText([] { VX_THROW("Broken."); }),
               "Broken. tests/vx/exception-test.cpp:<line> inner:2 outer:1");
 }
 
@@ -134,13 +125,13 @@ TEST(Throw, exceptionIsOfTheDefaultTypeWithoutUserMessage) {
 }
 
 TEST(ThrowUnless, conditionThatHoldsThrowsNothing) {
-    EXPECT_EQ(whatOf([] { VX_THROW_UNLESS(1 < 2, "Never."); }), "nothing thrown");
+    EXPECT_EQ(thrownText([] { VX_THROW_UNLESS(1 < 2, "Never."); }), "nothing thrown");
 }
 
 TEST(ThrowUnless, sourceTextOfTheConditionStandsBetweenItemsAndPosition) {
     const int size = 3;
 
-    EXPECT_EQ(whatOf([&] { VX_THROW_UNLESS(size >= 20 && size != 21, "Too short.", size); }),
+    EXPECT_EQ(thrownText([&] { VX_THROW_UNLESS(size >= 20 && size != 21, "Too short.", size); }),
               "Too short. size:3 condition:size >= 20 && size != 21 "
               "tests/vx/exception-test.cpp:<line>");
 }
@@ -149,7 +140,7 @@ TEST(ThrowUnless, withoutItemsBeginsWithTheCondition) {
     const bool in = false;
     VX_LOG_CONTEXT(in);
 
-    EXPECT_EQ(whatOf([&] { VX_THROW_UNLESS(in); }),
+    EXPECT_EQ(thrownText([&] { VX_THROW_UNLESS(in); }),
               "condition:in tests/vx/exception-test.cpp:<line> in:0");
 }
 

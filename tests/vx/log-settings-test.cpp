@@ -11,6 +11,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -268,6 +269,18 @@ TEST(LogColors, areUsedOnATerminalUnlessRefused) {
     EXPECT_EQ(noticeLineOnTerminal({}), colored);
     EXPECT_EQ(noticeLineOnTerminal({.colors = "maybe"}), colored);
     EXPECT_EQ(noticeLineOnTerminal({.colors = "no"}), "NOTIC early message\r\n");
+}
+
+TEST(LogThreadId, isRightAlignedInFiveColumns) {
+    std::vector<std::string> command = {"unshare", "--pid", "--fork", "--mount-proc"};
+    if (geteuid() != 0)
+        command.insert(command.end(), {"--user", "--map-root-user"});
+    command.insert(command.end(), {SURROUNDINGS_PROGRAM, "notice"});
+
+    // The first process of a world of its own has the smallest number.
+    const ChildResult result = runChild(command);
+
+    EXPECT_THAT(result.standardError, testing::EndsWith("]     1 NOTIC early message\n"));
 }
 
 TEST(TestAssert, returnsIfItsSettingHasNoValue) {

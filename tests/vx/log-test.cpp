@@ -1,6 +1,7 @@
 #include "vx/log.h"
 
 #include "support/log-capture.h"
+#include "support/thrown-text.h"
 #include "vx/enum.h"
 #include "vx/exception.h"
 
@@ -20,15 +21,6 @@ namespace {
 
 Logger& logger() {
     return Logger::instance();
-}
-
-std::string whatOf(const auto& function) {
-    try {
-        function();
-    } catch (const vx::Exception& e) {
-        return withoutLineNumbers(e.what());
-    }
-    return "nothing thrown";
 }
 
 std::vector<std::string> channelNames() {
@@ -135,7 +127,7 @@ TEST(LogChannel, registersInOrderAndUnregistersAtItsEnd) {
 TEST(LogChannel, secondOneOfANameThrowsAndLeavesTheFirst) {
     const LogChannel first("logTestBase", LogSeverity::info);
 
-    EXPECT_EQ(whatOf([] { const LogChannel second("logTestBase", LogSeverity::debug); }),
+    EXPECT_EQ(thrownText([] { const LogChannel second("logTestBase", LogSeverity::debug); }),
               "Log channels with duplicate name detected. channel.name():logTestBase "
               "condition:x->name() != channel.name() vx/log.cpp:<line>");
 
@@ -374,7 +366,7 @@ TEST(Logger, setChannelSeverityWinsUntilTheNextDefault) {
 TEST(Logger, severityOfUnknownChannelThrows) {
     const LogChannel channel("logTestLonger", LogSeverity::notice);
 
-    EXPECT_EQ(whatOf([] { logger().channelSeverity("logTest"); }),
+    EXPECT_EQ(thrownText([] { logger().channelSeverity("logTest"); }),
               "Log channel not found. vx/log.cpp:<line> channelName:logTest");
 }
 
@@ -383,7 +375,7 @@ TEST(Logger, settingAnUnknownChannelThrowsWithTheSeverity) {
     VX_LOG_CONTEXT(outer);
 
     EXPECT_EQ(
-        whatOf([] { logger().setChannelSeverity("logTest", LogSeverity::debug); }),
+        thrownText([] { logger().setChannelSeverity("logTest", LogSeverity::debug); }),
         "Log channel not found. vx/log.cpp:<line> channelName:logTest severity:debug outer:1");
 }
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <csignal>
+#include <stdexcept>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>

@@ -1,6 +1,6 @@
 #include "vx/str.h"
 
-#include "support/log-capture.h"
+#include "support/thrown-text.h"
 #include "vx/exception.h"
 #include "vx/json.h"
 #include "vx/log.h"
@@ -14,15 +14,6 @@
 #include <thread>
 
 namespace {
-
-std::string whatOf(const auto& function) {
-    try {
-        function();
-    } catch (const vx::Exception& e) {
-        return withoutLineNumbers(e.what());
-    }
-    return "nothing thrown";
-}
 
 std::string writtenAs(const auto& value) {
     return vx::str(value);
@@ -198,7 +189,7 @@ TEST(RequireInt, givesTheNumber) {
 }
 
 TEST(RequireInt, throwsWithTheTextThatIsNone) {
-    EXPECT_EQ(whatOf([] { vx::requireInt("12x"); }),
+    EXPECT_EQ(thrownText([] { vx::requireInt("12x"); }),
               "Conversion to integer failed. s:12x vx/str.cpp:<line>");
 }
 
@@ -207,7 +198,7 @@ TEST(RequireDouble, givesTheNumber) {
 }
 
 TEST(RequireDouble, throwsWithTheTextThatIsNone) {
-    EXPECT_EQ(whatOf([] { vx::requireDouble("01"); }),
+    EXPECT_EQ(thrownText([] { vx::requireDouble("01"); }),
               "Conversion to double failed. s:01 vx/str.cpp:<line>");
 }
 

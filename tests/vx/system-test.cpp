@@ -2,6 +2,7 @@
 
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
+#include "support/thrown-text.h"
 #include "support/time-zone.h"
 #include "system-calls.h"
 #include "vx/conf.h"
@@ -14,11 +15,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 using testing::ElementsAre;
 using testing::MatchesRegex;
@@ -28,21 +28,6 @@ namespace {
 
 class SystemTest : public testing::Test {
 protected:
-    static std::string contentOf(const std::string& file) {
-        std::ostringstream content;
-        content << std::ifstream(file, std::ios::binary).rdbuf();
-        return content.str();
-    }
-
-    static std::string whatOf(const auto& function) {
-        try {
-            function();
-        } catch (const vx::Exception& e) {
-            return withoutLineNumbers(e.what());
-        }
-        return "nothing thrown";
-    }
-
     std::string path(const std::string& name) const { return (directory.path() / name).string(); }
 
     TemporaryDirectory directory;
@@ -99,7 +84,7 @@ TEST_F(SystemRead, emptyFileGivesAnEmptyString) {
 }
 
 TEST_F(SystemRead, missingFileThrows) {
-    EXPECT_EQ(whatOf([&] { system->readFile("/no/such/file"); }),
+    EXPECT_EQ(thrownText([&] { system->readFile("/no/such/file"); }),
               "Failed to read file filename:/no/such/file e:basic_ios::clear: iostream error "
               "vx/system.cpp:<line>");
 }
@@ -112,7 +97,7 @@ TEST_F(SystemRead, missingFileIsNoFailureIfItNeedNotExist) {
 TEST_F(SystemRead, directoryIsAttemptedAndThrows) {
     const std::string name = directory.path().string();
 
-    EXPECT_THAT(whatOf([&] { system->readFileIfExists(name); }),
+    EXPECT_THAT(thrownText([&] { system->readFileIfExists(name); }),
                 testing::StartsWith("Failed to read file filename:" + name + " e:"));
 }
 
@@ -120,7 +105,7 @@ TEST_F(SystemRead, failureCarriesTheLogContext) {
     const int meter = 7;
     VX_LOG_CONTEXT(meter);
 
-    EXPECT_EQ(whatOf([&] { system->readFile("/no"); }),
+    EXPECT_EQ(thrownText([&] { system->readFile("/no"); }),
               "Failed to read file filename:/no e:basic_ios::clear: iostream error "
               "vx/system.cpp:<line> meter:7");
 }
@@ -197,7 +182,7 @@ TEST_F(SystemWrite, keepsTheFileItselfSinceItIsNotAtomic) {
 }
 
 TEST_F(SystemWrite, fileThatCannotBeOpenedThrowsWithTheFailedCondition) {
-    EXPECT_EQ(whatOf([&] { system->writeToFile("/no/such/file", "x"); }),
+    EXPECT_EQ(thrownText([&] { system->writeToFile("/no/such/file", "x"); }),
               "Failed to write to file filename:/no/such/file e:condition:ofs "
               "vx/system.cpp:<line> vx/system.cpp:<line>");
 }
@@ -206,7 +191,7 @@ TEST_F(SystemWrite, contextStandsInBothOfItsTexts) {
     const int meter = 7;
     VX_LOG_CONTEXT(meter);
 
-    EXPECT_EQ(whatOf([&] { system->writeToFile("/no/such/file", "x"); }),
+    EXPECT_EQ(thrownText([&] { system->writeToFile("/no/such/file", "x"); }),
               "Failed to write to file filename:/no/such/file e:condition:ofs "
               "vx/system.cpp:<line> meter:7 vx/system.cpp:<line> meter:7");
 }
@@ -305,7 +290,7 @@ TEST_F(SystemLsRegularFiles, whatIsNoDirectoryThrows) {
     const std::string file = directory.write("f", "");
 
     EXPECT_EQ(
-        whatOf([&] { system->lsRegularFiles(file, ".json"); }),
+        thrownText([&] { system->lsRegularFiles(file, ".json"); }),
         "Failed to iterate files path:" + file +
             " e.what():boost::filesystem::directory_iterator::construct: Not a directory: \"" +
             file + "\" vx/system.cpp:<line>");
@@ -314,7 +299,7 @@ TEST_F(SystemLsRegularFiles, whatIsNoDirectoryThrows) {
 TEST_F(SystemLsRegularFiles, pathThatCannotBeFollowedThrows) {
     std::filesystem::create_symlink("loop", path("loop"));
 
-    EXPECT_EQ(whatOf([&] { system->lsRegularFiles(path("loop"), ".json"); }),
+    EXPECT_EQ(thrownText([&] { system->lsRegularFiles(path("loop"), ".json"); }),
               "Failed to iterate files path:" + path("loop") +
                   " e.what():boost::filesystem::status: Too many levels of symbolic links: \"" +
                   path("loop") + "\" vx/system.cpp:<line>");

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "support/log-capture.h"
+#include "vx/exception.h"
+
+#include <string>
+
+/// Text of the `vx::Exception` that @p function throws, in which the numbers of source positions
+/// read `<line>`.
+template <class Function>
+std::string thrownText(const Function& function) {
+    try {
+        function();
+    } catch (const vx::Exception& e) {
+        return withoutLineNumbers(e.what());
+    }
+    return "nothing thrown";
+}
