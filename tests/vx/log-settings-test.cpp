@@ -207,8 +207,10 @@ TEST(LogSettings, firstLineOfTheFileWithAValueWins) {
 }
 
 TEST(LogSettings, otherNameOfTheSameStartIsSkipped) {
-    EXPECT_EQ(outputWithFile("VX_LOG_COLORS=yes\\nVX_LOGS=E\\nVX_LOG =E\\nVX_LOG:E\\nVX_LOG=D\\n"),
-              everythingAtDebug);
+    EXPECT_EQ(
+        outputWithFile(
+            "VX_LOG_COLORS=yes\\nVX_LOGS=E\\nABCDEF=E,VX_LOG\\nVX_LOG =E\\nVX_LOG:E\\nVX_LOG=D\\n"),
+        everythingAtDebug);
 }
 
 TEST(LogSettings, nothingOfTheFilesValueIsTrimmed) {

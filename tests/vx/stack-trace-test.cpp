@@ -1,5 +1,6 @@
 #include "vx/stack-trace.h"
 
+#include "sanitizer-frames.h"
 #include "standard-error-pieces.h"
 
 #include <gmock/gmock.h>
@@ -49,19 +50,6 @@ namespace {
 
 constexpr const char* emptyTraceText = "  <empty bactrace, possibly corrupt>\n";
 
-// A sanitizer wraps `backtrace`, which puts a frame of its own first.
-#ifdef __SANITIZE_ADDRESS__
-constexpr int extraFrames = 1;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr int extraFrames = 1;
-#else
-constexpr int extraFrames = 0;
-#endif
-#else
-constexpr int extraFrames = 0;
-#endif
-
 std::string textOf(const StackTrace& trace) {
     std::ostringstream stream;
     stream << trace;
@@ -84,13 +72,13 @@ std::string functionOfFirstFrame(const StackTrace& trace) {
 
 TEST(StackTraceCapture, leavesOutItselfAndItsCaller) {
     EXPECT_EQ(stackTraceTest::callerOfInnermost(0).begin, 2);
-    EXPECT_EQ(functionOfFirstFrame(stackTraceTest::callerOfInnermost(extraFrames)),
+    EXPECT_EQ(functionOfFirstFrame(stackTraceTest::callerOfInnermost(sanitizerFrames)),
               "stackTraceTest::callerOfInnermost(int)");
 }
 
 TEST(StackTraceCapture, skipLeavesOutMoreFrames) {
     EXPECT_EQ(stackTraceTest::callerOfInnermost(1).begin, 3);
-    EXPECT_THAT(functionOfFirstFrame(stackTraceTest::callerOfInnermost(1 + extraFrames)),
+    EXPECT_THAT(functionOfFirstFrame(stackTraceTest::callerOfInnermost(1 + sanitizerFrames)),
                 HasSubstr("skipLeavesOutMoreFrames"));
 }
 
@@ -111,7 +99,7 @@ TEST(StackTraceCapture, goesNoDeeperThan64Frames) {
 }
 
 TEST(StackTraceText, isALineEndAndOneDecodedLineForEachFrame) {
-    const StackTrace trace = stackTraceTest::callerOfInnermost(extraFrames);
+    const StackTrace trace = stackTraceTest::callerOfInnermost(sanitizerFrames);
     const std::string text = textOf(trace);
 
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + trace.end - trace.begin);
