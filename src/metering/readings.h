@@ -16,12 +16,12 @@ using MeterId = vx::Identifier<struct MeterIdTag>;
 /// Energies are in watt-seconds if the register's scale gives kilowatt-hours; powers are in the
 /// unit that the scale gives. A record that holds a NaN is not equal to itself.
 struct ModbusMeteringSystem {
-    MeterId id;
+    MeterId id = {};
     std::uint8_t slaveAddress = 0;
     /// Kind of the source; "modbus" for this daemon.
-    std::string meteringType;
+    std::string meteringType = {};
     /// Moment at which the read of the meter began.
-    std::chrono::system_clock::time_point lastChanged;
+    std::chrono::system_clock::time_point lastChanged = {};
     bool tariffEnabled = false;
     double powerConsumed = 0.0;
     double powerProduced = 0.0;

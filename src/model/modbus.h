@@ -153,11 +153,11 @@ struct ModbusRegister {
 
 /// A supported meter model with its register map.
 struct ElectricityMeterConfig {
-    std::string id;
-    std::string displayName;
-    std::string model;
-    std::string manufacturer;
-    std::vector<ModbusRegister> registers;
+    std::string id = {};
+    std::string displayName = {};
+    std::string model = {};
+    std::string manufacturer = {};
+    std::vector<ModbusRegister> registers = {};
 
     bool operator==(const ElectricityMeterConfig&) const = default;
     VX_FIELDS(ElectricityMeterConfig, id, displayName, model, manufacturer, registers)
@@ -165,7 +165,7 @@ struct ElectricityMeterConfig {
 
 /// The serial parameters of the RS-485 bus.
 struct SerialPortConfig {
-    std::string serialDevice;
+    std::string serialDevice = {};
     BaudRateType baudRate = BaudRateType::none;
     Parity parity = Parity::uninitilzed;
     DataBits dataBits = DataBits::none;
@@ -177,13 +177,13 @@ struct SerialPortConfig {
 
 /// One attached meter.
 struct ModbusMeter {
-    MeteringId id;
+    MeteringId id = {};
     /// The `ElectricityMeterConfig::id` of its model.
-    std::string configId;
-    std::string model;
-    std::string manufacturer;
-    std::string serial;
-    std::string name;
+    std::string configId = {};
+    std::string model = {};
+    std::string manufacturer = {};
+    std::string serial = {};
+    std::string name = {};
     bool tariffEnabled = false;
     bool isGlobal = false;
     std::int32_t slaveAddress = 0;

@@ -1,0 +1,514 @@
+#include "modbus/reader-world.h"
+#include "support/log-capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+using house::Fault;
+using orv::metering::readings::MeterId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using vxModel::ElectricityMeterConfig;
+using vxModel::ModbusDataType;
+using vxModel::ModbusFieldType;
+using vxModel::ModbusMeter;
+using vxModel::ModbusRegister;
+using vxModel::ModbusRegisterType;
+
+namespace {
+
+using T = ModbusDataType;
+using F = ModbusFieldType;
+
+ModbusRegister reg(std::uint16_t address, F fieldType, T type, std::uint8_t length = 1,
+                   ModbusRegisterType space = ModbusRegisterType::holding) {
+    return {.address = address,
+            .fieldType = fieldType,
+            .modbusDataType = type,
+            .length = length,
+            .scaleValue = 1.0F,
+            .registerType = space};
+}
+
+/// A reader on a TCP bus, with the metering service listening. Lines of the log are kept.
+class MeterRead : public testing::Test {
+protected:
+    MeterRead() {
+        useTcp(slave);
+        reader.connection.doReconnect();
+        reader.connection.m_readIntervalUSec = 0;
+        log.take();
+    }
+
+    void attach(int slaveAddress, const std::string& serial) {
+        ModbusMeter meter;
+        meter.slaveAddress = slaveAddress;
+        meter.serial = serial;
+        reader.connection.m_attachedMeters.push_back(meter);
+    }
+
+    /// One read of the meter and its delivery.
+    void read(int slaveAddress, const std::vector<ModbusRegister>& registers) {
+        ElectricityMeterConfig config;
+        config.registers = registers;
+        reader.connection.readMeter(slaveAddress, config);
+        reader.deliver();
+    }
+
+    /// The bus conversation and the messages so far, one below the other.
+    std::string transcript(std::size_t messages) {
+        EXPECT_TRUE(service.waitForMessages(messages));
+        std::string text = slave.transcript();
+        for (const std::string& message : service.texts())
+            text += "=  " + withoutTime(message) + "\n";
+        return text;
+    }
+
+    /// The record kept for a slave address.
+    const orv::modbusreader::ModbusMeteringSystem& kept(int slaveAddress) {
+        return reader.connection.m_readings.at(slaveAddress);
+    }
+
+    LogCapture log{LogCapture::Mode::lenient};
+    house::ModbusSlave slave{house::TcpPort{}};
+    house::MeteringService service;
+    Reader reader;
+};
+
+} // namespace
+
+TEST_F(MeterRead, serialOfTheAttachedListIsTakenWithoutAskingTheMeter) {
+    slave.unit(7).holding(1, {0x4142}).input(30001, {0x0000, 0x05DC});
+    attach(7, "40000123");
+
+    read(7, {reg(1, F::serial, T::ascii),
+             reg(30001, F::powerImport, T::uint32, 1, ModbusRegisterType::input)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read input 30001 x2
+<< 0000 05DC
+=  {"id":"40000123","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>","powerConsumed":1500.0}
+)");
+}
+
+TEST_F(MeterRead, serialRegisterIsReadWhileTheAttachedListGivesNone) {
+    slave.unit(7).holding(1, {0x4142, 0x4300});
+    attach(7, "");
+    attach(8, "another");
+
+    read(7, {reg(1, F::serial, T::ascii, 2)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read holding 1 x2
+<< 4142 4300
+=  {"id":"ABC","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+}
+
+TEST_F(MeterRead, firstAttachedMeterWithASerialWins) {
+    attach(7, "");
+    attach(7, "first");
+    attach(7, "second");
+
+    read(7, {reg(1, F::serial, T::ascii)});
+
+    EXPECT_EQ(transcript(1),
+              R"(=  {"id":"first","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+}
+
+TEST_F(MeterRead, anEarlierSerialRegisterEndsLaterOnes) {
+    slave.unit(7).holding(1, {0, 42}).holding(5, {0x4142});
+
+    read(7, {reg(1, F::serial, T::uint32), reg(5, F::serial, T::ascii)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read holding 1 x2
+<< 0000 002A
+=  {"id":"42","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+}
+
+TEST_F(MeterRead, aSerialOfZerosLetsTheNextSerialRegisterBeRead) {
+    slave.unit(7).holding(1, {0}).holding(5, {0x4142});
+
+    read(7, {reg(1, F::serial, T::ascii), reg(5, F::serial, T::ascii)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read holding 1 x1
+<< 0000
+>> unit 7  read holding 5 x1
+<< 4142
+=  {"id":"AB","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+}
+
+TEST_F(MeterRead, aMeterWithoutASerialSendsNothingAndSaysNothingOfIt) {
+    slave.unit(7).holding(10, {5});
+
+    read(7, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_EQ(transcript(0), R"(>> unit 7  read holding 10 x1
+<< 0005
+)");
+    EXPECT_EQ(kept(7).powerConsumed, 5.0);
+    EXPECT_THAT(log.takeFrom("modbusreaderSocketWriter"), IsEmpty());
+}
+
+TEST_F(MeterRead, aFailedSerialRegisterSendsNothing) {
+    read(7, {reg(1, F::serial, T::ascii)});
+
+    EXPECT_EQ(transcript(0), R"(>> unit 7  read holding 1 x1
+<< silence
+)");
+}
+
+TEST_F(MeterRead, theIdIsNeverCarriedForward) {
+    slave.unit(7).holding(1, {0x4142});
+    read(7, {reg(1, F::serial, T::ascii)});
+    slave.unit(7).failNext(1, Fault::exception(4));
+
+    read(7, {reg(1, F::serial, T::ascii)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read holding 1 x1
+<< 4142
+>> unit 7  read holding 1 x1
+<< exception 4
+=  {"id":"AB","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+    EXPECT_TRUE(kept(7).id.empty());
+}
+
+TEST_F(MeterRead, onlyInputRegistersAreReadFromTheInputSpace) {
+    slave.unit(7).input(10, {1}).holding(10, {2});
+
+    for (const auto space :
+         {ModbusRegisterType::input, ModbusRegisterType::holding, ModbusRegisterType::none})
+        read(7, {reg(10, F::powerImport, T::uint16, 1, space)});
+
+    EXPECT_EQ(transcript(0), R"(>> unit 7  read input 10 x1
+<< 0001
+>> unit 7  read holding 10 x1
+<< 0002
+>> unit 7  read holding 10 x1
+<< 0002
+)");
+}
+
+TEST_F(MeterRead, countIsLengthTimesTheWordsOfTheType) {
+    slave.unit(7).holding(0, house::Words(16, 0));
+
+    read(7, {reg(0, F::none, T::uint16, 3), reg(0, F::none, T::float32, 2),
+             reg(0, F::none, T::uint64, 2), reg(0, F::none, T::dateTime, 1)});
+
+    EXPECT_EQ(transcript(0), R"(>> unit 7  read holding 0 x3
+<< 0000 0000 0000
+>> unit 7  read holding 0 x4
+<< 0000 0000 0000 0000
+>> unit 7  read holding 0 x8
+<< 0000 0000 0000 0000 0000 0000 0000 0000
+>> unit 7  read holding 0 x2
+<< 0000 0000
+)");
+}
+
+TEST_F(MeterRead, aCountAbove125WordsFailsWithoutATouchOfTheBus) {
+    attach(7, "S");
+
+    read(7, {reg(1, F::serial, T::ascii), reg(0, F::energyImport, T::int64, 32)});
+
+    EXPECT_EQ(transcript(1),
+              R"(=  {"id":"S","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+    EXPECT_THAT(log.takeFrom("modbusSerial"),
+                testing::Contains(
+                    "warning modbusSerial Could not read register strerror((*__errno_location "
+                    "())):Unknown error 112345694 aRegister:{\"fieldType\":energyImport,"
+                    "\"modbusDataType\":int64,\"length\":32,\"scaleValue\":1,"
+                    "\"registerType\":holding} toolkit.cpp:<line>"));
+}
+
+TEST_F(MeterRead, failedPowerImportRestoresBothPowerMembers) {
+    slave.unit(7).holding(10, {100}).holding(20, {30});
+    const std::vector<ModbusRegister> registers = {reg(10, F::powerImport, T::uint16),
+                                                   reg(20, F::powerExport, T::uint16)};
+    read(7, registers);
+    slave.unit(7).holding(20, {77}).failNext(10, Fault::exception(4));
+
+    read(7, registers);
+
+    // Also the export decoded in this very poll, as the copy comes after all decoding.
+    EXPECT_EQ(kept(7).powerConsumed, 100.0);
+    EXPECT_EQ(kept(7).powerProduced, 30.0);
+}
+
+TEST_F(MeterRead, failedPowerExportFallsToZeroAndLogsNoInterpolation) {
+    slave.unit(7).holding(20, {30});
+    read(7, {reg(20, F::powerExport, T::uint16)});
+    slave.unit(7).failNext(20, Fault::exception(4));
+    log.take();
+
+    read(7, {reg(20, F::powerExport, T::uint16)});
+
+    EXPECT_EQ(kept(7).powerProduced, 0.0);
+    for (const std::string& line : log.take())
+        EXPECT_EQ(line.find("Interpolating"), std::string::npos) << line;
+}
+
+TEST_F(MeterRead, failedPowerExportIsRestoredByAFailedPowerImportOfTheSamePoll) {
+    slave.unit(7).holding(10, {100}).holding(20, {30});
+    const std::vector<ModbusRegister> registers = {reg(20, F::powerExport, T::uint16),
+                                                   reg(10, F::powerImport, T::uint16)};
+    read(7, registers);
+    slave.unit(7).failAlways(Fault::exception(4));
+
+    read(7, registers);
+
+    EXPECT_EQ(kept(7).powerProduced, 30.0);
+}
+
+TEST_F(MeterRead, eachFailedEnergyKeepsItsOwnPreviousValue) {
+    std::vector<ModbusRegister> registers;
+    for (int fieldType = 3; fieldType <= 16; ++fieldType) {
+        slave.unit(7).holding(fieldType, {static_cast<std::uint16_t>(fieldType)});
+        registers.push_back(
+            reg(static_cast<std::uint16_t>(fieldType), static_cast<F>(fieldType), T::uint16));
+    }
+    read(7, registers);
+    const auto good = kept(7);
+    slave.unit(7).failAlways(Fault::exception(4));
+    log.take();
+
+    read(7, registers);
+
+    auto expected = good;
+    expected.lastChanged = kept(7).lastChanged;
+    EXPECT_EQ(kept(7), expected);
+    EXPECT_EQ(kept(7).t6EnergyProduced, 16 * 3600000.0);
+    std::vector<std::string> interpolated;
+    for (const std::string& line : log.takeFrom("modbusSerial"))
+        if (line.find("Interpolating") != std::string::npos)
+            interpolated.push_back(line);
+    EXPECT_THAT(interpolated, testing::SizeIs(14));
+    EXPECT_EQ(
+        interpolated.front(),
+        "notice modbusSerial Interpolating field failedField:energyImport toolkit.cpp:<line>");
+    EXPECT_EQ(interpolated.back(), "notice modbusSerial Interpolating field "
+                                   "failedField:energyExportTariff6 toolkit.cpp:<line>");
+}
+
+TEST_F(MeterRead, carriedValuesGoOnBeingCarriedThroughAnyNumberOfFailingPolls) {
+    slave.unit(7).holding(10, {5});
+    read(7, {reg(10, F::energyImport, T::uint16)});
+    slave.unit(7).failAlways(Fault::exception(4));
+
+    for (int poll = 0; poll < 3; ++poll)
+        read(7, {reg(10, F::energyImport, T::uint16)});
+
+    EXPECT_EQ(kept(7).energyConsumed, 5 * 3600000.0);
+}
+
+TEST_F(MeterRead, failedTariffEnabledFallsToFalse) {
+    slave.unit(7).holding(10, {1});
+    read(7, {reg(10, F::tariffEnabled, T::uint16)});
+    EXPECT_TRUE(kept(7).tariffEnabled);
+    slave.unit(7).failNext(10, Fault::exception(4));
+
+    read(7, {reg(10, F::tariffEnabled, T::uint16)});
+
+    EXPECT_FALSE(kept(7).tariffEnabled);
+}
+
+TEST_F(MeterRead, aFirstPollWithFailingRegistersLeavesZerosAndSendsTheRecord) {
+    slave.unit(7).failAlways(Fault::exception(4));
+    attach(7, "S");
+
+    read(7, {reg(1, F::serial, T::ascii), reg(10, F::powerImport, T::uint16),
+             reg(20, F::energyImport, T::uint32)});
+
+    EXPECT_EQ(transcript(1), R"(>> unit 7  read holding 10 x1
+<< exception 4
+>> unit 7  read holding 20 x2
+<< exception 4
+=  {"id":"S","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"}
+)");
+    for (const std::string& line : log.take())
+        EXPECT_EQ(line.find("Interpolating"), std::string::npos) << line;
+}
+
+TEST_F(MeterRead, aFailedRegisterIsNotRetriedAndTheNextOneIsRead) {
+    slave.unit(7).holding(10, {1}).holding(20, {2}).failNext(10, Fault::exception(6));
+
+    read(7, {reg(10, F::powerImport, T::uint16), reg(20, F::powerExport, T::uint16)});
+
+    EXPECT_EQ(transcript(0), R"(>> unit 7  read holding 10 x1
+<< exception 6
+>> unit 7  read holding 20 x1
+<< 0002
+)");
+}
+
+TEST_F(MeterRead, aSilentRegisterCostsTheResponseTimeOutAndOneWarning) {
+    slave.unit(7).holding(10, {1}).failNext(10, Fault::silence);
+    const auto begin = std::chrono::steady_clock::now();
+
+    read(7, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(990));
+    EXPECT_THAT(log.take(),
+                testing::Contains(
+                    "warning modbusSerial Could not read register strerror((*__errno_location "
+                    "())):Connection timed out aRegister:{\"address\":10,\"fieldType\":powerImport,"
+                    "\"modbusDataType\":uint16,\"length\":1,\"scaleValue\":1,"
+                    "\"registerType\":holding} toolkit.cpp:<line>"));
+}
+
+TEST_F(MeterRead, laterRegisterOfTheSameFieldWins) {
+    slave.unit(7).holding(10, {1}).holding(20, {2});
+
+    read(7, {reg(10, F::energyImport, T::uint16), reg(20, F::energyImport, T::uint16)});
+
+    EXPECT_EQ(kept(7).energyConsumed, 2 * 3600000.0);
+}
+
+TEST_F(MeterRead, addressesThatDifferAboveEightBitsShareTheirShownAddressOnly) {
+    read(7, {});
+    read(7 + 256, {});
+
+    EXPECT_EQ(kept(7).slaveAddress, 7);
+    EXPECT_EQ(kept(7 + 256).slaveAddress, 7);
+}
+
+TEST_F(MeterRead, theWholeSlaveAddressGoesToTheLibraryWhichRefusesIt) {
+    slave.unit(7).holding(10, {1});
+    read(7, {reg(10, F::powerImport, T::uint16)});
+    slave.clearTranscript();
+
+    // The library keeps the address of the last good call when it refuses one.
+    read(7 + 256, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0001\n");
+}
+
+TEST_F(MeterRead, twoMetersOnOneSlaveAddressShareTheirRecord) {
+    slave.unit(7).holding(10, {5});
+    read(7, {reg(10, F::energyImport, T::uint16)});
+    slave.unit(7).failAlways(Fault::exception(4));
+
+    read(7, {reg(99, F::energyImport, T::uint16)});
+
+    EXPECT_EQ(kept(7).energyConsumed, 5 * 3600000.0);
+    EXPECT_EQ(reader.connection.m_readings.size(), 1);
+}
+
+TEST_F(MeterRead, aModelWithoutRegistersYieldsARecordWithZerosAndSendsNothing) {
+    read(7, {});
+
+    EXPECT_EQ(transcript(0), "");
+    EXPECT_EQ(kept(7).meteringType, "modbus");
+    EXPECT_EQ(kept(7).powerConsumed, 0.0);
+}
+
+TEST_F(MeterRead, lastChangedIsTheMomentAheadOfAnyBusTraffic) {
+    std::chrono::system_clock::time_point answered;
+    house::ModbusSlave watched{house::TcpPort{}};
+    watched.unit(7).holding(10, {1});
+    watched.beforeAnswer([&] { answered = std::chrono::system_clock::now(); });
+    useTcp(watched);
+    reader.connection.doReconnect();
+    const auto begin = std::chrono::system_clock::now();
+
+    read(7, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_GE(kept(7).lastChanged, begin);
+    EXPECT_LE(kept(7).lastChanged, answered);
+}
+
+TEST_F(MeterRead, pausesTwentyMillisecondsAheadOfEveryRequestByDefault) {
+    slave.unit(7).holding(10, {1, 1, 1});
+    reader.connection.m_readIntervalUSec = Reader().connection.m_readIntervalUSec;
+    const auto begin = std::chrono::steady_clock::now();
+
+    read(7, {reg(10, F::powerImport, T::uint16), reg(11, F::powerImport, T::uint16),
+             reg(12, F::powerImport, T::uint16)});
+
+    EXPECT_EQ(reader.connection.m_readIntervalUSec, 20000);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(60));
+}
+
+TEST_F(MeterRead, logsItsStepsInOrder) {
+    slave.unit(7).holding(10, {5, 6});
+    attach(7, "S");
+    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
+
+    read(7, {reg(1, F::serial, T::ascii), reg(10, F::energyImport, T::uint16)});
+
+    std::string words = " 5";
+    for (int i = 1; i < 255; ++i)
+        words += " 0";
+    const std::string serial = R"({"address":1,"fieldType":serial,"modbusDataType":ascii,)"
+                               R"("length":1,"scaleValue":1,"registerType":holding})";
+    const std::string energy = R"({"address":10,"fieldType":energyImport,"modbusDataType":uint16,)"
+                               R"("length":1,"scaleValue":1,"registerType":holding})";
+    const std::string params = "debug modbusSerial Reading register params aRegister.address:";
+    const std::string count =
+        " aRegister.length * dataCountMultiplier(aRegister.modbusDataType):1 toolkit.cpp:<line>";
+    auto lines = log.takeFrom("modbusSerial");
+    for (std::string& line : lines)
+        line = withoutTime(line);
+    EXPECT_THAT(
+        lines,
+        ElementsAre(
+            "notice modbusSerial Reading meter slaveAddress:7 meterConfig.registers:[" + serial +
+                "," + energy + "] toolkit.cpp:<line>",
+            "notice modbusSerial Reading meter now slaveAddress:7 toolkit.cpp:<line>",
+            "debug modbusSerial Reading register aRegister:" + serial + " toolkit.cpp:<line>",
+            params + "1" + count,
+            "debug modbusSerial Reading register aRegister:" + energy + " toolkit.cpp:<line>",
+            params + "10" + count,
+            "debug modbusSerial ARRAY debug:" + words + " toolkit.cpp:<line>",
+            "notice modbusSerial value:5 modbusFieldType:energyImport scaleValue:1 "
+            "toolkit.cpp:<line>",
+            "debug modbusSerial scaleValue:1 value:5 toolkit.cpp:<line>",
+            R"(notice modbusSerial Reading aReading:{"id":S,"slaveAddress":7,)"
+            R"("meteringType":modbus,"lastChanged":)" +
+                withoutTime(vx::str("lastChanged\":", "2026-01-01T00:00:00.000Z")).substr(13) +
+                R"(,"energyConsumed":1.8e+07} toolkit.cpp:<line>)"));
+}
+
+TEST_F(MeterRead, theBufferIsZeroedAheadOfEachRegister) {
+    slave.unit(7).holding(10, {1, 2, 3}).holding(20, {9});
+    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
+
+    read(7, {reg(10, F::none, T::uint16, 3), reg(20, F::none, T::uint16)});
+
+    std::vector<std::string> arrays;
+    for (const std::string& line : log.takeFrom("modbusSerial"))
+        if (line.find("ARRAY") != std::string::npos)
+            arrays.push_back(line.substr(0, 45));
+    EXPECT_THAT(arrays, ElementsAre("debug modbusSerial ARRAY debug: 1 2 3 0 0 0 0",
+                                    "debug modbusSerial ARRAY debug: 9 0 0 0 0 0 0"));
+}
+
+TEST(MeterReadWithoutAConnection, everyRegisterFailsAndTheRecordIsSentIfTheIdIsKnown) {
+    LogCapture log(LogCapture::Mode::lenient);
+    house::MeteringService service;
+    Reader reader;
+    ModbusMeter meter;
+    meter.slaveAddress = 7;
+    meter.serial = "S";
+    reader.connection.m_attachedMeters = {meter};
+    ElectricityMeterConfig config;
+    config.registers = {reg(1, F::serial, T::ascii), reg(10, F::powerImport, T::uint16)};
+
+    reader.connection.readMeter(7, config);
+    reader.deliver();
+
+    ASSERT_TRUE(service.waitForMessages(1));
+    EXPECT_EQ(withoutTime(service.texts().front()),
+              R"({"id":"S","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"})");
+    EXPECT_THAT(log.takeFrom("modbusSerial"),
+                testing::Contains(
+                    "warning modbusSerial Could not read register strerror((*__errno_location "
+                    "())):Invalid argument aRegister:{\"address\":10,\"fieldType\":powerImport,"
+                    "\"modbusDataType\":uint16,\"length\":1,\"scaleValue\":1,"
+                    "\"registerType\":holding} toolkit.cpp:<line>"));
+}
