@@ -20,6 +20,9 @@ namespace {
 
 class ReleaseTest : public testing::Test {
 protected:
+    // The channel exists from its first use on, and the tests raise it.
+    ReleaseTest() { vx::enumLogChannel(); }
+
     std::unique_ptr<vx::System> makeSystem() const {
         return vx::makeSystem({directory.path().string(), "/usr/share"});
     }
