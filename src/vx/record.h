@@ -373,19 +373,10 @@ struct ToJsonFragment<V, std::enable_if_t<detail::AlternativesVariant<V>>> {
 
 namespace detail {
 
+/// The form of most kinds is the one that messages have.
 template <class T, class Enable = void>
 struct TextForm {
-    static void write(std::ostream& stream, const T& value) { stream << value; }
-};
-
-template <class T>
-struct TextForm<T, std::enable_if_t<Integer<T>>> {
-    static void write(std::ostream& stream, T value) { stream << std::int64_t{value}; }
-};
-
-template <class T>
-struct TextForm<T, std::enable_if_t<NamedEnum<T>>> {
-    static void write(std::ostream& stream, T value) { stream << fromEnum<std::string>(value); }
+    static void write(std::ostream& stream, const T& value) { detail::write(stream, value); }
 };
 
 template <>
