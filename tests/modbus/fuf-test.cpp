@@ -1,0 +1,139 @@
+#include "modbus/fuf.h"
+
+#include "modbus/reader-world.h"
+#include "support/log-capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+using boost::asio::io_context;
+using boost::system::error_code;
+using orv::modbusreader::Fuf;
+using orv::modbusreader::pollOnTick;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+namespace {
+
+/// A timer whose wait can be cancelled.
+class CancellableFuf : public Fuf {
+public:
+    using Fuf::Fuf;
+    using Fuf::m_timer;
+};
+
+} // namespace
+
+TEST(Fuf, theFirstExpiryIsTwoIntervalsAfterConstruction) {
+    io_context ioContext;
+    const auto constructed = steady_clock::now();
+    CancellableFuf fuf(ioContext, seconds(1), [](const error_code&) {});
+    const auto one = fuf.m_timer.expiry();
+
+    fuf.start();
+
+    EXPECT_GE(one, constructed + seconds(1));
+    EXPECT_EQ(fuf.m_timer.expiry(), one + seconds(1));
+}
+
+TEST(Fuf, constructionStartsNothing) {
+    const LogCapture log;
+    io_context ioContext;
+    const Fuf fuf(ioContext, seconds(0), [](const error_code&) { FAIL() << "A tick came"; });
+
+    EXPECT_EQ(ioContext.run(), 0);
+}
+
+TEST(Fuf, logsTheExpiryInSecondsAndTheErrorAheadOfTheCallback) {
+    LogCapture log;
+    io_context ioContext;
+    Fuf fuf(ioContext, seconds(0), [&](const error_code&) {
+        EXPECT_THAT(log.take(), ElementsAre(MatchesRegex("notice modbusreaderMain retry timer "
+                                                         "m_timer\\.expiry\\(\\):[.e+0-9]+ "
+                                                         "error_code:Success fuf\\.cpp:<line>")));
+        ioContext.stop();
+    });
+
+    fuf.start();
+    ioContext.run();
+}
+
+TEST(Fuf, aTickWithAnErrorStillCallsBackAndRearms) {
+    LogCapture log;
+    io_context ioContext;
+    std::vector<error_code> ticks;
+    CancellableFuf fuf(ioContext, seconds(1000), [&](const error_code& ec) {
+        ticks.push_back(ec);
+        if (ticks.size() == 2)
+            ioContext.stop();
+    });
+    fuf.start();
+    const auto first = fuf.m_timer.expiry();
+
+    fuf.m_timer.cancel();
+    ioContext.run_one();
+    EXPECT_EQ(fuf.m_timer.expiry(), first + seconds(1000));
+    fuf.m_timer.cancel();
+    ioContext.run();
+
+    EXPECT_THAT(ticks, ElementsAre(boost::asio::error::operation_aborted,
+                                   boost::asio::error::operation_aborted));
+    EXPECT_THAT(log.take(),
+                testing::Each(testing::EndsWith("error_code:Operation canceled fuf.cpp:<line>")));
+}
+
+TEST(Fuf, expiriesAdvanceFromThePreviousOneSoLateTicksFollowAtOnce) {
+    const LogCapture log(LogCapture::Mode::lenient);
+    io_context ioContext;
+    int ticks = 0;
+    CancellableFuf fuf(ioContext, seconds(1), [&](const error_code&) { ++ticks; });
+    fuf.start();
+    // As after a poll of ten seconds: ten expiries have passed meanwhile.
+    const auto longAgo = steady_clock::now() - seconds(10);
+    fuf.m_timer.expires_at(longAgo);
+    const auto begin = steady_clock::now();
+
+    while (ticks < 10)
+        ioContext.run_one();
+
+    EXPECT_LT(steady_clock::now() - begin, seconds(1));
+    EXPECT_EQ(fuf.m_timer.expiry(), longAgo + seconds(10));
+}
+
+TEST(Fuf, anEmptyCallbackThrowsOutOfTheLoop) {
+    const LogCapture log(LogCapture::Mode::lenient);
+    io_context ioContext;
+    Fuf fuf(ioContext, seconds(0), nullptr);
+    fuf.start();
+
+    EXPECT_THROW(ioContext.run(), std::bad_function_call);
+}
+
+TEST(PollOnTick, logsTheErrorAndPollsWhateverItIs) {
+    LogCapture log(LogCapture::Mode::lenient);
+    Reader reader;
+
+    pollOnTick(reader.connection)(boost::asio::error::operation_aborted);
+
+    const auto lines = log.take();
+    EXPECT_EQ(lines.front(),
+              "notice modbusreaderMain callback ec:Operation canceled fuf.cpp:<line>");
+    EXPECT_THAT(lines, testing::Contains("notice modbusSerial Attached Meters result: "
+                                         "toolkit.cpp:<line>"));
+    EXPECT_FALSE(reader.connection.m_busy);
+}
+
+TEST(PollOnTick, doesNothingButLogWhileAPollIsInProgress) {
+    LogCapture log;
+    Reader reader;
+    reader.connection.m_busy = true;
+
+    pollOnTick(reader.connection)(error_code());
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("notice modbusreaderMain callback ec:Success fuf.cpp:<line>"));
+}
