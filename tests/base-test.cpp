@@ -1,14 +1,330 @@
 #include "base.h"
 
+#include "support/log-capture.h"
+#include "support/temporary-directory.h"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <limits>
+#include <sstream>
+#include <stdexcept>
 
-TEST(IntToString, isDecimalOrHexadecimalWithItsPrefix) {
-    EXPECT_EQ(orv::intToString(255, false), "255");
-    EXPECT_EQ(orv::intToString(-1, false), "-1");
-    EXPECT_EQ(orv::intToString(255, true), "0xff");
-    EXPECT_EQ(orv::intToString(-1, true), "0xffffffffffffffff");
-    EXPECT_EQ(orv::intToString(std::numeric_limits<long long>::min(), false),
-              "-9223372036854775808");
+using namespace orv;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+namespace {
+
+/// Text of the `std::invalid_argument` that @p function throws.
+template <class Function>
+std::string invalidArgument(const Function& function) {
+    try {
+        function();
+    } catch (const std::invalid_argument& e) {
+        return e.what();
+    }
+    return "nothing thrown";
+}
+
+std::string replaced(std::string s, const std::string& from, const std::string& to) {
+    replaceAll(s, from, to);
+    return s;
+}
+
+} // namespace
+
+TEST(NumbersFromText, areReadInBaseZero) {
+    EXPECT_EQ(strToIntDef("0x10", 5), 16);
+    EXPECT_EQ(strToIntDef("010", 5), 8);
+    EXPECT_EQ(strToIntDef("-12", 5), -12);
+    EXPECT_EQ(strToUIntDef("0x10", 5), 16U);
+    EXPECT_EQ(strToULongLongDef("18446744073709551615", 5), 18446744073709551615ULL);
+    EXPECT_EQ(strToDouble("2.5", 1.0), 2.5);
+}
+
+TEST(NumbersFromText, giveTheDefaultForARestOrAnEmptyText) {
+    for (const char* text : {"12a", "", "x"}) {
+        EXPECT_EQ(strToIntDef(text, 5), 5) << text;
+        EXPECT_EQ(strToUIntDef(text, 5), 5U) << text;
+        EXPECT_EQ(strToULongLongDef(text, 5), 5ULL) << text;
+        EXPECT_EQ(strToDouble(text, 5.5), 5.5) << text;
+    }
+}
+
+TEST(NumbersFromText, withoutADefaultGiveTheValue) {
+    EXPECT_EQ(strToInt("0x10"), 16);
+    EXPECT_EQ(strToUInt("16"), 16U);
+    EXPECT_EQ(strToULongLong("16"), 16ULL);
+    EXPECT_EQ(strToDouble("1e3"), 1000.0);
+}
+
+TEST(NumbersFromText, withoutADefaultThrowWithTheValue) {
+    EXPECT_EQ(invalidArgument([] { strToInt("12a"); }), "strToInt: Could not parse value: '12a'");
+    EXPECT_EQ(invalidArgument([] { strToUInt(""); }), "strToUInt: Could not parse value: ''");
+    EXPECT_EQ(invalidArgument([] { strToULongLong("x"); }),
+              "strToUInt: Could not parse value: 'x'");
+    EXPECT_EQ(invalidArgument([] { strToDouble("x"); }), "strToDouble: Could not parse value: 'x'");
+}
+
+TEST(NumbersToText, areDecimalOrHexadecimal) {
+    EXPECT_EQ(intToString(255, false), "255");
+    EXPECT_EQ(intToString(255, true), "0xff");
+    EXPECT_EQ(intToString(-1, true), "0xffffffffffffffff");
+    EXPECT_EQ(intToString(std::numeric_limits<long long>::min(), false), "-9223372036854775808");
+    EXPECT_EQ(uintToString(18446744073709551615ULL, false), "18446744073709551615");
+    EXPECT_EQ(uintToString(255, true), "0xff");
+    EXPECT_EQ(unsignedLongIntToString(18446744073709551615ULL), "18446744073709551615");
+    EXPECT_EQ(unsignedLongIntToHexString(48879), "beef");
+}
+
+TEST(NumbersToText, aDoubleHasSixSignificantDigits) {
+    EXPECT_EQ(doubleToString(1234567.0), "1.23457e+06");
+    EXPECT_EQ(doubleToString(0.5), "0.5");
+}
+
+TEST(NumbersToText, bytesHaveTwoDigitsEach) {
+    const unsigned char bytes[] = {0x00, 0x0A, 0xFF};
+
+    EXPECT_EQ(hexEncodeByteArray(bytes, 3), "000aff");
+    EXPECT_EQ(hexEncodeByteArray(bytes, 0), "");
+}
+
+TEST(Trim, removesBlanksTabsAndLineEndsAtBothEnds) {
+    EXPECT_EQ(trim(" \t\r\na b\n "), "a b");
+    EXPECT_EQ(trim(" \t "), "");
+    EXPECT_EQ(trim(""), "");
+    EXPECT_EQ(trim("\va"), "\va");
+}
+
+TEST(SplitString, cutsAtEachDelimiter) {
+    EXPECT_THAT(splitString("a,,b,", ',', false), ElementsAre("a", "", "b", ""));
+    EXPECT_THAT(splitString("", ',', false), ElementsAre(""));
+}
+
+TEST(SplitString, aDelimiterBehindABackslashDoesNotSeparateAndTheBackslashStays) {
+    EXPECT_THAT(splitString("a,b\\,c", ',', false), ElementsAre("a", "b\\,c"));
+}
+
+TEST(SplitString, trimsThePartsOnOrder) {
+    EXPECT_THAT(splitString(" a , b ", ',', true), ElementsAre("a", "b"));
+    EXPECT_THAT(splitString(" a , b ", ',', false), ElementsAre(" a ", " b "));
+}
+
+TEST(SplitIntoKeyValue, cutsAtTheFirstEqualSign) {
+    EXPECT_THAT(splitIntoKeyValue("a=b=c"), Pair("a", "b=c"));
+    EXPECT_THAT(splitIntoKeyValue("a="), Pair("a", ""));
+    EXPECT_THAT(splitIntoKeyValue("a"), Pair("", ""));
+}
+
+TEST(Join, putsTheDelimiterBetween) {
+    EXPECT_EQ(join({"a", "", "b"}, ", "), "a, , b");
+    EXPECT_EQ(join({}, ", "), "");
+}
+
+TEST(ReplaceAll, neverLooksAtAReplacementAgain) {
+    EXPECT_EQ(replaced("aXbX", "X", "XX"), "aXXbXX");
+    EXPECT_EQ(replaced("abc", "", "x"), "abc");
+}
+
+TEST(FindAndUnescape, findsTheFirstUnescapedOneAndErasesTheBackslashes) {
+    std::string s = "a\\,b\\,c,d";
+
+    EXPECT_EQ(findAndUnescape(s, ',', 0), 5);
+    EXPECT_EQ(s, "a,b,c,d");
+}
+
+TEST(FindAndUnescape, givesNposIfThereIsNone) {
+    std::string s = "a\\,";
+
+    EXPECT_EQ(findAndUnescape(s, ',', 0), std::string::npos);
+    EXPECT_EQ(s, "a,");
+    EXPECT_EQ(findAndUnescape(s, 'a', 1), std::string::npos);
+}
+
+TEST(PrefixAndSuffix, areCompared) {
+    EXPECT_TRUE(beginsWith("abc", "ab"));
+    EXPECT_FALSE(beginsWith("abc", "bc"));
+    EXPECT_TRUE(endsWith("abc", "bc"));
+    EXPECT_FALSE(endsWith("abc", "abcd"));
+}
+
+TEST(CarCdrPath, takesThePartBeforeTheFirstSlash) {
+    std::string path = "a/b/c";
+
+    EXPECT_EQ(carCdrPath(path), "a");
+    EXPECT_EQ(path, "b/c");
+    EXPECT_EQ(carCdrPath(path), "b");
+    EXPECT_EQ(carCdrPath(path), "c");
+    EXPECT_EQ(path, "");
+}
+
+TEST(AddTrailingBackslash, addsAForwardSlash) {
+    EXPECT_EQ(addTrailingBackslash("/tmp"), "/tmp/");
+    EXPECT_EQ(addTrailingBackslash("/tmp/"), "/tmp/");
+    EXPECT_EQ(getTempDir(), "/tmp/");
+}
+
+TEST(DoIndent, isFourBlanksPerUnit) {
+    EXPECT_EQ(doIndent(0), "");
+    EXPECT_EQ(doIndent(2), "        ");
+}
+
+TEST(UrlEncode, escapesAllButUnreservedCharacters) {
+    EXPECT_EQ(urlEncode("a b/c~ä"), "a%20b%2Fc~%C3%A4");
+    EXPECT_EQ(urlEncode(""), "");
+}
+
+TEST(XmlStringEscape, replacesTheFiveCharactersOfMarkup) {
+    EXPECT_EQ(XMLStringEscape("<a b=\"c\" d='e'>&"),
+              "&lt;a b=&quot;c&quot; d=&apos;e&apos;&gt;&amp;");
+}
+
+TEST(XmlStringEscape, writesControlsInTwoPlacesAnd127InItsOddForm) {
+    EXPECT_EQ(XMLStringEscape("\x05\x1F\x7F"), "&#05;&#31;&#<7;");
+}
+
+TEST(XmlStringEscape, leavesTabLineEndsAndTheRestOfUtf8) {
+    EXPECT_EQ(XMLStringEscape("\t\n\rä"), "\t\n\rä");
+}
+
+TEST(XmlStringEscape, stopsAtTheFirstNul) {
+    EXPECT_EQ(XMLStringEscape(std::string("a\0b", 3)), "a");
+}
+
+TEST(XmlStringEscape, invalidUtf8IsClearedWithAWarning) {
+    LogCapture log;
+
+    EXPECT_EQ(XMLStringEscape("a\xFF"), "");
+
+    EXPECT_THAT(log.take(), ElementsAre("warning System cleared out invalid UTF-8 string a\xFF "));
+}
+
+TEST(FixUtf8, leavesGoodText) {
+    EXPECT_EQ(fixUtf8("aä€"), "aä€");
+}
+
+TEST(FixUtf8, aLone0xFfGivesAnEmptyStringAndOneErrorLine) {
+    LogCapture log;
+
+    EXPECT_EQ(fixUtf8("\xFF"), "");
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("error base Clearing invalid UTF-8 string. s:\xFF .cpp:<line>"));
+    EXPECT_EQ(fixUtf8("good again"), "good again");
+}
+
+TEST(TruncateUtf8String, keepsWholeCharacters) {
+    EXPECT_EQ(truncateUTF8String("äöü", 3), "ä");
+    EXPECT_EQ(truncateUTF8String("äöü", 4), "äö");
+    EXPECT_EQ(truncateUTF8String("€€", 5), "€");
+    EXPECT_EQ(truncateUTF8String("€€", 3), "€");
+    EXPECT_EQ(truncateUTF8String("\xF0\x9F\x98\x80!", 3), "");
+    EXPECT_EQ(truncateUTF8String("\xF0\x9F\x98\x80!", 4), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(truncateUTF8String("\xF8\x88\x80\x80\x80!", 5), "\xF8\x88\x80\x80\x80");
+}
+
+TEST(TruncateUtf8String, leavesAShorterTextAndGivesNothingForZero) {
+    EXPECT_EQ(truncateUTF8String("abc", 3), "abc");
+    EXPECT_EQ(truncateUTF8String("abc", 2), "ab");
+    EXPECT_EQ(truncateUTF8String("abc", 0), "");
+}
+
+TEST(TruncateUtf8String, cutsAtANulAndASequenceThatDoesNotFit) {
+    EXPECT_EQ(truncateUTF8String(std::string("a\0bcd", 5), 4), "a");
+    EXPECT_EQ(truncateUTF8String("ab\x80zz", 3), "a");
+    EXPECT_EQ(truncateUTF8String("a\xC3zz", 2), "a");
+    EXPECT_EQ(truncateUTF8String("\xFC\x84\x80\x80\x80\x80!", 6), "");
+}
+
+TEST(ReadFile, givesTheWholeFile) {
+    const TemporaryDirectory directory;
+
+    EXPECT_EQ(readFile(directory.write("f", std::string("a\0b\n", 4))), std::string("a\0b\n", 4));
+    EXPECT_EQ(readFile(directory.write("g", "")), "");
+}
+
+TEST(ReadFile, throwsWithNameAndReason) {
+    EXPECT_EQ(invalidArgument([] { readFile("/nowhere/f"); }),
+              "Failed to read file:/nowhere/f e.what():basic_ios::clear: iostream error");
+}
+
+TEST(RwAccess, tellsWhetherAFileCanBeReadAndWritten) {
+    const TemporaryDirectory directory;
+
+    EXPECT_TRUE(rwAccess(directory.write("f", "")));
+    EXPECT_FALSE(rwAccess("/nowhere/f"));
+}
+
+TEST(SyncFile, leavesTheFileAsItIsAndIgnoresAMissingOne) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("f", "content");
+
+    syncFile(file);
+    syncFile("/nowhere/f");
+
+    EXPECT_EQ(readFile(file), "content");
+}
+
+TEST(Sleep, takesSecondsOrMilliseconds) {
+    const auto begin = std::chrono::steady_clock::now();
+
+    sleepMS(30);
+    sleepSeconds(1);
+
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1030));
+}
+
+TEST(RoundDigits, roundsToDecimalPlaces) {
+    EXPECT_DOUBLE_EQ(roundDigits(1.2345, 2), 1.23);
+    EXPECT_DOUBLE_EQ(roundDigits(-1.5, 0), -2.0);
+    EXPECT_DOUBLE_EQ(roundDigits(1234.0, -2), 1200.0);
+}
+
+TEST(Crc16, ofAnEmptyBufferIsZeroForAnyPolynomial) {
+    const unsigned char data[] = {1};
+
+    EXPECT_EQ(crc16(data, 0, 0xA001), 0);
+    EXPECT_EQ(crc16(data, -1, 0x8408), 0);
+}
+
+TEST(Crc16, isTheReflectedOneFromZero) {
+    const std::string check = "123456789";
+
+    // The check values of CRC-16/ARC and CRC-16/KERMIT.
+    EXPECT_EQ(crc16(reinterpret_cast<const unsigned char*>(check.data()), 9, 0xA001), 0xBB3D);
+    EXPECT_EQ(crc16(reinterpret_cast<const unsigned char*>(check.data()), 9, 0x8408), 0x2189);
+    EXPECT_EQ(update_crc(0, 1, 0xA001), 0xC0C1);
+}
+
+TEST(PropertiesTest, holdOneValuePerKey) {
+    Properties properties{{"a", "1"}};
+
+    EXPECT_TRUE(properties.has("a"));
+    EXPECT_EQ(properties.get("a"), "1");
+    properties.set("a", "2");
+    properties.set("b", "3");
+    EXPECT_EQ(properties.get("a"), "2");
+    EXPECT_EQ(properties.get("b", "x"), "3");
+    properties.unset("a");
+    properties.unset("never there");
+    EXPECT_FALSE(properties.has("a"));
+}
+
+TEST(PropertiesTest, aMissingKeyThrowsAndWithADefaultDoesNot) {
+    const Properties properties;
+
+    EXPECT_EQ(invalidArgument([&] { properties.get("a"); }),
+              "could not find value for 'a' in properties");
+    EXPECT_EQ(properties.get("a", "default"), "default");
+}
+
+TEST(PropertiesTest, showPairsWithoutEscaping) {
+    std::ostringstream stream;
+    stream << Properties{{"a", "x\"y"}};
+
+    EXPECT_EQ(stream.str(), R"( "a":"x"y")");
+    EXPECT_EQ(Properties().toString(), "");
 }

@@ -1,0 +1,69 @@
+#include "string-converter.h"
+
+#include "support/thrown-text.h"
+
+#include <gtest/gtest.h>
+
+using orv::StringConverter;
+
+namespace {
+
+std::string failure(StringConverter& converter, const std::string& input) {
+    return thrownText([&] { converter.convert(input); });
+}
+
+} // namespace
+
+TEST(StringConverter, leavesGoodUtf8) {
+    EXPECT_EQ(StringConverter("UTF-8", "UTF-8").convert("abc"), "abc");
+    EXPECT_EQ(StringConverter("UTF-8", "UTF-8").convert("ä€"), "ä€");
+}
+
+TEST(StringConverter, convertsBetweenEncodings) {
+    EXPECT_EQ(StringConverter("ISO-8859-1", "UTF-8").convert("\xE4"), "ä");
+}
+
+TEST(StringConverter, anEmptyStringConvertsToAnEmptyString) {
+    EXPECT_EQ(StringConverter("UTF-8", "UTF-8").convert(""), "");
+}
+
+TEST(StringConverter, anEmbeddedNulSurvives) {
+    const std::string text("a\0b", 3);
+
+    EXPECT_EQ(StringConverter("UTF-8", "UTF-8").convert(text), text);
+}
+
+TEST(StringConverter, anUnknownEncodingThrowsWithTheSystemsText) {
+    EXPECT_EQ(thrownText([] { StringConverter("NO-SUCH", "UTF-8"); }), "iconv: Invalid argument");
+}
+
+TEST(StringConverter, aTruncatedSequenceIsIncomplete) {
+    StringConverter converter("UTF-8", "UTF-8");
+
+    EXPECT_EQ(failure(converter, "a\xC3"),
+              "iconv: could not convert to UTF-8 encoding, incomplete multibyte sequence!");
+}
+
+TEST(StringConverter, aLoneContinuationByteIsInvalid) {
+    StringConverter converter("UTF-8", "UTF-8");
+
+    EXPECT_EQ(failure(converter, "\x80"),
+              "iconv: could not convert to UTF-8 encoding, invalid character sequence!");
+}
+
+TEST(StringConverter, anOutputBeyondFourTimesTheInputHasNoSpace) {
+    // UTF-32 begins with a mark of its own, so one character takes eight bytes.
+    StringConverter converter("UTF-8", "UTF-32");
+
+    EXPECT_EQ(failure(converter, "a"),
+              "iconv: could not convert to UTF-32 encoding, insufficient space in output buffer!");
+}
+
+TEST(StringConverter, isCleanAgainAfterAFailure) {
+    // The shift to double bytes outlives a failed conversion unless the state is reset.
+    StringConverter converter("ISO-2022-JP", "UTF-8");
+    EXPECT_EQ(failure(converter, "\x1B$B\xFF"),
+              "iconv: could not convert to UTF-8 encoding, invalid character sequence!");
+
+    EXPECT_EQ(converter.convert("abc"), "abc");
+}
