@@ -2,6 +2,7 @@
 
 #include "house/local-server.h"
 #include "support/log-capture.h"
+#include "support/recorded-curl.h"
 #include "support/temporary-directory.h"
 
 #include <gmock/gmock.h>
@@ -347,6 +348,39 @@ TEST_F(Http, theSimpleClientKeepsNothingBetweenCalls) {
     const auto all = log.take();
     EXPECT_EQ(all[0], "debug HttpClient create new handle");
     EXPECT_EQ(all[3], "debug HttpClient create new handle");
+}
+
+TEST_F(Http, aTransferHas120SecondsAndKeepsItsConnectionAlive) {
+    server.serve("/x", "");
+
+    client.get(url(), &result, false);
+
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_TIMEOUT), 120);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_TCP_KEEPALIVE), 1);
+    EXPECT_EQ(recorded_curl::numbers().count(CURLOPT_CONNECTTIMEOUT), 0);
+}
+
+TEST_F(Http, theServersCertificateIsVerifiedUnlessToldOtherwise) {
+    server.serve("/x", "");
+
+    client.get(url(), &result, true);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 0);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), 0);
+    client.get(url(), &result, false);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 1);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), 1);
+    client.get(url(), &result, true);
+    client.post(url(), "data", &result);
+    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 1);
+}
+
+TEST_F(Http, aDownloadHasNoTimeLimit) {
+    const TemporaryDirectory directory;
+    server.serve("/x", "");
+
+    client.downloadFile(url(), directory.path() / "body");
+
+    EXPECT_EQ(recorded_curl::numbers().count(CURLOPT_TIMEOUT), 0);
 }
 
 TEST_F(Http, theChannelStartsAtInfo) {

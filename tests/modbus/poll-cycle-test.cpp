@@ -185,6 +185,22 @@ TEST_F(PollCycle, aBrokenConfigurationFileLeavesTheParametersAcceptedAndIsNotTri
     EXPECT_THAT(with("doReconnect", second), IsEmpty());
 }
 
+TEST_F(PollCycle, aChangedConfigurationFileTakesEffectOnlyAtTheNextReconnect) {
+    poll();
+    house::ModbusSlave other{house::TcpPort{}};
+    useTcp(other);
+    slave.clearTranscript();
+
+    poll();
+    EXPECT_EQ(slave.transcript(), readBoth);
+    EXPECT_EQ(other.transcript(), "");
+    server.serve(LocalServer::rtuConfigPath, R"({"data":{"serialDevice":"/dev/b"}})");
+    other.unit(7).holding(10, {70});
+    other.unit(8).holding(10, {80});
+    poll();
+    EXPECT_EQ(other.transcript(), readBoth);
+}
+
 TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) {
     poll();
     server.answerNext(LocalServer::attachedPath, Answer::withStatus(404, "gone"));

@@ -6,8 +6,22 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <dlfcn.h>
 #include <limits>
 #include <sstream>
+
+namespace {
+
+bool noMemoryForATokener = false;
+
+} // namespace
+
+/// Stands in for the library's function of the same name, which fails without memory alone.
+extern "C" json_tokener* json_tokener_new() {
+    using Make = json_tokener* (*)();
+    static const auto next = reinterpret_cast<Make>(dlsym(RTLD_NEXT, "json_tokener_new"));
+    return noMemoryForATokener ? nullptr : next();
+}
 
 using vx::JsonPrimitive;
 using vx::makeJsonFragment;
@@ -57,6 +71,14 @@ TEST(ParseJson, anEmptyTextFails) {
 TEST(ParseJson, aTextThatIsNoJsonFailsWithTheParsersDescription) {
     EXPECT_EQ(failureOf("<html>"),
               "Failed to parse json. unexpected character condition:object vx/json.cpp:<line>");
+}
+
+TEST(ParseJson, withoutATokenerFailsEvenForNull) {
+    noMemoryForATokener = true;
+    const std::string text = failureOf("null");
+    noMemoryForATokener = false;
+
+    EXPECT_EQ(text, "condition:tok vx/json.cpp:<line>");
 }
 
 TEST(ParseJson, theLogContextEndsTheText) {

@@ -1,0 +1,29 @@
+#include "support/recorded-curl.h"
+
+#include <cstdarg>
+#include <dlfcn.h>
+
+namespace {
+
+std::map<CURLoption, long> options;
+
+} // namespace
+
+const std::map<CURLoption, long>& recorded_curl::numbers() {
+    return options;
+}
+
+#undef curl_easy_setopt
+
+/// Stands in for the library's function of the same name. A number and a pointer travel alike.
+extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
+    va_list arguments;
+    va_start(arguments, option);
+    void* value = va_arg(arguments, void*);
+    va_end(arguments);
+    if (option < CURLOPTTYPE_OBJECTPOINT)
+        options[option] = reinterpret_cast<long>(value);
+    using SetOption = CURLcode (*)(CURL*, CURLoption, ...);
+    static const auto next = reinterpret_cast<SetOption>(dlsym(RTLD_NEXT, "curl_easy_setopt"));
+    return next(handle, option, value);
+}
