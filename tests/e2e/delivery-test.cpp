@@ -15,18 +15,13 @@ constexpr const char* equalSigns = "=================================";
 } // namespace
 
 TEST(Delivery, aReadingTravelsFromTcpMeterToMeteringSocketByteForByte) {
-    house::LocalServer server;
-    small_home::serveOn(server);
-    house::ModbusSlave slave(house::TcpPort{small_home::busPort});
-    small_home::liveOn(slave);
-    house::MeteringService service;
-    small_home::useTcp();
+    small_home::OverTcp home;
     ReaderProcess reader;
 
-    ASSERT_TRUE(service.waitForMessages(1));
+    ASSERT_TRUE(home.service.waitForMessages(1));
 
-    EXPECT_EQ(withoutTime(service.texts().front()), small_home::message);
-    EXPECT_EQ(slave.transcript().substr(0, std::string(small_home::conversation).size()),
+    EXPECT_EQ(withoutTime(home.service.texts().front()), small_home::message);
+    EXPECT_EQ(home.slave.transcript().substr(0, std::string(small_home::conversation).size()),
               small_home::conversation);
 }
 
@@ -48,12 +43,7 @@ TEST(Delivery, aReadingTravelsFromRtuMeterToMeteringSocketByteForByte) {
 }
 
 TEST(Delivery, thePollsWholeLogTellsTheRoadOfTheReading) {
-    house::LocalServer server;
-    small_home::serveOn(server);
-    house::ModbusSlave slave(house::TcpPort{small_home::busPort});
-    small_home::liveOn(slave);
-    house::MeteringService service;
-    small_home::useTcp();
+    small_home::OverTcp home;
     ReaderProcess reader;
 
     reader.waitForLog("TRANSFERRED");
@@ -105,34 +95,25 @@ TEST(Delivery, thePollsWholeLogTellsTheRoadOfTheReading) {
 }
 
 TEST(Delivery, theMessageOfAPollLeavesOnlyWhenThePollHasEnded) {
-    house::LocalServer server;
-    small_home::serveOn(server);
-    house::ModbusSlave slave(house::TcpPort{small_home::busPort});
-    small_home::liveOn(slave);
-    house::MeteringService service;
-    small_home::useTcp();
+    small_home::OverTcp home;
     ReaderProcess reader;
 
-    ASSERT_TRUE(service.waitForMessages(1));
-    const auto arrived = service.messages().front().arrived;
+    ASSERT_TRUE(home.service.waitForMessages(1));
+    const auto arrived = home.service.messages().front().arrived;
 
     // The second of sleep at the poll's end lies between the last request and the write.
-    const auto lastRequest = server.requests(house::LocalServer::supportedPath).front().arrived;
+    const auto lastRequest =
+        home.server.requests(house::LocalServer::supportedPath).front().arrived;
     EXPECT_GE(arrived - lastRequest, std::chrono::milliseconds(1000));
 }
 
 TEST(Delivery, everyPollOffersTheReadingAnewThoughNothingChanged) {
-    house::LocalServer server;
-    small_home::serveOn(server);
-    house::ModbusSlave slave(house::TcpPort{small_home::busPort});
-    small_home::liveOn(slave);
-    house::MeteringService service;
-    small_home::useTcp();
+    small_home::OverTcp home;
     ReaderProcess reader;
 
-    ASSERT_TRUE(service.waitForMessages(3));
+    ASSERT_TRUE(home.service.waitForMessages(3));
 
-    for (const std::string& text : service.texts())
+    for (const std::string& text : home.service.texts())
         EXPECT_EQ(withoutTime(text), small_home::message);
-    EXPECT_TRUE(slave.waitForConnections(1));
+    EXPECT_TRUE(home.slave.waitForConnections(1));
 }

@@ -55,4 +55,17 @@ inline void useTcp() {
     writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1502}})");
 }
 
+/// The whole home, with its meter on a TCP bus.
+struct OverTcp {
+    OverTcp() {
+        serveOn(server);
+        liveOn(slave);
+        useTcp();
+    }
+
+    house::LocalServer server;
+    house::ModbusSlave slave{house::TcpPort{busPort}};
+    house::MeteringService service;
+};
+
 } // namespace small_home
