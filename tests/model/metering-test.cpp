@@ -108,3 +108,39 @@ TEST(SeriesCompatValueValue, holdsAMomentAndAValue) {
 
     EXPECT_EQ(written(vx::fromJson<SeriesCompatValueValue>(text)), text);
 }
+
+TEST(MeteringModel, recordsShowTheirTextForm) {
+    EXPECT_EQ(
+        vx::str(vx::fromJson<Meterings>(
+            R"({"meterings":[{"id":"m","type":"powerMetering","attributes":)"
+            R"({"unit":"W","technicalName":"t","origin":{"type":"modbus","slaveAddress":7}}}]})")),
+        R"({"meterings":[{"id":m,"type":powerMetering,"attributes":{"unit":W,)"
+        R"("technicalName":t,"origin":{4:{"type":modbus,"slaveAddress":7}}}}]})");
+    EXPECT_EQ(vx::str(vx::fromJson<MeteringValues>(
+                  R"({"values":[{"id":"m","attributes":{"value":0}}]})")),
+              R"({"values":[{"id":m,"attributes":{"value":0}}]})");
+    EXPECT_EQ(vx::str(SeriesCompatValues{{SeriesCompatValue()}}),
+              R"({"values":[{"type":power,"ok":1}]})");
+    EXPECT_EQ(vx::str(SeriesCompatValueValue{{}, 2.5}), R"({"value":2.5})");
+}
+
+TEST(MeteringModel, recordsCompareTheirFields) {
+    const auto values = vx::fromJson<MeteringValues>(R"({"values":[{"attributes":{"value":1}}]})");
+    auto others = values;
+    EXPECT_EQ(values, others);
+    others.values.front().attributes.value = 2.0;
+    EXPECT_NE(values, others);
+
+    EXPECT_EQ((SeriesCompatValues{{SeriesCompatValue()}}),
+              (SeriesCompatValues{{SeriesCompatValue()}}));
+    SeriesCompatValue series;
+    series.values = {{{1.0}}};
+    EXPECT_NE(series, SeriesCompatValue());
+    EXPECT_NE((SeriesCompatValueValue{{}, 0.0}), SeriesCompatValueValue());
+
+    EXPECT_NE((Meterings{{Metering()}}), Meterings());
+    EXPECT_NE(MeteringOrigin(ApartmentMeteringOrigin()),
+              MeteringOrigin(OpenMeteringSystemOrigin()));
+    EXPECT_EQ(MeteringOrigin(OpenMeteringSystemOrigin()),
+              MeteringOrigin(OpenMeteringSystemOrigin()));
+}
