@@ -1,6 +1,7 @@
 #include "modbus/reader-world.h"
 #include "support/log-capture.h"
 #include "support/recorded-ioctl.h"
+#include "support/recorded-timeouts.h"
 
 #include "house/pty-pair.h"
 
@@ -334,29 +335,46 @@ TEST_F(TcpBus, readIntervalOfTheFileShowsInTheLogButThePauseStays) {
     EXPECT_EQ(reader.connection.m_readIntervalUSec, 20000);
 }
 
-/// Seconds that one read of a silent meter takes with the given time-out in the file.
-class ResponseTimeout : public TcpBus {
-protected:
-    double secondsWith(const std::string& timeouts) {
-        slave.unit(7).failAlways(Fault::silence);
-        writeConfigFile(vx::str(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)",
-                                slave.port(), timeouts, "}}"));
-        reader.connection.doReconnect();
-        const auto begin = std::chrono::steady_clock::now();
-        EXPECT_FALSE(canReadMeter(reader));
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    }
-};
+using Timeouts = std::vector<recorded_timeouts::Call>;
 
-TEST_F(ResponseTimeout, oneYieldsOneSecond) {
-    const double seconds = secondsWith(R"(,"timeoutResponseSec":1)");
+TEST_F(TcpBus, timeoutsOfZeroYieldFiveSeconds) {
+    writeConfigFile(vx::str(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)",
+                            slave.port(), R"(,"timeoutResponseSec":0}})"));
 
-    EXPECT_GE(seconds, 0.99);
-    EXPECT_LT(seconds, 4.5);
+    reader.connection.doReconnect();
+
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 5, 0}, {"indication", 5, 0}}));
 }
 
-TEST_F(ResponseTimeout, zeroYieldsFiveSeconds) {
-    const double seconds = secondsWith(R"(,"timeoutResponseSec":0)");
+TEST_F(TcpBus, timeoutsOfTheFileAreTakenInWholeSecondsAlsoWhenTheConnectFailed) {
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1,)"
+                    R"("timeoutResponseSec":1,"timeoutIndicationSec":7}})");
 
-    EXPECT_GE(seconds, 4.99);
+    reader.connection.doReconnect();
+
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 1, 0}, {"indication", 7, 0}}));
+}
+
+TEST_F(SerialBus, timeoutsAreSetOnTheSerialLineTooAlsoWithoutAPort) {
+    writeConfigFile(R"({"modbusMiscConfig":{"timeoutResponseSec":2}})");
+    reconnect(serialConfig());
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 2, 0}, {"indication", 5, 0}}));
+    std::filesystem::remove("/dev/ttymxc2");
+
+    reconnect(serialConfig());
+
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 2, 0}, {"indication", 5, 0}}));
+}
+
+TEST_F(TcpBus, aResponseTimeoutOfOneMakesASilentMeterCostOneSecond) {
+    slave.unit(7).failAlways(Fault::silence);
+    useTcp(slave);
+    reader.connection.doReconnect();
+    const auto begin = std::chrono::steady_clock::now();
+
+    EXPECT_FALSE(canReadMeter(reader));
+
+    const auto passed = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(passed, std::chrono::milliseconds(990));
+    EXPECT_LT(passed, std::chrono::milliseconds(4500));
 }

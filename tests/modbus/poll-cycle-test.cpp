@@ -147,6 +147,16 @@ TEST_F(PollCycle, anErrorStatusOnRtuconfigKeepsParametersAndConnection) {
     EXPECT_EQ(slave.transcript(), readBoth);
 }
 
+TEST_F(PollCycle, onlyStatus200IsAnAnswer) {
+    for (const char* path :
+         {LocalServer::rtuConfigPath, LocalServer::attachedPath, LocalServer::supportedPath})
+        server.answerAlways(path, Answer::withStatus(201, "{}"));
+
+    const std::string warning =
+        "warning modbusSerial Error requesting from server code:201 result:{} toolkit.cpp:<line>";
+    EXPECT_THAT(warnings(poll()), ElementsAre(warning, warning, warning));
+}
+
 TEST_F(PollCycle, anUnparsableRtuconfigKeepsParametersAndConnection) {
     poll();
     server.answerNext(LocalServer::rtuConfigPath, Answer::withBody("<html>"));
