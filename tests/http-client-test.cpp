@@ -14,6 +14,10 @@
 #include <regex>
 #include <sstream>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 using house::Answer;
 using house::LocalServer;
 using orv::HttpClient;
@@ -23,14 +27,16 @@ using orv::URLResult;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-#if defined(__SANITIZE_ADDRESS__)
-/// The headers of a failed request are never freed, as it is meant to be.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:curl_slist_append";
-}
-#endif
-
 namespace {
+
+/// Runs what leaks on purpose: the headers of a failed request are never freed.
+template <class Function>
+auto withWantedLeak(const Function& function) {
+#if defined(__SANITIZE_ADDRESS__)
+    const __lsan::ScopedDisabler disabler;
+#endif
+    return function();
+}
 
 std::string contentOfFile(const std::string& path) {
     std::ostringstream content;
@@ -143,7 +149,11 @@ TEST_F(Http, aFailedPostSaysPostAndAFailedDeleteSaysGet) {
 }
 
 TEST_F(Http, aFailedRequestWithHeadersGivesMinusOne) {
-    EXPECT_EQ(client.get(nowhere, {{"X-One", "1"}}, &result, false), -1);
+    const long code = withWantedLeak([&] {
+        return client.get(nowhere, {{"X-One", "1"}}, &result, false);
+    });
+
+    EXPECT_EQ(code, -1);
 
     EXPECT_THAT(lines(), ElementsAre(refused("GET", nowhere)));
 }
@@ -434,7 +444,9 @@ TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
     std::string text = "ab";
     URLResult::appendCallback(text.data(), 1, 2, &body);
 
-    EXPECT_EQ(body.grow_tail(3), body.memory + 2);
+    const char* tail = body.grow_tail(3);
+
+    EXPECT_EQ(tail, body.memory + 2);
     EXPECT_EQ(body.size, 2);
 }
 
