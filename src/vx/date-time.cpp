@@ -58,6 +58,12 @@ DateTime fromParts(std::time_t whole, int thousandths) {
 
 } // namespace
 
+DateTime now() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return DateTime(seconds(time.tv_sec) + nanoseconds(time.tv_nsec));
+}
+
 std::string toString(DateTime time) {
     const std::time_t whole = wholeSeconds(time);
     std::tm tm{};

@@ -19,6 +19,10 @@ using DateTime = std::chrono::system_clock::time_point;
 
 using CharSpan = gsl::basic_string_span<const char>;
 
+/// The present moment. Where the target's standard library still counts 32-bit seconds, its own
+/// clock ends in 2038; this one doesn't.
+DateTime now();
+
 /// ISO 8601 in UTC with milliseconds, 24 characters: 2026-11-14T02:24:09.123Z
 std::string toString(DateTime time);
 

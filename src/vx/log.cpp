@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <chrono>
 #include <cstdio>
 #include <mutex>
 #include <sstream>
@@ -236,10 +235,9 @@ std::string threadIdColumn() {
 void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
                                 std::string message) {
     // NOLINTEND(performance-unnecessary-value-param)
-    const auto now = std::chrono::system_clock::now();
     const Body& body = *instance().m_body;
     std::ostringstream stream;
-    stream << '[' << toLocalMsIsoString(now) << "] " << threadIdColumn() << ' '
+    stream << '[' << toLocalMsIsoString(now()) << "] " << threadIdColumn() << ' '
            << severityColumn(severity, body.useColors) << ' '
            << (channelName == nullptr ? "null" : channelName) << ' ' << message << '\n';
     const std::string line = stream.str();

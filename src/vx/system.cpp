@@ -1,6 +1,7 @@
 #include "vx/system.h"
 
 #include "vx/conf.h"
+#include "vx/date-time.h"
 #include "vx/enum.h"
 #include "vx/exception.h"
 #include "vx/log.h"
@@ -120,9 +121,7 @@ public:
         boost::filesystem::remove(path);
     }
 
-    std::chrono::system_clock::time_point now() const override {
-        return std::chrono::system_clock::now();
-    }
+    std::chrono::system_clock::time_point now() const override { return vx::now(); }
 
     Conf& conf() const override { return *m_conf; }
 

@@ -2,6 +2,8 @@
 
 #include "support/thrown-text.h"
 #include "support/time-zone.h"
+#include "system-calls.h"
+#include "vx/record.h"
 
 #include <gtest/gtest.h>
 
@@ -52,6 +54,16 @@ TEST(DateTimeToString, doesNotDependOnTheTimeZone) {
 
 TEST(DateTimeToString, wholeSecondsBeforeTheEpochAreWrittenToo) {
     EXPECT_EQ(vx::toString(at(-1s)), "1969-12-31T23:59:59.000Z");
+}
+
+TEST(DateTimeNow, beyondTheYear2038GoesThroughJsonAndBack) {
+    const SystemCallsReset reset;
+    systemCalls.realTime = 0x100000000;
+
+    const auto json = vx::toJsonFragment(vx::now());
+
+    EXPECT_EQ(vx::toJson(json), R"("2106-02-07T06:28:16.000Z")");
+    EXPECT_EQ(vx::fromJson<vx::DateTime>(json.get()), at(0x100000000 * 1s));
 }
 
 TEST(ToLocalMsIsoString, hasTheOffsetWithAColon) {

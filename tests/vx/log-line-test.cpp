@@ -68,6 +68,15 @@ TEST(LogLine, carriesTheLocalTimeOfTheCall) {
     EXPECT_EQ(stamp.substr(23), "+05:45");
 }
 
+TEST(LogLine, carriesATimeBeyondTheYear2038) {
+    const TimeZone zone("UTC0");
+    const SystemCallsReset reset;
+    systemCalls.realTime = 0x100000000;
+
+    EXPECT_EQ(lineOf("logLine", LogSeverity::notice, "x").substr(0, 31),
+              "[2106-02-07T06:28:16.000+00:00]");
+}
+
 TEST(LogLine, everySeverityHasItsFiveColumns) {
     const std::pair<int, const char*> texts[] = {
         {0, "!!!!!"}, {1, "FATAL"}, {2, "ERROR"}, {3, "WARN "},  {4, "NOTIC"},

@@ -7,6 +7,17 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+namespace {
+
+/// The call with 64-bit seconds.
+#ifdef SYS_clock_gettime64
+constexpr auto clockGetTime = SYS_clock_gettime64;
+#else
+constexpr auto clockGetTime = SYS_clock_gettime;
+#endif
+
+} // namespace
+
 SystemCalls systemCalls;
 
 ssize_t plainWrite(int fd, const void* data, std::size_t size) {
@@ -36,6 +47,14 @@ ssize_t getrandom(void* data, std::size_t size, unsigned flags) {
         return result;
     errno = static_cast<int>(-result);
     return -1;
+}
+
+int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    if (clock == CLOCK_REALTIME && systemCalls.realTime) {
+        *time = {*systemCalls.realTime, 0};
+        return 0;
+    }
+    return static_cast<int>(syscall(clockGetTime, clock, time));
 }
 
 int gettimeofday(timeval* time, void*) noexcept {

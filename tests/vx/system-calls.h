@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
 #include <functional>
+#include <optional>
 #include <sys/types.h>
 
 /// What the C library's functions of these names do in this test program, as long as one is set.
@@ -12,6 +14,8 @@ struct SystemCalls {
     std::function<ssize_t(int fd, const void* data, std::size_t size)> write;
     /// Answer to a `getrandom`; a negative one is the negative `errno`.
     std::function<ssize_t(void* data, std::size_t size)> getrandom;
+    /// Seconds that `clock_gettime` tells for the real-time clock.
+    std::optional<std::time_t> realTime;
     /// `errno` of a failing `gettimeofday`, 0 for none.
     int gettimeofdayError = 0;
 };
