@@ -2,6 +2,7 @@
 
 #include "modbus/config-file.h"
 #include "modbus/server-replies.h"
+#include "vx/date-time.h"
 #include "vx/log.h"
 #include "vx/record.h"
 #include "vx/system.h"
@@ -12,7 +13,6 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -288,7 +288,7 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
     ModbusMeteringSystem aReading;
     aReading.slaveAddress = static_cast<std::uint8_t>(slaveAddress);
     VX_LOG(channel, notice, "Reading meter", slaveAddress, meterConfig.registers);
-    aReading.lastChanged = std::chrono::system_clock::now();
+    aReading.lastChanged = vx::now();
     aReading.meteringType = "modbus";
     VX_LOG(channel, notice, "Reading meter now", slaveAddress);
 
@@ -298,10 +298,12 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
             failedFields.push_back(aRegister.fieldType);
 
     // After all decoding, so that a carried power wins over one decoded in this poll.
-    if (const auto previous = m_readings.find(slaveAddress); previous != m_readings.end())
+    // The record's own eight bits are the key.
+    const int key = aReading.slaveAddress;
+    if (const auto previous = m_readings.find(key); previous != m_readings.end())
         for (const ModbusFieldType failedField : failedFields)
             carryForward(aReading, previous->second, failedField);
-    m_readings[slaveAddress] = aReading;
+    m_readings[key] = aReading;
     VX_LOG(channel, notice, "Reading", aReading);
     if (!aReading.id.empty())
         m_senderQueue.send(vx::toJson(vx::toJsonFragment(aReading)));

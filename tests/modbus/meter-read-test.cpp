@@ -369,23 +369,26 @@ TEST_F(MeterRead, laterRegisterOfTheSameFieldWins) {
     EXPECT_EQ(kept(7).energyConsumed, 2 * 3600000.0);
 }
 
-TEST_F(MeterRead, addressesThatDifferAboveEightBitsShareTheirShownAddressOnly) {
-    read(7, {});
-    read(7 + 256, {});
+TEST_F(MeterRead, addressesThatDifferAboveEightBitsShareOneRecord) {
+    slave.unit(7).holding(10, {5});
+    read(7, {reg(10, F::energyImport, T::uint16)});
 
+    read(7 + 256, {reg(99, F::energyImport, T::uint16)});
+
+    EXPECT_EQ(reader.connection.m_readings.size(), 1);
     EXPECT_EQ(kept(7).slaveAddress, 7);
-    EXPECT_EQ(kept(7 + 256).slaveAddress, 7);
+    EXPECT_EQ(kept(7).energyConsumed, 5 * 3600000.0);
 }
 
 TEST_F(MeterRead, theWholeSlaveAddressGoesToTheLibraryWhichRefusesIt) {
-    slave.unit(7).holding(10, {1});
-    read(7, {reg(10, F::powerImport, T::uint16)});
+    slave.unit(8).holding(10, {1});
+    read(8, {reg(10, F::powerImport, T::uint16)});
     slave.clearTranscript();
 
     // The library keeps the address of the last good call when it refuses one.
     read(7 + 256, {reg(10, F::powerImport, T::uint16)});
 
-    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0001\n");
+    EXPECT_EQ(slave.transcript(), ">> unit 8  read holding 10 x1\n<< 0001\n");
 }
 
 TEST_F(MeterRead, twoMetersOnOneSlaveAddressShareTheirRecord) {
