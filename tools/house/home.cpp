@@ -4,6 +4,7 @@
 #include "house/register-words.h"
 #include "house/signals.h"
 
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 
@@ -111,7 +112,11 @@ Home::Home(const std::string& file) : m_impl(std::make_unique<Impl>(Description:
 Home::~Home() = default;
 
 std::string Home::defaultFile() {
-    return HOUSE_DEFAULT_HOME;
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    const std::filesystem::path name = "share/modbus-house/home.json";
+    // Installed, the executable lies in a folder beside "share"; in a build tree, above it.
+    const auto installed = folder.parent_path() / name;
+    return std::filesystem::exists(installed) ? installed : folder / name;
 }
 
 const std::vector<Meter>& Home::meters() const {

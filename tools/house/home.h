@@ -27,7 +27,7 @@ public:
     Home(const Home&) = delete;
     Home& operator=(const Home&) = delete;
 
-    /// The description that ships with the house.
+    /// The description that ships with the house, found by where this program lies.
     static std::string defaultFile();
 
     /// The attached meters, in the order of the description.
