@@ -1,5 +1,7 @@
 #include "modbus/reader-world.h"
+#include "support/descriptors.h"
 #include "support/log-capture.h"
+#include "support/recorded-bus.h"
 #include "support/recorded-ioctl.h"
 #include "support/recorded-timeouts.h"
 
@@ -8,9 +10,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -31,11 +35,15 @@ SerialPortConfig serialConfig() {
     return {"/dev/any", BaudRateType::baud19200, Parity::even, DataBits::bits8, StopBits::bits1};
 }
 
-std::size_t openDescriptorsOf(const std::string& device) {
+/// How many sockets of this process are connected to a TCP port.
+std::size_t connectionsTo(std::uint16_t port) {
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code gone;
-        if (std::filesystem::read_symlink(entry, gone) == device)
+        sockaddr_in peer{};
+        socklen_t size = sizeof peer;
+        const int fd = std::stoi(entry.path().filename());
+        if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+            peer.sin_family == AF_INET && ntohs(peer.sin_port) == port)
             ++count;
     }
     return count;
@@ -84,8 +92,11 @@ protected:
         reader.connection.doReconnect();
     }
 
-    /// Descriptors that the reader holds of its port.
+    /// Descriptors that the reader holds of its port, now or when the port was set up last.
     std::size_t descriptors() const { return openDescriptorsOf(line.masterEnd()) - m_ofTheLine; }
+    std::size_t descriptorsAtTheLastSetUp() const {
+        return recorded_ioctl::rs485Calls().back().descriptors - m_ofTheLine;
+    }
 
     LogCapture log{LogCapture::Mode::lenient};
     house::PtyPair line;
@@ -98,6 +109,11 @@ private:
 
 class TcpBus : public testing::Test {
 protected:
+    TcpBus() {
+        // The slave made a context of its own.
+        recorded_bus::take();
+    }
+
     LogCapture log{LogCapture::Mode::lenient};
     house::ModbusSlave slave{house::TcpPort{}};
     Reader reader;
@@ -131,10 +147,52 @@ TEST_F(SerialBus, logsEachNameAndTheResultAheadOfTheConnection) {
 TEST_F(SerialBus, dataBits7WithStopBits2YieldsEightDataBitsAndTwoStopBits) {
     reconnect({"/dev/any", BaudRateType::baud9600, Parity::none, DataBits::bits7, StopBits::bits2});
 
+    // A pseudo terminal has eight data bits whatever it is told, and no parity, so the call itself
+    // is looked at. The library takes 2 data bits for eight.
+    EXPECT_THAT(recorded_bus::take(), ElementsAre("modbus_new_rtu /dev/ttymxc2 9600 N 2 2"));
     const termios settings = settingsOf(line.masterEnd());
-    EXPECT_EQ(settings.c_cflag & CSIZE, static_cast<tcflag_t>(CS8));
     EXPECT_NE(settings.c_cflag & CSTOPB, 0U);
     EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B9600));
+}
+
+TEST_F(SerialBus, dataBits7WithStopBits1YieldsEightDataBitsAndOneStopBit) {
+    reconnect({"/dev/any", BaudRateType::baud9600, Parity::none, DataBits::bits7, StopBits::bits1});
+
+    EXPECT_THAT(recorded_bus::take(), ElementsAre("modbus_new_rtu /dev/ttymxc2 9600 N 1 1"));
+}
+
+TEST_F(SerialBus, theLibraryGetsTheParitysFirstLetterAsACapital) {
+    const std::vector<std::pair<Parity, std::string>> calls = {
+        {Parity::uninitilzed, "modbus_new_rtu /dev/ttymxc2 19200 U 1 1"},
+        {Parity::none, "modbus_new_rtu /dev/ttymxc2 19200 N 1 1"},
+        {Parity::even, "modbus_new_rtu /dev/ttymxc2 19200 E 1 1"},
+        {Parity::odd, "modbus_new_rtu /dev/ttymxc2 19200 O 1 1"}};
+    for (const auto& [parity, call] : calls) {
+        SerialPortConfig config = serialConfig();
+        config.parity = parity;
+
+        reconnect(config);
+
+        EXPECT_THAT(recorded_bus::take(), ElementsAre(call));
+    }
+}
+
+TEST_F(SerialBus, theServersDeviceNameOpensNothing) {
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    liveOn(slave);
+    SerialPortConfig config = serialConfig();
+
+    for (const char* name : {"/dev/a", "/dev/b"}) {
+        config.serialDevice = name;
+        reconnect(config);
+
+        EXPECT_THAT(of("connecting", log.take()),
+                    ElementsAre("notice modbusSerial Modbus serial device connecting "
+                                "serialDevice:/dev/ttymxc2 baud:19200 parity:E dataBits:8 "
+                                "stopBits:1 toolkit.cpp:<line>"));
+        EXPECT_TRUE(canReadMeter(reader));
+    }
+    EXPECT_EQ(recorded_ioctl::rs485Calls().size(), 2);
 }
 
 TEST_F(SerialBus, baudRateAndStopBitsComeFromTheirNames) {
@@ -160,11 +218,22 @@ TEST_F(SerialBus, rs485IsSetUpWithRtsOnSendAndNoDelays) {
     reconnect(serialConfig());
 
     ASSERT_EQ(recorded_ioctl::rs485Calls().size(), 1);
+    EXPECT_EQ(recorded_ioctl::rs485Calls().front().accessMode, O_RDWR);
     const serial_rs485& conf = recorded_ioctl::rs485Calls().front().conf;
     EXPECT_EQ(conf.flags, 3U);
     EXPECT_EQ(conf.delay_rts_before_send, 0U);
     EXPECT_EQ(conf.delay_rts_after_send, 0U);
     EXPECT_THAT(of("RS485", log.take()), IsEmpty());
+}
+
+TEST_F(SerialBus, rs485IsSetUpAfterTheOldConnectionIsClosedAndBeforeTheNewOneIsOpened) {
+    reconnect(serialConfig());
+    EXPECT_EQ(descriptorsAtTheLastSetUp(), 1);
+
+    reconnect(serialConfig());
+
+    // The one that stays of the first setting up and the one that is being set up.
+    EXPECT_EQ(descriptorsAtTheLastSetUp(), 2);
 }
 
 TEST_F(SerialBus, theRs485DescriptorStaysOpenAndEachReconnectAddsOne) {
@@ -286,16 +355,33 @@ TEST_F(TcpBus, aRefusedConnectionIsAWarningAndReadsFail) {
     EXPECT_FALSE(canReadMeter(reader));
 }
 
+TEST_F(TcpBus, aHostWithoutAPortMeansPortZero) {
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1"}})");
+
+    reader.connection.doReconnect();
+
+    EXPECT_THAT(recorded_bus::take(), ElementsAre("modbus_new_tcp 127.0.0.1 0"));
+}
+
+TEST_F(TcpBus, hostAndPortReachTheLibraryUnchecked) {
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"meter-gateway","port":-70000}})");
+
+    reader.connection.doReconnect();
+
+    EXPECT_THAT(recorded_bus::take(), ElementsAre("modbus_new_tcp meter-gateway -70000"));
+}
+
 TEST_F(TcpBus, aReconnectClosesTheOldConnection) {
     useTcp(slave);
     reader.connection.doReconnect();
-    ASSERT_TRUE(slave.waitForConnections(1));
+    EXPECT_EQ(connectionsTo(slave.port()), 1);
     house::ModbusSlave other{house::TcpPort{}};
     liveOn(other);
     useTcp(other);
 
     reader.connection.doReconnect();
 
+    EXPECT_EQ(connectionsTo(slave.port()), 0);
     EXPECT_TRUE(canReadMeter(reader));
     EXPECT_EQ(slave.transcript(), "");
     EXPECT_EQ(other.transcript(), ">> unit 7  read holding 10 x1\n<< 0005\n");
@@ -353,6 +439,26 @@ TEST_F(TcpBus, timeoutsOfTheFileAreTakenInWholeSecondsAlsoWhenTheConnectFailed) 
     reader.connection.doReconnect();
 
     EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 1, 0}, {"indication", 7, 0}}));
+}
+
+TEST_F(TcpBus, negativeTimeoutsReachTheLibraryAsTheyAre) {
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1,)"
+                    R"("timeoutResponseSec":-1,"timeoutIndicationSec":-4}})");
+
+    reader.connection.doReconnect();
+
+    EXPECT_EQ(recorded_timeouts::take(),
+              (Timeouts{{"response", 4294967295U, 0}, {"indication", 4294967292U, 0}}));
+}
+
+TEST_F(SerialBus, withoutAFileOrWithAnEmptyOneTimeoutsAreFiveSeconds) {
+    reconnect(serialConfig());
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 5, 0}, {"indication", 5, 0}}));
+    writeConfigFile("{}");
+
+    reconnect(serialConfig());
+
+    EXPECT_EQ(recorded_timeouts::take(), (Timeouts{{"response", 5, 0}, {"indication", 5, 0}}));
 }
 
 TEST_F(SerialBus, timeoutsAreSetOnTheSerialLineTooAlsoWithoutAPort) {

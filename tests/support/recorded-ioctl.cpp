@@ -1,6 +1,9 @@
 #include "support/recorded-ioctl.h"
 
+#include "support/descriptors.h"
+
 #include <cstdarg>
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -27,7 +30,8 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
     if (request == TIOCSRS485) {
-        calls.push_back({fd, *static_cast<serial_rs485*>(argument)});
+        calls.push_back({fcntl(fd, F_GETFL) & O_ACCMODE, *static_cast<serial_rs485*>(argument),
+                         openDescriptorsOf(nameOfDescriptor(fd))});
         if (succeed)
             return 0;
     }

@@ -2,7 +2,7 @@
 
 #include <linux/serial.h>
 
-#include <optional>
+#include <cstddef>
 #include <vector>
 
 /// Every call of `ioctl` with TIOCSRS485 in this process, in order. No pseudo terminal knows that
@@ -10,8 +10,11 @@
 namespace recorded_ioctl {
 
 struct Call {
-    int fd;
+    /// O_RDONLY, O_WRONLY or O_RDWR.
+    int accessMode;
     serial_rs485 conf;
+    /// How many descriptors this process held of the same device at that moment.
+    std::size_t descriptors;
 };
 
 /// Lets the request succeed from now on, instead of asking the kernel.
