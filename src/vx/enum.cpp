@@ -31,12 +31,13 @@ std::optional<std::int32_t> detail::tryEnumValue(const EnumTable& table, std::st
     return row == table.end ? std::nullopt : std::optional(row->value);
 }
 
-void detail::reportUnknownName(const EnumTable& table, const char* name) {
+void detail::reportUnknownName(const EnumTable& table, std::string_view name) {
     const LogChannel& channel = enumLogChannel();
     if (LogSeverity::debug <= channel.severity)
         channel.log(LogSeverity::debug,
-                    strArgs("Unknown ", table.name, " enum option. value:", name, " ", logContext(),
-                            trimFile(__FILE__, channel), ":", __LINE__));
+                    strArgs("Unknown ", table.name,
+                            " enum option. value:", name.data() == nullptr ? "null" : name, " ",
+                            logContext(), trimFile(__FILE__, channel), ":", __LINE__));
 }
 
 } // namespace vx

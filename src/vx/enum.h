@@ -18,15 +18,8 @@ namespace detail {
 /// Value of the first row of @p table that is named exactly @p name.
 std::optional<std::int32_t> tryEnumValue(const EnumTable& table, std::string_view name);
 
-/// Reports @p name, which is null for a null pointer, as one that @p table does not hold.
-void reportUnknownName(const EnumTable& table, const char* name);
-
-inline const char* enumText(const char* text) {
-    return text;
-}
-inline const char* enumText(const std::string& text) {
-    return text.c_str();
-}
+/// Reports @p name, which has no data for a null pointer, as one that @p table does not hold.
+void reportUnknownName(const EnumTable& table, std::string_view name);
 
 inline std::string_view enumView(const char* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
@@ -55,7 +48,7 @@ template <NamedEnum E, class T>
 E toEnum(const T& text) {
     if (const auto value = tryToEnum<E>(text))
         return *value;
-    detail::reportUnknownName(vxEnum(E{}), detail::enumText(text));
+    detail::reportUnknownName(vxEnum(E{}), detail::enumView(text));
     return static_cast<E>(0);
 }
 

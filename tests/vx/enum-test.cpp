@@ -57,6 +57,30 @@ TEST(ToEnum, neitherPrefixNorBlanksMatch) {
     EXPECT_EQ(toEnum<Street>(" north"), Street::none);
 }
 
+TEST(ToEnum, aTextWithAnEmbeddedNulMatchesNoRowAndIsReportedWhole) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    const std::string text("north\0", 6);
+
+    EXPECT_EQ(toEnum<Street>(text), Street::none);
+
+    EXPECT_THAT(log.take(), ElementsAre("debug vxEnum Unknown town::Street enum option. value:" +
+                                        text + " .cpp:<line>"));
+}
+
+TEST(ToEnum, anEmptyTextYieldsZeroWithAFailureLine) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_EQ(toEnum<Street>(""), Street::none);
+    EXPECT_EQ(toEnum<Street>(std::string()), Street::none);
+
+    const std::string line = "debug vxEnum Unknown town::Street enum option. value: .cpp:<line>";
+    EXPECT_THAT(log.take(), ElementsAre(line, line));
+}
+
 TEST(TryToEnum, holdsTheValueOfAKnownNameAndIsEmptyOtherwise) {
     EXPECT_EQ(tryToEnum<Release>("production"), Release::production);
     EXPECT_EQ(static_cast<int>(*tryToEnum<Release>("production")), 3);
@@ -86,6 +110,16 @@ TEST(Enum, atItsDefaultSeverityNeitherFailureWritesAnything) {
     EXPECT_EQ(fromEnum<std::string>(static_cast<Street>(5)), "");
 }
 
+TEST(Enum, atItsDefaultSeverityNoLineIsEvenBuilt) {
+    int built = 0;
+    const vx::detail::LogContextImpl context([&](std::ostream&) { ++built; });
+
+    toEnum<Street>("west");
+    fromEnum<std::string>(static_cast<Street>(5));
+
+    EXPECT_EQ(built, 0);
+}
+
 TEST(Enum, unknownValueIsReportedAtDebugWithTheContextAheadOfThePosition) {
     vx::enumLogChannel();
     const ChannelSeverity debug("vxEnum", LogSeverity::debug);
@@ -105,7 +139,6 @@ TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {
     LogCapture log;
 
     toEnum<Street>("west");
-    toEnum<Street>("");
     toEnum<Street>(static_cast<const char*>(nullptr));
     const int meter = 7;
     VX_LOG_CONTEXT(meter);
@@ -113,7 +146,6 @@ TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {
 
     EXPECT_THAT(log.take(),
                 ElementsAre("debug vxEnum Unknown town::Street enum option. value:west .cpp:<line>",
-                            "debug vxEnum Unknown town::Street enum option. value: .cpp:<line>",
                             "debug vxEnum Unknown town::Street enum option. value:null .cpp:<line>",
                             "debug vxEnum Unknown ::vx::Release enum option. value:gamma meter:7 "
                             ".cpp:<line>"));
@@ -135,9 +167,19 @@ TEST(Enum, streamsAndTextsShowTheName) {
     EXPECT_EQ(vx::str(Street::north), "north");
 }
 
-TEST(Enum, streamingAnUnknownValueWritesNothing) {
+TEST(Enum, anUnknownValueInAStreamOrATextWritesNothingAndIsReported) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
     std::ostringstream stream;
-    stream << static_cast<LogSeverity>(9) << '|' << static_cast<vx::Exception::Type>(9);
+
+    stream << static_cast<LogSeverity>(9) << '|' << static_cast<vx::Exception::Type>(8);
+    const std::string text = vx::str("<", static_cast<Street>(5), ">");
 
     EXPECT_EQ(stream.str(), "|");
+    EXPECT_EQ(text, "<>");
+    EXPECT_THAT(log.take(),
+                ElementsAre("debug vxEnum Unknown vx::LogSeverity enum value 9 .cpp:<line>",
+                            "debug vxEnum Unknown vx::Exception enum value 8 .cpp:<line>",
+                            "debug vxEnum Unknown town::Street enum value 5 .cpp:<line>"));
 }
