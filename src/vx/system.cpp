@@ -45,13 +45,14 @@ std::string readWhole(const std::string& filename) {
 }
 
 std::string readFileImpl(const std::string& filename) {
+    std::string result;
     try {
-        std::string result = readWhole(filename);
-        VX_LOG(channel, debug, "Leave", __PRETTY_FUNCTION__, filename, result);
-        return result;
+        result = readWhole(filename);
     } catch (const std::exception& e) {
         VX_THROW("Failed to read file", filename, e);
     }
+    VX_LOG(channel, debug, "Leave", __PRETTY_FUNCTION__, filename, result);
+    return result;
 }
 
 } // namespace

@@ -3,22 +3,15 @@
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
-#include "support/time-zone.h"
-#include "system-calls.h"
 #include "vx/conf.h"
-#include "vx/enum.h"
 #include "vx/exception.h"
-#include "vx/str.h"
 
 #include <boost/filesystem.hpp>
-#include <boost/uuid/entropy_error.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
+#include <functional>
 
 using testing::ElementsAre;
 using testing::MatchesRegex;
@@ -40,8 +33,6 @@ using SystemLsRegularFiles = SystemTest;
 using SystemRename = SystemTest;
 using SystemRemove = SystemTest;
 using SystemExists = SystemTest;
-using SystemIdentity = SystemTest;
-using SystemClock = SystemTest;
 
 } // namespace
 
@@ -139,7 +130,30 @@ TEST_F(SystemRead, missingFileLogsNoLeave) {
     system->readFileIfExists("/no");
     EXPECT_THROW(system->readFile("/no"), vx::Exception);
 
-    EXPECT_THAT(log.take(), testing::Each(testing::HasSubstr(" Enter ")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex("debug vxSystem Enter .* "
+                                         "vx::SystemImpl::readFileIfExists\\(.*\\) const "
+                                         "filename:/no .cpp:<line>"),
+                            MatchesRegex("debug vxSystem Enter .* vx::SystemImpl::readFile\\(.*\\) "
+                                         "const filename:/no .cpp:<line>")));
+}
+
+TEST_F(SystemRead, exceptionOutOfTheLogFunctionIsNoFailureToRead) {
+    const std::string file = directory.write("f", "content");
+    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
+    const LogCapture log;
+    vx::Logger::instance().setLogFunction([](const char*, LogSeverity, const std::string& message) {
+        if (message.starts_with("Leave"))
+            throw std::bad_function_call();
+    });
+
+    EXPECT_THROW(system->readFile(file), std::bad_function_call);
+}
+
+TEST_F(SystemRead, pathThatCannotBeFollowedThrows) {
+    std::filesystem::create_symlink("loop", path("loop"));
+
+    EXPECT_THROW(system->readFileIfExists(path("loop")), boost::filesystem::filesystem_error);
 }
 
 TEST_F(SystemTest, nothingIsLoggedAtTheInitialSeverity) {
@@ -210,6 +224,17 @@ TEST_F(SystemWrite, logsFileAndDataAtDebug) {
                                 "debug vxSystem Enter .* vx::SystemImpl::writeToFile\\(.*\\) const "
                                 "filename:" +
                                 path("f") + " data:text .cpp:<line>")));
+}
+
+TEST_F(SystemWrite, failureIsLoggedTheSame) {
+    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_THROW(system->writeToFile("/no/such/file", "text"), vx::Exception);
+
+    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
+                                "debug vxSystem Enter .* vx::SystemImpl::writeToFile\\(.*\\) const "
+                                "filename:/no/such/file data:text .cpp:<line>")));
 }
 
 TEST_F(SystemExists, isTrueForEveryKindOfFile) {
@@ -305,6 +330,16 @@ TEST_F(SystemLsRegularFiles, pathThatCannotBeFollowedThrows) {
                   path("loop") + "\" vx/system.cpp:<line>");
 }
 
+TEST_F(SystemLsRegularFiles, entryThatCannotBeFollowedThrows) {
+    std::filesystem::create_symlink("loop.json", path("loop.json"));
+    const std::string name = directory.path().string();
+
+    EXPECT_EQ(thrownText([&] { system->lsRegularFiles(name, ".json"); }),
+              "Failed to iterate files path:" + name +
+                  " e.what():boost::filesystem::status: Too many levels of symbolic links: \"" +
+                  path("loop.json") + "\" vx/system.cpp:<line>");
+}
+
 TEST_F(SystemLsRegularFiles, logsPathAndExtensionAtDebug) {
     const ChannelSeverity debug("vxSystem", LogSeverity::debug);
     LogCapture log;
@@ -370,95 +405,16 @@ TEST_F(SystemRemove, logsThePathAtDebug) {
                                 "path:/no .cpp:<line>")));
 }
 
-TEST_F(SystemClock, nowIsTheSystemClocks) {
-    const auto before = std::chrono::system_clock::now();
-    const auto now = system->now();
+TEST_F(SystemRemove, failureIsLoggedTheSame) {
+    directory.write("f", "");
+    const std::string name = directory.path().string();
+    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
+    LogCapture log;
 
-    EXPECT_LE(before, now);
-    EXPECT_LE(now, std::chrono::system_clock::now());
-}
+    EXPECT_ANY_THROW(system->remove(name));
 
-TEST_F(SystemClock, utcOffsetIsEastOfGreenwich) {
-    {
-        const TimeZone zone("<+0545>-5:45");
-        EXPECT_EQ(system->utcOffsetSeconds(), 20700);
-    }
-    const TimeZone zone("<-0330>3:30");
-    EXPECT_EQ(system->utcOffsetSeconds(), -12600);
-}
-
-TEST_F(SystemClock, failingClockThrowsItsErrorText) {
-    const SystemCallsReset reset;
-    systemCalls.gettimeofdayError = EPERM;
-
-    try {
-        system->utcOffsetSeconds();
-        FAIL() << "nothing thrown";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Operation not permitted");
-        EXPECT_EQ(dynamic_cast<const vx::Exception*>(&e), nullptr);
-    }
-}
-
-TEST_F(SystemIdentity, randomIdHas16LettersAndDigits) {
-    EXPECT_THAT(system->randomId(), MatchesRegex("[0-9A-Za-z]{16}"));
-}
-
-TEST_F(SystemIdentity, randomIdIsThatOfTheThreadsEngine) {
-    vx::threadLocalRandomEngine().seed(1);
-    const std::string id = system->randomId();
-    vx::threadLocalRandomEngine().seed(1);
-
-    EXPECT_EQ(id, vx::randomId());
-}
-
-TEST_F(SystemIdentity, randomUuidIsOfVersion4AndLowerCase) {
-    for (int i = 0; i < 100; ++i)
-        EXPECT_THAT(system->randomUuid(),
-                    MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-"
-                                 "[0-9a-f]{12}"));
-    EXPECT_NE(system->randomUuid(), system->randomUuid());
-}
-
-TEST_F(SystemIdentity, randomUuidSetsVersionAndVariantOverTheDrawnBytes) {
-    const SystemCallsReset reset;
-    systemCalls.getrandom = [](void* data, std::size_t size) {
-        std::memset(data, 0xff, size);
-        return static_cast<ssize_t>(size);
-    };
-    EXPECT_EQ(system->randomUuid(), "ffffffff-ffff-4fff-bfff-ffffffffffff");
-
-    systemCalls.getrandom = [](void* data, std::size_t size) {
-        std::memset(data, 0, size);
-        return static_cast<ssize_t>(size);
-    };
-    EXPECT_EQ(system->randomUuid(), "00000000-0000-4000-8000-000000000000");
-}
-
-TEST_F(SystemIdentity, randomUuidAsksAgainForWhatIsMissing) {
-    const SystemCallsReset reset;
-    std::vector<std::size_t> asked;
-    systemCalls.getrandom = [&](void* data, std::size_t size) -> ssize_t {
-        asked.push_back(size);
-        if (asked.size() == 2)
-            return -EINTR;
-        const auto given = std::min<std::size_t>(size, 6);
-        std::memset(data, static_cast<int>(asked.size()), given);
-        return static_cast<ssize_t>(given);
-    };
-
-    EXPECT_EQ(system->randomUuid(), "01010101-0101-4303-8303-030304040404");
-    EXPECT_EQ(asked, (std::vector<std::size_t>{16, 10, 10, 4}));
-}
-
-TEST_F(SystemIdentity, randomUuidThrowsWhenThereIsNoEntropy) {
-    const SystemCallsReset reset;
-    systemCalls.getrandom = [](void*, std::size_t) -> ssize_t { return -ENOSYS; };
-
-    try {
-        system->randomUuid();
-        FAIL() << "nothing thrown";
-    } catch (const boost::uuids::entropy_error& e) {
-        EXPECT_STREQ(e.what(), "getrandom");
-    }
+    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
+                                "debug vxSystem Enter .*void vx::SystemImpl::remove\\(.*\\) const "
+                                "path:" +
+                                name + " .cpp:<line>")));
 }
