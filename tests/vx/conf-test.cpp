@@ -3,6 +3,7 @@
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
+#include "vx/exception.h"
 #include "vx/json.h"
 #include "vx/system.h"
 
@@ -90,6 +91,14 @@ TEST_F(ConfTest, keyBelowAMissingSubdirectoryFailsInTheWrite) {
                   "vx/system.cpp:<line>");
 }
 
+TEST_F(ConfTest, firstWriteCreatesTheDirectory) {
+    ASSERT_FALSE(std::filesystem::exists(confDirectory()));
+
+    conf->writeJson("key", "1");
+
+    EXPECT_TRUE(std::filesystem::is_directory(confDirectory()));
+}
+
 TEST_F(ConfTest, secondWriteDoesNotTouchTheDirectory) {
     conf->writeJson("key", "1");
     const auto created = std::filesystem::last_write_time(confDirectory());
@@ -171,6 +180,19 @@ TEST_F(ConfTest, readLogsItsContentAtInfo) {
                                          "\\(\\*fileContent\\):\\[1\\] .cpp:<line>")));
 }
 
+TEST_F(ConfTest, malformedContentIsLoggedAheadOfItsFailure) {
+    writeFile("key", "{\"a\":");
+    const ChannelSeverity info("vxConf", LogSeverity::info);
+    LogCapture log;
+
+    EXPECT_THROW(conf->readJsonIfExists("key"), vx::Exception);
+
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex("info vxConf Leave .* "
+                                         "vx::ConfImpl::readJsonIfExists\\(.*\\) const key:key "
+                                         "\\(\\*fileContent\\):\\{\"a\": .cpp:<line>")));
+}
+
 TEST_F(ConfTest, readLogsItsKeyAtDebug) {
     const ChannelSeverity debug("vxConf", LogSeverity::debug);
     LogCapture log;
@@ -187,6 +209,18 @@ TEST_F(ConfTest, writeLogsKeyAndTextAtDebug) {
     LogCapture log;
 
     conf->writeJson("key", "[1]");
+
+    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
+                                "debug vxConf Enter .*void vx::ConfImpl::writeJson\\(.*\\) const "
+                                "key:key json:\\[1\\] .cpp:<line>")));
+}
+
+TEST_F(ConfTest, writeThatFailsIsLoggedTheSame) {
+    std::filesystem::remove_all(etc());
+    const ChannelSeverity debug("vxConf", LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_THROW(conf->writeJson("key", "[1]"), vx::Exception);
 
     EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
                                 "debug vxConf Enter .*void vx::ConfImpl::writeJson\\(.*\\) const "

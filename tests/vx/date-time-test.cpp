@@ -56,6 +56,10 @@ TEST(DateTimeToString, wholeSecondsBeforeTheEpochAreWrittenToo) {
     EXPECT_EQ(vx::toString(at(-1s)), "1969-12-31T23:59:59.000Z");
 }
 
+TEST(DateTimeToString, signOfMillisecondsBeforeTheEpochPushesTheZOutOfThe24Characters) {
+    EXPECT_EQ(vx::toString(at(-1500ms)), "1969-12-31T23:59:59.-500");
+}
+
 TEST(DateTimeNow, beyondTheYear2038GoesThroughJsonAndBack) {
     const SystemCallsReset reset;
     systemCalls.realTime = 0x100000000;
@@ -160,6 +164,13 @@ TEST(ToDateTime, missingZFails) {
     EXPECT_EQ(failureOf("2009-01-02T09:00:00z"),
               "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
               "s:2009-01-02T09:00:00z condition:boost::ends_with(s, \"Z\") "
+              "vx/date-time.cpp:<line>");
+}
+
+TEST(ToDateTime, missingZIsToldAheadOfAFormThatIsNone) {
+    EXPECT_EQ(failureOf("not a date and time at all"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:not a date and time at all condition:boost::ends_with(s, \"Z\") "
               "vx/date-time.cpp:<line>");
 }
 

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <boost/system/error_code.hpp>
 #include <climits>
+#include <limits>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -179,6 +181,19 @@ TEST(TryToDouble, refusesWhatLooksOctalOrHexadecimal) {
         EXPECT_EQ(vx::tryToDouble(text), std::nullopt) << text;
 }
 
+TEST(TryToDouble, looksForOctalAndHexadecimalInTheFirstCharacterAlone) {
+    EXPECT_EQ(vx::tryToDouble("-007"), -7.0);
+    EXPECT_EQ(vx::tryToDouble("-0x10"), -16.0);
+}
+
+TEST(TryToDouble, acceptsInfinityByNameAndByRange) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+
+    EXPECT_EQ(vx::tryToDouble("inf"), infinity);
+    EXPECT_EQ(vx::tryToDouble("1e999"), infinity);
+    EXPECT_EQ(vx::tryToDouble("-1e999"), -infinity);
+}
+
 TEST(TryToDouble, refusesEmptyTextBlanksAndRests) {
     for (const char* text : {"", " 1", "\n1", "1 ", "1x", "0 ", "x", "."})
         EXPECT_EQ(vx::tryToDouble(text), std::nullopt) << text;
@@ -247,11 +262,25 @@ TEST(RandomId, has16CharactersOfTheAlphabet) {
     EXPECT_EQ(std::string(seen.begin(), seen.end()), alphabet);
 }
 
-TEST(RandomId, drawsFromTheEngineOfTheThread) {
-    vx::threadLocalRandomEngine().seed(1);
-    const std::string first = vx::randomId();
+TEST(RandomId, drawsFromTheEngineOfTheThreadWithoutABias) {
+    const std::string alphabet = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    std::minstd_rand0 engine(1);
+    std::uniform_int_distribution<int> position(0, 61);
+    std::string expected;
+    while (expected.size() < 32)
+        expected += alphabet[static_cast<std::size_t>(position(engine))];
+
     vx::threadLocalRandomEngine().seed(1);
 
-    EXPECT_EQ(vx::randomId(), first);
-    EXPECT_NE(vx::randomId(), first);
+    EXPECT_EQ(vx::randomId(), expected.substr(0, 16));
+    EXPECT_EQ(vx::randomId(), expected.substr(16));
+}
+
+TEST(RandomId, seedsTheEngineOfAThreadThatAsksForNothingElse) {
+    std::set<std::string> ids;
+
+    for (int i = 0; i < 20; ++i)
+        std::thread([&] { ids.insert(vx::randomId()); }).join();
+
+    EXPECT_GT(ids.size(), 15U);
 }
