@@ -1,9 +1,12 @@
 #include "metering/readings.h"
 
+#include "support/counts-in-comparison.h"
 #include "support/thrown-text.h"
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <iterator>
 #include <limits>
 
 using orv::metering::readings::MeterId;
@@ -26,6 +29,18 @@ ModbusMeteringSystem typical() {
     return reading;
 }
 
+/// All powers and energies in declared order.
+constexpr double ModbusMeteringSystem::*values[] = {
+    &ModbusMeteringSystem::powerConsumed,    &ModbusMeteringSystem::powerProduced,
+    &ModbusMeteringSystem::energyConsumed,   &ModbusMeteringSystem::energyProduced,
+    &ModbusMeteringSystem::t1EnergyConsumed, &ModbusMeteringSystem::t1EnergyProduced,
+    &ModbusMeteringSystem::t2EnergyConsumed, &ModbusMeteringSystem::t2EnergyProduced,
+    &ModbusMeteringSystem::t3EnergyConsumed, &ModbusMeteringSystem::t3EnergyProduced,
+    &ModbusMeteringSystem::t4EnergyConsumed, &ModbusMeteringSystem::t4EnergyProduced,
+    &ModbusMeteringSystem::t5EnergyConsumed, &ModbusMeteringSystem::t5EnergyProduced,
+    &ModbusMeteringSystem::t6EnergyConsumed, &ModbusMeteringSystem::t6EnergyProduced,
+};
+
 constexpr const char* typicalMessage =
     R"({"id":"40000123","slaveAddress":1,"meteringType":"modbus",)"
     R"("lastChanged":"2026-11-14T03:24:08.123Z","powerConsumed":1500.5,"energyConsumed":12345.25})";
@@ -44,15 +59,7 @@ TEST(Message, holdsAllKeysInDeclaredOrder) {
     ModbusMeteringSystem reading = typical();
     reading.tariffEnabled = true;
     double value = 1.0;
-    for (double ModbusMeteringSystem::*member :
-         {&ModbusMeteringSystem::powerConsumed, &ModbusMeteringSystem::powerProduced,
-          &ModbusMeteringSystem::energyConsumed, &ModbusMeteringSystem::energyProduced,
-          &ModbusMeteringSystem::t1EnergyConsumed, &ModbusMeteringSystem::t1EnergyProduced,
-          &ModbusMeteringSystem::t2EnergyConsumed, &ModbusMeteringSystem::t2EnergyProduced,
-          &ModbusMeteringSystem::t3EnergyConsumed, &ModbusMeteringSystem::t3EnergyProduced,
-          &ModbusMeteringSystem::t4EnergyConsumed, &ModbusMeteringSystem::t4EnergyProduced,
-          &ModbusMeteringSystem::t5EnergyConsumed, &ModbusMeteringSystem::t5EnergyProduced,
-          &ModbusMeteringSystem::t6EnergyConsumed, &ModbusMeteringSystem::t6EnergyProduced})
+    for (double ModbusMeteringSystem::*member : values)
         reading.*member = value++;
 
     EXPECT_EQ(message(reading),
@@ -82,6 +89,17 @@ TEST(Message, leavesOutAPowerOfZeroWhileNanAndInfinityStandAsNull) {
     reading.powerConsumed = std::numeric_limits<double>::quiet_NaN();
     reading.powerProduced = -std::numeric_limits<double>::infinity();
     EXPECT_EQ(message(reading), R"({"powerConsumed":null,"powerProduced":null})");
+}
+
+TEST(Message, holdsAllDigitsOfAValue) {
+    ModbusMeteringSystem reading;
+    reading.powerConsumed = 0.1F;
+    reading.powerProduced = 1.0 / 3;
+    reading.energyConsumed = 123456789.123456789;
+
+    EXPECT_EQ(message(reading),
+              R"({"powerConsumed":0.10000000149011612,"powerProduced":0.33333333333333331,)"
+              R"("energyConsumed":123456789.12345679})");
 }
 
 TEST(Message, readsBackTheSame) {
@@ -119,6 +137,17 @@ TEST(Reading, differingOnlyInLastChangedIsNotEqual) {
 
     EXPECT_TRUE(typical() == typical());
     EXPECT_TRUE(typical() != other);
+}
+
+TEST(Reading, differingInAnyOneFieldIsNotEqual) {
+    using R = ModbusMeteringSystem;
+
+    EXPECT_TRUE(countsInComparison(typical(), &R::id, MeterId("40000124")));
+    EXPECT_TRUE(countsInComparison(typical(), &R::slaveAddress, 2));
+    EXPECT_TRUE(countsInComparison(typical(), &R::meteringType, "modbuS"));
+    EXPECT_TRUE(countsInComparison(typical(), &R::tariffEnabled, true));
+    for (std::size_t i = 0; i < std::size(values); ++i)
+        EXPECT_TRUE(countsInComparison(typical(), values[i], 7.0)) << "value " << i;
 }
 
 TEST(Reading, holdingANanIsUnequalToACopyOfItself) {

@@ -1,8 +1,11 @@
 #include "model/metering.h"
 
+#include "support/counts-in-comparison.h"
 #include "support/thrown-text.h"
 
 #include <gtest/gtest.h>
+
+#include <chrono>
 
 using namespace vxModel;
 
@@ -16,6 +19,8 @@ std::string written(const R& record) {
 MeteringOrigin originOf(const char* text) {
     return vx::fromJson<MeteringAttributes>(text).origin;
 }
+
+const vx::DateTime moment(std::chrono::milliseconds(1));
 
 } // namespace
 
@@ -41,6 +46,14 @@ TEST(Metering, defaultAttributesHaveNoKeyWhenWritten) {
               R"({"meterings":[{"id":"m","type":"powerMetering"}]})");
 }
 
+TEST(Metering, readsBackTheSameInTheOrderOfItsFields) {
+    const char* text =
+        R"({"id":"m","type":"energyMetering","lastChanged":"2026-11-14T02:24:09.123Z",)"
+        R"("attributes":{"unit":"Wh","technicalName":"t","origin":{"type":"apartment"}}})";
+
+    EXPECT_EQ(written(vx::fromJson<Metering>(text)), text);
+}
+
 TEST(MeteringOrigin, isToldApartByItsType) {
     EXPECT_EQ(originOf(R"({"origin":{"type":"apartment"}})"),
               MeteringOrigin(ApartmentMeteringOrigin()));
@@ -57,9 +70,24 @@ TEST(MeteringOrigin, modbusReadsIntoItsRecordWithThatTextInItsOwnType) {
 }
 
 TEST(MeteringOrigin, ofIndexZeroIsLeftOutAndADefaultAlternativeIsWrittenWithItsType) {
-    EXPECT_EQ(written(MeteringAttributes()), "{}");
-    EXPECT_EQ(written(MeteringAttributes{"", "", ApartmentMeteringOrigin()}),
-              R"({"origin":{"type":"apartment"}})");
+    const auto writtenAs = [](const MeteringOrigin& origin) {
+        return written(MeteringAttributes{"", "", origin});
+    };
+
+    EXPECT_EQ(writtenAs(MeteringOrigin()), "{}");
+    EXPECT_EQ(writtenAs(ApartmentMeteringOrigin()), R"({"origin":{"type":"apartment"}})");
+    EXPECT_EQ(writtenAs(ControllerMeteringOrigin()), R"({"origin":{"type":"controller"}})");
+    EXPECT_EQ(writtenAs(OpenMeteringSystemOrigin()), R"({"origin":{"type":"openMeteringSystem"}})");
+    EXPECT_EQ(writtenAs(ModbusMeteringOrigin()), R"({"origin":{"type":"modbus"}})");
+}
+
+TEST(MeteringOrigin, readsBackTheSameInTheOrderOfItsFields) {
+    for (const char* text :
+         {R"({"origin":{"type":"controller","id":"c"}})",
+          R"({"origin":{"type":"openMeteringSystem","serialNumber":"s"}})",
+          R"({"origin":{"type":"modbus","isGlobal":true,"slaveAddress":7,"serialNumber":"s",)"
+          R"("application":"a"}})"})
+        EXPECT_EQ(written(vx::fromJson<MeteringAttributes>(text)), text);
 }
 
 TEST(MeteringOrigin, aControllerWithAClearedTypeCannotBeWritten) {
@@ -124,23 +152,69 @@ TEST(MeteringModel, recordsShowTheirTextForm) {
     EXPECT_EQ(vx::str(SeriesCompatValueValue{{}, 2.5}), R"({"value":2.5})");
 }
 
-TEST(MeteringModel, recordsCompareTheirFields) {
-    const auto values = vx::fromJson<MeteringValues>(R"({"values":[{"attributes":{"value":1}}]})");
-    auto others = values;
-    EXPECT_EQ(values, others);
-    others.values.front().attributes.value = 2.0;
-    EXPECT_NE(values, others);
+TEST(MeteringModel, originsCompareEachField) {
+    EXPECT_TRUE(countsInComparison(ApartmentMeteringOrigin(), &ApartmentMeteringOrigin::type, "a"));
 
-    EXPECT_EQ((SeriesCompatValues{{SeriesCompatValue()}}),
-              (SeriesCompatValues{{SeriesCompatValue()}}));
-    SeriesCompatValue series;
-    series.values = {{{1.0}}};
-    EXPECT_NE(series, SeriesCompatValue());
-    EXPECT_NE((SeriesCompatValueValue{{}, 0.0}), SeriesCompatValueValue());
+    using Controller = ControllerMeteringOrigin;
+    EXPECT_TRUE(countsInComparison(Controller(), &Controller::type, "a"));
+    EXPECT_TRUE(countsInComparison(Controller(), &Controller::id, ControllerId("c")));
 
-    EXPECT_NE((Meterings{{Metering()}}), Meterings());
-    EXPECT_NE(MeteringOrigin(ApartmentMeteringOrigin()),
-              MeteringOrigin(OpenMeteringSystemOrigin()));
-    EXPECT_EQ(MeteringOrigin(OpenMeteringSystemOrigin()),
-              MeteringOrigin(OpenMeteringSystemOrigin()));
+    using OpenMetering = OpenMeteringSystemOrigin;
+    EXPECT_TRUE(countsInComparison(OpenMetering(), &OpenMetering::type, "a"));
+    EXPECT_TRUE(countsInComparison(OpenMetering(), &OpenMetering::serialNumber, "s"));
+
+    using Modbus = ModbusMeteringOrigin;
+    EXPECT_TRUE(countsInComparison(Modbus(), &Modbus::type, "a"));
+    EXPECT_TRUE(countsInComparison(Modbus(), &Modbus::isGlobal, true));
+    EXPECT_TRUE(countsInComparison(Modbus(), &Modbus::slaveAddress, 7));
+    EXPECT_TRUE(countsInComparison(Modbus(), &Modbus::serialNumber, "s"));
+    EXPECT_TRUE(countsInComparison(Modbus(), &Modbus::application, "a"));
+
+    EXPECT_NE(MeteringOrigin(ApartmentMeteringOrigin()), MeteringOrigin());
+}
+
+TEST(MeteringModel, meteringsCompareEachField) {
+    using Attributes = MeteringAttributes;
+    EXPECT_TRUE(countsInComparison(Attributes(), &Attributes::unit, "W"));
+    EXPECT_TRUE(countsInComparison(Attributes(), &Attributes::technicalName, "t"));
+    EXPECT_TRUE(countsInComparison(Attributes(), &Attributes::origin, OpenMeteringSystemOrigin()));
+
+    EXPECT_TRUE(countsInComparison(Metering(), &Metering::id, MeteringId("m")));
+    EXPECT_TRUE(countsInComparison(Metering(), &Metering::type, MeteringType::powerMetering));
+    EXPECT_TRUE(countsInComparison(Metering(), &Metering::lastChanged, moment));
+    EXPECT_TRUE(countsInComparison(Metering(), &Metering::attributes, {"W", "", {}}));
+
+    EXPECT_TRUE(countsInComparison(Meterings(), &Meterings::meterings, {Metering()}));
+}
+
+TEST(MeteringModel, valuesCompareEachField) {
+    using Attributes = MeteringValueAttributes;
+    EXPECT_TRUE(countsInComparison(Attributes(), &Attributes::value, 0.0));
+    EXPECT_TRUE(countsInComparison(Attributes{1.0}, &Attributes::value, 2.0));
+
+    EXPECT_TRUE(countsInComparison(MeteringValue(), &MeteringValue::id, MeteringId("m")));
+    EXPECT_TRUE(countsInComparison(MeteringValue(), &MeteringValue::type, "t"));
+    EXPECT_TRUE(countsInComparison(MeteringValue(), &MeteringValue::lastChanged, moment));
+    EXPECT_TRUE(countsInComparison(MeteringValue(), &MeteringValue::attributes, Attributes{1.0}));
+
+    EXPECT_TRUE(countsInComparison(MeteringValues(), &MeteringValues::values, {MeteringValue()}));
+}
+
+TEST(MeteringModel, seriesCompareEachField) {
+    using Entry = SeriesRealCompatValueValue;
+    EXPECT_TRUE(countsInComparison(Entry{{1.0}}, &Entry::value, {2.0}));
+
+    using Series = SeriesCompatValue;
+    EXPECT_TRUE(countsInComparison(Series(), &Series::type, "t"));
+    EXPECT_TRUE(countsInComparison(Series(), &Series::meterID, "m"));
+    EXPECT_TRUE(countsInComparison(Series(), &Series::unit, "W"));
+    EXPECT_TRUE(countsInComparison(Series(), &Series::resolution, "1h"));
+    EXPECT_TRUE(countsInComparison(Series(), &Series::values, {Entry{{1.0}}}));
+    EXPECT_TRUE(countsInComparison(Series(), &Series::ok, false));
+
+    EXPECT_TRUE(countsInComparison(SeriesCompatValues(), &SeriesCompatValues::values, {Series()}));
+
+    using Value = SeriesCompatValueValue;
+    EXPECT_TRUE(countsInComparison(Value(), &Value::timestamp, moment));
+    EXPECT_TRUE(countsInComparison(Value(), &Value::value, 0.0));
 }
