@@ -12,7 +12,7 @@ using testing::StartsWith;
 
 namespace {
 
-/// Starts the reader with the library that misbehaves at the end of the first poll.
+/// Starts the reader with the library that misbehaves at the end of a poll.
 std::vector<std::string> misbehaving(const std::string& how) {
     return {"LD_PRELOAD=" MISBEHAVING_LIBRARY, "MISBEHAVE=" + how, "VX_TEST_ASSERT=1",
             "ASAN_OPTIONS=verify_asan_link_order=0:handle_abort=0"};
@@ -51,4 +51,15 @@ TEST(Crash, anExceptionThatNoHandlerTakesEndsTheProcessThroughTerminate) {
     EXPECT_EQ(WTERMSIG(status), SIGABRT);
     EXPECT_EQ(linesWith(reader.rawLog(), "terminate called after throwing").size(), 1);
     EXPECT_EQ(linesWith(reader.rawLog(), "retry timer").size(), 0);
+}
+
+TEST(Crash, anExceptionOutOfATicksPollEndsTheProcessThroughTerminateToo) {
+    ReaderProcess reader(misbehaving("throw in a later poll"));
+
+    const int status = reader.waitForExit();
+
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGABRT);
+    EXPECT_EQ(linesWith(reader.rawLog(), "terminate called after throwing").size(), 1);
+    EXPECT_EQ(linesWith(reader.rawLog(), "retry timer").size(), 1);
 }

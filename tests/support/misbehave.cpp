@@ -1,5 +1,5 @@
-// A library to preload into the real executable: the second of sleep that ends a poll misbehaves as
-// the environment variable MISBEHAVE says.
+// A library to preload into the real executable: the second of sleep that ends a poll passes at
+// once and misbehaves as the environment variable MISBEHAVE says.
 
 #include <cstdlib>
 #include <dlfcn.h>
@@ -14,5 +14,8 @@ extern "C" unsigned sleep(unsigned) {
         reinterpret_cast<void (*)()>(dlsym(RTLD_DEFAULT, "_ZN2vx10testAssertEv"))();
     if (order == "throw")
         throw std::runtime_error("the poll went wrong");
+    static int polls = 0;
+    if (order == "throw in a later poll" && ++polls == 2)
+        throw std::runtime_error("the later poll went wrong");
     return 0;
 }
