@@ -44,6 +44,16 @@ TEST(LogRules, theFileRaisesTheNamedChannelAlone) {
     EXPECT_THAT(linesWith(lines, "DEBUG"), ElementsAre(alive));
 }
 
+TEST(LogRules, debugOfTheHttpClientShowsANewHandleForEachRequest) {
+    ReaderProcess reader({"VX_LOG=HttpClient:D"});
+
+    reader.waitForLog("retry timer");
+
+    const std::string fresh = "DEBUG HttpClient create new handle";
+    EXPECT_THAT(linesWith(linesBetween(reader.log(), "", "retry timer"), "handle"),
+                ElementsAre(fresh, fresh, fresh));
+}
+
 TEST(LogRules, theEnvironmentWinsOverTheWholeFile) {
     writeSettings("VX_LOG=modbusSerial:D\n");
     ReaderProcess reader({"VX_LOG=HttpClient:D"});
