@@ -9,6 +9,7 @@ using house::Fault;
 using house::LocalServer;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Not;
 
 namespace {
@@ -24,6 +25,12 @@ constexpr const char* readFailed =
 constexpr const char* brokenFile =
     "WARN  modbusSerial Could not convert reply e:Failed to parse json. unexpected character "
     "condition:object vx/json.cpp:<line> toolkit.cpp:<line>";
+constexpr const char* requestFailed =
+    "ERROR HttpClient Request failed: GET http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/";
+constexpr const char* refused =
+    ", Reason: Failed to connect to 127.0.0.1 port 8088 after <ms> ms: Couldn't connect to server";
+constexpr const char* noAnswer =
+    "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>";
 constexpr const char* serviceAway =
     "WARN  modbusreaderSocketWriter Could not connect ec:No such file or directory "
     "self->m_endpoint.path():/var/run/orv-metering.sock socket-writer.cpp:<line>";
@@ -43,6 +50,19 @@ std::vector<std::string> firstPoll(const ReaderProcess& reader) {
     return linesBetween(reader.log(), "", "retry timer");
 }
 
+/// The lines from the timer's @p tick, counted from 1, up to the next one.
+std::vector<std::string> pollBehindTick(const ReaderProcess& reader, std::size_t tick) {
+    std::vector<std::string> result;
+    std::size_t ticks = 0;
+    for (const std::string& line : reader.log()) {
+        if (line.find("retry timer") != std::string::npos)
+            ++ticks;
+        if (ticks == tick)
+            result.push_back(line);
+    }
+    return result;
+}
+
 } // namespace
 
 TEST(Outage, aServerThatFallsSilentCostsThreeWarningsPerPollAndNoMeterIsRead) {
@@ -56,7 +76,19 @@ TEST(Outage, aServerThatFallsSilentCostsThreeWarningsPerPollAndNoMeterIsRead) {
     ASSERT_TRUE(service.waitForMessages(1));
 
     server.reset();
-    reader.waitForLog("Error requesting from server", 6);
+    // The poll behind the next tick is the first that meets no server from its beginning on.
+    const auto ticks = linesWith(reader.log(), "retry timer").size();
+    reader.waitForLog("retry timer", ticks + 1);
+    slave.clearTranscript();
+    reader.waitForLog("retry timer", ticks + 2);
+
+    const auto lines = pollBehindTick(reader, ticks + 1);
+    EXPECT_THAT(complaints(lines),
+                ElementsAre(requestFailed + std::string("rtuconfig") + refused, noAnswer,
+                            requestFailed + std::string("attached") + refused, noAnswer,
+                            requestFailed + std::string("config/supported") + refused, noAnswer));
+    EXPECT_THAT(linesWith(lines, "Reading meter now"), IsEmpty());
+    EXPECT_EQ(slave.transcript(), "");
     const auto silentFrom = service.messages().size();
     server = std::make_unique<LocalServer>();
     small_home::serveOn(*server);
