@@ -27,6 +27,7 @@ public:
     std::vector<std::string> log() const;
 
     void signal(int number) { m_process->signal(number); }
+    pid_t pid() const { return m_process->pid(); }
     bool running() { return m_process->running(); }
     /// Wait status as of `waitpid`; fails the test when the limit passes.
     int waitForExit();
