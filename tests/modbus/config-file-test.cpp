@@ -72,6 +72,14 @@ TEST_F(LoadConfigFile, aSectionOfNullGivesTheDefaults) {
     EXPECT_EQ(loadSection("null"), ConfigFile());
 }
 
+TEST_F(LoadConfigFile, aDirectoryThatEndsInASlashGetsNoSecondOne) {
+    const auto system = vx::makeSystem({directory.path().string() + "/", "/usr/share"});
+
+    loadConfigFile(*system);
+
+    EXPECT_EQ(log.takeFrom("orvMODBUSConfigFile").front(), loading());
+}
+
 TEST_F(LoadConfigFile, allKeysAreRead) {
     EXPECT_EQ(
         loadSection(R"({"modbusTCPServer":"meter-gateway","port":502,"readIntervalUSec":1000,)"

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <vector>
 
 using orv::metering::readings::MeterId;
@@ -69,6 +70,13 @@ TEST(DataCountMultiplier, countsTheWordsOfOneElement) {
 TEST(DecodeRegister, float32HasItsFirstWordMostSignificant) {
     EXPECT_EQ(number(T::float32, {0x4148, 0x0000}), 12.5);
     EXPECT_EQ(number(T::float32, {0xC148, 0x0000}), -12.5);
+}
+
+TEST(DecodeRegister, float32NotANumberAsPowerImportIsStoredAsProduction) {
+    const R reading = decoded(T::float32, F::powerImport, {0x7FC0, 0x0000});
+
+    EXPECT_TRUE(std::isnan(reading.powerProduced));
+    EXPECT_EQ(reading.powerConsumed, 0.0);
 }
 
 TEST(DecodeRegister, int64TakesFourWordsWithASign) {
