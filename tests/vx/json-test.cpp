@@ -6,15 +6,36 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <dlfcn.h>
 #include <limits>
+#include <new>
 #include <sstream>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
 bool noMemoryForATokener = false;
+bool noMemoryForTheNextObject = false;
+
+/// The library's own `operator new`, whose mangled name tells what `std::size_t` is.
+void* plainNew(std::size_t size) {
+    using New = void* (*)(std::size_t);
+    static const auto next = reinterpret_cast<New>(
+        dlsym(RTLD_NEXT, std::is_same_v<std::size_t, unsigned> ? "_Znwj" : "_Znwm"));
+    return next(size);
+}
 
 } // namespace
+
+/// Fails once when it is told to. Memory still comes from the library, so that its `delete` and
+/// a sanitizer's know it.
+void* operator new(std::size_t size) {
+    if (std::exchange(noMemoryForTheNextObject, false))
+        throw std::bad_alloc();
+    return plainNew(size);
+}
 
 /// Stands in for the library's function of the same name, which fails without memory alone.
 extern "C" json_tokener* json_tokener_new() {
@@ -104,6 +125,17 @@ TEST(JsonFragment, takesOverOneReference) {
         const auto fragment = makeJsonFragment(object);
         EXPECT_EQ(fragment.use_count(), 1);
     }
+
+    // The second reference is the last one.
+    EXPECT_EQ(json_object_put(object), 1);
+}
+
+TEST(JsonFragment, dropsItsReferenceIfItCannotBeMade) {
+    json_object* object = json_object_new_object();
+    json_object_get(object);
+
+    noMemoryForTheNextObject = true;
+    EXPECT_THROW(makeJsonFragment(object), std::bad_alloc);
 
     // The second reference is the last one.
     EXPECT_EQ(json_object_put(object), 1);

@@ -1,0 +1,61 @@
+#include "sample-records.h"
+#include "vx/record.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+
+using namespace sample;
+
+TEST(RecordText, nothingToWriteGivesBraces) {
+    EXPECT_EQ(text(Everything()), "{}");
+}
+
+TEST(RecordText, valuesAreNeitherQuotedNorEscaped) {
+    EXPECT_EQ(text(full()),
+              R"({"flag":1,"tiny":-5,"byte":200,"word":65535,"number":-2147483647,)"
+              R"("single":1.5,"real":2.25,"text":a "b","name":n,"colour":red,)"
+              R"("time":2026-11-14T02:24:09.123Z,"maybe":0,"list":[{"number":1},{"number":2}],)"
+              R"("reals":[0.5,0],"inner":{"number":3}})");
+}
+
+TEST(RecordText, aVariantShowsItsIndexAndItsAlternative) {
+    EXPECT_EQ(text(Owner{Cat{"cat", 9}}), R"({"pet":{1:{"type":cat,"lives":9}}})");
+}
+
+TEST(RecordText, anOptionalInAListOfItsOwnShowsNull) {
+    std::ostringstream stream;
+    vx::detail::TextForm<std::optional<double>>::write(stream, std::nullopt);
+
+    EXPECT_EQ(stream.str(), "null");
+}
+
+TEST(RecordText, aListAsAnItemOfAMessageHasTheSameForm) {
+    EXPECT_EQ(vx::str(std::vector<Inner>{{1}, {0}}), R"([{"number":1},{}])");
+}
+
+TEST(RecordText, anUnknownEnumerationValueShowsNothingAndIsReportedWithoutItsKey) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_EQ(text(Everything{.colour = static_cast<Colour>(9)}), R"({"colour":})");
+
+    EXPECT_THAT(log.take(),
+                testing::ElementsAre("debug vxEnum Unknown Colour enum value 9 .cpp:<line>"));
+}
+
+TEST(RecordComparison, comparesEveryFieldAndANanDiffersFromItself) {
+    Everything nan;
+    nan.real = std::numeric_limits<double>::quiet_NaN();
+    const Everything copy = nan;
+
+    EXPECT_FALSE(nan == copy);
+    EXPECT_TRUE(nan != copy);
+    EXPECT_TRUE(full() == full());
+    Everything other = full();
+    other.inner.number = 4;
+    EXPECT_TRUE(full() != other);
+}

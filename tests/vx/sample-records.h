@@ -1,0 +1,140 @@
+#pragma once
+
+#include "support/thrown-text.h"
+#include "vx/record.h"
+
+#include <cstdint>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+// Records to read, write and show, and the words of the tests that do so.
+
+namespace sample {
+
+using Name = vx::Identifier<struct NameTag>;
+
+enum class Colour : std::int32_t { none = 0, red = 1, green = 2 };
+
+inline vx::EnumTable vxEnum(Colour) {
+    static constexpr vx::EnumRow x[] = {{0, "none"}, {1, "red"}, {2, "green"}};
+    return {std::begin(x), std::end(x), "Colour"};
+}
+
+struct Inner {
+    int number = 0;
+
+    bool operator==(const Inner&) const = default;
+    VX_FIELDS(Inner, number)
+};
+
+/// One field of each kind.
+struct Everything {
+    bool flag = false;
+    std::int8_t tiny = 0;
+    std::uint8_t byte = 0;
+    std::uint16_t word = 0;
+    std::int32_t number = 0;
+    float single = 0.0F;
+    double real = 0.0;
+    std::string text = {};
+    Name name = {};
+    Colour colour = Colour::none;
+    vx::DateTime time = {};
+    std::optional<double> maybe = {};
+    std::vector<Inner> list = {};
+    std::vector<double> reals = {};
+    Inner inner = {};
+
+    bool operator==(const Everything&) const = default;
+    VX_FIELDS(Everything, flag, tiny, byte, word, number, single, real, text, name, colour, time,
+              maybe, list, reals, inner)
+};
+
+/// Defaults that are not zero.
+struct Defaults {
+    float scale = 1.0F;
+    Colour colour = Colour::green;
+
+    bool operator==(const Defaults&) const = default;
+    VX_FIELDS(Defaults, scale, colour)
+};
+
+struct Cat {
+    std::string type = "cat";
+    int lives = 0;
+
+    bool operator==(const Cat&) const = default;
+    VX_FIELDS(Cat, type, lives)
+};
+
+struct Dog {
+    std::string type = "dog";
+
+    bool operator==(const Dog&) const = default;
+    VX_FIELDS(Dog, type)
+};
+
+using Pet = std::variant<std::monostate, Cat, Dog>;
+
+} // namespace sample
+
+template <>
+struct vx::JsonVariantTraits<sample::Pet> {
+    static constexpr const char* key = "type";
+    static constexpr const char* alternatives[] = {"", "cat", "dog"};
+};
+
+namespace sample {
+
+struct Owner {
+    Pet pet;
+    vx::JsonPrimitive note = {};
+
+    bool operator==(const Owner&) const = default;
+    VX_FIELDS(Owner, pet, note)
+};
+
+inline Everything full() {
+    Everything r;
+    r.flag = true;
+    r.tiny = -5;
+    r.byte = 200;
+    r.word = 65535;
+    r.number = -2147483647;
+    r.single = 1.5F;
+    r.real = 2.25;
+    r.text = "a \"b\"";
+    r.name = Name("n");
+    r.colour = Colour::red;
+    r.time = vx::toDateTime(std::string("2026-11-14T02:24:09.123Z"));
+    r.maybe = 0.0;
+    r.list = {{1}, {2}};
+    r.reals = {0.5, 0.0};
+    r.inner = {3};
+    return r;
+}
+
+template <class R>
+R read(const char* text) {
+    return vx::fromJson<R>(text);
+}
+
+template <class R>
+std::string failure(const char* text) {
+    return thrownText([text] { vx::fromJson<R>(text); });
+}
+
+template <class R>
+std::string written(const R& record) {
+    return vx::toJson(vx::toJsonFragment(record));
+}
+
+template <class R>
+std::string text(const R& record) {
+    return vx::str(record);
+}
+
+} // namespace sample
