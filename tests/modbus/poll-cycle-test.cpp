@@ -1,90 +1,47 @@
-#include "modbus/reader-world.h"
-#include "support/log-capture.h"
+#include "modbus/poll-cycle.h"
+#include "support/recorded-curl.h"
+#include "support/recorded-sleep.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <utility>
 
 using house::Answer;
-using house::LocalServer;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Key;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 namespace {
-
-constexpr const char* serialConfig = R"({"data":{"serialDevice":"/dev/a","baudRate":"baud9600"}})";
-constexpr const char* attachedTwo = R"({"data":[{"configId":"c","serial":"S-7","slaveAddress":7},)"
-                                    R"({"configId":"c","serial":"S-8","slaveAddress":8}]})";
-constexpr const char* supportedOne =
-    R"({"data":[{"id":"c","registers":[)"
-    R"({"address":1,"fieldType":"serial","modbusDataType":"ascii","length":1},)"
-    R"({"address":10,"fieldType":"powerImport","modbusDataType":"uint16","length":1}]}]})";
-
-std::vector<std::string> with(const std::string& text, const std::vector<std::string>& lines) {
-    std::vector<std::string> result;
-    for (const std::string& line : lines)
-        if (line.find(text) != std::string::npos)
-            result.push_back(line);
-    return result;
-}
 
 std::vector<std::string> warnings(const std::vector<std::string>& lines) {
     return with("warning modbusSerial", lines);
 }
 
-/// A reader, its local server on 127.0.0.1:8088, and two meters on a TCP bus.
-class PollCycle : public testing::Test {
-protected:
-    PollCycle() {
-        server.serve(LocalServer::rtuConfigPath, serialConfig);
-        server.serve(LocalServer::attachedPath, attachedTwo);
-        server.serve(LocalServer::supportedPath, supportedOne);
-        slave.unit(7).holding(10, {70});
-        slave.unit(8).holding(10, {80});
-        useTcp(slave);
-        reader.connection.m_readIntervalUSec = 0;
-    }
-
-    /// A poll without its last second.
-    std::vector<std::string> poll() {
-        reader.connection.querySerialConnectionConfig();
-        reader.connection.doRead();
-        return log.take();
-    }
-
-    LogCapture log{LogCapture::Mode::lenient};
-    LocalServer server;
-    house::ModbusSlave slave{house::TcpPort{}};
-    Reader reader;
-};
-
-constexpr const char* readBoth = R"(>> unit 7  read holding 10 x1
-<< 0046
->> unit 8  read holding 10 x1
-<< 0050
-)";
-
 } // namespace
 
 TEST_F(PollCycle, asksThePathsInOrderByPlainGets) {
+    std::vector<long> verifications;
+    server.whenRequested([&](const house::Request&) {
+        verifications.push_back(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER));
+    });
+
     poll();
 
     std::vector<std::string> asked;
     for (const house::Request& request : server.requests()) {
         asked.push_back(request.method + " " + request.path);
         EXPECT_EQ(request.body, "");
+        // What libcurl sends of its own.
+        EXPECT_THAT(request.headers, UnorderedElementsAre(Key("Host"), Key("Accept")));
     }
     EXPECT_THAT(asked, ElementsAre("GET /api/v1/apartment/meterings/modbus/rtuconfig",
                                    "GET /api/v1/apartment/meterings/modbus/attached",
                                    "GET /api/v1/apartment/meterings/modbus/config/supported"));
-}
-
-TEST_F(PollCycle, readsTheMetersOneAfterAnotherInListOrder) {
-    poll();
-
-    EXPECT_EQ(slave.transcript(), readBoth);
+    EXPECT_THAT(verifications, ElementsAre(1, 1, 1));
 }
 
 TEST_F(PollCycle, firstGoodReplyDiffersFromTheStartAndReconnects) {
@@ -106,12 +63,32 @@ TEST_F(PollCycle, anEqualReplyDoesNothingMore) {
                             R"({"serialDevice":/dev/a,"baudRate":baud9600} toolkit.cpp:<line>)"));
 }
 
-TEST_F(PollCycle, aChangedSerialDeviceAloneReconnects) {
+TEST_F(PollCycle, eachSerialParameterThatChangesAloneReconnects) {
     poll();
-    server.serve(LocalServer::rtuConfigPath,
-                 R"({"data":{"serialDevice":"/dev/b","baudRate":"baud9600"}})");
+    // One key differs from row to row.
+    const std::vector<std::pair<const char*, const char*>> changes = {
+        {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud9600"}})",
+         R"({"serialDevice":/dev/b,"baudRate":baud9600})"},
+        {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud19200"}})",
+         R"({"serialDevice":/dev/b,"baudRate":baud19200})"},
+        {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud19200","parity":"even"}})",
+         R"({"serialDevice":/dev/b,"baudRate":baud19200,"parity":even})"},
+        {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud19200","parity":"even",)"
+         R"("dataBits":"bits7"}})",
+         R"({"serialDevice":/dev/b,"baudRate":baud19200,"parity":even,"dataBits":bits7})"},
+        {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud19200","parity":"even",)"
+         R"("dataBits":"bits7","stopBits":"bits2"}})",
+         R"({"serialDevice":/dev/b,"baudRate":baud19200,"parity":even,"dataBits":bits7,)"
+         R"("stopBits":bits2})"},
+    };
 
-    EXPECT_THAT(with("doReconnect", poll()), SizeIs(1));
+    for (const auto& [reply, parameters] : changes) {
+        server.serve(LocalServer::rtuConfigPath, reply);
+
+        EXPECT_THAT(with("doReconnect", poll()),
+                    ElementsAre(vx::str("notice modbusSerial doReconnect m_config:", parameters,
+                                        " toolkit.cpp:<line>")));
+    }
 }
 
 TEST_F(PollCycle, anEmptyObjectEqualsTheStartSoNoConnectionIsMade) {
@@ -214,6 +191,8 @@ TEST_F(PollCycle, aChangedConfigurationFileTakesEffectOnlyAtTheNextReconnect) {
 TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) {
     poll();
     server.answerNext(LocalServer::attachedPath, Answer::withStatus(404, "gone"));
+    server.serve(LocalServer::supportedPath,
+                 R"({"data":[{"id":"c","registers":[{"address":11,"length":1}]}]})");
     slave.clearTranscript();
 
     const auto lines = poll();
@@ -224,7 +203,12 @@ TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) 
     // The body's line comes ahead of the look at the status.
     EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result:gone toolkit.cpp:<line>");
     EXPECT_EQ(lines[3], warnings(lines).front());
-    EXPECT_EQ(slave.transcript(), readBoth);
+    // Their register maps are this poll's.
+    EXPECT_EQ(slave.transcript(), R"(>> unit 7  read holding 11 x1
+<< 0047
+>> unit 8  read holding 11 x1
+<< 0051
+)");
 }
 
 TEST_F(PollCycle, anUnparsableAttachedBodyEmptiesTheListUntilTheNextGoodReply) {
@@ -239,6 +223,9 @@ TEST_F(PollCycle, anUnparsableAttachedBodyEmptiesTheListUntilTheNextGoodReply) {
                             "unexpected character condition:object vx/json.cpp:<line> "
                             "toolkit.cpp:<line>"));
     EXPECT_THAT(reader.connection.m_attachedMeters, IsEmpty());
+    // The models are asked for all the same.
+    EXPECT_THAT(with("Supported Meters", lines), SizeIs(1));
+    EXPECT_EQ(server.requestCount(LocalServer::supportedPath), 2);
     EXPECT_EQ(slave.transcript(), "");
     poll();
     EXPECT_EQ(slave.transcript(), readBoth);
@@ -266,8 +253,9 @@ TEST_F(PollCycle, anEmptyAttachedListTakesTheMetersAway) {
 }
 
 TEST_F(PollCycle, anErrorStatusOnSupportedReadsNoMeter) {
-    server.serve(LocalServer::supportedPath, supportedOne);
+    poll();
     server.answerNext(LocalServer::supportedPath, Answer::withStatus(503, "later"));
+    slave.clearTranscript();
 
     const auto lines = poll();
 
@@ -278,7 +266,9 @@ TEST_F(PollCycle, anErrorStatusOnSupportedReadsNoMeter) {
 }
 
 TEST_F(PollCycle, anUnparsableSupportedBodyReadsNoMeter) {
+    poll();
     server.serve(LocalServer::supportedPath, R"({"data":{}})");
+    slave.clearTranscript();
 
     const auto lines = poll();
 
@@ -303,122 +293,37 @@ TEST_F(PollCycle, aFailingRequestDoesNotStopTheNextOnes) {
     EXPECT_THAT(warnings(lines), ElementsAre(warning, warning, warning));
 }
 
-TEST_F(PollCycle, aMeterWithoutAModelIsSkippedWithNothingAboveDebug) {
-    server.serve(LocalServer::attachedPath,
-                 R"({"data":[{"configId":"C","serial":"S-7","slaveAddress":7}]})");
-
-    const auto lines = poll();
-
-    EXPECT_EQ(lines.back(), "notice modbusSerial Cycling meters toolkit.cpp:<line>");
-    EXPECT_EQ(slave.transcript(), "");
-}
-
-TEST_F(PollCycle, twoModelsOfOneIdCauseTwoReadsOfTheMeter) {
-    server.serve(LocalServer::attachedPath,
-                 R"({"data":[{"configId":"c","serial":"S-7","slaveAddress":7}]})");
-    server.serve(LocalServer::supportedPath,
-                 R"({"data":[{"id":"c","registers":[{"address":10,"length":1}]},{"id":"d"},)"
-                 R"({"id":"c","registers":[{"address":10,"length":1}]}]})");
-
-    const auto lines = poll();
-
-    EXPECT_EQ(slave.transcript(), R"(>> unit 7  read holding 10 x1
-<< 0046
->> unit 7  read holding 10 x1
-<< 0046
-)");
-    EXPECT_THAT(with("Reading meter now", lines), SizeIs(2));
-}
-
-TEST_F(PollCycle, aFailingMeterDoesNotStopTheNextOne) {
-    slave.unit(7).failAlways(house::Fault::exception(4));
-
-    poll();
-
-    EXPECT_EQ(slave.transcript(), R"(>> unit 7  read holding 10 x1
-<< exception 4
->> unit 8  read holding 10 x1
-<< 0050
-)");
-}
-
-TEST_F(PollCycle, newRegisterMapsTakeEffectOnTheNextPoll) {
-    poll();
-    slave.clearTranscript();
-    slave.unit(7).holding(11, {71});
-    slave.unit(8).holding(11, {81});
-    server.serve(LocalServer::supportedPath,
-                 R"({"data":[{"id":"c","registers":[{"address":11,"length":1}]}]})");
-
-    poll();
-
-    EXPECT_EQ(slave.transcript(), R"(>> unit 7  read holding 11 x1
-<< 0047
->> unit 8  read holding 11 x1
-<< 0051
-)");
-}
-
-TEST_F(PollCycle, debugTellsEachMeterEachModelAndTheirComparison) {
-    server.serve(LocalServer::attachedPath, R"({"data":[{"configId":"x","slaveAddress":7}]})");
-    server.serve(LocalServer::supportedPath, R"({"data":[{"id":"c"}]})");
-    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-
-    const auto lines = poll();
-
-    EXPECT_THAT(with("debug", lines),
-                ElementsAre(R"(debug modbusSerial meter:{"configId":x,"slaveAddress":7} )"
-                            R"(toolkit.cpp:<line>)",
-                            R"(debug modbusSerial config:{"id":c} toolkit.cpp:<line>)",
-                            "debug modbusSerial Comparison  config.id:c meter.configId:x "
-                            "toolkit.cpp:<line>"));
-}
-
-TEST_F(PollCycle, anExceptionWhileReadingSkipsTheRestOfTheMeters) {
-    // No socket address takes this path, so offering the first record throws.
-    orv::modbusreader::SenderQueue farAway(reader.ioContext, std::string(108, 'x'));
-    orv::modbusreader::SerialConnection connection{
-        orv::HttpClient(false), {}, reader.ioContext, farAway};
-    connection.m_readIntervalUSec = 0;
-
-    connection.querySerialConnectionConfig();
-    connection.doRead();
-
-    EXPECT_EQ(log.take().back(), "warning modbusSerial Could not convert reply e:File name too "
-                                 "long toolkit.cpp:<line>");
-    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0046\n");
-}
-
 TEST_F(PollCycle, startRunsAWholePollAndBlocksForOneSecondMore) {
     server.serve(LocalServer::attachedPath, R"({"data":[]})");
     const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    bool busyDuringThePoll = false;
-    server.whenRequested(
-        [&](const house::Request&) { busyDuringThePoll = reader.connection.m_busy; });
+    std::vector<std::string> busyAt;
+    const auto note = [&](const std::string& moment) {
+        busyAt.push_back(moment + (reader.connection.m_busy ? " busy" : " idle"));
+    };
+    server.whenRequested([&](const house::Request&) { note("request"); });
+    const recorded_sleep::Observer observer(
+        [&](unsigned seconds) { note(vx::str("sleep ", seconds)); });
     const auto begin = std::chrono::steady_clock::now();
 
     reader.connection.start();
+    note("end");
 
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
     EXPECT_EQ(log.take().front(), "debug modbusSerial Main loop is alive toolkit.cpp:<line>");
-    EXPECT_EQ(server.requests().size(), 3);
-    EXPECT_TRUE(busyDuringThePoll);
-    EXPECT_FALSE(reader.connection.m_busy);
+    EXPECT_THAT(busyAt, ElementsAre("request busy", "request busy", "request busy", "sleep 1 busy",
+                                    "end idle"));
 }
 
-TEST_F(PollCycle, bothMetersAreOfferedToTheMeteringService) {
-    house::MeteringService service;
+TEST_F(PollCycle, whatIsNoStandardExceptionLeavesThePollBusy) {
+    for (const std::string line : {"querySerialConnectionConfig", "Cycling meters"}) {
+        Reader fresh;
+        vx::Logger::instance().setLogFunction(
+            [line](const char*, vx::LogSeverity, const std::string& message) {
+                if (message.starts_with(line))
+                    throw 7;
+            });
 
-    poll();
-    reader.deliver();
-
-    ASSERT_TRUE(service.waitForMessages(2));
-    auto texts = service.texts();
-    for (std::string& text : texts)
-        text = withoutTime(text);
-    EXPECT_THAT(texts, testing::UnorderedElementsAre(
-                           R"({"id":"S-7","slaveAddress":7,"meteringType":"modbus",)"
-                           R"("lastChanged":"<time>","powerConsumed":70.0})",
-                           R"({"id":"S-8","slaveAddress":8,"meteringType":"modbus",)"
-                           R"("lastChanged":"<time>","powerConsumed":80.0})"));
+        EXPECT_THROW(fresh.connection.start(), int) << line;
+        EXPECT_TRUE(fresh.connection.m_busy) << line;
+    }
 }
