@@ -7,17 +7,17 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <execinfo.h>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace vx {
 namespace {
 
-void writePiece(const char* text) {
-    detail::writeToFd(STDERR_FILENO, text, std::strlen(text));
+void writePiece(std::string_view text) {
+    detail::writeToFd(STDERR_FILENO, text.data(), text.size());
     fsync(STDERR_FILENO);
 }
 
@@ -30,7 +30,7 @@ void writeNumber(long number) {
 void writeLogContext() {
     std::ostringstream stream;
     stream << logContext();
-    writePiece(stream.str().c_str());
+    writePiece(stream.str());
 }
 
 void writeTraces(const StackTrace& trace) {

@@ -3,6 +3,7 @@
 #include "sanitizer-frames.h"
 #include "standard-error-pieces.h"
 #include "support/log-capture.h"
+#include "system-calls.h"
 #include "vx/log-context.h"
 #include "vx/log.h"
 
@@ -13,9 +14,11 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
+using testing::Contains;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -100,6 +103,16 @@ TEST(Assert, writesEachPieceAtOnceAndSyncsIt) {
                                   "inner:2 outer:1 ", " ", "void f()", "\n"}));
 }
 
+TEST(Assert, nulInALogContextDoesNotCutItShort) {
+    const auto pieces = piecesOfAbort([] {
+        const std::string value("a\0b", 3);
+        VX_LOG_CONTEXT(value);
+        vx::assertFailed("a == b", "", "void f()", "file.cpp", 40);
+    });
+
+    EXPECT_THAT(pieces, Contains(std::string("value:a\0b ", 10)));
+}
+
 TEST(Assert, emptyMessageAndNoContextLeaveTheirPlacesEmpty) {
     const auto pieces =
         piecesOfAbort([] { vx::assertFailed("a == b", "", "void f()", "file.cpp", -1); });
@@ -150,6 +163,32 @@ TEST(Assert, writeErrorsDoNotKeepItFromAborting) {
     });
 
     EXPECT_TRUE(pieces.empty());
+}
+
+TEST(Assert, failedPieceDoesNotKeepTheOthersFromBeingTried) {
+    const auto pieces = piecesOfAbort([] {
+        systemCalls.write = [](int fd, const void* data, std::size_t size) {
+            const std::string_view piece(static_cast<const char*>(data), size);
+            return piece == " condition:" ? -1 : plainWrite(fd, data, size);
+        };
+        vx::assertFailed("a == b", "Message.", "void f()", "file.cpp", 40);
+    });
+
+    EXPECT_EQ(firstLineOf(pieces), "Assertion failed. Message.a == b file.cpp:<line>  void f()");
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
+}
+
+TEST(Assert, shortWritesAreContinued) {
+    const auto pieces = piecesOfAbort([] {
+        systemCalls.write = [](int fd, const void* data, std::size_t) {
+            return plainWrite(fd, data, 1);
+        };
+        vx::assertFailed("a == b", "Message.", "void f()", "file.cpp", 40);
+    });
+
+    EXPECT_EQ(firstLineOf(pieces),
+              "Assertion failed. Message. condition:a == b file.cpp:<line>  void f()");
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
 }
 
 TEST(Assert, neitherAsksNorWaitsForTheLogger) {
