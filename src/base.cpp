@@ -211,10 +211,10 @@ std::pair<std::string, std::string> splitIntoKeyValue(const std::string& s) {
 
 std::string join(const std::vector<std::string>& parts, const std::string& delimiter) {
     std::string result;
-    const char* separator = "";
     for (const std::string& part : parts) {
-        result.append(separator).append(part);
-        separator = delimiter.c_str();
+        if (&part != &parts.front())
+            result += delimiter;
+        result += part;
     }
     return result;
 }

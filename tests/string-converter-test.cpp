@@ -1,8 +1,11 @@
 #include "string-converter.h"
 
+#include "support/library-calls.h"
 #include "support/thrown-text.h"
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
 
 using orv::StringConverter;
 
@@ -57,6 +60,42 @@ TEST(StringConverter, anOutputBeyondFourTimesTheInputHasNoSpace) {
 
     EXPECT_EQ(failure(converter, "a"),
               "iconv: could not convert to UTF-32 encoding, insufficient space in output buffer!");
+}
+
+TEST(StringConverter, anyOtherFailureHasTheSystemsText) {
+    const LibraryCallsReset reset;
+    StringConverter converter("UTF-8", "UTF-8");
+    libraryCalls.iconvError = EBADF;
+
+    EXPECT_EQ(failure(converter, "a"),
+              "iconv: could not convert to UTF-8 encoding, Bad file descriptor");
+}
+
+TEST(StringConverter, withoutMemoryForFourTimesTheInputItThrowsAndCanBeUsedAgain) {
+    const LibraryCallsReset reset;
+    StringConverter converter("UTF-8", "UTF-8");
+    const std::string text(12345, 'a');
+    libraryCalls.unobtainableSize = 49380;
+
+    EXPECT_EQ(failure(converter, text), "Could not allocate memory for string conversion!");
+    libraryCalls.unobtainableSize = 0;
+    EXPECT_EQ(converter.convert(text), text);
+}
+
+TEST(StringConverter, anEmptyStringIsNoConversionAndLeavesTheStateOfAFailureToTheNextOne) {
+    const LibraryCallsReset reset;
+    StringConverter converter("ISO-2022-JP", "UTF-8");
+    int calls = 0;
+    libraryCalls.beforeIconv = [&] { ++calls; };
+
+    converter.convert("");
+    EXPECT_EQ(calls, 0);
+    failure(converter, "\x1B$B\xFF");
+    calls = 0;
+    converter.convert("");
+    EXPECT_EQ(calls, 0);
+
+    EXPECT_EQ(converter.convert("abc"), "abc");
 }
 
 TEST(StringConverter, isCleanAgainAfterAFailure) {

@@ -1,0 +1,83 @@
+#include "base.h"
+
+#include "support/invalid-argument.h"
+#include "support/library-calls.h"
+#include "support/temporary-directory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+using namespace orv;
+using testing::ElementsAre;
+using testing::Pair;
+
+namespace {
+
+auto numberOfOpenDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+}
+
+} // namespace
+
+TEST(ReadFile, givesTheWholeFile) {
+    const TemporaryDirectory directory;
+
+    EXPECT_EQ(readFile(directory.write("f", std::string("a\0b\n", 4))), std::string("a\0b\n", 4));
+    EXPECT_EQ(readFile(directory.write("g", "")), "");
+}
+
+TEST(ReadFile, throwsWithNameAndReason) {
+    EXPECT_EQ(invalidArgument([] { readFile("/nowhere/f"); }),
+              "Failed to read file:/nowhere/f e.what():basic_ios::clear: iostream error");
+}
+
+TEST(RwAccess, tellsWhetherAFileCanBeReadAndWritten) {
+    const TemporaryDirectory directory;
+
+    EXPECT_TRUE(rwAccess(directory.write("f", "")));
+    EXPECT_FALSE(rwAccess("/nowhere/f"));
+}
+
+// The superuser may read and write any file, so only the question itself shows what was asked.
+TEST(RwAccess, asksForReadingAndWritingAtOnce) {
+    const LibraryCallsReset reset;
+    std::vector<std::pair<std::string, int>> questions;
+    libraryCalls.beforeAccess = [&](const std::string& path, int mode) {
+        questions.emplace_back(path, mode);
+    };
+
+    rwAccess("/nowhere/f");
+
+    EXPECT_THAT(questions, ElementsAre(Pair("/nowhere/f", R_OK | W_OK)));
+}
+
+TEST(SyncFile, syncsTheFileOnceAndClosesIt) {
+    const LibraryCallsReset reset;
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("f", "content");
+    std::vector<std::string> synced;
+    libraryCalls.beforeFsync = [&](int fd) {
+        synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    };
+    const auto openBefore = numberOfOpenDescriptors();
+
+    syncFile(file);
+
+    EXPECT_THAT(synced, ElementsAre(file));
+    EXPECT_EQ(numberOfOpenDescriptors(), openBefore);
+    EXPECT_EQ(readFile(file), "content");
+}
+
+TEST(SyncFile, ignoresAMissingFile) {
+    const LibraryCallsReset reset;
+    libraryCalls.beforeFsync = [](int fd) { ADD_FAILURE() << fd; };
+
+    syncFile("/nowhere/f");
+}
