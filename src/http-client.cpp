@@ -128,9 +128,12 @@ long HttpClient::internalRequest(const std::string& url, HttpMethod method, cons
         if (body.content() != nullptr)
             *result = body.content();
         curl_slist_free_all(headerList);
+        // A kept handle must not reach the freed list.
+        curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, nullptr);
         code = responseCode();
     } else {
-        // The header list is not freed here: a few bytes per failed request with headers.
+        // The header list is not freed here, a few bytes per failed request with headers, and stays
+        // in force for a download on a kept handle.
         logFailure(method, url, errorBuffer);
     }
     releaseHandle();
@@ -224,9 +227,8 @@ void HttpClient::releaseHandle() {
         handle.reset();
         return;
     }
-    // What lived only for the transfer must not be reached through a handle that is kept.
+    // The buffer lived only for the transfer and must not be reached through a handle that is kept.
     curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, nullptr);
-    curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, nullptr);
 }
 
 HttpStatistics HttpClient::getStats() {

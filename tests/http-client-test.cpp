@@ -1,75 +1,24 @@
-#include "http-client.h"
+#include "http-test.h"
 
-#include "house/local-server.h"
-#include "support/log-capture.h"
-#include "support/recorded-curl.h"
-#include "support/temporary-directory.h"
+#include "house/patience.h"
+#include "support/library-calls.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <fstream>
-#include <limits>
-#include <regex>
-#include <sstream>
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include <array>
 
 using house::Answer;
-using house::LocalServer;
 using orv::HttpClient;
 using orv::HttpMethod;
 using orv::HttpRequest;
-using orv::URLResult;
+using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-/// Runs what leaks on purpose: the headers of a failed request are never freed.
-template <class Function>
-auto withWantedLeak(const Function& function) {
-#if defined(__SANITIZE_ADDRESS__)
-    const __lsan::ScopedDisabler disabler;
-#endif
-    return function();
+class Http : public HttpTest {};
+
+std::array<double, 5> figuresOf(const orv::HttpStatistics& x) {
+    return {x.totalTime, x.sizeUpload, x.sizeDownload, x.speedUpload, x.speedDownload};
 }
-
-std::string contentOfFile(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-class Http : public testing::Test {
-protected:
-    std::string url(const std::string& path = "/x") const { return server.url(path); }
-
-    /// What a request to a port that nobody listens on must log.
-    static std::string refused(const std::string& verb, const std::string& address) {
-        return "error HttpClient Request failed: " + verb + " " + address +
-               ", Reason: Failed to connect to 127.0.0.1 port 1 after <ms> ms: Couldn't connect "
-               "to server";
-    }
-
-    std::vector<std::string> lines() {
-        static const std::regex milliseconds(R"(after \d+ ms)");
-        auto taken = log.take();
-        for (std::string& line : taken)
-            line = std::regex_replace(line, milliseconds, "after <ms> ms");
-        return taken;
-    }
-
-    LocalServer server{0};
-    LogCapture log;
-    HttpClient client{false};
-    std::string result = "untouched";
-};
-
-constexpr const char* nowhere = "http://127.0.0.1:1/x";
 
 } // namespace
 
@@ -168,6 +117,32 @@ TEST_F(Http, aConnectionThatIsDroppedGivesMinusOneAndLeavesTheResult) {
                                         ", Reason: Empty reply from server"));
 }
 
+TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
+    server.serve("/x", "hello");
+    server.answerAlways("/x", Answer::late(std::chrono::hours(1)));
+    recorded_curl::replaceTimeLimit(house::Patience::limit(std::chrono::milliseconds(200)));
+
+    EXPECT_EQ(client.get(url(), &result, false), -1);
+
+    EXPECT_EQ(result, "untouched");
+    EXPECT_THAT(lines(), ElementsAre("error HttpClient Request failed: GET " + url() +
+                                     ", Reason: Operation timed out after <ms> milliseconds with "
+                                     "0 bytes received"));
+}
+
+TEST_F(Http, aBodyThatFindsNoMemoryGivesMinusOneBehindALineOfTheOldLogger) {
+    const LibraryCallsReset reset;
+    server.serve("/x", "hello");
+    libraryCalls.unobtainableSize = 6;
+
+    EXPECT_EQ(client.get(url(), &result, false), -1);
+
+    EXPECT_EQ(result, "untouched");
+    EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n ",
+                                        "error HttpClient Request failed: GET " + url() +
+                                            ", Reason: Failure writing output to destination"));
+}
+
 TEST_F(Http, postSendsItsData) {
     server.serve("/x", "done");
 
@@ -197,16 +172,31 @@ TEST_F(Http, postWithoutDataStillSendsAPost) {
 }
 
 TEST_F(Http, aRedirectIsFollowedForGetAlone) {
-    Answer redirect = Answer::withStatus(302, "moved");
-    redirect.headers["Location"] = url("/y");
-    server.answerAlways("/x", redirect);
-    server.serve("/y", "arrived");
+    redirect("/x", "/y", "arrived");
 
     EXPECT_EQ(client.get(url(), &result, false), 200);
     EXPECT_EQ(result, "arrived");
     EXPECT_EQ(client.post(url(), "data", &result), 302);
     EXPECT_EQ(client.request(HttpRequest{url(), HttpMethod::DELETE, {}, ""}, &result), 302);
     EXPECT_EQ(result, "moved");
+}
+
+TEST_F(Http, anUnknownMethodIsAPlainRequestWithoutRedirects) {
+    redirect("/x", "/y", "arrived");
+    const ChannelSeverity debug("HttpClient", vx::LogSeverity::debug);
+    const auto unknown = static_cast<HttpMethod>(3);
+
+    EXPECT_EQ(client.request(HttpRequest{url(), unknown, {}, "data"}, &result), 302);
+    EXPECT_EQ(server.requests().back().method, "GET");
+    EXPECT_EQ(server.requests().back().body, "");
+    EXPECT_EQ(client.request(HttpRequest{nowhere, unknown, {}, ""}, &result), -1);
+
+    EXPECT_THAT(lines(), ElementsAre("debug HttpClient create new handle",
+                                     "debug HttpClient perform:  " + url() + " postData:data",
+                                     "debug HttpClient return code: 302",
+                                     "debug HttpClient create new handle",
+                                     "debug HttpClient perform:  http://127.0.0.1:1/x postData:",
+                                     refused("GET", nowhere)));
 }
 
 TEST_F(Http, requestSpeaksTheMethodItIsGiven) {
@@ -268,6 +258,19 @@ TEST_F(Http, aClientThatKeepsItsHandleReusesIt) {
     EXPECT_EQ(all[3], "debug HttpClient reuse handle");
 }
 
+TEST_F(Http, onlyAClientThatKeepsItsHandleKeepsItsConnection) {
+    server.serve("/x", "hello");
+    HttpClient keeping(true);
+
+    for (HttpClient* used : {&client, &client, &keeping, &keeping})
+        EXPECT_EQ(used->get(url(), &result, false), 200);
+
+    std::vector<std::size_t> connections;
+    for (const house::Request& request : server.requests())
+        connections.push_back(request.connection);
+    EXPECT_THAT(connections, ElementsAre(1, 2, 3, 3));
+}
+
 TEST_F(Http, aKeptHandleForgetsTheOptionsOfEarlierRequests) {
     server.serve("/x", "hello");
     HttpClient keeping(true);
@@ -281,12 +284,11 @@ TEST_F(Http, aKeptHandleForgetsTheOptionsOfEarlierRequests) {
 
 TEST_F(Http, statisticsAreZeroWithoutAHandle) {
     server.serve("/x", "hello");
-    EXPECT_EQ(client.getStats().totalTime, 0.0);
+    EXPECT_THAT(figuresOf(client.getStats()), Each(0.0));
 
-    client.get(url(), &result, false);
+    client.post(url(), "data", &result);
 
-    EXPECT_EQ(client.getStats().totalTime, 0.0);
-    EXPECT_EQ(client.getStats().sizeDownload, 0.0);
+    EXPECT_THAT(figuresOf(client.getStats()), Each(0.0));
 }
 
 TEST_F(Http, statisticsOfTheLastTransferOnAKeptHandle) {
@@ -301,50 +303,6 @@ TEST_F(Http, statisticsOfTheLastTransferOnAKeptHandle) {
     EXPECT_EQ(stats.sizeUpload, 4.0);
     EXPECT_GT(stats.speedDownload, 0.0);
     EXPECT_GT(stats.speedUpload, 0.0);
-}
-
-TEST_F(Http, downloadWritesTheBodyToTheFile) {
-    const TemporaryDirectory directory;
-    const std::string body("ab\0cd", 5);
-    server.serve("/x", body);
-    const std::string file = directory.path() / "body";
-    const ChannelSeverity debug("HttpClient", vx::LogSeverity::debug);
-
-    EXPECT_EQ(client.downloadFile(url(), file), 200);
-
-    EXPECT_EQ(contentOfFile(file), body);
-    EXPECT_THAT(log.take(), ElementsAre("debug HttpClient download : " + url(),
-                                        "debug HttpClient return code: 200"));
-}
-
-TEST_F(Http, downloadOnAKeptHandleDoesNotReachTheEarlierRequestsBuffer) {
-    const TemporaryDirectory directory;
-    server.serve("/x", "hello");
-    server.serve("/y", "file");
-    const std::string file = directory.path() / "body";
-    HttpClient keeping(true);
-    keeping.get(url(), {{"X-One", "1"}}, &result, false);
-
-    EXPECT_EQ(keeping.downloadFile(url("/y"), file), 200);
-
-    EXPECT_EQ(contentOfFile(file), "file");
-    EXPECT_EQ(result, "hello");
-}
-
-TEST_F(Http, downloadIntoAFileThatCannotBeOpenedGivesMinusOneAndLogsNothing) {
-    EXPECT_EQ(client.downloadFile(url(), "/nowhere/file"), -1);
-
-    EXPECT_THAT(server.requests(), IsEmpty());
-}
-
-TEST_F(Http, aFailedDownloadSaysGetAndLeavesTheFile) {
-    const TemporaryDirectory directory;
-    const std::string file = directory.path() / "body";
-
-    EXPECT_EQ(client.downloadFile(nowhere, file), -1);
-
-    EXPECT_TRUE(std::filesystem::exists(file));
-    EXPECT_THAT(lines(), ElementsAre(refused("GET", nowhere)));
 }
 
 TEST_F(Http, theSimpleClientKeepsNothingBetweenCalls) {
@@ -372,25 +330,23 @@ TEST_F(Http, aTransferHas120SecondsAndKeepsItsConnectionAlive) {
 
 TEST_F(Http, theServersCertificateIsVerifiedUnlessToldOtherwise) {
     server.serve("/x", "");
+    const HttpRequest request{url(), HttpMethod::GET, {}, ""};
+    const auto expectVerification = [](long expected, const char* of) {
+        EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), expected) << of;
+        EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), expected) << of;
+        recorded_curl::reset();
+    };
 
     client.get(url(), &result, true);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 0);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), 0);
+    expectVerification(0, "insecure get");
     client.get(url(), &result, false);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 1);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), 1);
-    client.get(url(), &result, true);
+    expectVerification(1, "get");
     client.post(url(), "data", &result);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), 1);
-}
-
-TEST_F(Http, aDownloadHasNoTimeLimit) {
-    const TemporaryDirectory directory;
-    server.serve("/x", "");
-
-    client.downloadFile(url(), directory.path() / "body");
-
-    EXPECT_EQ(recorded_curl::numbers().count(CURLOPT_TIMEOUT), 0);
+    expectVerification(1, "post");
+    client.request(request, &result);
+    expectVerification(1, "request with a result");
+    client.request(request);
+    expectVerification(1, "request");
 }
 
 TEST_F(Http, theChannelStartsAtInfo) {
@@ -402,63 +358,4 @@ TEST(HttpMethodValues, areThoseOfTheInterface) {
     EXPECT_EQ(static_cast<int>(HttpMethod::GET), 0);
     EXPECT_EQ(static_cast<int>(HttpMethod::POST), 1);
     EXPECT_EQ(static_cast<int>(HttpMethod::DELETE), 2);
-}
-
-TEST(WriteCallbackMute, takesAllBytes) {
-    EXPECT_EQ(HttpClient::writeCallbackMute(nullptr, 3, 5, nullptr), 15);
-}
-
-TEST(UrlResult, isEmptyAtFirst) {
-    const URLResult body;
-
-    EXPECT_EQ(body.content(), nullptr);
-    EXPECT_EQ(body.size, 0);
-}
-
-TEST(UrlResult, appendsExactlyWhatArrivesAndTerminatesIt) {
-    URLResult body;
-    std::string first = "ab";
-    std::string second = "cde";
-
-    EXPECT_EQ(URLResult::appendCallback(first.data(), 1, 2, &body), 2);
-    EXPECT_EQ(URLResult::appendCallback(second.data(), 3, 1, &body), 3);
-
-    EXPECT_STREQ(body.content(), "abcde");
-    EXPECT_EQ(body.size, 5);
-}
-
-TEST(UrlResult, resetForgetsTheBody) {
-    URLResult body;
-    std::string text = "ab";
-    URLResult::appendCallback(text.data(), 1, 2, &body);
-
-    body.reset();
-
-    EXPECT_EQ(body.content(), nullptr);
-    EXPECT_EQ(body.memory, nullptr);
-    EXPECT_EQ(body.size, 0);
-}
-
-TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
-    URLResult body;
-    std::string text = "ab";
-    URLResult::appendCallback(text.data(), 1, 2, &body);
-
-    const char* tail = body.grow_tail(3);
-
-    EXPECT_EQ(tail, body.memory + 2);
-    EXPECT_EQ(body.size, 2);
-}
-
-TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
-    LogCapture log;
-    URLResult body;
-    std::string text = "ab";
-
-    EXPECT_EQ(URLResult::appendCallback(text.data(), std::numeric_limits<std::size_t>::max() / 2, 1,
-                                        &body),
-              static_cast<std::size_t>(-1));
-
-    EXPECT_EQ(body.memory, nullptr);
-    EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
 }

@@ -2,15 +2,26 @@
 
 #include <cstdarg>
 #include <dlfcn.h>
+#include <optional>
 
 namespace {
 
 std::map<CURLoption, long> options;
+std::optional<std::chrono::milliseconds> timeLimit;
 
 } // namespace
 
 const std::map<CURLoption, long>& recorded_curl::numbers() {
     return options;
+}
+
+void recorded_curl::replaceTimeLimit(std::chrono::milliseconds limit) {
+    timeLimit = limit;
+}
+
+void recorded_curl::reset() {
+    options.clear();
+    timeLimit.reset();
 }
 
 #undef curl_easy_setopt
@@ -25,5 +36,7 @@ extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
         options[option] = reinterpret_cast<long>(value);
     using SetOption = CURLcode (*)(CURL*, CURLoption, ...);
     static const auto next = reinterpret_cast<SetOption>(dlsym(RTLD_NEXT, "curl_easy_setopt"));
+    if (option == CURLOPT_TIMEOUT && timeLimit)
+        return next(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(timeLimit->count()));
     return next(handle, option, value);
 }

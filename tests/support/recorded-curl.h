@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <map>
 
 /// The numbers that this process gave to `curl_easy_setopt`, the last one of each option. The
@@ -9,5 +10,9 @@
 namespace recorded_curl {
 
 const std::map<CURLoption, long>& numbers();
+/// Hands this limit on wherever a transfer is given one, until `reset`.
+void replaceTimeLimit(std::chrono::milliseconds limit);
+/// Forgets all numbers, and hands on what is given again.
+void reset();
 
 } // namespace recorded_curl

@@ -44,6 +44,12 @@ Answer Answer::dropped() {
     return answer;
 }
 
+Answer Answer::brokenOff(std::string body, std::size_t missing) {
+    Answer answer = withBody(std::move(body));
+    answer.missing = missing;
+    return answer;
+}
+
 class LocalServer::Impl {
 public:
     explicit Impl(std::uint16_t port)
@@ -75,14 +81,17 @@ public:
 private:
     void accept();
     Answer choose(const std::string& path);
+
+    std::size_t m_connections = 0;
 };
 
 namespace {
 
 using RawRequest = http::request<http::string_body>;
 
-Request toRequest(const RawRequest& raw) {
+Request toRequest(const RawRequest& raw, std::size_t connection) {
     Request request;
+    request.connection = connection;
     request.method = std::string(raw.method_string());
     request.path = std::string(raw.target());
     for (const auto& field : raw)
@@ -97,8 +106,9 @@ class HttpSession : public std::enable_shared_from_this<HttpSession> {
 public:
     using Responder = std::function<Answer(const Request&)>;
 
-    HttpSession(tcp::socket socket, Responder responder)
+    HttpSession(tcp::socket socket, std::size_t connection, Responder responder)
         : m_socket(std::move(socket)),
+          m_connection(connection),
           m_timer(m_socket.get_executor()),
           m_responder(std::move(responder)) {}
 
@@ -113,7 +123,7 @@ public:
 
 private:
     void answer() {
-        m_answer = m_responder(toRequest(m_request));
+        m_answer = m_responder(toRequest(m_request, m_connection));
         m_timer.expires_after(m_answer.delay);
         m_timer.async_wait([self = shared_from_this()](error_code) { self->write(); });
     }
@@ -130,14 +140,18 @@ private:
         m_response.body() = m_answer.body.value_or("");
         m_response.keep_alive(m_request.keep_alive());
         m_response.prepare_payload();
+        if (m_answer.missing != 0)
+            m_response.content_length(m_response.body().size() + m_answer.missing);
         http::async_write(m_socket, m_response,
                           [self = shared_from_this()](error_code ec, std::size_t) {
-                              if (!ec && !self->m_response.need_eof())
+                              const bool isWhole = self->m_answer.missing == 0;
+                              if (!ec && isWhole && !self->m_response.need_eof())
                                   self->read();
                           });
     }
 
     tcp::socket m_socket;
+    std::size_t m_connection;
     asio::steady_timer m_timer;
     Responder m_responder;
     beast::flat_buffer m_buffer;
@@ -152,7 +166,8 @@ void LocalServer::Impl::accept() {
     m_acceptor.async_accept([this](error_code ec, tcp::socket socket) {
         if (!ec) {
             auto responder = [this](const Request& request) { return take(request); };
-            std::make_shared<HttpSession>(std::move(socket), std::move(responder))->read();
+            std::make_shared<HttpSession>(std::move(socket), ++m_connections, std::move(responder))
+                ->read();
         }
         accept();
     });

@@ -22,12 +22,16 @@ struct Answer {
     std::chrono::milliseconds delay{0};
     /// The connection is closed without a word, once the request has been read.
     bool drop = false;
+    /// Bytes that the header announces beyond those of the body; the connection is closed instead.
+    std::size_t missing = 0;
 
     static Answer withStatus(unsigned status, std::string body = {});
     static Answer withBody(std::string body);
     /// The regular answer, late.
     static Answer late(std::chrono::milliseconds delay);
     static Answer dropped();
+    /// @p body, and a closed connection where @p missing more bytes were announced.
+    static Answer brokenOff(std::string body, std::size_t missing);
 };
 
 /// One HTTP request as it arrived.
@@ -37,6 +41,8 @@ struct Request {
     std::map<std::string, std::string> headers;
     std::string body;
     std::chrono::system_clock::time_point arrived;
+    /// Number of the connection that it came on, in the order in which they were accepted.
+    std::size_t connection = 0;
 };
 
 /// The local server of the house: HTTP on 127.0.0.1, served by a thread of its own for as long as

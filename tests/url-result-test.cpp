@@ -1,0 +1,72 @@
+#include "http-client.h"
+
+#include "support/log-capture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+using orv::HttpClient;
+using orv::URLResult;
+using testing::ElementsAre;
+
+TEST(WriteCallbackMute, takesAllBytes) {
+    EXPECT_EQ(HttpClient::writeCallbackMute(nullptr, 3, 5, nullptr), 15);
+}
+
+TEST(UrlResult, isEmptyAtFirst) {
+    const URLResult body;
+
+    EXPECT_EQ(body.content(), nullptr);
+    EXPECT_EQ(body.size, 0);
+}
+
+TEST(UrlResult, appendsExactlyWhatArrivesAndTerminatesIt) {
+    URLResult body;
+    std::string first = "ab";
+    std::string second = "cde";
+
+    EXPECT_EQ(URLResult::appendCallback(first.data(), 1, 2, &body), 2);
+    EXPECT_EQ(URLResult::appendCallback(second.data(), 3, 1, &body), 3);
+
+    EXPECT_STREQ(body.content(), "abcde");
+    EXPECT_EQ(body.size, 5);
+}
+
+TEST(UrlResult, resetForgetsTheBody) {
+    URLResult body;
+    std::string text = "ab";
+    URLResult::appendCallback(text.data(), 1, 2, &body);
+
+    body.reset();
+
+    EXPECT_EQ(body.content(), nullptr);
+    EXPECT_EQ(body.memory, nullptr);
+    EXPECT_EQ(body.size, 0);
+}
+
+TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
+    URLResult body;
+    std::string text = "ab";
+    URLResult::appendCallback(text.data(), 1, 2, &body);
+
+    const char* tail = body.grow_tail(3);
+
+    EXPECT_EQ(tail, body.memory + 2);
+    EXPECT_EQ(body.size, 2);
+}
+
+TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
+    LogCapture log;
+    URLResult body;
+    std::string text = "ab";
+
+    EXPECT_EQ(URLResult::appendCallback(text.data(), std::numeric_limits<std::size_t>::max() / 2, 1,
+                                        &body),
+              static_cast<std::size_t>(-1));
+
+    EXPECT_EQ(body.memory, nullptr);
+    EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
+}
