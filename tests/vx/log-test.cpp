@@ -1,5 +1,6 @@
 #include "vx/log.h"
 
+#include "saved-severities.h"
 #include "support/log-capture.h"
 #include "support/thrown-text.h"
 #include "vx/enum.h"
@@ -9,9 +10,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <sstream>
 #include <thread>
 #include <type_traits>
+#include <unistd.h>
 
 using vx::LogChannel;
 using vx::Logger;
@@ -29,23 +32,6 @@ std::vector<std::string> channelNames() {
         names.push_back(channel.name);
     return names;
 }
-
-/// The default severity, and with it every channel's own, is as before at the end of the scope.
-class SavedSeverities {
-public:
-    SavedSeverities() = default;
-    ~SavedSeverities() {
-        logger().setDefaultSeverity(m_default);
-        for (const auto& channel : m_channels)
-            logger().setChannelSeverity(channel.name, channel.severity);
-    }
-    SavedSeverities(const SavedSeverities&) = delete;
-    SavedSeverities& operator=(const SavedSeverities&) = delete;
-
-private:
-    std::optional<LogSeverity> m_default = logger().defaultSeverity();
-    std::vector<Logger::ChannelSeverity> m_channels = logger().channelSeverities();
-};
 
 } // namespace
 
@@ -178,6 +164,21 @@ TEST(LogChannel, initialSeverityCanBeSetAnew) {
     EXPECT_EQ(channel.severity, LogSeverity::debug);
 }
 
+TEST(LogChannel, initialSeverityIsSetWithoutTheLoggersLock) {
+    LogChannel channel("logTest", LogSeverity::notice);
+    logger().setLogFunction([&](const char*, LogSeverity, const std::string&) {
+        channel.setInitialSeverity(LogSeverity::debug);
+    });
+
+    // A log function that waits for the lock it runs under waits forever.
+    alarm(30);
+    channel.log(LogSeverity::notice, "x");
+    alarm(0);
+    logger().setLogFunction(Logger::defaultLogFunction);
+
+    EXPECT_EQ(channel.severity, LogSeverity::debug);
+}
+
 TEST(LogStatement, suppressedOneEvaluatesNoItem) {
     const LogCapture log;
     LogChannel channel("logTest", LogSeverity::notice);
@@ -281,13 +282,26 @@ TEST(Logger, withoutLogFunctionThrows) {
 }
 
 TEST(Logger, oldLogFunctionIsDestroyedBeforeTheNewOneIsInForce) {
-    const auto held = std::make_shared<int>(1);
-    logger().setLogFunction([held](const char*, LogSeverity, const std::string&) {});
-    EXPECT_EQ(held.use_count(), 2);
+    std::promise<void> logged;
+    auto line = logged.get_future();
+    std::thread other;
+    auto duringTheDestruction = std::future_status::ready;
+    const auto logMeanwhile = [&](const int*) {
+        other = std::thread([] { logger().log("logTest", LogSeverity::notice, "x"); });
+        // The line has to wait, so this is the time that it gets to come too early.
+        duringTheDestruction = line.wait_for(std::chrono::milliseconds(50));
+    };
+    static constexpr int owned = 1;
+    logger().setLogFunction([held = std::shared_ptr<const int>(&owned, logMeanwhile)](
+                                const char*, LogSeverity, const std::string&) {});
 
+    logger().setLogFunction(
+        [&](const char*, LogSeverity, const std::string&) { logged.set_value(); });
+    other.join();
     logger().setLogFunction(Logger::defaultLogFunction);
 
-    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_EQ(duringTheDestruction, std::future_status::timeout);
+    EXPECT_EQ(line.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
 TEST(Logger, callsOfTheLogFunctionNeverOverlap) {

@@ -1,7 +1,9 @@
+#include "saved-severities.h"
 #include "support/thrown-text.h"
 #include "vx/log.h"
 #include "vx/record.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -10,6 +12,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+using testing::AnyOf;
 
 namespace {
 
@@ -85,6 +89,26 @@ TEST(Threads, channelsComeAndGoWhileOthersAreListed) {
             const vx::LogChannel own(vx::str("threadsTest", number), vx::LogSeverity::notice);
             const auto all = vx::Logger::instance().channelSeverities();
             EXPECT_GT(all.size(), 1U);
+        }
+    });
+}
+
+TEST(Threads, severitiesAreSetAndReadByAll) {
+    const SavedSeverities saved;
+    vx::Logger& logger = vx::Logger::instance();
+    logger.setDefaultSeverity(vx::LogSeverity::error);
+
+    inThreads([&](std::size_t number) {
+        const bool even = number % 2 == 0;
+        for (std::size_t round = 0; round < rounds; ++round) {
+            if (even)
+                logger.setDefaultSeverity(vx::LogSeverity::error);
+            else
+                logger.setChannelSeverity("threadsTest", vx::LogSeverity::debug);
+            EXPECT_EQ(logger.defaultSeverity(), vx::LogSeverity::error);
+            EXPECT_THAT(logger.channelSeverity("threadsTest"),
+                        AnyOf(vx::LogSeverity::error, vx::LogSeverity::debug));
+            const vx::LogChannel own(vx::str("threadsTest", number), vx::LogSeverity::notice);
         }
     });
 }
