@@ -111,6 +111,14 @@ TEST(LogLine, threadIdIsThatOfTheCallingThread) {
     EXPECT_NE(expected.substr(0, 5), threadIdColumn());
 }
 
+TEST(LogLine, threadIdOfSevenDigitsWidensItsColumn) {
+    const SystemCallsReset reset;
+    systemCalls.threadId = 1234567;
+
+    EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
+              "1234567 NOTIC logLine x\n");
+}
+
 TEST(LogLine, shortWritesAreContinued) {
     const SystemCallsReset reset;
     StandardErrorPieces pieces;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <optional>
+#include <regex>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -64,13 +65,15 @@ constexpr const char* functionOfTestAssert = "vx::testAssert()::<lambda()>";
 constexpr const char* nothingSet = "default:none\nearly:notice\nmodbusSerial:notice\n";
 constexpr const char* everythingAtDebug = "default:debug\nearly:debug\nmodbusSerial:debug\n";
 
+/// Log lines without times and thread ids, of which each host has its own number of digits.
+std::string withoutTimesAndThreadIds(const std::string& text) {
+    static const std::regex columns(R"((^|\n)\[[^\]]*\] +\d+ )");
+    return std::regex_replace(text, columns, "$1");
+}
+
 /// What the default log function writes for every severity, without times and thread ids.
 std::string logTextOf(const Settings& settings) {
-    const std::string text = run(settings, "every-severity").standardError;
-    std::string result;
-    for (std::size_t begin = 0; begin < text.size(); begin = text.find('\n', begin) + 1)
-        result += text.substr(begin + 38, text.find('\n', begin) + 1 - begin - 38);
-    return result;
+    return withoutTimesAndThreadIds(run(settings, "every-severity").standardError);
 }
 
 constexpr const char* plainLines = "!!!!! early message\n"
@@ -124,7 +127,7 @@ std::string noticeLineOnTerminal(const Settings& settings) {
     ChildOptions options = optionsOf(settings);
     options.standardErrorFile = terminal.name();
     runChild({SURROUNDINGS_PROGRAM, "notice"}, options);
-    return terminal.read().substr(38);
+    return withoutTimesAndThreadIds(terminal.read());
 }
 
 } // namespace
@@ -163,6 +166,8 @@ TEST(LogSettings, lastMatchWinsAndNotTheMostSpecific) {
 
 TEST(LogSettings, channelRegisteredLateGetsTheRulesAsTheyWereAtTheStart) {
     EXPECT_EQ(outputOf({.rules = "E,late:W,vxEnum:D"}, "late-channels"),
+              "default:error\nearly:error\nmodbusSerial:error\nlate:warning\nvxEnum:debug\n");
+    EXPECT_EQ(outputWithFile("VX_LOG=E,late:W,vxEnum:D\\n", "late-channels"),
               "default:error\nearly:error\nmodbusSerial:error\nlate:warning\nvxEnum:debug\n");
 }
 
@@ -263,6 +268,17 @@ TEST(LogColors, mayBeSetInTheFile) {
     EXPECT_EQ(logTextOf({.makeFile = "echo VX_LOG_COLORS=yes >/etc/libvx"}), coloredLines);
     EXPECT_EQ(logTextOf({.colors = "no", .makeFile = "echo VX_LOG_COLORS=yes >/etc/libvx"}),
               plainLines);
+}
+
+TEST(LogColors, lineOfTheBareNameIsReportedBehindThatOfTheRulesAndLeavesItToTheTerminal) {
+    const std::string makeFile = "printf 'VX_LOG\\nVX_LOG_COLORS\\n' >/etc/libvx";
+
+    EXPECT_EQ(logTextOf({.makeFile = makeFile}),
+              std::string("Failed to parse /etc/libvx, error:basic_string::at: __n (which is 6) >= "
+                          "this->size() (which is 6)\n"
+                          "Failed to parse /etc/libvx, error:basic_string::at: __n (which is 13) "
+                          ">= this->size() (which is 13)\n") +
+                  plainLines);
 }
 
 TEST(LogColors, areUsedOnATerminalUnlessRefused) {

@@ -16,6 +16,8 @@ struct SystemCalls {
     std::function<ssize_t(void* data, std::size_t size)> getrandom;
     /// Seconds that `clock_gettime` tells for the real-time clock.
     std::optional<std::time_t> realTime;
+    /// Answer to a `syscall` of SYS_gettid in this program's own code, 0 for the kernel's.
+    long threadId = 0;
     /// `errno` of a failing `gettimeofday`, 0 for none.
     int gettimeofdayError = 0;
 };
