@@ -48,6 +48,11 @@ volatile int behindTheCall = 0;
 
 namespace {
 
+/// Has no name in the dynamic symbol table.
+[[gnu::noinline]] void nameless() {
+    stackTraceTest::behindTheCall = 3;
+}
+
 constexpr const char* emptyTraceText = "  <empty bactrace, possibly corrupt>\n";
 
 std::string textOf(const StackTrace& trace) {
@@ -120,6 +125,15 @@ TEST(StackTraceText, nameThatCannotBeDemangledIsWrittenAsItIs) {
     trace.end = 1;
 
     EXPECT_THAT(textOf(trace), testing::ContainsRegex("^\n  .*libc.so.6 : abs \\+0\n$"));
+}
+
+TEST(StackTraceText, functionWithoutANameLeavesItsPlaceEmpty) {
+    StackTrace trace;
+    trace.frames[0] = reinterpret_cast<void*>(&nameless);
+    trace.end = 1;
+
+    EXPECT_THAT(textOf(trace), testing::ContainsRegex("^\n  .*vx-tests :  \\+0x[0-9a-f]+\n$"));
+    EXPECT_EQ(fdTextOf(trace), textOf(trace));
 }
 
 TEST(StackTraceText, frameOfNoLibraryIsWrittenWhole) {
