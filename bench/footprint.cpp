@@ -1,0 +1,164 @@
+// Measures what the reader uses beside 4 meters of 20 registers: started in a private world, it
+// prints lines of figures.
+// Usage: footprint READER [SHORT_PAUSES_LIBRARY]
+//        Without the library ten polls take half a minute, and the descriptors alone are told.
+
+#include "house/child-process.h"
+#include "house/local-server.h"
+#include "house/metering-service.h"
+#include "house/modbus-slave.h"
+#include "house/process-figures.h"
+
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using house::LocalServer;
+using house::ProcessFigures;
+
+constexpr int meters = 4;
+constexpr int registersOfMeter = 20;
+constexpr std::uint16_t port = 1502;
+
+std::string joined(int count, const std::function<std::string(int)>& element) {
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += (i == 0 ? "" : ",") + element(i);
+    return text;
+}
+
+std::string attached() {
+    return R"({"data":[)" +
+           joined(meters,
+                  [](int i) {
+                      const std::string number = std::to_string(i + 1);
+                      return R"({"id":"m)" + number + R"(","configId":"c","serial":"S-)" + number +
+                             R"(","slaveAddress":)" + number + "}";
+                  }) +
+           "]}";
+}
+
+std::string supported() {
+    return R"({"data":[{"id":"c","registers":[)" +
+           joined(
+               registersOfMeter,
+               [](int i) {
+                   return R"({"address":)" + std::to_string(2 * i) +
+                          R"(,"fieldType":"energyImport","modbusDataType":"float32","length":1})";
+               }) +
+           "]}]}";
+}
+
+/// Collects the reader's figures as each poll begins.
+class Samples {
+public:
+    explicit Samples(LocalServer& server) {
+        server.whenRequested([this](const house::Request& request) {
+            if (request.path == LocalServer::rtuConfigPath)
+                pollBegins();
+        });
+    }
+
+    void takeFrom(pid_t pid) { m_pid = pid; }
+
+    ProcessFigures at(int poll) const {
+        const std::scoped_lock lock(m_mutex);
+        return m_figures.at(poll);
+    }
+
+private:
+    void pollBegins() {
+        const std::scoped_lock lock(m_mutex);
+        ++m_poll;
+        if (m_pid != 0)
+            m_figures[m_poll] = ProcessFigures::of(m_pid);
+    }
+
+    mutable std::mutex m_mutex;
+    std::atomic<pid_t> m_pid = 0;
+    int m_poll = 0;
+    std::map<int, ProcessFigures> m_figures;
+};
+
+/// The bus and the server that the reader polls, and a service that takes its readings.
+class Surroundings {
+public:
+    Surroundings() {
+        server.serve(LocalServer::rtuConfigPath, R"({"data":{"baudRate":"baud19200"}})");
+        server.serve(LocalServer::attachedPath, attached());
+        server.serve(LocalServer::supportedPath, supported());
+        for (int meter = 1; meter <= meters; ++meter)
+            m_slave.unit(meter).holding(0, house::Words(2 * registersOfMeter, 0x4000));
+        std::ofstream("/etc/modbus-config.json")
+            << R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)" << port << "}}";
+    }
+
+    /// Waits until @p count polls have begun.
+    void waitForPolls(std::size_t count) const {
+        // One limit is not enough for all of them.
+        for (std::size_t polls = 1; polls <= count; ++polls)
+            if (!server.waitForRequests(LocalServer::rtuConfigPath, polls))
+                throw std::runtime_error("The reader does not poll");
+    }
+
+    LocalServer server;
+
+private:
+    house::ModbusSlave m_slave{house::TcpPort{port}};
+    house::MeteringService m_service;
+};
+
+void measure(const std::string& reader, const std::string& shortPauses) {
+    Surroundings surroundings;
+    Samples samples(surroundings.server);
+    const house::ChildProcess process({reader}, "/run/reader.log", {"LD_PRELOAD=" + shortPauses});
+    samples.takeFrom(process.pid());
+    surroundings.waitForPolls(1001);
+
+    const auto early = samples.at(10);
+    const auto settled = samples.at(100);
+    const auto late = samples.at(1000);
+    std::cout << "resident at poll 10, 100, 1000: " << early.residentKilobytes << ' '
+              << settled.residentKilobytes << ' ' << late.residentKilobytes << " kB\n"
+              << "descriptors at poll 10, 100, 1000: " << early.descriptors << ' '
+              << settled.descriptors << ' ' << late.descriptors << '\n'
+              << "processor time of a poll: "
+              << (late.cpuSeconds - settled.cpuSeconds) / 900.0 * 1000.0 << " ms\n";
+}
+
+void measureDescriptors(const std::string& reader) {
+    Surroundings surroundings;
+    Samples samples(surroundings.server);
+    const house::ChildProcess process({reader}, "/run/reader.log");
+    samples.takeFrom(process.pid());
+    surroundings.waitForPolls(11);
+
+    std::cout << "descriptors at poll 10: " << samples.at(10).descriptors << '\n';
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2 && argc != 3) {
+        std::cerr << "usage: footprint READER [SHORT_PAUSES_LIBRARY]\n";
+        return 2;
+    }
+    try {
+        if (argc == 3)
+            measure(argv[1], argv[2]);
+        else
+            measureDescriptors(argv[1]);
+        return 0;
+    } catch (const std::exception& e) {
+        std::cerr << "footprint: " << e.what() << '\n';
+        return 1;
+    }
+}
