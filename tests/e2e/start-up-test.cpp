@@ -33,30 +33,6 @@ double expiryOf(const std::string& line) {
     return std::stod(match[1]);
 }
 
-std::filesystem::path processDirectory(const ReaderProcess& reader) {
-    return "/proc/" + std::to_string(reader.pid());
-}
-
-/// The value of @p field in the kernel's account of the process.
-std::string statusOf(const ReaderProcess& reader, const std::string& field) {
-    std::ifstream status(processDirectory(reader) / "status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with(field + ":\t"))
-            return line.substr(field.size() + 2);
-    return "no such field";
-}
-
-/// Whether the process is the reader alone. An emulator or a sanitizer has handlers and threads of
-/// its own.
-bool runsByItself(const ReaderProcess& reader) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    static_cast<void>(reader);
-    return false;
-#else
-    return read_symlink(processDirectory(reader) / "exe").filename() == "modbus-reader";
-#endif
-}
-
 std::ptrdiff_t entriesOf(const std::filesystem::path& directory) {
     return std::distance(std::filesystem::directory_iterator(directory), {});
 }
@@ -170,24 +146,6 @@ TEST(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), SIGTERM);
     EXPECT_EQ(reader.log().size(), linesAhead);
-}
-
-TEST(StartUp, noSignalHasAHandler) {
-    ReaderProcess reader;
-    reader.waitForLog("callback");
-    if (!runsByItself(reader))
-        GTEST_SKIP() << "The process is not the reader's alone";
-
-    EXPECT_EQ(statusOf(reader, "SigCgt"), "0000000000000000");
-}
-
-TEST(StartUp, oneThreadDoesEverything) {
-    ReaderProcess reader;
-    reader.waitForLog("callback");
-    if (!runsByItself(reader))
-        GTEST_SKIP() << "The process is not the reader's alone";
-
-    EXPECT_EQ(statusOf(reader, "Threads"), "1");
 }
 
 TEST(StartUp, noFileTellsTheProcessId) {
