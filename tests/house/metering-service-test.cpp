@@ -1,0 +1,67 @@
+#include "house/metering-service.h"
+#include "scratch.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <boost/asio.hpp>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace house;
+
+namespace {
+
+void deliver(const std::string& path, const std::string& text) {
+    boost::asio::io_context io;
+    boost::asio::local::stream_protocol::socket socket(io);
+    socket.connect(path);
+    boost::asio::write(socket, boost::asio::buffer(text));
+}
+
+} // namespace
+
+TEST(MeteringService, keepsTheExactBytesOfEachConnection) {
+    const std::string path = scratch("service");
+    const MeteringService service(path);
+    const std::string large(100000, 'x');
+
+    deliver(path, std::string("a\0b\n", 4));
+    deliver(path, large);
+    deliver(path, "");
+
+    ASSERT_TRUE(service.waitForMessages(3));
+    std::vector<std::string> texts = service.texts();
+    std::sort(texts.begin(), texts.end());
+    EXPECT_EQ(texts, (std::vector<std::string>{"", std::string("a\0b\n", 4), large}));
+}
+
+TEST(MeteringService, acceptsAndClosesOnDemand) {
+    const std::string path = scratch("service");
+    MeteringService service(path);
+    service.acceptAndClose(true);
+    boost::asio::io_context io;
+    boost::asio::local::stream_protocol::socket socket(io);
+    socket.connect(path);
+
+    std::string answer;
+    boost::system::error_code ec;
+    boost::asio::read(socket, boost::asio::dynamic_buffer(answer), ec);
+
+    EXPECT_EQ(ec, boost::asio::error::eof);
+    EXPECT_TRUE(service.waitForConnections(1));
+    EXPECT_TRUE(service.messages().empty());
+}
+
+TEST(MeteringService, replacesAnOldSocketFileAndRemovesItsOwn) {
+    const std::string path = scratch("service");
+    boost::asio::io_context io;
+    { const boost::asio::local::stream_protocol::acceptor leftover(io, path); }
+    ASSERT_TRUE(std::filesystem::exists(path));
+
+    { const MeteringService service(path); }
+
+    EXPECT_FALSE(std::filesystem::exists(path));
+}

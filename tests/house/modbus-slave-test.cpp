@@ -1,0 +1,319 @@
+#include "bus-master.h"
+#include "house/modbus-slave.h"
+#include "house/pty-pair.h"
+#include "scratch.h"
+
+#include <utility>
+
+#include <boost/asio.hpp>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <system_error>
+#include <thread>
+
+using namespace house;
+
+namespace {
+
+/// A slave and its master, on TCP or over a pseudo terminal.
+struct TcpBus {
+    ModbusSlave slave{TcpPort{}};
+    std::unique_ptr<Master> master = std::make_unique<Master>(slave);
+};
+struct RtuBus {
+    PtyPair line;
+    ModbusSlave slave{Tty{line.slaveEnd()}};
+    std::unique_ptr<Master> master = std::make_unique<Master>(line.masterEnd());
+};
+
+template <class Bus>
+class ModbusSlaveOn : public testing::Test {
+protected:
+    Bus m_bus;
+    ModbusSlave& m_slave = m_bus.slave;
+    Master& m_master = *m_bus.master;
+};
+
+struct BusNames {
+    template <class Bus>
+    // GoogleTest asks for this name.
+    static std::string GetName(int) { // NOLINT(readability-identifier-naming)
+        return std::is_same_v<Bus, TcpBus> ? "Tcp" : "Rtu";
+    }
+};
+
+using Buses = testing::Types<TcpBus, RtuBus>;
+TYPED_TEST_SUITE(ModbusSlaveOn, Buses, BusNames);
+
+} // namespace
+
+TYPED_TEST(ModbusSlaveOn, answersWhatWasSet) {
+    this->m_slave.unit(7).holding(40072, {0x0001, 0xABCD});
+
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), (Words{0x0001, 0xABCD}));
+
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40072 x2\n"
+                                          "<< 0001 ABCD\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, keepsInputAndHoldingRegistersApart) {
+    this->m_slave.unit(7).input(10, {1}).holding(10, {2}).holding(11, {3});
+
+    EXPECT_EQ(this->m_master.readInput(7, 10, 1), Words{1});
+    EXPECT_EQ(this->m_master.readHolding(7, 10, 1), Words{2});
+    EXPECT_EQ(this->m_master.readInput(7, 11, 1), Words());
+    EXPECT_EQ(this->m_master.error, EMBXILADD);
+}
+
+TYPED_TEST(ModbusSlaveOn, unmappedAddressAnswersException2) {
+    this->m_slave.unit(7).holding(40100, {1, 2, 3});
+
+    EXPECT_EQ(this->m_master.readHolding(7, 40100, 4), Words());
+
+    EXPECT_EQ(this->m_master.error, EMBXILADD);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40100 x4\n"
+                                          "<< exception 2\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, servesSeveralUnits) {
+    for (int unit : {1, 2, 247})
+        this->m_slave.unit(unit).input(5, {static_cast<std::uint16_t>(unit)});
+
+    for (int round = 0; round < 3; ++round) {
+        for (int unit : {1, 2, 247, 247, 1})
+            EXPECT_EQ(this->m_master.readInput(unit, 5, 1),
+                      Words{static_cast<std::uint16_t>(unit)});
+    }
+}
+
+TYPED_TEST(ModbusSlaveOn, unknownUnitKeepsSilent) {
+    this->m_slave.unit(7).input(5, {1});
+
+    EXPECT_EQ(this->m_master.readInput(9, 5, 1), Words());
+
+    EXPECT_EQ(this->m_master.error, ETIMEDOUT);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 9  read input 5 x1\n"
+                                          "<< silence\n");
+    EXPECT_EQ(this->m_master.readInput(7, 5, 1), Words{1});
+}
+
+TYPED_TEST(ModbusSlaveOn, removedUnitKeepsSilent) {
+    this->m_slave.unit(7).input(5, {1});
+    this->m_slave.removeUnit(7);
+
+    EXPECT_EQ(this->m_master.readInput(7, 5, 1), Words());
+    EXPECT_EQ(this->m_master.error, ETIMEDOUT);
+}
+
+TYPED_TEST(ModbusSlaveOn, otherFunctionAnswersException1) {
+    this->m_slave.unit(7).holding(5, {1});
+
+    EXPECT_EQ(this->m_master.writeRegister(7, 5), -1);
+
+    EXPECT_EQ(this->m_master.error, EMBXILFUN);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  function 6\n"
+                                          "<< exception 1\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, failsTheNextRequestOnly) {
+    this->m_slave.unit(7).holding(40072, {5}).failNext(40072, Fault::exception(4));
+
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 1), Words());
+    EXPECT_EQ(this->m_master.error, EMBXSFAIL);
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 1), Words{5});
+}
+
+TYPED_TEST(ModbusSlaveOn, failsAsManyRequestsAsOrdered) {
+    this->m_slave.unit(7).holding(1, {5}).failNext(1, Fault::exception(4), 2);
+
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
+}
+
+TYPED_TEST(ModbusSlaveOn, failsForGoodUntilItRecovers) {
+    this->m_slave.unit(7).holding(1, {5}).failAlways(1, Fault::exception(6));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
+
+    this->m_slave.unit(7).recover();
+
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
+}
+
+TYPED_TEST(ModbusSlaveOn, failsInOneRegisterSpaceOnly) {
+    this->m_slave.unit(7).input(1, {5}).holding(1, {6}).failAlways(Space::input, 1,
+                                                                   Fault::exception(4));
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{6});
+}
+
+TYPED_TEST(ModbusSlaveOn, failsAtEveryAddressOfOneUnit) {
+    this->m_slave.unit(7).input(1, {5}).input(2, {5}).failAlways(Fault::exception(4));
+    this->m_slave.unit(8).input(1, {6});
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.readInput(7, 2, 1), Words());
+    EXPECT_EQ(this->m_master.readInput(8, 1, 1), Words{6});
+}
+
+TYPED_TEST(ModbusSlaveOn, silenceOnDemand) {
+    this->m_slave.unit(7).holding(40072, {1, 2}).failNext(40072, Fault::silence);
+
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), Words());
+    EXPECT_EQ(this->m_master.error, ETIMEDOUT);
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), (Words{1, 2}));
+
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40072 x2\n"
+                                          "<< silence\n"
+                                          ">> unit 7  read holding 40072 x2\n"
+                                          "<< 0001 0002\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, shortAnswerOnDemand) {
+    this->m_slave.unit(7).holding(40072, {0, 2}).failNext(40072, Fault::shortAnswer);
+
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), Words());
+    EXPECT_EQ(this->m_master.error, EMBBADDATA);
+    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), (Words{0, 2}));
+
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40072 x2\n"
+                                          "<< short 0000\n"
+                                          ">> unit 7  read holding 40072 x2\n"
+                                          "<< 0000 0002\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, shortAnswerToOneWordIsEmpty) {
+    this->m_slave.unit(7).holding(1, {5}).failNext(1, Fault::shortAnswer);
+
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.error, EMBBADDATA);
+    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
+    EXPECT_EQ(this->m_slave.transcript().substr(0, 38), ">> unit 7  read holding 1 x1\n"
+                                                        "<< short\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, answers125WordsInOne) {
+    Words words(125);
+    for (std::size_t i = 0; i < words.size(); ++i)
+        words[i] = static_cast<std::uint16_t>(257 * i);
+    this->m_slave.unit(7).input(65000, words);
+
+    EXPECT_EQ(this->m_master.readInput(7, 65000, 125), words);
+}
+
+TYPED_TEST(ModbusSlaveOn, countsRequestsForThoseWhoWait) {
+    this->m_slave.unit(7).input(1, {5});
+    std::thread client([this] {
+        for (int i = 0; i < 5; ++i)
+            this->m_master.readInput(7, 1, 1);
+    });
+
+    EXPECT_TRUE(this->m_slave.waitForRequests(5));
+
+    client.join();
+    EXPECT_EQ(this->m_slave.requestCount(), 5U);
+}
+
+TYPED_TEST(ModbusSlaveOn, callsAheadOfEachAnswer) {
+    this->m_slave.beforeAnswer([this, count = 0]() mutable {
+        this->m_slave.unit(7).input(1, {static_cast<std::uint16_t>(++count)});
+    });
+    this->m_slave.unit(7);
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{1});
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{2});
+}
+
+TEST(ModbusSlave, servesConnectionsOneAfterAnother) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {5});
+
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
+}
+
+TEST(ModbusSlave, servesConnectionsAtTheSameTime) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {5});
+    Master first(slave);
+    Master second(slave);
+
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(first.readInput(7, 1, 1), Words{5});
+        EXPECT_EQ(second.readInput(7, 1, 1), Words{5});
+    }
+    EXPECT_TRUE(slave.waitForConnections(2));
+}
+
+TEST(ModbusSlave, dropsConnectionsOnDemand) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {5});
+    Master master(slave);
+    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
+
+    slave.dropConnections();
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
+}
+
+TEST(ModbusSlave, portInUseThrows) {
+    const ModbusSlave slave(TcpPort{});
+
+    EXPECT_THROW(ModbusSlave(TcpPort{slave.port()}), std::system_error);
+}
+
+TEST(ModbusSlave, portIsFreeAgainAfterTheSlave) {
+    auto slave = std::make_unique<ModbusSlave>(TcpPort{});
+    const std::uint16_t port = slave->port();
+    const Master master(*slave);
+    slave.reset();
+
+    EXPECT_NO_THROW(ModbusSlave(TcpPort{port}));
+}
+
+TEST(ModbusSlave, absentDeviceThrows) {
+    EXPECT_THROW(ModbusSlave(Tty{scratch("no-tty")}), std::system_error);
+}
+
+TEST(ModbusSlave, mastersComeAndGoOnOneLine) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {5});
+
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Master(line.masterEnd()).readInput(7, 1, 1), Words{5});
+}
+
+TEST(ModbusSlave, shortAnswerOnTcpCarriesTheNumberOfItsRequest) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).holding(1, {0x1234, 5}).failNext(1, Fault::shortAnswer);
+    boost::asio::io_context io;
+    boost::asio::ip::tcp::socket socket(io);
+    socket.connect({boost::asio::ip::address_v4::loopback(), slave.port()});
+
+    const std::string request("\xAB\xCD\0\0\0\x06\x07\x03\0\x01\0\x02", 12);
+    boost::asio::write(socket, boost::asio::buffer(request));
+    std::string answer(11, ' ');
+    boost::asio::read(socket, boost::asio::buffer(answer));
+
+    EXPECT_EQ(answer, std::string("\xAB\xCD\0\0\0\x05\x07\x03\x02\x12\x34", 11));
+}
+
+TEST(ModbusSlave, damagedFrameOnTheLineIsPassedOver) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {5});
+    Master master(line.masterEnd());
+
+    // Reads input 1 of unit 7, with the last byte of the check sum spoilt.
+    std::ofstream(line.masterEnd(), std::ios::binary)
+        << std::string("\x07\x04\x00\x01\x00\x01\x60\x00", 8) << std::flush;
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                  "<< 0005\n");
+}

@@ -1,0 +1,45 @@
+#include "bus-master.h"
+#include "house/pty-pair.h"
+#include "scratch.h"
+
+#include <utility>
+
+#include <boost/asio.hpp>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace house;
+
+TEST(PtyPair, everyBytePassesAsItIs) {
+    const PtyPair line;
+    boost::asio::io_context io;
+    boost::asio::posix::stream_descriptor master(io, ::open(line.masterEnd().c_str(), O_RDWR));
+    boost::asio::posix::stream_descriptor slave(io, ::open(line.slaveEnd().c_str(), O_RDWR));
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte)
+        bytes += static_cast<char>(byte);
+
+    boost::asio::write(master, boost::asio::buffer(bytes));
+    std::string there(bytes.size(), ' ');
+    boost::asio::read(slave, boost::asio::buffer(there));
+    boost::asio::write(slave, boost::asio::buffer(there));
+    std::string back(bytes.size(), ' ');
+    boost::asio::read(master, boost::asio::buffer(back));
+
+    EXPECT_EQ(there, bytes);
+    EXPECT_EQ(back, bytes);
+}
+
+TEST(PtyPair, linksTheMastersEnd) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {5});
+    const std::string link = scratch("tty");
+
+    line.linkMasterEnd(link);
+    line.linkMasterEnd(link);
+
+    EXPECT_EQ(Master(link).readInput(7, 1, 1), Words{5});
+    std::filesystem::remove(link);
+}
