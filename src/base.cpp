@@ -312,6 +312,8 @@ std::string readFile(const std::string& filename) {
         std::ifstream in(filename, std::ios::binary);
         in.exceptions(std::ios::failbit | std::ios::badbit);
         std::ostringstream content;
+        // A read that fails in the middle is told to the stream that asked for it.
+        content.exceptions(std::ios::failbit | std::ios::badbit);
         if (in.peek() != std::ifstream::traits_type::eof())
             content << in.rdbuf();
         return content.str();

@@ -7,8 +7,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <iterator>
+#include <optional>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -24,7 +27,19 @@ auto numberOfOpenDescriptors() {
     return std::distance(begin(all), end(all));
 }
 
+/// Reads that go well ahead of one that fails; none fails if there is no value.
+std::optional<int> goodReads;
+
 } // namespace
+
+/// Stands in for the call of the C library, which hardly ever fails in the middle of a file.
+extern "C" ssize_t read(int fd, void* data, std::size_t size) {
+    if (goodReads && (*goodReads)-- == 0) {
+        errno = EIO;
+        return -1;
+    }
+    return syscall(SYS_read, fd, data, size);
+}
 
 TEST(ReadFile, givesTheWholeFile) {
     const TemporaryDirectory directory;
@@ -36,6 +51,19 @@ TEST(ReadFile, givesTheWholeFile) {
 TEST(ReadFile, throwsWithNameAndReason) {
     EXPECT_EQ(invalidArgument([] { readFile("/nowhere/f"); }),
               "Failed to read file:/nowhere/f e.what():basic_ios::clear: iostream error");
+}
+
+TEST(ReadFile, throwsIfAReadFailsInTheMiddle) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("f", std::string(100000, 'x'));
+
+    goodReads = 1;
+    const std::string failure = invalidArgument([&] { readFile(file); });
+    goodReads.reset();
+
+    EXPECT_EQ(failure, "Failed to read file:" + file +
+                           " e.what():basic_filebuf::underflow error reading the file: "
+                           "Input/output error");
 }
 
 TEST(RwAccess, tellsWhetherAFileCanBeReadAndWritten) {
