@@ -5,6 +5,7 @@
 #include "vx/record.h"
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,13 @@
 // as their names; an unknown name reads as value 0. No key of a record is required.
 
 namespace vxModel {
+
+/// Writes the name of an enumerator of this model; nothing for a value without a name.
+template <vx::NamedEnum E>
+std::ostream& operator<<(std::ostream& stream, E value) {
+    vx::detail::write(stream, value);
+    return stream;
+}
 
 /// Which reading a register carries.
 enum class ModbusFieldType : std::int32_t {

@@ -42,6 +42,7 @@ void expectTable(const char* tableName, const std::vector<std::pair<E, std::stri
         EXPECT_EQ(table.begin[i].value, static_cast<int>(i)) << tableName << ' ' << name;
         EXPECT_EQ(table.begin[i].name, name) << tableName;
         EXPECT_EQ(vx::toEnum<E>(name), enumerator) << tableName;
+        EXPECT_EQ((std::ostringstream() << enumerator).str(), name) << tableName;
     }
 }
 
