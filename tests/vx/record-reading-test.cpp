@@ -30,9 +30,17 @@ TEST(RecordReading, jsonNullKeepsTheMembersDefault) {
 }
 
 TEST(RecordReading, anUnknownKeyIsIgnoredWithoutALine) {
-    const LogCapture log;
+    const Silence silence;
 
     EXPECT_EQ(read<Inner>(R"({"number":3,"other":[1]})"), Inner{3});
+}
+
+TEST(RecordReading, aKeyMayDifferFromTheMembersName) {
+    EXPECT_EQ(read<Renamed>(R"({"no":3})").number, 3);
+    EXPECT_EQ(read<Renamed>(R"({"number":3})").number, 0);
+    EXPECT_EQ(failure<Renamed>(R"({"no":[]})"),
+              "Expecting json number / string. type:5 condition:type == json_type_string || type "
+              "== json_type_int || type == json_type_double vx/record.h:<line> / no");
 }
 
 TEST(RecordReading, everyKindIsReadBackFromItsWrittenForm) {
@@ -48,6 +56,7 @@ TEST(RecordReading, numbersAreReadFromDoubleIntAndString) {
 
 TEST(RecordReading, aStringThatIsNoNumberGivesTheLibrarysResult) {
     EXPECT_EQ(read<Inner>(R"({"number":"abc"})"), Inner{0});
+    EXPECT_EQ(read<Defaults>(R"({"scale":"abc"})").scale, 0.0F);
 }
 
 TEST(RecordReading, aFloatBeyondItsRangeIsNotChecked) {
@@ -64,6 +73,10 @@ TEST(RecordReading, aNullElementYieldsADefaultElement) {
               (std::vector<Inner>{{0}, {1}}));
 }
 
+TEST(RecordReading, aListTakesTheMemoryOfAllItsElementsAtOnce) {
+    EXPECT_EQ(read<std::vector<double>>("[1,2,3]").capacity(), 3);
+}
+
 TEST(RecordReading, optionalIsEngagedByAnyNumber) {
     EXPECT_EQ(read<Everything>(R"({"maybe":0})").maybe, 0.0);
     EXPECT_EQ(read<Everything>(R"({"maybe":null})").maybe, std::nullopt);
@@ -72,6 +85,16 @@ TEST(RecordReading, optionalIsEngagedByAnyNumber) {
 TEST(RecordReading, aRecordFromANonObjectFails) {
     EXPECT_EQ(failure<Inner>("[]"), "Expecting json object. jsonType:5 condition:jsonType == "
                                     "json_type_object vx/record.h:<line>");
+}
+
+TEST(RecordReading, aFailureHasTheDefaultTypeAndNoTextForAPerson) {
+    try {
+        read<Inner>("[]");
+        FAIL() << "A list was read as a record";
+    } catch (const vx::Exception& e) {
+        EXPECT_EQ(e.type(), vx::Exception::Type::failed);
+        EXPECT_EQ(e.userMessage(), "");
+    }
 }
 
 TEST(RecordReading, aVectorFromANonArrayFails) {
@@ -149,6 +172,7 @@ TEST(RecordReading, afterAFailureTheLogContextIsAsItWas) {
 TEST(RecordReading, aStringIsCutAtAnEmbeddedNul) {
     EXPECT_EQ(read<Everything>(R"({"text":"a\u0000b"})").text, "a");
     EXPECT_EQ(read<Everything>(R"({"name":"a\u0000b"})").name, Name("a"));
+    EXPECT_EQ(read<Everything>(R"({"colour":"red\u0000x"})").colour, Colour::red);
     EXPECT_EQ(read<Owner>(R"({"note":"a\u0000b"})").note, vx::JsonPrimitive(std::string("a")));
 }
 

@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <sstream>
+#include <optional>
+#include <vector>
 
 using namespace sample;
 
@@ -25,11 +26,12 @@ TEST(RecordText, aVariantShowsItsIndexAndItsAlternative) {
     EXPECT_EQ(text(Owner{Cat{"cat", 9}}), R"({"pet":{1:{"type":cat,"lives":9}}})");
 }
 
-TEST(RecordText, anOptionalInAListOfItsOwnShowsNull) {
-    std::ostringstream stream;
-    vx::detail::TextForm<std::optional<double>>::write(stream, std::nullopt);
+TEST(RecordText, aKeyMayDifferFromTheMembersName) {
+    EXPECT_EQ(text(Renamed{3}), R"({"no":3})");
+}
 
-    EXPECT_EQ(stream.str(), "null");
+TEST(RecordText, anOptionalInAListOfItsOwnShowsNull) {
+    EXPECT_EQ(vx::str(std::vector<std::optional<double>>{std::nullopt, 0.0}), "[null,0]");
 }
 
 TEST(RecordText, aListAsAnItemOfAMessageHasTheSameForm) {

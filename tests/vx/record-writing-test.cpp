@@ -17,6 +17,25 @@ struct Nested {
     VX_FIELDS(Nested, inner)
 };
 
+/// Notes the log context in which it is compared.
+struct Witness {
+    static inline std::string seen;
+
+    int number = 0;
+
+    bool operator==(const Witness& other) const {
+        seen = vx::str(vx::logContext());
+        return number == other.number;
+    }
+    VX_FIELDS(Witness, number)
+};
+
+struct Observed {
+    Witness witness = {};
+
+    VX_FIELDS(Observed, witness)
+};
+
 } // namespace
 
 TEST(RecordWriting, zeroFalseEmptyAndDefaultsNeverAppear) {
@@ -34,6 +53,16 @@ TEST(RecordWriting, keysStandInDeclaredOrder) {
 TEST(RecordWriting, leavingOutLooksAtZeroAndNotAtTheMembersDefault) {
     EXPECT_EQ(written(Defaults()), R"({"scale":1.0,"colour":"green"})");
     EXPECT_EQ(written(Defaults{0.0F, Colour::none}), "{}");
+}
+
+TEST(RecordWriting, aFieldThatIsLeftOutHasItsKeyInTheLogContextToo) {
+    EXPECT_EQ(written(Observed()), "{}");
+
+    EXPECT_EQ(Witness::seen, "/ witness ");
+}
+
+TEST(RecordWriting, aKeyMayDifferFromTheMembersName) {
+    EXPECT_EQ(written(Renamed{3}), R"({"no":3})");
 }
 
 TEST(RecordWriting, negativeZeroIsLeftOut) {

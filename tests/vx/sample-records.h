@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iterator>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -60,6 +61,19 @@ struct Defaults {
 
     bool operator==(const Defaults&) const = default;
     VX_FIELDS(Defaults, scale, colour)
+};
+
+/// Its key is not the name of its member.
+struct Renamed {
+    int number = 0;
+
+    template <class Visitor>
+    static void visitFields(Visitor& visitor) {
+        visitor.template operator()<decltype(&Renamed::number), &Renamed::number>("no");
+    }
+    friend std::ostream& operator<<(std::ostream& stream, const Renamed& record) {
+        return vx::reflectedOstream(stream, record);
+    }
 };
 
 struct Cat {
@@ -123,13 +137,28 @@ R read(const char* text) {
 }
 
 template <class R>
+std::string written(const R& record) {
+    return vx::toJson(vx::toJsonFragment(record));
+}
+
+/// A line in its scope, the one on an unknown name included, fails the test.
+class Silence {
+    const ChannelSeverity m_debug{vx::enumLogChannel().name(), vx::LogSeverity::debug};
+    const LogCapture m_log;
+};
+
+/// Text of a failure to read, which logs nothing by itself.
+template <class R>
 std::string failure(const char* text) {
+    const Silence silence;
     return thrownText([text] { vx::fromJson<R>(text); });
 }
 
+/// Text of a failure to write, which logs nothing by itself.
 template <class R>
-std::string written(const R& record) {
-    return vx::toJson(vx::toJsonFragment(record));
+std::string failureToWrite(const R& record) {
+    const Silence silence;
+    return thrownText([&record] { written(record); });
 }
 
 template <class R>
