@@ -17,6 +17,7 @@
 namespace {
 
 bool noMemoryForATokener = false;
+bool noTextForAnError = false;
 bool noMemoryForTheNextObject = false;
 
 /// The library's own `operator new`, whose mangled name tells what `std::size_t` is.
@@ -42,6 +43,14 @@ extern "C" json_tokener* json_tokener_new() {
     using Make = json_tokener* (*)();
     static const auto next = reinterpret_cast<Make>(dlsym(RTLD_NEXT, "json_tokener_new"));
     return noMemoryForATokener ? nullptr : next();
+}
+
+/// Stands in for the library's function of the same name, which has a text for each of its errors.
+extern "C" const char* json_tokener_error_desc(json_tokener_error error) {
+    using Describe = const char* (*)(json_tokener_error);
+    static const auto next =
+        reinterpret_cast<Describe>(dlsym(RTLD_NEXT, "json_tokener_error_desc"));
+    return noTextForAnError ? nullptr : next(error);
 }
 
 using vx::JsonPrimitive;
@@ -70,9 +79,11 @@ TEST(ParseJson, nullGivesAnEmptyPointer) {
     EXPECT_EQ(parseJsonFragment("null").use_count(), 0);
 }
 
-TEST(ParseJson, nullBehindABlankFailsThoughTheParserReportsNoError) {
-    EXPECT_EQ(failureOf(" null"),
-              "Failed to parse json. success condition:object vx/json.cpp:<line>");
+TEST(ParseJson, nullWithAnythingAroundItFailsThoughTheParserReportsNoError) {
+    for (const char* text : {" null", "null ", "null\n", "null x"})
+        EXPECT_EQ(failureOf(text),
+                  "Failed to parse json. success condition:object vx/json.cpp:<line>")
+            << text;
 }
 
 TEST(ParseJson, anEmptyObjectIsGivenBack) {
@@ -94,6 +105,22 @@ TEST(ParseJson, aTextThatIsNoJsonFailsWithTheParsersDescription) {
               "Failed to parse json. unexpected character condition:object vx/json.cpp:<line>");
 }
 
+TEST(ParseJson, aFailureOfWhichTheParserHasNoDescriptionSaysNull) {
+    noTextForAnError = true;
+    const std::string text = failureOf("<html>");
+    noTextForAnError = false;
+
+    EXPECT_EQ(text, "Failed to parse json. null condition:object vx/json.cpp:<line>");
+}
+
+TEST(ParseJson, logsNothing) {
+    const LogCapture log;
+
+    EXPECT_EQ(toJson(parseJsonFragment("{}")), "{}");
+    EXPECT_EQ(failureOf("{"),
+              "Failed to parse json. unexpected end of data condition:object vx/json.cpp:<line>");
+}
+
 TEST(ParseJson, withoutATokenerFailsEvenForNull) {
     noMemoryForATokener = true;
     const std::string text = failureOf("null");
@@ -112,6 +139,12 @@ TEST(ParseJson, theLogContextEndsTheText) {
 
 TEST(ParseJson, whatFollowsTheFirstValueIsIgnored) {
     EXPECT_EQ(toJson(parseJsonFragment(R"({"a":1} trailing)")), R"({"a":1})");
+}
+
+TEST(ParseJson, takesWhatTheParserTakesOfItself) {
+    EXPECT_EQ(toJson(parseJsonFragment("[1,]")), "[1]");
+    EXPECT_EQ(toJson(parseJsonFragment("TRUE")), "true");
+    EXPECT_EQ(toJson(parseJsonFragment("\"\xff\"")), "\"\xff\"");
 }
 
 TEST(ParseJson, aRawFragmentCanBeAskedForLikeARecord) {
