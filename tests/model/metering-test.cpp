@@ -69,6 +69,17 @@ TEST(MeteringOrigin, modbusReadsIntoItsRecordWithThatTextInItsOwnType) {
               MeteringOrigin(ModbusMeteringOrigin{"modbus", true, 7, "s", "a"}));
 }
 
+TEST(MeteringOrigin, showsItsAlternativesInTheirOrder) {
+    EXPECT_EQ(vx::str(MeteringAttributes{"", "", ApartmentMeteringOrigin()}),
+              R"({"origin":{1:{"type":apartment}}})");
+    EXPECT_EQ(vx::str(MeteringAttributes{"", "", ControllerMeteringOrigin()}),
+              R"({"origin":{2:{"type":controller}}})");
+    EXPECT_EQ(vx::str(MeteringAttributes{"", "", OpenMeteringSystemOrigin()}),
+              R"({"origin":{3:{"type":openMeteringSystem}}})");
+    EXPECT_EQ(vx::str(MeteringAttributes{"", "", ModbusMeteringOrigin()}),
+              R"({"origin":{4:{"type":modbus}}})");
+}
+
 TEST(MeteringOrigin, ofIndexZeroIsLeftOutAndADefaultAlternativeIsWrittenWithItsType) {
     const auto writtenAs = [](const MeteringOrigin& origin) {
         return written(MeteringAttributes{"", "", origin});
@@ -99,10 +110,16 @@ TEST(MeteringOrigin, aControllerWithAClearedTypeCannotBeWritten) {
         "alternative: condition:traitAlternative == alternative vx/record.h:<line> / origin");
 }
 
-TEST(ModbusMeteringOrigin, aSlaveAddressBeyondEightBitsFails) {
+TEST(ModbusMeteringOrigin, aSlaveAddressIsEightBitsWithoutASign) {
+    const std::string condition = " condition:static_cast<U>(t) == u && (t < 0) == (u < 0) "
+                                  "vx/record.h:<line> / slaveAddress / origin";
+
+    EXPECT_EQ(originOf(R"({"origin":{"type":"modbus","slaveAddress":255}})"),
+              MeteringOrigin(ModbusMeteringOrigin{"modbus", false, 255, "", ""}));
     EXPECT_EQ(thrownText([] { originOf(R"({"origin":{"type":"modbus","slaveAddress":256}})"); }),
-              "Narrowing error. t:0 u:256 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) "
-              "vx/record.h:<line> / slaveAddress / origin");
+              "Narrowing error. t:0 u:256" + condition);
+    EXPECT_EQ(thrownText([] { originOf(R"({"origin":{"type":"modbus","slaveAddress":-1}})"); }),
+              "Narrowing error. t:255 u:-1" + condition);
 }
 
 TEST(MeteringValueAttributes, nullLeavesTheOptionalNotEngagedWhileZeroEngagesIt) {
