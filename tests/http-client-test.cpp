@@ -9,8 +9,12 @@ using house::Answer;
 using orv::HttpClient;
 using orv::HttpMethod;
 using orv::HttpRequest;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::Key;
+using testing::Not;
+using testing::Pair;
 
 namespace {
 
@@ -58,8 +62,29 @@ TEST_F(Http, aBodyIsCutAtItsFirstNul) {
     EXPECT_EQ(result, "ab");
 }
 
+TEST_F(Http, aBodyThatBeginsWithNulIsNotEmptyAndClearsTheResult) {
+    server.serve("/x", std::string("\0a", 2));
+
+    EXPECT_EQ(client.get(url(), &result, false), 200);
+
+    EXPECT_EQ(result, "");
+}
+
 TEST_F(Http, withoutAResultTheBodyIsReadAndDropped) {
     server.serve("/x", std::string(1U << 20U, 'x'));
+    // Where libcurl writes a body that nobody takes.
+    testing::internal::CaptureStdout();
+
+    const long code = client.get(url(), nullptr, false);
+
+    EXPECT_EQ(testing::internal::GetCapturedStdout().size(), 0);
+    EXPECT_EQ(code, 200);
+}
+
+TEST_F(Http, withoutAResultTheBodyNeedsNoMemory) {
+    const LibraryCallsReset reset;
+    server.serve("/x", "hello");
+    libraryCalls.unobtainableSize = 6;
 
     EXPECT_EQ(client.get(url(), nullptr, false), 200);
 }
@@ -117,6 +142,17 @@ TEST_F(Http, aConnectionThatIsDroppedGivesMinusOneAndLeavesTheResult) {
                                         ", Reason: Empty reply from server"));
 }
 
+TEST_F(Http, aBodyThatBreaksOffGivesMinusOneAndLeavesTheResult) {
+    server.answerAlways("/x", Answer::brokenOff("part", 6));
+
+    EXPECT_EQ(client.get(url(), &result, false), -1);
+
+    EXPECT_EQ(result, "untouched");
+    EXPECT_THAT(log.take(),
+                ElementsAre("error HttpClient Request failed: GET " + url() +
+                            ", Reason: transfer closed with 6 bytes remaining to read"));
+}
+
 TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
     server.serve("/x", "hello");
     server.answerAlways("/x", Answer::late(std::chrono::hours(1)));
@@ -162,13 +198,17 @@ TEST_F(Http, postSendsHeadersAndData) {
     EXPECT_EQ(server.requests().front().body, "{}");
 }
 
-TEST_F(Http, postWithoutDataStillSendsAPost) {
+TEST_F(Http, postWithoutDataSendsAPostOfKnownLengthWithoutAType) {
     server.serve("/x", "done");
 
     EXPECT_EQ(client.post(url(), "", &result), 200);
 
-    EXPECT_EQ(server.requests().front().method, "POST");
-    EXPECT_EQ(server.requests().front().body, "");
+    const house::Request request = server.requests().front();
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.body, "");
+    EXPECT_THAT(request.headers, Contains(Pair("Content-Length", "0")));
+    EXPECT_THAT(request.headers, Not(Contains(Key("Transfer-Encoding"))));
+    EXPECT_THAT(request.headers, Not(Contains(Key("Content-Type"))));
 }
 
 TEST_F(Http, aRedirectIsFollowedForGetAlone) {
@@ -272,14 +312,26 @@ TEST_F(Http, onlyAClientThatKeepsItsHandleKeepsItsConnection) {
 }
 
 TEST_F(Http, aKeptHandleForgetsTheOptionsOfEarlierRequests) {
-    server.serve("/x", "hello");
+    redirect("/x", "/y", "arrived");
     HttpClient keeping(true);
 
-    EXPECT_EQ(keeping.post(url(), {{"X-One", "1"}}, "data", &result), 200);
-    EXPECT_EQ(keeping.get(url(), &result, false), 200);
-
+    EXPECT_EQ(keeping.request(HttpRequest{url("/y"), HttpMethod::DELETE, {}, ""}, &result), 200);
+    EXPECT_EQ(keeping.get(url("/y"), &result, false), 200);
     EXPECT_EQ(server.requests().back().method, "GET");
-    EXPECT_EQ(server.requests().back().headers.count("X-One"), 0);
+
+    // No longer follows redirects as the GET did.
+    EXPECT_EQ(keeping.post(url(), "data", &result), 302);
+}
+
+TEST_F(Http, aFailedRequestEndsTheHandleOfAClientThatKeepsNone) {
+    server.serve("/x", "hello");
+    const ChannelSeverity debug("HttpClient", vx::LogSeverity::debug);
+
+    EXPECT_EQ(client.get(nowhere, &result, false), -1);
+    log.take();
+    EXPECT_EQ(client.get(url(), &result, false), 200);
+
+    EXPECT_EQ(log.take().at(0), "debug HttpClient create new handle");
 }
 
 TEST_F(Http, statisticsAreZeroWithoutAHandle) {
