@@ -1,16 +1,32 @@
 #include "http-client.h"
 
+#include "support/library-calls.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <limits>
+#include <memory>
 #include <string>
 
 using orv::HttpClient;
 using orv::URLResult;
 using testing::ElementsAre;
+
+namespace {
+
+std::size_t append(URLResult& body, std::string text) {
+    return URLResult::appendCallback(text.data(), 1, text.size(), &body);
+}
+
+/// Frees the memory that @p body has now, for it is the test's where the body itself does not.
+std::unique_ptr<char, decltype(&std::free)> memoryOf(const URLResult& body) {
+    return {body.memory, &std::free};
+}
+
+} // namespace
 
 TEST(WriteCallbackMute, takesAllBytes) {
     EXPECT_EQ(HttpClient::writeCallbackMute(nullptr, 3, 5, nullptr), 15);
@@ -37,8 +53,7 @@ TEST(UrlResult, appendsExactlyWhatArrivesAndTerminatesIt) {
 
 TEST(UrlResult, resetForgetsTheBody) {
     URLResult body;
-    std::string text = "ab";
-    URLResult::appendCallback(text.data(), 1, 2, &body);
+    append(body, "ab");
 
     body.reset();
 
@@ -48,14 +63,27 @@ TEST(UrlResult, resetForgetsTheBody) {
 }
 
 TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
+    const LibraryCallsReset reset;
     URLResult body;
-    std::string text = "ab";
-    URLResult::appendCallback(text.data(), 1, 2, &body);
+    append(body, "ab");
 
     const char* tail = body.grow_tail(3);
 
     EXPECT_EQ(tail, body.memory + 2);
     EXPECT_EQ(body.size, 2);
+    const auto lost = memoryOf(body);
+    libraryCalls.unobtainableSize = 6;
+    EXPECT_EQ(body.grow_tail(3), nullptr);
+}
+
+TEST(UrlResult, hasNoContentUntilBytesHaveArrived) {
+    URLResult body;
+
+    body.grow_tail(3);
+
+    EXPECT_NE(body.memory, nullptr);
+    EXPECT_EQ(body.content(), nullptr);
+    const auto neverFilled = memoryOf(body);
 }
 
 TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
@@ -68,5 +96,21 @@ TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
               static_cast<std::size_t>(-1));
 
     EXPECT_EQ(body.memory, nullptr);
+    EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
+}
+
+TEST(UrlResult, withoutMemoryForMoreWhatHadArrivedIsGone) {
+    const LibraryCallsReset reset;
+    LogCapture log;
+    URLResult body;
+    append(body, "ab");
+    const auto lost = memoryOf(body);
+    libraryCalls.unobtainableSize = 6;
+
+    EXPECT_EQ(append(body, "cde"), static_cast<std::size_t>(-1));
+
+    EXPECT_EQ(body.memory, nullptr);
+    EXPECT_EQ(body.size, 2);
+    EXPECT_EQ(body.content(), nullptr);
     EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
 }
