@@ -62,9 +62,16 @@ TEST(LoggerBridge, logsOnAnotherChannel) {
 
 TEST(LoggerBridge, aSeverityAboveFiveThrowsWhateverTheChannelsIs) {
     const LogCapture log;
+    const orv::LogChannel quietest("old", LogSeverity::print);
+    const auto thrownBy = [&](unsigned severity) {
+        return thrownText([&] { Logger::log(quietest, "x", static_cast<aLogSeverity>(severity)); });
+    };
 
-    EXPECT_EQ(thrownText([] { Logger::log("x", static_cast<aLogSeverity>(6)); }),
+    EXPECT_EQ(thrownBy(6),
               "Cannot convert orv log severity static_cast<int>(x):6 logger.cpp:<line>");
+    // On the other scale this is beyond debug, which no channel lets pass.
+    EXPECT_EQ(thrownBy(4294967295U),
+              "Cannot convert orv log severity static_cast<int>(x):-1 logger.cpp:<line>");
 }
 
 TEST(LoggerBridge, severitiesConvertBack) {
