@@ -98,11 +98,52 @@ TEST(StringConverter, anEmptyStringIsNoConversionAndLeavesTheStateOfAFailureToTh
     EXPECT_EQ(converter.convert("abc"), "abc");
 }
 
-TEST(StringConverter, isCleanAgainAfterAFailure) {
+TEST(StringConverter, isCleanAgainAfterAnInvalidSequence) {
     // The shift to double bytes outlives a failed conversion unless the state is reset.
     StringConverter converter("ISO-2022-JP", "UTF-8");
     EXPECT_EQ(failure(converter, "\x1B$B\xFF"),
               "iconv: could not convert to UTF-8 encoding, invalid character sequence!");
 
     EXPECT_EQ(converter.convert("abc"), "abc");
+}
+
+TEST(StringConverter, isCleanAgainAfterAnIncompleteSequence) {
+    StringConverter converter("ISO-2022-JP", "UTF-8");
+    EXPECT_EQ(failure(converter, "\x1B$B$"),
+              "iconv: could not convert to UTF-8 encoding, incomplete multibyte sequence!");
+
+    EXPECT_EQ(converter.convert("abc"), "abc");
+}
+
+TEST(StringConverter, isCleanAgainAfterALackOfSpace) {
+    // Not clean, it would leave out the mark that it has written, and find the space.
+    StringConverter converter("UTF-8", "UTF-32");
+
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        EXPECT_EQ(
+            failure(converter, "a"),
+            "iconv: could not convert to UTF-32 encoding, insufficient space in output buffer!")
+            << attempt;
+    }
+}
+
+TEST(StringConverter, keepsItsStateFromOneConversionToTheNext) {
+    StringConverter converter("ISO-2022-JP", "UTF-8");
+
+    EXPECT_EQ(converter.convert("\x1B$B$\""), "あ");
+    EXPECT_EQ(converter.convert("$\""), "あ");
+}
+
+TEST(StringConverter, resetsItsStateOncePerFailure) {
+    const LibraryCallsReset reset;
+    StringConverter converter("UTF-8", "UTF-8");
+    failure(converter, "\x80");
+    int calls = 0;
+    libraryCalls.beforeIconv = [&] { ++calls; };
+
+    converter.convert("a");
+    EXPECT_EQ(calls, 2);
+    converter.convert("a");
+
+    EXPECT_EQ(calls, 3);
 }
