@@ -1,6 +1,7 @@
 #include "base.h"
 
 #include "support/invalid-argument.h"
+#include "support/library-calls.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>
@@ -10,9 +11,12 @@
 #include <limits>
 #include <new>
 #include <sstream>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 using namespace orv;
+using namespace std::string_literals;
 using testing::AnyOf;
 using testing::ElementsAre;
 using testing::Pair;
@@ -38,7 +42,7 @@ TEST(NumbersFromText, areReadInBaseZero) {
 }
 
 TEST(NumbersFromText, giveTheDefaultForARestOrAnEmptyText) {
-    for (const char* text : {"12a", "", "x"}) {
+    for (const std::string& text : {"12a"s, ""s, "x"s, "12\0"s}) {
         EXPECT_EQ(strToIntDef(text, 5), 5) << text;
         EXPECT_EQ(strToUIntDef(text, 5), 5U) << text;
         EXPECT_EQ(strToULongLongDef(text, 5), 5ULL) << text;
@@ -208,6 +212,15 @@ TEST(XmlStringEscape, invalidUtf8IsClearedWithAWarning) {
     EXPECT_THAT(log.take(), ElementsAre("warning System cleared out invalid UTF-8 string a\xFF "));
 }
 
+TEST(XmlStringEscape, looksForInvalidUtf8BehindANulToo) {
+    LogCapture log;
+
+    EXPECT_EQ(XMLStringEscape("a\0\xFF"s), "");
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("warning System cleared out invalid UTF-8 string a\0\xFF "s));
+}
+
 TEST(FixUtf8, leavesGoodText) {
     EXPECT_EQ(fixUtf8("aä€"), "aä€");
 }
@@ -242,15 +255,26 @@ TEST(TruncateUtf8String, cutsAtANulAndASequenceThatDoesNotFit) {
     EXPECT_EQ(truncateUTF8String(std::string("a\0bcd", 5), 4), "a");
     EXPECT_EQ(truncateUTF8String("ab\x80zz", 3), "a");
     EXPECT_EQ(truncateUTF8String("a\xC3zz", 2), "a");
+    EXPECT_EQ(truncateUTF8String("a\xC3\xA4\x80zz", 4), "a");
+    EXPECT_EQ(truncateUTF8String("a\xE2\x82\xAC\x80zz", 5), "a");
     EXPECT_EQ(truncateUTF8String("\xFC\x84\x80\x80\x80\x80!", 6), "");
 }
 
 TEST(Sleep, takesSecondsOrMilliseconds) {
+    const LibraryCallsReset reset;
+    std::vector<std::string> sleeps;
+    libraryCalls.beforeSleep = [&](unsigned seconds) {
+        sleeps.push_back(std::to_string(seconds) + " s");
+    };
+    libraryCalls.beforeUsleep = [&](unsigned microseconds) {
+        sleeps.push_back(std::to_string(microseconds) + " us");
+    };
     const auto begin = std::chrono::steady_clock::now();
 
     sleepMS(30);
     sleepSeconds(1);
 
+    EXPECT_THAT(sleeps, ElementsAre("30000 us", "1 s"));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1030));
 }
 

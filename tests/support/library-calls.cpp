@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <iconv.h>
+#include <unistd.h>
 
 LibraryCalls libraryCalls;
 
@@ -22,6 +23,8 @@ std::size_t __real_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** 
                          std::size_t* outLeft);
 void* __real_malloc(std::size_t size);
 void* __real_realloc(void* memory, std::size_t size);
+unsigned __real_sleep(unsigned seconds);
+int __real_usleep(useconds_t microseconds);
 
 int __wrap_access(const char* path, int mode) {
     if (libraryCalls.beforeAccess)
@@ -51,5 +54,17 @@ void* __wrap_malloc(std::size_t size) {
 
 void* __wrap_realloc(void* memory, std::size_t size) {
     return isUnobtainable(size) ? nullptr : __real_realloc(memory, size);
+}
+
+unsigned __wrap_sleep(unsigned seconds) {
+    if (libraryCalls.beforeSleep)
+        libraryCalls.beforeSleep(seconds);
+    return __real_sleep(seconds);
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+    if (libraryCalls.beforeUsleep)
+        libraryCalls.beforeUsleep(microseconds);
+    return __real_usleep(microseconds);
 }
 }

@@ -12,6 +12,8 @@ struct LibraryCalls {
     std::function<void(const std::string& path, int mode)> beforeAccess;
     std::function<void(int fd)> beforeFsync;
     std::function<void()> beforeIconv;
+    std::function<void(unsigned seconds)> beforeSleep;
+    std::function<void(unsigned microseconds)> beforeUsleep;
     /// Number of bytes that neither `malloc` nor `realloc` has memory for, 0 for none.
     std::size_t unobtainableSize = 0;
     /// `errno` of a failing `iconv`, 0 for none.
