@@ -69,14 +69,24 @@ protected:
         return reader.connection.m_readings.at(slaveAddress);
     }
 
-    /// The log lines so far that tell of a value carried forward; the others are forgotten.
-    std::vector<std::string> interpolations() {
+    /// The log lines so far, in which the moment of a record reads `<time>`.
+    std::vector<std::string> lines() {
         std::vector<std::string> lines = log.take();
-        std::erase_if(lines, [](const std::string& line) {
-            return line.find("Interpolating") == std::string::npos;
-        });
+        for (std::string& line : lines)
+            line = withoutTime(line);
         return lines;
     }
+
+    /// The log lines so far that contain @p text; the others are forgotten.
+    std::vector<std::string> linesWith(const std::string& text) {
+        std::vector<std::string> lines = log.take();
+        std::erase_if(
+            lines, [&](const std::string& line) { return line.find(text) == std::string::npos; });
+        return lines;
+    }
+
+    /// The log lines so far that tell of a value carried forward; the others are forgotten.
+    std::vector<std::string> interpolations() { return linesWith("Interpolating"); }
 
     LogCapture log{LogCapture::Mode::lenient};
     house::ModbusSlave slave{house::TcpPort{}};
