@@ -115,9 +115,11 @@ TEST(DecodeRegister, largeCountersLoseTheirLowDigitsInSinglePrecision) {
     EXPECT_EQ(number(T::uint64, {0x0000, 0x0000, 0x0100, 0x0003}), 16777220.0);
 }
 
-TEST(DecodeRegister, int64IsConvertedToFloatInOneStep) {
+TEST(DecodeRegister, sixtyFourBitsAreConvertedToFloatInOneStep) {
     // By way of double precision this would round twice and end at 2^60.
-    EXPECT_EQ(number(T::int64, {0x1000, 0x0010, 0x0000, 0x0001}), 1152921642045800448.0);
+    for (const T type : {T::int64, T::uint64})
+        EXPECT_EQ(number(type, {0x1000, 0x0010, 0x0000, 0x0001}), 1152921642045800448.0)
+            << vx::str(type);
 }
 
 TEST(DecodeRegister, decodesOneValueFromTheFirstWordsWhateverTheLength) {
