@@ -1,11 +1,14 @@
 #include "modbus/config-file.h"
 
+#include "support/counts-in-comparison.h"
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 using orv::modbus::ConfigFile;
 using orv::modbus::loadConfigFile;
@@ -80,6 +83,18 @@ TEST_F(LoadConfigFile, aDirectoryThatEndsInASlashGetsNoSecondOne) {
     EXPECT_EQ(log.takeFrom("orvMODBUSConfigFile").front(), loading());
 }
 
+TEST(ConfigFileComparison, countsEveryField) {
+    using C = ModbusMiscConfig;
+    const C config{"h", 502, 1000, 3, 4};
+
+    EXPECT_TRUE(countsInComparison(config, &C::modbusTCPServer, "H"));
+    EXPECT_TRUE(countsInComparison(config, &C::port, 503));
+    EXPECT_TRUE(countsInComparison(config, &C::readIntervalUSec, 1001));
+    EXPECT_TRUE(countsInComparison(config, &C::timeoutResponseSec, 5));
+    EXPECT_TRUE(countsInComparison(config, &C::timeoutIndicationSec, 5));
+    EXPECT_TRUE(countsInComparison(ConfigFile{config}, &ConfigFile::modbusMiscConfig, C()));
+}
+
 TEST_F(LoadConfigFile, allKeysAreRead) {
     EXPECT_EQ(
         loadSection(R"({"modbusTCPServer":"meter-gateway","port":502,"readIntervalUSec":1000,)"
@@ -122,6 +137,16 @@ TEST_F(LoadConfigFile, aSectionThatIsNoObjectThrows) {
 TEST_F(LoadConfigFile, aFileThatIsNoJsonThrows) {
     EXPECT_EQ(thrownText([&] { loadText("<xml/>"); }),
               "Failed to parse json. unexpected character condition:object vx/json.cpp:<line>");
+}
+
+TEST_F(LoadConfigFile, aFileThatCannotBeReadThrowsAndIsNotTakenForAbsent) {
+    const auto name = directory.path() / "modbus-config.json";
+    std::filesystem::create_directory(name);
+
+    EXPECT_THAT(thrownText([&] { load(); }),
+                testing::StartsWith("Failed to read file filename:" + name.string() + " e:"));
+
+    EXPECT_THAT(log.takeFrom("orvMODBUSConfigFile"), ElementsAre(loading()));
 }
 
 TEST_F(LoadConfigFile, theFileIsReadAnewOnEachCall) {
