@@ -230,8 +230,11 @@ TEST_F(SocketWriter, disconnectDoesNothing) {
     house::MeteringService service;
     auto client = std::make_shared<SocketClient>(ioContext, socketPath);
     client->send("x");
+    log.take();
 
     client->disconnect();
+
+    EXPECT_THAT(log.take(), IsEmpty());
     client.reset();
     ioContext.run();
 
