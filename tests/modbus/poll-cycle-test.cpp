@@ -242,14 +242,17 @@ TEST_F(PollCycle, anEmptyAttachedListYieldsNoBusTrafficAndNoRecord) {
 }
 
 TEST_F(PollCycle, anEmptyAttachedListTakesTheMetersAway) {
-    poll();
+    const std::string sending = "modbusreaderSocketWriter Connect";
+    EXPECT_THAT(with(sending, poll()), SizeIs(2));
     server.serve(LocalServer::attachedPath, R"({"data":[]})");
     slave.clearTranscript();
 
-    poll();
+    const auto lines = poll();
 
     EXPECT_EQ(slave.transcript(), "");
+    // Their last records are kept, but not sent again.
     EXPECT_THAT(reader.connection.m_readings, SizeIs(2));
+    EXPECT_THAT(with(sending, lines), IsEmpty());
 }
 
 TEST_F(PollCycle, anErrorStatusOnSupportedReadsNoMeter) {
