@@ -82,6 +82,13 @@ TEST(Message, leavesOutTariffEnabledFalseAndSlaveAddressZero) {
     EXPECT_EQ(message(reading).find("tariffEnabled"), std::string::npos);
 }
 
+TEST(Message, leavesOutNoMomentBehindTheEpoch) {
+    ModbusMeteringSystem reading;
+    reading.lastChanged += std::chrono::nanoseconds(1);
+
+    EXPECT_EQ(message(reading), R"({"lastChanged":"1970-01-01T00:00:00.000Z"})");
+}
+
 TEST(Message, leavesOutAPowerOfZeroWhileNanAndInfinityStandAsNull) {
     ModbusMeteringSystem reading;
     reading.powerConsumed = -0.0;
