@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <limits>
-#include <memory>
 #include <string>
 
 using orv::HttpClient;
@@ -19,11 +18,6 @@ namespace {
 
 std::size_t append(URLResult& body, std::string text) {
     return URLResult::appendCallback(text.data(), 1, text.size(), &body);
-}
-
-/// Frees the memory that @p body has now, for it is the test's where the body itself does not.
-std::unique_ptr<char, decltype(&std::free)> memoryOf(const URLResult& body) {
-    return {body.memory, &std::free};
 }
 
 } // namespace
@@ -71,9 +65,10 @@ TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
 
     EXPECT_EQ(tail, body.memory + 2);
     EXPECT_EQ(body.size, 2);
-    const auto lost = memoryOf(body);
+    char* const lost = body.memory;
     libraryCalls.unobtainableSize = 6;
-    EXPECT_EQ(body.grow_tail(3), nullptr);
+    ASSERT_EQ(body.grow_tail(3), nullptr);
+    body.memory = lost;
 }
 
 TEST(UrlResult, hasNoContentUntilBytesHaveArrived) {
@@ -83,7 +78,7 @@ TEST(UrlResult, hasNoContentUntilBytesHaveArrived) {
 
     EXPECT_NE(body.memory, nullptr);
     EXPECT_EQ(body.content(), nullptr);
-    const auto neverFilled = memoryOf(body);
+    std::free(body.memory); // which the body does only if it has content
 }
 
 TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
@@ -104,13 +99,14 @@ TEST(UrlResult, withoutMemoryForMoreWhatHadArrivedIsGone) {
     LogCapture log;
     URLResult body;
     append(body, "ab");
-    const auto lost = memoryOf(body);
+    char* const lost = body.memory;
     libraryCalls.unobtainableSize = 6;
 
-    EXPECT_EQ(append(body, "cde"), static_cast<std::size_t>(-1));
+    ASSERT_EQ(append(body, "cde"), static_cast<std::size_t>(-1));
 
     EXPECT_EQ(body.memory, nullptr);
     EXPECT_EQ(body.size, 2);
     EXPECT_EQ(body.content(), nullptr);
     EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
+    body.memory = lost;
 }
