@@ -3,11 +3,13 @@
 #include "support/invalid-argument.h"
 #include "support/library-calls.h"
 #include "support/log-capture.h"
+#include "support/recorded-curl.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -180,10 +182,35 @@ TEST(UrlEncode, escapesAllButUnreservedCharacters) {
     EXPECT_EQ(urlEncode(""), "");
 }
 
+TEST(UrlEncode, makesOneHandleForAllTexts) {
+    urlEncode("a");
+    const int before = recorded_curl::handles();
+
+    urlEncode("b");
+
+    EXPECT_EQ(recorded_curl::handles(), before);
+}
+
 TEST(UrlEncode, throwsForATextThatTheLibraryRefuses) {
     // Escaped, it is longer than libcurl makes any text.
     EXPECT_THROW(urlEncode(std::string(9000000, ' ')), std::bad_alloc);
     EXPECT_EQ(urlEncode(" "), "%20");
+}
+
+// The handle is made once in a process, so the child has to come ahead of all other tests, which
+// the name of its suite asks for.
+TEST(UrlEncodeDeathTest, throwsWithoutAHandle) {
+    const auto encodeWithoutAHandle = [] {
+        recorded_curl::refuseHandles();
+        try {
+            urlEncode("a");
+        } catch (const std::bad_alloc&) {
+            std::_Exit(0);
+        }
+        std::_Exit(1);
+    };
+
+    EXPECT_EXIT(encodeWithoutAHandle(), testing::ExitedWithCode(0), "");
 }
 
 TEST(XmlStringEscape, replacesTheFiveCharactersOfMarkup) {

@@ -8,11 +8,21 @@ namespace {
 
 std::map<CURLoption, long> options;
 std::optional<std::chrono::milliseconds> timeLimit;
+int handleCount = 0;
+bool refusesHandles = false;
 
 } // namespace
 
 const std::map<CURLoption, long>& recorded_curl::numbers() {
     return options;
+}
+
+int recorded_curl::handles() {
+    return handleCount;
+}
+
+void recorded_curl::refuseHandles() {
+    refusesHandles = true;
 }
 
 void recorded_curl::replaceTimeLimit(std::chrono::milliseconds limit) {
@@ -22,9 +32,20 @@ void recorded_curl::replaceTimeLimit(std::chrono::milliseconds limit) {
 void recorded_curl::reset() {
     options.clear();
     timeLimit.reset();
+    refusesHandles = false;
 }
 
 #undef curl_easy_setopt
+
+/// Stands in for the library's function of the same name.
+extern "C" CURL* curl_easy_init() {
+    ++handleCount;
+    if (refusesHandles)
+        return nullptr;
+    static const auto next =
+        reinterpret_cast<decltype(&curl_easy_init)>(dlsym(RTLD_NEXT, "curl_easy_init"));
+    return next();
+}
 
 /// Stands in for the library's function of the same name. A number and a pointer travel alike.
 extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
