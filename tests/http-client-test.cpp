@@ -108,6 +108,22 @@ TEST_F(Http, getSendsTheHeadersOfTheMap) {
     EXPECT_EQ(headers.at("X-Two"), "two");
 }
 
+TEST_F(Http, theHeadersGoInTheOrderOfTheMap) {
+    server.serve("/x", "");
+    const std::unordered_map<std::string, std::string> headers = {
+        {"X-One", "1"},  {"X-Two", "2"}, {"X-Three", "3"}, {"X-Four", "4"},
+        {"X-Five", "5"}, {"X-Six", "6"}, {"X-Seven", "7"}, {"X-Eight", "8"}};
+
+    client.get(url(), headers, nullptr, false);
+
+    std::vector<std::string> sent = server.requests().front().headerNames;
+    std::erase_if(sent, [](const std::string& name) { return !name.starts_with("X-"); });
+    std::vector<std::string> ofMap;
+    for (const auto& [name, value] : headers)
+        ofMap.push_back(name);
+    EXPECT_EQ(sent, ofMap);
+}
+
 TEST_F(Http, aConnectionRefusedGivesMinusOneAndTheReason) {
     EXPECT_EQ(client.get(nowhere, &result, false), -1);
 

@@ -94,8 +94,10 @@ Request toRequest(const RawRequest& raw, std::size_t connection) {
     request.connection = connection;
     request.method = std::string(raw.method_string());
     request.path = std::string(raw.target());
-    for (const auto& field : raw)
+    for (const auto& field : raw) {
         request.headers[std::string(field.name_string())] = std::string(field.value());
+        request.headerNames.emplace_back(field.name_string());
+    }
     request.body = raw.body();
     request.arrived = std::chrono::system_clock::now();
     return request;

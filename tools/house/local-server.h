@@ -39,6 +39,8 @@ struct Request {
     std::string method;
     std::string path;
     std::map<std::string, std::string> headers;
+    /// In the order in which the headers came.
+    std::vector<std::string> headerNames;
     std::string body;
     std::chrono::system_clock::time_point arrived;
     /// Number of the connection that it came on, in the order in which they were accepted.
