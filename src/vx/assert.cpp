@@ -27,6 +27,15 @@ void writeNumber(long number) {
     writePiece(text);
 }
 
+/// Runs what may throw: the pieces behind it still count, and the process must not live on.
+template <class Function>
+void tryPiece(Function function) {
+    try {
+        function();
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nobody left to tell
+    }
+}
+
 void writeLogContext() {
     std::ostringstream stream;
     stream << logContext();
@@ -38,7 +47,7 @@ void writeTraces(const StackTrace& trace) {
     backtrace_symbols_fd(trace.frames + trace.begin, trace.end - trace.begin, STDERR_FILENO);
     fsync(STDERR_FILENO);
     writePiece("Decoded stacktrace:");
-    writeSymbolsToFd(trace, STDERR_FILENO);
+    tryPiece([&] { writeSymbolsToFd(trace, STDERR_FILENO); });
     fsync(STDERR_FILENO);
 }
 
@@ -56,7 +65,7 @@ void writeTraces(const StackTrace& trace) {
     writePiece(":");
     writeNumber(line);
     writePiece(" ");
-    writeLogContext();
+    tryPiece(writeLogContext);
     writePiece(" ");
     writePiece(function);
     writePiece("\n");

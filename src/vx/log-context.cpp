@@ -15,6 +15,11 @@ LogContext::LogContext() : prev(t_logContext) {
 }
 
 LogContext::~LogContext() {
+    // One that ends ahead of an inner one can't print itself any more when its assertion shows the
+    // chain.
+    for (LogContext* x = t_logContext; x != nullptr && x != this; x = x->prev)
+        if (x->prev == this)
+            x->prev = prev;
     VX_ASSERT(t_logContext == this);
     t_logContext = prev;
 }

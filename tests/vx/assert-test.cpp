@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -154,6 +155,26 @@ TEST(Assert, eachTraceIsSynced) {
     EXPECT_EQ(*(decoded - 1), fsyncPiece);
     EXPECT_EQ(*(decoded + 1), fsyncPiece);
     EXPECT_EQ(pieces.back(), fsyncPiece);
+}
+
+TEST(Assert, aContextThatThrowsLeavesOutItsPieceAlone) {
+    const auto pieces = piecesOfAbort([] {
+        const vx::detail::LogContextImpl context(
+            [](std::ostream&) { throw std::runtime_error("no text"); });
+        try {
+            assertTest::fail(5);
+        } catch (...) {
+            // The process would live on behind a failed assertion.
+            _exit(0);
+        }
+    });
+
+    const auto lines = linesOf(joined(pieces));
+    EXPECT_THAT(lines.at(0),
+                MatchesRegex("Assertion failed\\. Too short\\. size:5 condition:size >= "
+                             "20 tests/vx/assert-test\\.cpp:[0-9]+  .*"));
+    EXPECT_THAT(lines.at(0), testing::EndsWith(functionOfFail));
+    EXPECT_THAT(lines, Contains(StartsWith("Decoded stacktrace:")));
 }
 
 TEST(Assert, writeErrorsDoNotKeepItFromAborting) {
