@@ -92,6 +92,65 @@ TEST_F(MeterRead, eachFailedEnergyKeepsItsOwnPreviousValue) {
                     interpolating("energyExportTariff5"), interpolating("energyExportTariff6")));
 }
 
+TEST_F(MeterRead, failedFieldsAreCarriedInRegisterOrderOncePerRegister) {
+    slave.unit(7).holding(10, {5, 6, 7});
+    const std::vector<ModbusRegister> registers = {reg(10, F::energyExport, T::uint16),
+                                                   reg(11, F::energyImport, T::uint16),
+                                                   reg(12, F::energyExport, T::uint16)};
+    read(7, registers);
+    slave.unit(7).failAlways(Fault::exception(4));
+    log.take();
+
+    read(7, registers);
+
+    EXPECT_THAT(interpolations(),
+                ElementsAre(interpolating("energyExport"), interpolating("energyImport"),
+                            interpolating("energyExport")));
+}
+
+TEST_F(MeterRead, theCarriedValueIsWhatIsSent) {
+    slave.unit(7).holding(10, {5});
+    attach(7, "S");
+    const std::vector<ModbusRegister> registers = {reg(1, F::serial, T::ascii),
+                                                   reg(10, F::energyImport, T::uint16)};
+    read(7, registers);
+    slave.unit(7).failNext(10, Fault::exception(4));
+
+    read(7, registers);
+
+    EXPECT_EQ(transcript(2), R"(>> unit 7  read holding 10 x1
+<< 0005
+>> unit 7  read holding 10 x1
+<< exception 4
+=  {"id":"S","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>","energyConsumed":18000000.0}
+=  {"id":"S","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>","energyConsumed":18000000.0}
+)");
+}
+
+TEST_F(MeterRead, theRecordIsLoggedWithItsCarriedValue) {
+    slave.unit(7).holding(10, {5});
+    read(7, {reg(10, F::energyImport, T::uint16)});
+    slave.unit(7).failNext(10, Fault::exception(4));
+    log.take();
+
+    read(7, {reg(10, F::energyImport, T::uint16)});
+
+    const std::string energy = R"({"address":10,"fieldType":energyImport,"modbusDataType":uint16,)"
+                               R"("length":1,"scaleValue":1,"registerType":holding})";
+    EXPECT_THAT(
+        lines(),
+        ElementsAre("notice modbusSerial Reading meter slaveAddress:7 meterConfig.registers:[" +
+                        energy + "] toolkit.cpp:<line>",
+                    "notice modbusSerial Reading meter now slaveAddress:7 toolkit.cpp:<line>",
+                    "warning modbusSerial Could not read register strerror((*__errno_location "
+                    "())):Unknown error 112345682 aRegister:" +
+                        energy + " toolkit.cpp:<line>",
+                    interpolating("energyImport"),
+                    R"(notice modbusSerial Reading aReading:{"slaveAddress":7,)"
+                    R"("meteringType":modbus,"lastChanged":<time>,"energyConsumed":1.8e+07} )"
+                    R"(toolkit.cpp:<line>)"));
+}
+
 TEST_F(MeterRead, carriedValuesGoOnBeingCarriedThroughAnyNumberOfFailingPolls) {
     slave.unit(7).holding(10, {5});
     read(7, {reg(10, F::energyImport, T::uint16)});
