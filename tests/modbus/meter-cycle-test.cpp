@@ -1,9 +1,12 @@
 #include "modbus/poll-cycle.h"
+#include "support/recorded-bus.h"
+#include "support/recorded-sleep.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
@@ -24,6 +27,20 @@ TEST_F(PollCycle, readsTheMetersOneAfterAnotherInListOrder) {
     poll();
 
     EXPECT_EQ(slave.transcript(), readBoth);
+}
+
+TEST_F(PollCycle, nothingComesBetweenTheReadsOfTwoMeters) {
+    poll();
+    recorded_bus::take();
+    std::vector<unsigned> sleeps;
+    const recorded_sleep::Observer observer([&](unsigned seconds) { sleeps.push_back(seconds); });
+
+    poll();
+
+    EXPECT_THAT(recorded_bus::take(),
+                ElementsAre("modbus_set_slave 7", "usleep 0", "modbus_read_registers 10 x1",
+                            "modbus_set_slave 8", "usleep 0", "modbus_read_registers 10 x1"));
+    EXPECT_THAT(sleeps, IsEmpty());
 }
 
 TEST_F(PollCycle, eachMeterIsReadWithAllItsModelsAheadOfTheNextMeter) {
