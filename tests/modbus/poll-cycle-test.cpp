@@ -134,6 +134,34 @@ TEST_F(PollCycle, onlyStatus200IsAnAnswer) {
     EXPECT_THAT(warnings(poll()), ElementsAre(warning, warning, warning));
 }
 
+TEST_F(PollCycle, theGoodBodyOfAnErrorStatusIsLoggedAndNotTaken) {
+    poll();
+    const auto parameters = reader.connection.m_config;
+    const auto meters = reader.connection.m_attachedMeters;
+    server.answerNext(LocalServer::rtuConfigPath,
+                      Answer::withStatus(500, R"({"data":{"serialDevice":"/dev/b"}})"));
+    server.answerNext(LocalServer::attachedPath,
+                      Answer::withStatus(500, R"({"data":[{"configId":"c","slaveAddress":9}]})"));
+    server.answerNext(LocalServer::supportedPath,
+                      Answer::withStatus(500, R"({"data":[{"id":"c","registers":[{}]}]})"));
+    slave.clearTranscript();
+
+    const auto lines = poll();
+
+    const std::string warning = "warning modbusSerial Error requesting from server code:500 ";
+    EXPECT_THAT(
+        warnings(lines),
+        ElementsAre(warning + R"(result:{"data":{"serialDevice":"/dev/b"}} toolkit.cpp:<line>)",
+                    warning + R"(result:{"data":[{"configId":"c","slaveAddress":9}]} )"
+                              R"(toolkit.cpp:<line>)",
+                    warning + R"(result:{"data":[{"id":"c","registers":[{}]}]} )"
+                              R"(toolkit.cpp:<line>)"));
+    EXPECT_EQ(reader.connection.m_config, parameters);
+    EXPECT_EQ(reader.connection.m_attachedMeters, meters);
+    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_THAT(with("Reading meter", lines), IsEmpty());
+}
+
 TEST_F(PollCycle, anUnparsableRtuconfigKeepsParametersAndConnection) {
     poll();
     server.answerNext(LocalServer::rtuConfigPath, Answer::withBody("<html>"));
