@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <type_traits>
 
 using testing::ElementsAre;
 using testing::MatchesRegex;
@@ -156,6 +157,12 @@ TEST_F(SystemRead, pathThatCannotBeFollowedThrows) {
     EXPECT_THROW(system->readFileIfExists(path("loop")), boost::filesystem::filesystem_error);
 }
 
+TEST_F(SystemTest, isAnInterfaceThatIsNotCopied) {
+    static_assert(std::is_abstract_v<vx::System>);
+    static_assert(!std::is_copy_constructible_v<vx::System>);
+    SUCCEED();
+}
+
 TEST_F(SystemTest, nothingIsLoggedAtTheInitialSeverity) {
     const LogCapture log;
 
@@ -257,16 +264,20 @@ TEST_F(SystemExists, pathThatCannotBeFollowedThrows) {
     EXPECT_THROW(system->exists(path("loop")), boost::filesystem::filesystem_error);
 }
 
-TEST_F(SystemExists, logsThePathAtDebug) {
+TEST_F(SystemExists, logsThePathAtDebugAheadOfLooking) {
     const ChannelSeverity debug("vxSystem", LogSeverity::debug);
     LogCapture log;
+    std::filesystem::create_symlink("loop", path("loop"));
 
     system->exists("/dev/null");
+    EXPECT_THROW(system->exists(path("loop")), boost::filesystem::filesystem_error);
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("debug vxSystem Enter .*bool "
-                                         "vx::SystemImpl::exists\\(.*\\) const path:/dev/null "
-                                         ".cpp:<line>")));
+    const auto enter = [](const std::string& path) {
+        return MatchesRegex("debug vxSystem Enter .*bool vx::SystemImpl::exists\\(.*\\) const "
+                            "path:" +
+                            path + " .cpp:<line>");
+    };
+    EXPECT_THAT(log.take(), ElementsAre(enter("/dev/null"), enter(path("loop"))));
 }
 
 TEST_F(SystemLsRegularFiles, givesPathsOfExactlyTheExtension) {
@@ -279,6 +290,19 @@ TEST_F(SystemLsRegularFiles, givesPathsOfExactlyTheExtension) {
 
     EXPECT_THAT(system->lsRegularFiles(directory.path().string(), ".json"),
                 ElementsAre(path("a.json")));
+}
+
+TEST_F(SystemLsRegularFiles, anExtensionWithoutItsDotGivesNone) {
+    directory.write("a.json", "");
+
+    EXPECT_THAT(system->lsRegularFiles(directory.path().string(), "json"), ElementsAre());
+}
+
+TEST_F(SystemLsRegularFiles, aNameThatBeginsWithItsOnlyDotIsAnExtension) {
+    directory.write(".json", "");
+
+    EXPECT_THAT(system->lsRegularFiles(directory.path().string(), ".json"),
+                ElementsAre(path(".json")));
 }
 
 TEST_F(SystemLsRegularFiles, followsSymbolicLinks) {
