@@ -183,6 +183,22 @@ TEST(ToDateTime, formThatYieldsFewerThanSixNumbersFails) {
               "s:2009-01-02T09:00-----Z condition:parsedTokens == 6 vx/date-time.cpp:<line>");
 }
 
+TEST(ToDateTime, aFieldTakesAsManyDigitsAsItHas) {
+    EXPECT_EQ(failureOf("12009-01-02T09:00:00Z"),
+              "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
+              "s:12009-01-02T09:00:00Z condition:parsedTokens == 6 vx/date-time.cpp:<line>");
+    EXPECT_EQ(parsedMs("2009-01-02T09:00:001Z"), 1230886800000);
+}
+
+TEST(ToDateTime, theFractionIsLookedForInOnePlaceOnly) {
+    EXPECT_EQ(parsedMs("2009-1-2T09:00:00.500Z"), 1230886800000);
+    EXPECT_EQ(parsedMs("2009-1-2T09:00:00+1.5Z"), 1230886800500);
+}
+
+TEST(ToDateTime, aYearBeyondTheNanosecondsWrapsAround) {
+    EXPECT_EQ(parse("2300-01-01T00:00:00Z"), at(-8032952073709551616ns));
+}
+
 TEST(ToDateTime, yearBefore1900Fails) {
     EXPECT_EQ(failureOf("1899-00-31T23:59:59Z"),
               "Expecting DateTime after year 1900 s:1899-00-31T23:59:59Z "

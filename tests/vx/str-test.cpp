@@ -124,6 +124,7 @@ TEST(TrimFile, pathWithoutSourceRootIsKeptWhole) {
 TEST(TrimFile, onlyThePartBehindTheLastSourceRootRemains) {
     EXPECT_EQ(vx::trimFile("../src/vx/str.cpp"), "vx/str.cpp");
     EXPECT_EQ(vx::trimFile("build/src/a/src/vx/str.cpp"), "vx/str.cpp");
+    EXPECT_EQ(vx::trimFile("mysrc/vx/str.cpp"), "vx/str.cpp");
 }
 
 TEST(TrimFile, lengthRuleAppliesBehindTheSourceRoot) {
@@ -159,6 +160,13 @@ TEST(TryToInt, refusesEmptyTextBlanksAndRests) {
     for (const char* text : {"", " 1", "\t1", "1 ", "1x", "x", "-", "0x10", "1.0"})
         EXPECT_EQ(vx::tryToInt(text), std::nullopt) << text;
     EXPECT_EQ(vx::tryToInt(std::string("1\0002", 3)), std::nullopt);
+}
+
+TEST(TryToNumber, noWhiteSpaceMayStandAhead) {
+    for (const char blank : {' ', '\t', '\n', '\v', '\f', '\r'}) {
+        EXPECT_EQ(vx::tryToInt(std::string(1, blank) + "1"), std::nullopt);
+        EXPECT_EQ(vx::tryToDouble(std::string(1, blank) + "1"), std::nullopt);
+    }
 }
 
 TEST(TryToInt, valueBeyondTheRangeOfLongComesBackClamped) {
@@ -197,6 +205,7 @@ TEST(TryToDouble, acceptsInfinityByNameAndByRange) {
 TEST(TryToDouble, refusesEmptyTextBlanksAndRests) {
     for (const char* text : {"", " 1", "\n1", "1 ", "1x", "0 ", "x", "."})
         EXPECT_EQ(vx::tryToDouble(text), std::nullopt) << text;
+    EXPECT_EQ(vx::tryToDouble(std::string("1\0002", 3)), std::nullopt);
 }
 
 TEST(RequireInt, givesTheNumber) {
