@@ -149,9 +149,11 @@ TEST(Assert, bothTracesFollowTheFirstLine) {
 
 TEST(Assert, eachTraceIsSynced) {
     const auto pieces = piecesOfAbort([] { assertTest::fail(3); });
-    const auto decoded = std::find(pieces.begin(), pieces.end(), "Decoded stacktrace:");
+    const auto plain = std::find(pieces.begin(), pieces.end(), "Stacktrace:");
+    const auto decoded = std::find(plain, pieces.end(), "Decoded stacktrace:");
 
     ASSERT_NE(decoded, pieces.end());
+    EXPECT_EQ(*(plain + 1), fsyncPiece);
     EXPECT_EQ(*(decoded - 1), fsyncPiece);
     EXPECT_EQ(*(decoded + 1), fsyncPiece);
     EXPECT_EQ(pieces.back(), fsyncPiece);

@@ -115,6 +115,7 @@ TEST(LogContext, holdsOneCallableAndNothingElse) {
 
     EXPECT_EQ(sizeof(vx::detail::LogContextImpl<Callable>),
               sizeof(vx::LogContext) + sizeof(Callable));
+    static_assert(std::is_nothrow_destructible_v<vx::LogContext>);
     static_assert(!std::is_copy_constructible_v<vx::detail::LogContextImpl<decltype(write)>>);
     static_assert(!std::is_move_constructible_v<vx::detail::LogContextImpl<decltype(write)>>);
 }

@@ -111,12 +111,14 @@ TEST(LogLine, threadIdIsThatOfTheCallingThread) {
     EXPECT_NE(expected.substr(0, 5), threadIdColumn());
 }
 
-TEST(LogLine, threadIdOfSevenDigitsWidensItsColumn) {
+TEST(LogLine, threadIdOfMoreThanFiveDigitsWidensItsColumnUpToSeven) {
     const SystemCallsReset reset;
-    systemCalls.threadId = 1234567;
 
-    EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
-              "1234567 NOTIC logLine x\n");
+    for (const long id : {1234567L, 12345678L}) {
+        systemCalls.threadId = id;
+        EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
+                  "1234567 NOTIC logLine x\n");
+    }
 }
 
 TEST(LogLine, shortWritesAreContinued) {

@@ -241,6 +241,12 @@ TEST(LogSettings, lineOfTheBareNameBehindAGoodOneIsNotReached) {
     EXPECT_EQ(outputWithFile("VX_LOG=D\\nVX_LOG\\n"), everythingAtDebug);
 }
 
+TEST(LogSettings, fileIsNotReadIfTheEnvironmentHasTheSetting) {
+    // The line would be reported.
+    EXPECT_EQ(outputOf({.rules = "x", .colors = "no", .makeFile = "echo VX_LOG >/etc/libvx"}),
+              nothingSet);
+}
+
 TEST(LogSettings, fileThatCannotBeOpenedOrReadGivesNothing) {
     const std::string socket =
         "'" SURROUNDINGS_PROGRAM "' make-socket /etc/libvx && [[ -S /etc/libvx ]] || exit 3";

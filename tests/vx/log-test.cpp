@@ -79,6 +79,7 @@ TEST(LogSeverityFromSyslog, anyOtherNumberIsDebug) {
 
 TEST(LogChannel, isNeitherCopiedNorVirtual) {
     static_assert(!std::is_copy_constructible_v<LogChannel>);
+    static_assert(std::is_nothrow_destructible_v<LogChannel>);
     static_assert(!std::is_polymorphic_v<LogChannel>);
     SUCCEED();
 }
@@ -235,6 +236,7 @@ TEST(TrimFileForChannel, removesWhatTheChannelsNameTells) {
         {"base", "src/base.cpp", ".cpp"},
         {"vxLog", "src/vx/log.cpp", ".cpp"},
         {"MODBUS", "src/modbus/main.cpp", "main.cpp"},
+        {"modbusmain", "src/Modbus/Main.cpp", ".cpp"},
         {"x", "src/modbus/main.cpp", "modbus/main.cpp"},
         {"a-b", "src/a-b.cpp", "b.cpp"},
         {"ab", "src/a_b-c.cpp", "c.cpp"},
