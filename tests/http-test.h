@@ -5,6 +5,7 @@
 #include "house/local-server.h"
 #include "support/log-capture.h"
 #include "support/recorded-curl.h"
+#include "support/sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,14 +14,14 @@
 #include <string>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef READER_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
 /// Runs what leaks on purpose: the headers of a failed request are never freed.
 template <class Function>
 auto withWantedLeak(const Function& function) {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef READER_ADDRESS_SANITIZER
     const __lsan::ScopedDisabler disabler;
 #endif
     return function();

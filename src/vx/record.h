@@ -463,7 +463,7 @@ std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
         using VisitedRecord = R;                                                                   \
         VX_FOR_EACH(VX_FIELD, __VA_ARGS__)                                                         \
     }                                                                                              \
-    friend std::ostream& operator<<(std::ostream& stream, const R& record) {                       \
+    [[maybe_unused]] friend std::ostream& operator<<(std::ostream& stream, const R& record) {      \
         return ::vx::reflectedOstream(stream, record);                                             \
     }
 #define VX_FIELD(member)                                                                           \

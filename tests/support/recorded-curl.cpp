@@ -50,7 +50,11 @@ extern "C" CURL* curl_easy_init() {
 /// Stands in for the library's function of the same name. A number and a pointer travel alike.
 extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
     va_list arguments;
+    // The library declares it so; an enumeration of unsigned values is not promoted in truth.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
     va_start(arguments, option);
+#pragma GCC diagnostic pop
     void* value = va_arg(arguments, void*);
     va_end(arguments);
     if (option < CURLOPTTYPE_OBJECTPOINT)

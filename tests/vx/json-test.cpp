@@ -7,11 +7,11 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <limits>
 #include <new>
 #include <sstream>
-#include <type_traits>
 #include <utility>
 
 namespace {
@@ -20,22 +20,22 @@ bool noMemoryForATokener = false;
 bool noTextForAnError = false;
 bool noMemoryForTheNextObject = false;
 
-/// The library's own `operator new`, whose mangled name tells what `std::size_t` is.
-void* plainNew(std::size_t size) {
-    using New = void* (*)(std::size_t);
-    static const auto next = reinterpret_cast<New>(
-        dlsym(RTLD_NEXT, std::is_same_v<std::size_t, unsigned> ? "_Znwj" : "_Znwm"));
-    return next(size);
-}
-
 } // namespace
 
-/// Fails once when it is told to. Memory still comes from the library, so that its `delete` and
-/// a sanitizer's know it.
+/// Fails once when it is told to.
 void* operator new(std::size_t size) {
     if (std::exchange(noMemoryForTheNextObject, false))
         throw std::bad_alloc();
-    return plainNew(size);
+    void* memory = std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+    std::free(memory);
 }
 
 /// Stands in for the library's function of the same name, which fails without memory alone.
