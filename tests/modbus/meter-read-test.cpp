@@ -7,6 +7,7 @@
 
 using house::Fault;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using vxModel::ElectricityMeterConfig;
 using vxModel::ModbusDataType;
@@ -199,6 +200,10 @@ TEST_F(MeterRead, aRunOfFailuresNeitherFlushesNorReconnectsTheBus) {
     const std::vector<ModbusRegister> registers = {
         reg(10, F::powerImport, T::uint16),
         reg(30001, F::energyImport, T::uint32, 1, ModbusRegisterType::input)};
+    slave.unit(7).holding(10, {1}).input(30001, {0, 2});
+    read(7, registers);
+    ASSERT_THAT(linesWith("Could not read register"), IsEmpty());
+    recorded_bus::take();
     slave.dropConnections();
 
     for (int poll = 0; poll < polls; ++poll)
@@ -210,7 +215,9 @@ TEST_F(MeterRead, aRunOfFailuresNeitherFlushesNorReconnectsTheBus) {
                      {"modbus_set_slave 7", "usleep 0", "modbus_read_registers 10 x1",
                       "modbus_set_slave 7", "usleep 0", "modbus_read_input_registers 30001 x2"});
     EXPECT_EQ(recorded_bus::take(), calls);
-    EXPECT_THAT(linesWith("Could not read register"), testing::SizeIs(2 * polls));
+    const auto failures = linesWith("Could not read register");
+    EXPECT_EQ(failures.size(), 2 * polls);
+    EXPECT_THAT(failures.back(), HasSubstr(":Broken pipe aRegister:"));
 }
 
 TEST_F(MeterRead, aReadThatTellsFewerWordsThanItsCountIsASuccess) {
