@@ -3,6 +3,8 @@
 #include "vx/log-context.h"
 #include "vx/log.h"
 
+#include <gsl/gsl>
+
 #include <algorithm>
 
 namespace vx {
@@ -18,10 +20,15 @@ std::string detail::enumName(const EnumTable& table, std::int32_t value) {
     if (row != table.end)
         return row->name;
     const LogChannel& channel = enumLogChannel();
-    if (LogSeverity::debug <= channel.severity)
-        channel.log(LogSeverity::debug,
-                    strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),
-                            trimFile(__FILE__, channel), ":", __LINE__));
+    // The log context may hold this very value, which would be reported again without end.
+    static thread_local bool isReporting = false;
+    if (channel.severity < LogSeverity::debug || isReporting)
+        return {};
+    isReporting = true;
+    const auto end = gsl::finally([] { isReporting = false; });
+    channel.log(LogSeverity::debug,
+                strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),
+                        trimFile(__FILE__, channel), ":", __LINE__));
     return {};
 }
 

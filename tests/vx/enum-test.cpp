@@ -133,6 +133,21 @@ TEST(Enum, unknownValueIsReportedAtDebugWithTheContextAheadOfThePosition) {
                 ElementsAre("debug vxEnum Unknown town::Street enum value -5 meter:7 .cpp:<line>"));
 }
 
+TEST(Enum, unknownValueThatTheContextHoldsTooIsReportedOnce) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    const auto street = static_cast<Street>(-5);
+    VX_LOG_CONTEXT(street);
+
+    fromEnum<std::string>(street);
+    fromEnum<std::string>(static_cast<Street>(8));
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("debug vxEnum Unknown town::Street enum value -5 street: .cpp:<line>",
+                            "debug vxEnum Unknown town::Street enum value 8 street: .cpp:<line>"));
+}
+
 TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {
     vx::enumLogChannel();
     const ChannelSeverity debug("vxEnum", LogSeverity::debug);
