@@ -235,9 +235,10 @@ std::string threadIdColumn() {
 void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
                                 std::string message) {
     // NOLINTEND(performance-unnecessary-value-param)
+    const DateTime time = now();
     const Body& body = *instance().m_body;
     std::ostringstream stream;
-    stream << '[' << toLocalMsIsoString(now()) << "] " << threadIdColumn() << ' '
+    stream << '[' << toLocalMsIsoString(time) << "] " << threadIdColumn() << ' '
            << severityColumn(severity, body.useColors) << ' '
            << (channelName == nullptr ? "null" : channelName) << ' ' << message << '\n';
     const std::string line = stream.str();
