@@ -4,6 +4,7 @@
 #include <cxxabi.h>
 #include <exception>
 #include <execinfo.h>
+#include <memory>
 #include <string>
 #include <unistd.h>
 
@@ -56,12 +57,12 @@ void writeSymbols(const StackTrace& trace, Sink sink) {
         std::terminate();
     if (trace.begin == trace.end)
         return sink("  <empty bactrace, possibly corrupt>\n");
-    char** symbols = backtrace_symbols(trace.frames + trace.begin, trace.end - trace.begin);
+    const std::unique_ptr<char*, decltype(&std::free)> symbols(
+        backtrace_symbols(trace.frames + trace.begin, trace.end - trace.begin), &std::free);
     Demangler demangle;
     sink("\n");
     for (int i = 0; symbols != nullptr && i < trace.end - trace.begin; ++i)
-        writeSymbol(sink, symbols[i], demangle);
-    std::free(symbols);
+        writeSymbol(sink, symbols.get()[i], demangle);
 }
 
 } // namespace
