@@ -1,5 +1,6 @@
 #include "support/time-zone.h"
 #include "system-calls.h"
+#include "vx/date-time.h"
 #include "vx/exception.h"
 #include "vx/str.h"
 #include "vx/system.h"
@@ -31,6 +32,13 @@ TEST_F(SystemClock, nowIsTheSystemClocks) {
 
     EXPECT_LE(before, now);
     EXPECT_LE(now, std::chrono::system_clock::now());
+}
+
+TEST_F(SystemClock, nowGoesBeyondTheYear2038) {
+    const SystemCallsReset reset;
+    systemCalls.realTime = 0x100000000;
+
+    EXPECT_EQ(vx::toString(system->now()), "2106-02-07T06:28:16.000Z");
 }
 
 TEST_F(SystemClock, utcOffsetIsEastOfGreenwich) {
