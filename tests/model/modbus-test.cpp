@@ -4,6 +4,7 @@
 #include "modbus/server-replies.h"
 #include "model/metering.h"
 #include "support/counts-in-comparison.h"
+#include "support/log-capture.h"
 #include "support/thrown-text.h"
 
 #include <gmock/gmock.h>
@@ -164,6 +165,17 @@ TEST(ModbusModel, enumeratorsHaveTheirNumbersAndNames) {
             {MeteringType::energyProducedTariff5Metering, "energyProducedTariff5Metering"},
             {MeteringType::energyProducedTariff6Metering, "energyProducedTariff6Metering"},
         });
+}
+
+TEST(ModbusModel, anUnknownEnumeratorInAStreamWritesNothingAndIsReported) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_EQ((std::ostringstream() << static_cast<Parity>(9)).str(), "");
+
+    EXPECT_THAT(log.take(), testing::ElementsAre(
+                                "debug vxEnum Unknown ::vxModel::Parity enum value 9 .cpp:<line>"));
 }
 
 TEST(ModbusModel, theSameWordHasAnotherNumberInAnotherTable) {
