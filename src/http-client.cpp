@@ -235,9 +235,9 @@ HttpStatistics HttpClient::getStats() {
     HttpStatistics stats;
     if (!handle)
         return stats;
-        // The figures are wanted as floating-point numbers, which only the older names give.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    // The figures are wanted as floating-point numbers, which only the older names give.
     curl_easy_getinfo(handle.get(), CURLINFO_TOTAL_TIME, &stats.totalTime);
     curl_easy_getinfo(handle.get(), CURLINFO_SIZE_UPLOAD, &stats.sizeUpload);
     curl_easy_getinfo(handle.get(), CURLINFO_SIZE_DOWNLOAD, &stats.sizeDownload);
