@@ -35,6 +35,12 @@ constexpr const char* serviceAway =
     "WARN  modbusreaderSocketWriter Could not connect ec:No such file or directory "
     "self->m_endpoint.path():/var/run/orv-metering.sock socket-writer.cpp:<line>";
 
+/// The complaints of a whole poll without the local server.
+const auto tellsOfNoServer =
+    ElementsAre(requestFailed + std::string("rtuconfig") + refused, noAnswer,
+                requestFailed + std::string("attached") + refused, noAnswer,
+                requestFailed + std::string("config/supported") + refused, noAnswer);
+
 /// Warnings and errors among the lines.
 std::vector<std::string> complaints(const std::vector<std::string>& lines) {
     std::vector<std::string> result;
@@ -83,10 +89,7 @@ TEST(Outage, aServerThatFallsSilentCostsThreeWarningsPerPollAndNoMeterIsRead) {
     reader.waitForLog("retry timer", ticks + 2);
 
     const auto lines = pollBehindTick(reader, ticks + 1);
-    EXPECT_THAT(complaints(lines),
-                ElementsAre(requestFailed + std::string("rtuconfig") + refused, noAnswer,
-                            requestFailed + std::string("attached") + refused, noAnswer,
-                            requestFailed + std::string("config/supported") + refused, noAnswer));
+    EXPECT_THAT(complaints(lines), tellsOfNoServer);
     EXPECT_THAT(linesWith(lines, "Reading meter now"), IsEmpty());
     EXPECT_EQ(slave.transcript(), "");
     const auto silentFrom = service.messages().size();
@@ -169,11 +172,15 @@ TEST(Outage, allAtOnceTheDaemonLivesOnAndRecovers) {
 
     const auto firstLines = firstPoll(reader);
     server.reset();
-    reader.waitForLog("Error requesting from server", 3);
+    // The first poll that meets no server from its beginning on, and the one behind it.
+    const auto ticks = linesWith(reader.log(), "retry timer").size();
+    reader.waitForLog("retry timer", ticks + 3);
 
     const std::string noContext = readFailed + std::string("Invalid argument ");
     EXPECT_THAT(complaints(firstLines), ElementsAre(brokenFile, noContext + couldNotRead,
                                                     noContext + couldNotReadEnergy, serviceAway));
+    EXPECT_THAT(complaints(pollBehindTick(reader, ticks + 1)), tellsOfNoServer);
+    EXPECT_THAT(complaints(pollBehindTick(reader, ticks + 2)), tellsOfNoServer);
     EXPECT_TRUE(reader.running());
 
     // All is mended, and the server names another device: the only sign to reconnect.
