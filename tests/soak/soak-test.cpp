@@ -21,6 +21,7 @@
 using house::Answer;
 using house::LocalServer;
 using house::ProcessFigures;
+using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 namespace {
@@ -58,6 +59,17 @@ void waitForPolls(const LocalServer& server, std::size_t polls) {
     for (std::size_t some = 50; some < polls; some += 50)
         ASSERT_TRUE(server.waitForRequests(LocalServer::supportedPath, some));
     ASSERT_TRUE(server.waitForRequests(LocalServer::supportedPath, polls));
+}
+
+/// As many as the service has.
+constexpr std::size_t usualDescriptors = 1024;
+
+/// Lets a running process have @p count descriptors.
+void allowDescriptors(pid_t pid, std::size_t count) {
+    rlimit limit{};
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &limit), 0);
+    limit.rlim_cur = count;
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &limit, nullptr), 0);
 }
 
 /// Power of a message, which the slave sets to the number of the poll.
@@ -150,22 +162,56 @@ TEST_F(ChangingLine, keepsOneDescriptorMoreForEachOfTwoHundredChanges) {
         EXPECT_EQ(m_figures.at(poll + 1).descriptors, m_figures.at(poll).descriptors + 1) << poll;
 }
 
-TEST_F(ChangingLine, goesOnWithAnErrorLineWhenNoDescriptorIsLeft) {
-    rlimit enough{};
-    getrlimit(RLIMIT_NOFILE, &enough);
-    const rlimit none{0, enough.rlim_max};
+TEST_F(ChangingLine, goesOnWithErrorLinesWhenItsChangesHaveUsedUpTheDescriptors) {
+    constexpr int poll = 20;
+    constexpr int changes = 10;
+    std::atomic<pid_t> pid = 0;
+    m_whenPollBegins = [&](int begun) {
+        if (begun == poll)
+            allowDescriptors(pid, m_figures.at(poll).descriptors + changes);
+    };
+    ReaderProcess reader(shortPauses);
+    m_figures.takeFrom(reader.pid());
+    pid = reader.pid();
+
+    // A request needs more of them than the bus, so it is the first to go without.
+    const std::string failed = "Request failed: GET http://127.0.0.1:8088/api/v1/apartment/"
+                               "meterings/modbus/";
+    reader.waitForLog(failed + "rtuconfig", 20);
+    ASSERT_FALSE(HasFailure());
+    const auto seen = m_service.messages().size();
+    allowDescriptors(pid, usualDescriptors);
+    EXPECT_TRUE(m_service.waitForMessages(seen + 20));
+
+    for (int change = 0; change < changes; ++change)
+        EXPECT_EQ(m_figures.at(poll + change + 1).descriptors,
+                  m_figures.at(poll + change).descriptors + 1)
+            << change;
+    const std::string error = "ERROR HttpClient " + failed;
+    const std::string reason = ", Reason: Failed to connect to 127.0.0.1 port 8088 after <ms> ms: "
+                               "Couldn't connect to server";
+    const std::string warning =
+        "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>";
+    EXPECT_THAT(linesBetween(reader.log(), failed + "rtuconfig", "retry timer"),
+                ElementsAre(error + "rtuconfig" + reason, warning, error + "attached" + reason,
+                            "NOTIC modbusSerial Attached Meters result: toolkit.cpp:<line>",
+                            warning, error + "config/supported" + reason, warning));
+    EXPECT_TRUE(reader.running());
+}
+
+TEST_F(ChangingLine, goesOnWithAWarningWhenAReconnectFindsNoDescriptor) {
     std::atomic<pid_t> pid = 0;
     // The reader has its connection to the server by then, and needs more for the bus.
     m_whenPollBegins = [&](int poll) {
         if (poll == 20)
-            prlimit(pid, RLIMIT_NOFILE, &none, nullptr);
+            allowDescriptors(pid, 0);
     };
     ReaderProcess reader(shortPauses);
     pid = reader.pid();
 
     const std::string refused = "Could not connect serial";
     reader.waitForLog(refused);
-    prlimit(reader.pid(), RLIMIT_NOFILE, &enough, nullptr);
+    allowDescriptors(pid, usualDescriptors);
     const auto seen = m_service.messages().size();
     EXPECT_TRUE(m_service.waitForMessages(seen + 20));
 
