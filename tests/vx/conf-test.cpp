@@ -175,7 +175,7 @@ TEST_F(ConfTest, readLogsItsContentAtInfo) {
     conf->readJsonIfExists("other");
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("info vxConf Leave .* "
+                ElementsAre(MatchesRegex("info vxConf Leave virtual .* "
                                          "vx::ConfImpl::readJsonIfExists\\(.*\\) const key:key "
                                          "\\(\\*fileContent\\):\\[1\\] .cpp:<line>")));
 }
@@ -188,7 +188,7 @@ TEST_F(ConfTest, malformedContentIsLoggedAheadOfItsFailure) {
     EXPECT_THROW(conf->readJsonIfExists("key"), vx::Exception);
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("info vxConf Leave .* "
+                ElementsAre(MatchesRegex("info vxConf Leave virtual .* "
                                          "vx::ConfImpl::readJsonIfExists\\(.*\\) const key:key "
                                          "\\(\\*fileContent\\):\\{\"a\": .cpp:<line>")));
 }
@@ -199,9 +199,10 @@ TEST_F(ConfTest, readLogsItsKeyAtDebug) {
 
     conf->readJsonIfExists("key");
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxConf Enter .* vx::ConfImpl::readJsonIfExists\\(.*\\) "
-                                "const key:key .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxConf Enter virtual .* vx::ConfImpl::readJsonIfExists\\(.*\\) "
+                    "const key:key .cpp:<line>")));
 }
 
 TEST_F(ConfTest, writeLogsKeyAndTextAtDebug) {
@@ -210,9 +211,10 @@ TEST_F(ConfTest, writeLogsKeyAndTextAtDebug) {
 
     conf->writeJson("key", "[1]");
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxConf Enter .*void vx::ConfImpl::writeJson\\(.*\\) const "
-                                "key:key json:\\[1\\] .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxConf Enter virtual .*void vx::ConfImpl::writeJson\\(.*\\) const "
+                    "key:key json:\\[1\\] .cpp:<line>")));
 }
 
 TEST_F(ConfTest, writeThatFailsIsLoggedTheSame) {
@@ -222,7 +224,8 @@ TEST_F(ConfTest, writeThatFailsIsLoggedTheSame) {
 
     EXPECT_THROW(conf->writeJson("key", "[1]"), vx::Exception);
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxConf Enter .*void vx::ConfImpl::writeJson\\(.*\\) const "
-                                "key:key json:\\[1\\] .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxConf Enter virtual .*void vx::ConfImpl::writeJson\\(.*\\) const "
+                    "key:key json:\\[1\\] .cpp:<line>")));
 }

@@ -105,7 +105,7 @@ TEST_F(ReleaseTest, isReadWithTheDebugLineOfThatOperation) {
 
     EXPECT_THAT(
         log.takeFrom("vxSystem"),
-        ElementsAre(MatchesRegex("debug vxSystem Enter .* "
+        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* "
                                  "vx::SystemImpl::readFileIfExists\\(.*\\) const filename:" +
                                  directory.path().string() + "/release-type .cpp:<line>")));
 }
@@ -132,7 +132,7 @@ TEST_F(ReleaseTest, isInternalReleaseLogsTheReleaseAtDebug) {
     EXPECT_FALSE(system->isInternalRelease());
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("debug vxSystem Enter .*bool "
+                ElementsAre(MatchesRegex("debug vxSystem Enter virtual .*bool "
                                          "vx::SystemImpl::isInternalRelease\\(\\) const "
                                          "release\\(\\):fieldtest .cpp:<line>")));
 }

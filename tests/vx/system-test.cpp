@@ -110,18 +110,20 @@ TEST_F(SystemRead, logsEnterAndLeaveWithTheContentAtDebug) {
     system->readFile(file);
     system->readFileIfExists(file);
 
-    const std::string leave = "debug vxSystem Leave .*readFileImpl\\(.*\\).* filename:" + file +
-                              " result:content .cpp:<line>";
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("debug vxSystem Enter .* vx::SystemImpl::readFile\\(.*\\) "
-                                         "const filename:" +
-                                         file + " .cpp:<line>"),
-                            MatchesRegex(leave),
-                            MatchesRegex("debug vxSystem Enter .* "
-                                         "vx::SystemImpl::readFileIfExists\\(.*\\) const "
-                                         "filename:" +
-                                         file + " .cpp:<line>"),
-                            MatchesRegex(leave)));
+    const std::string leave =
+        "debug vxSystem Leave (static |)std::string .*readFileImpl\\(.*\\).* filename:" + file +
+        " result:content .cpp:<line>";
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* vx::SystemImpl::readFile\\(.*\\) "
+                                 "const filename:" +
+                                 file + " .cpp:<line>"),
+                    MatchesRegex(leave),
+                    MatchesRegex("debug vxSystem Enter virtual .* "
+                                 "vx::SystemImpl::readFileIfExists\\(.*\\) const "
+                                 "filename:" +
+                                 file + " .cpp:<line>"),
+                    MatchesRegex(leave)));
 }
 
 TEST_F(SystemRead, missingFileLogsNoLeave) {
@@ -131,12 +133,13 @@ TEST_F(SystemRead, missingFileLogsNoLeave) {
     system->readFileIfExists("/no");
     EXPECT_THROW(system->readFile("/no"), vx::Exception);
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex("debug vxSystem Enter .* "
-                                         "vx::SystemImpl::readFileIfExists\\(.*\\) const "
-                                         "filename:/no .cpp:<line>"),
-                            MatchesRegex("debug vxSystem Enter .* vx::SystemImpl::readFile\\(.*\\) "
-                                         "const filename:/no .cpp:<line>")));
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* "
+                                 "vx::SystemImpl::readFileIfExists\\(.*\\) const "
+                                 "filename:/no .cpp:<line>"),
+                    MatchesRegex("debug vxSystem Enter virtual .* vx::SystemImpl::readFile\\(.*\\) "
+                                 "const filename:/no .cpp:<line>")));
 }
 
 TEST_F(SystemRead, exceptionOutOfTheLogFunctionIsNoFailureToRead) {
@@ -227,10 +230,11 @@ TEST_F(SystemWrite, logsFileAndDataAtDebug) {
 
     system->writeToFile(path("f"), "text");
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .* vx::SystemImpl::writeToFile\\(.*\\) const "
-                                "filename:" +
-                                path("f") + " data:text .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .* vx::SystemImpl::writeToFile\\(.*\\) const "
+                    "filename:" +
+                    path("f") + " data:text .cpp:<line>")));
 }
 
 TEST_F(SystemWrite, failureIsLoggedTheSame) {
@@ -239,9 +243,10 @@ TEST_F(SystemWrite, failureIsLoggedTheSame) {
 
     EXPECT_THROW(system->writeToFile("/no/such/file", "text"), vx::Exception);
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .* vx::SystemImpl::writeToFile\\(.*\\) const "
-                                "filename:/no/such/file data:text .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .* vx::SystemImpl::writeToFile\\(.*\\) const "
+                    "filename:/no/such/file data:text .cpp:<line>")));
 }
 
 TEST_F(SystemExists, isTrueForEveryKindOfFile) {
@@ -273,9 +278,10 @@ TEST_F(SystemExists, logsThePathAtDebugAheadOfLooking) {
     EXPECT_THROW(system->exists(path("loop")), boost::filesystem::filesystem_error);
 
     const auto enter = [](const std::string& path) {
-        return MatchesRegex("debug vxSystem Enter .*bool vx::SystemImpl::exists\\(.*\\) const "
-                            "path:" +
-                            path + " .cpp:<line>");
+        return MatchesRegex(
+            "debug vxSystem Enter virtual .*bool vx::SystemImpl::exists\\(.*\\) const "
+            "path:" +
+            path + " .cpp:<line>");
     };
     EXPECT_THAT(log.take(), ElementsAre(enter("/dev/null"), enter(path("loop"))));
 }
@@ -370,9 +376,10 @@ TEST_F(SystemLsRegularFiles, logsPathAndExtensionAtDebug) {
 
     system->lsRegularFiles("/no", ".json");
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .* vx::SystemImpl::lsRegularFiles\\(.*\\) "
-                                "const path:/no extension:.json .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .* vx::SystemImpl::lsRegularFiles\\(.*\\) "
+                    "const path:/no extension:.json .cpp:<line>")));
 }
 
 TEST_F(SystemRename, replacesTheTarget) {
@@ -395,9 +402,10 @@ TEST_F(SystemRename, logsBothPathsAtDebug) {
 
     EXPECT_ANY_THROW(system->rename("/no", "/new"));
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .*void vx::SystemImpl::rename\\(.*\\) const "
-                                "old_p:/no new_p:/new .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .*void vx::SystemImpl::rename\\(.*\\) const "
+                    "old_p:/no new_p:/new .cpp:<line>")));
 }
 
 TEST_F(SystemRemove, removesAFile) {
@@ -424,9 +432,10 @@ TEST_F(SystemRemove, logsThePathAtDebug) {
 
     system->remove("/no");
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .*void vx::SystemImpl::remove\\(.*\\) const "
-                                "path:/no .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .*void vx::SystemImpl::remove\\(.*\\) const "
+                    "path:/no .cpp:<line>")));
 }
 
 TEST_F(SystemRemove, failureIsLoggedTheSame) {
@@ -437,8 +446,9 @@ TEST_F(SystemRemove, failureIsLoggedTheSame) {
 
     EXPECT_ANY_THROW(system->remove(name));
 
-    EXPECT_THAT(log.take(), ElementsAre(MatchesRegex(
-                                "debug vxSystem Enter .*void vx::SystemImpl::remove\\(.*\\) const "
-                                "path:" +
-                                name + " .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(MatchesRegex(
+                    "debug vxSystem Enter virtual .*void vx::SystemImpl::remove\\(.*\\) const "
+                    "path:" +
+                    name + " .cpp:<line>")));
 }

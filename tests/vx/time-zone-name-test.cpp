@@ -37,6 +37,6 @@ TEST(TimeZoneName, logsItsEntryAtDebug) {
         runInPrivateWorld("", "time-zone-name", {.environment = {"VX_LOG=vxSystem:D"}});
 
     EXPECT_THAT(result.standardError,
-                testing::ContainsRegex(" DEBUG vxSystem Enter .* "
+                testing::ContainsRegex(" DEBUG vxSystem Enter virtual .* "
                                        "vx::SystemImpl::timeZoneName\\(\\) const \\.cpp:[0-9]+\n"));
 }
