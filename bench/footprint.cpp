@@ -9,12 +9,9 @@
 #include "house/modbus-slave.h"
 #include "house/process-figures.h"
 
-#include <atomic>
 #include <fstream>
 #include <functional>
 #include <iostream>
-#include <map>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,7 +19,7 @@
 namespace {
 
 using house::LocalServer;
-using house::ProcessFigures;
+using house::PollFigures;
 
 constexpr int meters = 4;
 constexpr int registersOfMeter = 20;
@@ -57,44 +54,17 @@ std::string supported() {
            "]}]}";
 }
 
-/// Collects the reader's figures as each poll begins.
-class Samples {
-public:
-    explicit Samples(LocalServer& server) {
-        server.whenRequested([this](const house::Request& request) {
-            if (request.path == LocalServer::rtuConfigPath)
-                pollBegins();
-        });
-    }
-
-    void takeFrom(pid_t pid) { m_pid = pid; }
-
-    ProcessFigures at(int poll) const {
-        const std::scoped_lock lock(m_mutex);
-        return m_figures.at(poll);
-    }
-
-private:
-    void pollBegins() {
-        const std::scoped_lock lock(m_mutex);
-        ++m_poll;
-        if (m_pid != 0)
-            m_figures[m_poll] = ProcessFigures::of(m_pid);
-    }
-
-    mutable std::mutex m_mutex;
-    std::atomic<pid_t> m_pid = 0;
-    int m_poll = 0;
-    std::map<int, ProcessFigures> m_figures;
-};
-
 /// The bus and the server that the reader polls, and a service that takes its readings.
 class Surroundings {
 public:
     Surroundings() {
-        server.serve(LocalServer::rtuConfigPath, R"({"data":{"baudRate":"baud19200"}})");
-        server.serve(LocalServer::attachedPath, attached());
-        server.serve(LocalServer::supportedPath, supported());
+        m_server.whenRequested([this](const house::Request& request) {
+            if (request.path == LocalServer::rtuConfigPath)
+                figures.pollBegins();
+        });
+        m_server.serve(LocalServer::rtuConfigPath, R"({"data":{"baudRate":"baud19200"}})");
+        m_server.serve(LocalServer::attachedPath, attached());
+        m_server.serve(LocalServer::supportedPath, supported());
         for (int meter = 1; meter <= meters; ++meter)
             m_slave.unit(meter).holding(0, house::Words(2 * registersOfMeter, 0x4000));
         std::ofstream("/etc/modbus-config.json")
@@ -105,27 +75,27 @@ public:
     void waitForPolls(std::size_t count) const {
         // One limit is not enough for all of them.
         for (std::size_t polls = 1; polls <= count; ++polls)
-            if (!server.waitForRequests(LocalServer::rtuConfigPath, polls))
+            if (!m_server.waitForRequests(LocalServer::rtuConfigPath, polls))
                 throw std::runtime_error("The reader does not poll");
     }
 
-    LocalServer server;
+    PollFigures figures;
 
 private:
+    LocalServer m_server;
     house::ModbusSlave m_slave{house::TcpPort{port}};
     house::MeteringService m_service;
 };
 
 void measure(const std::string& reader, const std::string& shortPauses) {
     Surroundings surroundings;
-    Samples samples(surroundings.server);
     const house::ChildProcess process({reader}, "/run/reader.log", {"LD_PRELOAD=" + shortPauses});
-    samples.takeFrom(process.pid());
+    surroundings.figures.takeFrom(process.pid());
     surroundings.waitForPolls(1001);
 
-    const auto early = samples.at(10);
-    const auto settled = samples.at(100);
-    const auto late = samples.at(1000);
+    const auto early = surroundings.figures.at(10);
+    const auto settled = surroundings.figures.at(100);
+    const auto late = surroundings.figures.at(1000);
     std::cout << "resident at poll 10, 100, 1000: " << early.residentKilobytes << ' '
               << settled.residentKilobytes << ' ' << late.residentKilobytes << " kB\n"
               << "descriptors at poll 10, 100, 1000: " << early.descriptors << ' '
@@ -136,12 +106,11 @@ void measure(const std::string& reader, const std::string& shortPauses) {
 
 void measureDescriptors(const std::string& reader) {
     Surroundings surroundings;
-    Samples samples(surroundings.server);
     const house::ChildProcess process({reader}, "/run/reader.log");
-    samples.takeFrom(process.pid());
+    surroundings.figures.takeFrom(process.pid());
     surroundings.waitForPolls(11);
 
-    std::cout << "descriptors at poll 10: " << samples.at(10).descriptors << '\n';
+    std::cout << "descriptors at poll 10: " << surroundings.figures.at(10).descriptors << '\n';
 }
 
 } // namespace

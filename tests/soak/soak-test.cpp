@@ -14,43 +14,15 @@
 #include <atomic>
 #include <functional>
 #include <iterator>
-#include <map>
-#include <mutex>
 #include <sys/resource.h>
 
 using house::Answer;
 using house::LocalServer;
-using house::ProcessFigures;
+using house::PollFigures;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 namespace {
-
-/// Figures of the reader at the beginning of chosen polls, where it does the same every time.
-class PollFigures {
-public:
-    void takeFrom(pid_t pid) { m_pid = pid; }
-
-    void pollBegins() {
-        const std::scoped_lock lock(m_mutex);
-        ++m_poll;
-        if (m_pid != 0)
-            m_figures[m_poll] = ProcessFigures::of(m_pid);
-    }
-
-    int poll() const { return m_poll; }
-
-    ProcessFigures at(int poll) const {
-        const std::scoped_lock lock(m_mutex);
-        return m_figures.at(poll);
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    std::atomic<pid_t> m_pid = 0;
-    std::atomic<int> m_poll = 0;
-    std::map<int, ProcessFigures> m_figures;
-};
 
 const std::vector<std::string> shortPauses = {"LD_PRELOAD=" SHORT_PAUSES_LIBRARY};
 

@@ -47,4 +47,24 @@ ProcessFigures ProcessFigures::of(pid_t pid) {
             .cpuSeconds = (user + system) / ticksPerSecond};
 }
 
+void PollFigures::takeFrom(pid_t pid) {
+    m_pid = pid;
+}
+
+void PollFigures::pollBegins() {
+    const std::scoped_lock lock(m_mutex);
+    ++m_poll;
+    if (m_pid != 0)
+        m_figures[m_poll] = ProcessFigures::of(m_pid);
+}
+
+int PollFigures::poll() const {
+    return m_poll;
+}
+
+ProcessFigures PollFigures::at(int poll) const {
+    const std::scoped_lock lock(m_mutex);
+    return m_figures.at(poll);
+}
+
 } // namespace house
