@@ -40,11 +40,12 @@ std::optional<std::int32_t> detail::tryEnumValue(const EnumTable& table, std::st
 
 void detail::reportUnknownName(const EnumTable& table, std::string_view name) {
     const LogChannel& channel = enumLogChannel();
-    if (LogSeverity::debug <= channel.severity)
+    if (LogSeverity::debug <= channel.severity) {
         channel.log(LogSeverity::debug,
                     strArgs("Unknown ", table.name,
                             " enum option. value:", name.data() == nullptr ? "null" : name, " ",
                             logContext(), trimFile(__FILE__, channel), ":", __LINE__));
+    }
 }
 
 } // namespace vx
