@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <mutex>
 
 using house::Fault;
 using testing::ElementsAre;
@@ -269,16 +270,21 @@ TEST_F(MeterRead, aModelWithoutRegistersYieldsARecordWithZerosAndSendsNothing) {
 }
 
 TEST_F(MeterRead, lastChangedIsTheMomentAheadOfAnyBusTraffic) {
+    std::mutex mutex;
     std::vector<std::chrono::system_clock::time_point> answers;
     house::ModbusSlave watched{house::TcpPort{}};
     watched.unit(7).holding(10, {1}).holding(20, {2});
-    watched.beforeAnswer([&] { answers.push_back(std::chrono::system_clock::now()); });
+    watched.beforeAnswer([&] {
+        const std::scoped_lock lock(mutex);
+        answers.push_back(std::chrono::system_clock::now());
+    });
     useTcp(watched);
     reader.connection.doReconnect();
     const auto begin = std::chrono::system_clock::now();
 
     read(7, {reg(10, F::powerImport, T::uint16), reg(20, F::powerExport, T::uint16)});
 
+    const std::scoped_lock lock(mutex);
     ASSERT_EQ(answers.size(), 2);
     EXPECT_GE(kept(7).lastChanged, begin);
     EXPECT_LE(kept(7).lastChanged, answers.front());

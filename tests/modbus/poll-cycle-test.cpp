@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <mutex>
 #include <utility>
 
 using house::Answer;
@@ -24,8 +25,10 @@ std::vector<std::string> warnings(const std::vector<std::string>& lines) {
 } // namespace
 
 TEST_F(PollCycle, asksThePathsInOrderByPlainGets) {
+    std::mutex mutex;
     std::vector<long> verifications;
     server.whenRequested([&](const house::Request&) {
+        const std::scoped_lock lock(mutex);
         verifications.push_back(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER));
     });
 
@@ -41,6 +44,7 @@ TEST_F(PollCycle, asksThePathsInOrderByPlainGets) {
     EXPECT_THAT(asked, ElementsAre("GET /api/v1/apartment/meterings/modbus/rtuconfig",
                                    "GET /api/v1/apartment/meterings/modbus/attached",
                                    "GET /api/v1/apartment/meterings/modbus/config/supported"));
+    const std::scoped_lock lock(mutex);
     EXPECT_THAT(verifications, ElementsAre(1, 1, 1));
 }
 
@@ -327,11 +331,17 @@ TEST_F(PollCycle, aFailingRequestDoesNotStopTheNextOnes) {
 TEST_F(PollCycle, startRunsAWholePollAndBlocksForOneSecondMore) {
     server.serve(LocalServer::attachedPath, R"({"data":[]})");
     const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
+    std::mutex mutex;
     std::vector<std::string> busyAt;
     const auto note = [&](const std::string& moment) {
+        const std::scoped_lock lock(mutex);
         busyAt.push_back(moment + (reader.connection.m_busy ? " busy" : " idle"));
     };
-    server.whenRequested([&](const house::Request&) { note("request"); });
+    server.whenRequested([&](const house::Request&) {
+        // Its lock is what this thread shares with the reader, which has set options just before.
+        recorded_curl::numbers();
+        note("request");
+    });
     const recorded_sleep::Observer observer(
         [&](unsigned seconds) { note(vx::str("sleep ", seconds)); });
     const auto begin = std::chrono::steady_clock::now();

@@ -2,10 +2,12 @@
 
 #include <cstdarg>
 #include <dlfcn.h>
+#include <mutex>
 #include <optional>
 
 namespace {
 
+std::mutex mutex;
 std::map<CURLoption, long> options;
 std::optional<std::chrono::milliseconds> timeLimit;
 int handleCount = 0;
@@ -13,7 +15,8 @@ bool refusesHandles = false;
 
 } // namespace
 
-const std::map<CURLoption, long>& recorded_curl::numbers() {
+std::map<CURLoption, long> recorded_curl::numbers() {
+    const std::scoped_lock lock(mutex);
     return options;
 }
 
@@ -30,6 +33,7 @@ void recorded_curl::replaceTimeLimit(std::chrono::milliseconds limit) {
 }
 
 void recorded_curl::reset() {
+    const std::scoped_lock lock(mutex);
     options.clear();
     timeLimit.reset();
     refusesHandles = false;
@@ -57,8 +61,10 @@ extern "C" CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...) {
 #pragma GCC diagnostic pop
     void* value = va_arg(arguments, void*);
     va_end(arguments);
-    if (option < CURLOPTTYPE_OBJECTPOINT)
+    if (option < CURLOPTTYPE_OBJECTPOINT) {
+        const std::scoped_lock lock(mutex);
         options[option] = reinterpret_cast<long>(value);
+    }
     using SetOption = CURLcode (*)(CURL*, CURLoption, ...);
     static const auto next = reinterpret_cast<SetOption>(dlsym(RTLD_NEXT, "curl_easy_setopt"));
     if (option == CURLOPT_TIMEOUT && timeLimit)

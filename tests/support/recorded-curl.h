@@ -9,7 +9,8 @@
 /// last one of each option. The calls go on to the library.
 namespace recorded_curl {
 
-const std::map<CURLoption, long>& numbers();
+/// May be asked from any thread.
+std::map<CURLoption, long> numbers();
 /// Counted since the start of the process, whatever has been reset.
 int handles();
 /// Has no memory for a handle, until `reset`.

@@ -18,7 +18,7 @@ namespace {
 
 bool noMemoryForATokener = false;
 bool noTextForAnError = false;
-bool noMemoryForTheNextObject = false;
+thread_local bool noMemoryForTheNextObject = false;
 
 } // namespace
 
