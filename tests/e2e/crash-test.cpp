@@ -1,4 +1,5 @@
 #include "e2e/reader-process.h"
+#include "support/test-assert.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,13 +14,6 @@ using testing::MatchesRegex;
 using testing::StartsWith;
 
 namespace {
-
-#ifdef __clang__
-constexpr const char* functionOfTestAssert =
-    "auto vx::testAssert()::(anonymous class)::operator()() const";
-#else
-constexpr const char* functionOfTestAssert = "vx::testAssert()::<lambda()>";
-#endif
 
 /// Starts the reader with the library that misbehaves at the end of a poll.
 std::vector<std::string> misbehaving(const std::string& how) {

@@ -1,5 +1,6 @@
 #include "child-process.h"
 #include "support/log-capture.h"
+#include "support/test-assert.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,13 +55,6 @@ std::string outputOf(const Settings& settings, const std::string& command = "cha
 std::string outputWithFile(const std::string& content, const std::string& command = "channels") {
     return outputOf({.makeFile = "printf '" + content + "' >/etc/libvx"}, command);
 }
-
-#ifdef __clang__
-constexpr const char* functionOfTestAssert =
-    "auto vx::testAssert()::(anonymous class)::operator()() const";
-#else
-constexpr const char* functionOfTestAssert = "vx::testAssert()::<lambda()>";
-#endif
 
 constexpr const char* nothingSet = "default:none\nearly:notice\nmodbusSerial:notice\n";
 constexpr const char* everythingAtDebug = "default:debug\nearly:debug\nmodbusSerial:debug\n";
