@@ -145,6 +145,16 @@ TEST(StackTraceText, frameOfNoLibraryIsWrittenWhole) {
     EXPECT_EQ(fdTextOf(trace), "\n  [0x10]\n");
 }
 
+// The address sanitizer sees it when the symbols aren't freed.
+TEST(StackTraceText, streamThatThrowsEndsTheText) {
+    struct FullBuffer : std::streambuf {
+    } full;
+    std::ostream stream(&full);
+    stream.exceptions(std::ios::badbit);
+
+    EXPECT_THROW(stream << stackTraceTest::callerOfInnermost(0), std::ios::failure);
+}
+
 TEST(StackTraceText, emptyTraceSaysSo) {
     EXPECT_EQ(textOf(StackTrace()), emptyTraceText);
     EXPECT_EQ(fdTextOf(StackTrace()), emptyTraceText);
