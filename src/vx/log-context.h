@@ -19,8 +19,9 @@ public:
     /// Writes the text of this context, with one blank at its end.
     virtual void print(std::ostream& stream) const = 0;
 
-    /// The enclosing context of the same thread, or null.
-    LogContext* prev;
+    /// The enclosing context of the same thread, or null. One that ends out of order is taken from
+    /// the chain of inner ones, which are const where VX_LOG_CONTEXT defines them.
+    mutable LogContext* prev;
 };
 
 /// Innermost context of this thread, or null.

@@ -134,6 +134,19 @@ TEST(LogContext, destructionOutOfOrderFailsItsAssertion) {
     EXPECT_THAT(text, testing::HasSubstr("\nDecoded stacktrace:\n  "));
 }
 
+TEST(LogContext, destructionOutOfOrderLeavesTheOthersInTheChain) {
+    const auto pieces = piecesOfAbort([] {
+        const FixedContext first("first ");
+        auto second = std::make_unique<FixedContext>("second ");
+        const FixedContext third("third ");
+        const FixedContext fourth("fourth ");
+        second.reset();
+    });
+
+    EXPECT_THAT(withoutLineNumbers(joined(pieces)),
+                testing::HasSubstr("src/vx/log-context.cpp:<line> fourth third first  "));
+}
+
 TEST(LogContext, destructionOnAnotherThreadFailsItsAssertion) {
     const auto pieces = piecesOfAbort([] {
         auto context = std::make_unique<FixedContext>("outer ");
