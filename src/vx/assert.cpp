@@ -1,5 +1,6 @@
 #include "vx/assert.h"
 
+#include "vx/enum.h"
 #include "vx/log-context.h"
 #include "vx/stack-trace.h"
 
@@ -37,6 +38,8 @@ void tryPiece(Function function) {
 }
 
 void writeLogContext() {
+    // An unknown value in the context would be reported through the logger.
+    const detail::EnumReportPause pause;
     std::ostringstream stream;
     stream << logContext();
     writePiece(stream.str());

@@ -3,15 +3,26 @@
 #include "vx/log-context.h"
 #include "vx/log.h"
 
-#include <gsl/gsl>
-
 #include <algorithm>
 
 namespace vx {
+namespace {
+
+thread_local int pauses = 0;
+
+} // namespace
 
 LogChannel& enumLogChannel() {
     static LogChannel channel("vxEnum", LogSeverity::notice);
     return channel;
+}
+
+detail::EnumReportPause::EnumReportPause() {
+    ++pauses;
+}
+
+detail::EnumReportPause::~EnumReportPause() {
+    --pauses;
 }
 
 std::string detail::enumName(const EnumTable& table, std::int32_t value) {
@@ -19,13 +30,13 @@ std::string detail::enumName(const EnumTable& table, std::int32_t value) {
                                    [value](const EnumRow& x) { return x.value == value; });
     if (row != table.end)
         return row->name;
-    const LogChannel& channel = enumLogChannel();
-    // The log context may hold this very value, which would be reported again without end.
-    static thread_local bool isReporting = false;
-    if (channel.severity < LogSeverity::debug || isReporting)
+    if (pauses > 0)
         return {};
-    isReporting = true;
-    const auto end = gsl::finally([] { isReporting = false; });
+    const LogChannel& channel = enumLogChannel();
+    if (channel.severity < LogSeverity::debug)
+        return {};
+    // The log context may hold this very value, which would be reported again without end.
+    const EnumReportPause pause;
     channel.log(LogSeverity::debug,
                 strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),
                         trimFile(__FILE__, channel), ":", __LINE__));

@@ -4,6 +4,7 @@
 #include "standard-error-pieces.h"
 #include "support/log-capture.h"
 #include "system-calls.h"
+#include "vx/enum.h"
 #include "vx/log-context.h"
 #include "vx/log.h"
 
@@ -222,6 +223,26 @@ TEST(Assert, neitherAsksNorWaitsForTheLogger) {
     });
 
     EXPECT_THAT(firstLineOf(pieces), StartsWith("Assertion failed. Too short. size:3 "));
+}
+
+TEST(Assert, anUnknownValueInTheContextIsNotReported) {
+    const auto pieces = piecesOfAbort([] {
+        vx::enumLogChannel();
+        vx::Logger& logger = vx::Logger::instance();
+        logger.setChannelSeverity("vxEnum", vx::LogSeverity::debug);
+        logger.setLogFunction([](const char*, vx::LogSeverity, const std::string&) {
+            const auto severity = static_cast<vx::LogSeverity>(99);
+            VX_LOG_CONTEXT(severity);
+            assertTest::fail(3);
+        });
+        logger.log("assertTest", vx::LogSeverity::notice, "x");
+    });
+
+    EXPECT_EQ(firstLineOf(pieces),
+              std::string("Assertion failed. Too short. size:3 condition:size >= 20 "
+                          "tests/vx/assert-test.cpp:<line> severity:  ") +
+                  functionOfFail);
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
 }
 
 TEST(BoostAssert, endsInOurAssertion) {

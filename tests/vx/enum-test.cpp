@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <stdexcept>
+#include <thread>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -146,6 +148,53 @@ TEST(Enum, unknownValueThatTheContextHoldsTooIsReportedOnce) {
     EXPECT_THAT(log.take(),
                 ElementsAre("debug vxEnum Unknown town::Street enum value -5 street: .cpp:<line>",
                             "debug vxEnum Unknown town::Street enum value 8 street: .cpp:<line>"));
+}
+
+TEST(Enum, unknownNameIsReportedBehindAnUnknownValueOfItsContext) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    const auto street = static_cast<Street>(-5);
+    VX_LOG_CONTEXT(street);
+
+    toEnum<Street>("west");
+
+    EXPECT_THAT(
+        log.take(),
+        ElementsAre(
+            "debug vxEnum Unknown town::Street enum value -5 street: .cpp:<line>",
+            "debug vxEnum Unknown town::Street enum option. value:west street: .cpp:<line>"));
+}
+
+TEST(Enum, reportsAgainAfterAReportThatThrew) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    {
+        const vx::detail::LogContextImpl context(
+            [](std::ostream&) { throw std::runtime_error("no text"); });
+        EXPECT_THROW(fromEnum<std::string>(static_cast<Street>(8)), std::runtime_error);
+    }
+
+    fromEnum<std::string>(static_cast<Street>(8));
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("debug vxEnum Unknown town::Street enum value 8 .cpp:<line>"));
+}
+
+TEST(Enum, aReportKeepsNoOtherThreadFromReporting) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    const vx::detail::LogContextImpl context([](std::ostream&) {
+        std::thread([] { fromEnum<std::string>(static_cast<Street>(8)); }).join();
+    });
+
+    fromEnum<std::string>(static_cast<Street>(9));
+
+    EXPECT_THAT(log.take(),
+                ElementsAre("debug vxEnum Unknown town::Street enum value 8 .cpp:<line>",
+                            "debug vxEnum Unknown town::Street enum value 9 .cpp:<line>"));
 }
 
 TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {

@@ -395,6 +395,19 @@ TEST(Logger, settingAnUnknownChannelThrowsWithTheSeverity) {
         "Log channel not found. vx/log.cpp:<line> channelName:logTest severity:debug outer:1");
 }
 
+TEST(Logger, settingAnUnknownChannelToAnUnknownSeverityThrowsAndReportsItOnce) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+
+    EXPECT_EQ(
+        thrownText([] { logger().setChannelSeverity("logTest", static_cast<LogSeverity>(9)); }),
+        "Log channel not found. vx/log.cpp:<line> channelName:logTest severity:");
+    EXPECT_THAT(log.take(),
+                testing::ElementsAre("debug vxEnum Unknown vx::LogSeverity enum value 9 "
+                                     "channelName:logTest severity: .cpp:<line>"));
+}
+
 TEST(Logger, removingAChannelThatIsNotRegisteredIsIgnored) {
     LogChannel channel("logTest", LogSeverity::notice);
     const auto before = channelNames();
