@@ -6,6 +6,7 @@
 #include "vx/enum.h"
 #include "vx/exception.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
