@@ -1,6 +1,6 @@
 #include "vx/assert.h"
 
-#include "vx/enum.h"
+#include "vx/enum-table.h"
 #include "vx/log-context.h"
 #include "vx/stack-trace.h"
 

@@ -32,5 +32,14 @@ namespace detail {
 /// Name of the first row of @p table with @p value; empty, with a debug line, if there is none.
 std::string enumName(const EnumTable& table, std::int32_t value);
 
+/// While one lives, its thread reports no unknown values.
+class EnumReportPause {
+public:
+    EnumReportPause();
+    ~EnumReportPause();
+    EnumReportPause(const EnumReportPause&) = delete;
+    EnumReportPause& operator=(const EnumReportPause&) = delete;
+};
+
 } // namespace detail
 } // namespace vx

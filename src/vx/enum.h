@@ -21,15 +21,6 @@ std::optional<std::int32_t> tryEnumValue(const EnumTable& table, std::string_vie
 /// Reports @p name, which has no data for a null pointer, as one that @p table does not hold.
 void reportUnknownName(const EnumTable& table, std::string_view name);
 
-/// While one lives, its thread reports no unknown values.
-class EnumReportPause {
-public:
-    EnumReportPause();
-    ~EnumReportPause();
-    EnumReportPause(const EnumReportPause&) = delete;
-    EnumReportPause& operator=(const EnumReportPause&) = delete;
-};
-
 inline std::string_view enumView(const char* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
