@@ -184,11 +184,19 @@ TEST(DecodeRegister, numericTypesConvertFields1To16Alone) {
 }
 
 TEST(DecodeRegister, uint16ReachesTheConversionForFields1To21) {
-    for (int fieldType = 0; fieldType <= 21; ++fieldType) {
+    for (int fieldType = 1; fieldType <= 21; ++fieldType) {
         ModbusMeteringSystem reading;
-        EXPECT_THAT(decode(reading, T::uint16, static_cast<F>(fieldType), {1}),
-                    SizeIs(fieldType == 0 ? 0 : 1))
+        EXPECT_THAT(decode(reading, T::uint16, static_cast<F>(fieldType), {1}), SizeIs(1))
             << vx::str(static_cast<F>(fieldType));
+    }
+}
+
+TEST(DecodeRegister, uint16OfAFieldNumberOutside1To21HasNoEffectAndNoLog) {
+    for (const int fieldType : {-1, 0, 22, 1000}) {
+        ModbusMeteringSystem reading;
+        EXPECT_THAT(decode(reading, T::uint16, static_cast<F>(fieldType), {1}), IsEmpty())
+            << fieldType;
+        EXPECT_EQ(reading, R()) << fieldType;
     }
 }
 
