@@ -149,7 +149,21 @@ void SerialConnection::querySerialConnectionConfig() {
 
 // The bus connection
 
+/// The names of the serial parameters.
+struct SerialNames {
+    std::string baudRate;
+    std::string stopBits;
+    std::string dataBits;
+    std::string parity;
+};
+
 namespace {
+
+bool isComplete(const SerialNames& names) {
+    constexpr std::size_t shortest = 5;
+    return names.baudRate.size() >= shortest && names.stopBits.size() >= shortest &&
+           names.dataBits.size() >= shortest && !names.parity.empty();
+}
 
 /// Number at the end of an enumerator's name: 9600 of "baud9600", 1 of "bits1".
 int numberOfName(const std::string& name) {
@@ -176,10 +190,16 @@ void setTimeouts(const orv::modbus::ModbusMiscConfig& config) {
     modbus_set_indication_timeout(ctx, secondsOr(config.timeoutIndicationSec), 0);
 }
 
-void connectTcp(const orv::modbus::ConfigFile& config) {
-    VX_LOG(channel, notice, "Connecting TCP", config);
+/// Leaves no context, whatever throws ahead of the next one.
+void closeBus() {
     modbus_close(ctx);
     modbus_free(ctx);
+    ctx = nullptr;
+}
+
+void connectTcp(const orv::modbus::ConfigFile& config) {
+    VX_LOG(channel, notice, "Connecting TCP", config);
+    closeBus();
     const auto& server = config.modbusMiscConfig;
     ctx = modbus_new_tcp(server.modbusTCPServer.c_str(), server.port);
     if (modbus_connect(ctx) == -1)
@@ -191,38 +211,34 @@ void connectTcp(const orv::modbus::ConfigFile& config) {
 
 void SerialConnection::doReconnect() {
     VX_LOG(channel, notice, "doReconnect", m_config);
+    const SerialNames names{vx::str("", m_config.baudRate), vx::str("", m_config.stopBits),
+                            vx::str("", m_config.dataBits), vx::str("", m_config.parity)};
     const auto config = orv::modbus::loadConfigFile(vx::system());
     if (!config.modbusMiscConfig.modbusTCPServer.empty())
         connectTcp(config);
     else
-        connectSerial(config.modbusMiscConfig);
+        connectSerial(names, config.modbusMiscConfig);
 }
 
-void SerialConnection::connectSerial(const orv::modbus::ModbusMiscConfig& timeouts) const {
-    const std::string baudRateName = vx::str("", m_config.baudRate);
-    const std::string stopBitsName = vx::str("", m_config.stopBits);
-    const std::string dataBitsName = vx::str("", m_config.dataBits);
-    const std::string parityName = vx::str("", m_config.parity);
-    constexpr std::size_t shortestName = 5;
+void SerialConnection::connectSerial(const SerialNames& names,
+                                     const orv::modbus::ModbusMiscConfig& timeouts) const {
     // An incomplete configuration doesn't disturb a working connection.
-    if (baudRateName.size() < shortestName || stopBitsName.size() < shortestName ||
-        dataBitsName.size() < shortestName || parityName.empty())
+    if (!isComplete(names))
         return;
 
     // The port is a property of the hardware; the server's device name opens nothing.
     constexpr const char* serialDevice = "/dev/ttymxc2";
     VX_LOG(channel, notice, vx::str("", m_config.baudRate));
-    const int baud = numberOfName(baudRateName);
+    const int baud = numberOfName(names.baudRate);
     VX_LOG(channel, notice, vx::str("", m_config.stopBits));
-    const int stopBits = numberOfName(stopBitsName);
+    const int stopBits = numberOfName(names.stopBits);
     VX_LOG(channel, notice, vx::str("", m_config.dataBits));
-    const int dataBits = numberOfName(dataBitsName);
+    const int dataBits = numberOfName(names.dataBits);
     VX_LOG(channel, notice, vx::str("", m_config.parity));
-    const char parity = static_cast<char>(std::toupper(parityName.front()));
+    const char parity = static_cast<char>(std::toupper(names.parity.front()));
     VX_LOG(channel, notice, "Modbus serial device connecting", serialDevice, baud, parity, dataBits,
            stopBits);
-    modbus_close(ctx);
-    modbus_free(ctx);
+    closeBus();
     configureRs485(serialDevice);
     // The stop bits stand in both places: the line always runs at eight data bits, as the library
     // takes any count but 5, 6 and 7 for 8. Meters in the field are set up for that.
@@ -309,6 +325,25 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
         m_senderQueue.send(vx::toJson(vx::toJsonFragment(aReading)));
 }
 
+namespace {
+
+/// Reads the words of a register from the slave that is set. Returns -1 with `errno` on failure.
+int readWords(const ModbusRegister& aRegister, RegisterBuffer& buffer) {
+    // The library aborts the process on a read from a serial line whose slave was never set, as
+    // when it refused the first address.
+    if (modbus_get_slave(ctx) == -1) {
+        errno = EINVAL;
+        return -1;
+    }
+    const auto readRegisters = aRegister.registerType == ModbusRegisterType::input
+                                   ? modbus_read_input_registers
+                                   : modbus_read_registers;
+    const int count = aRegister.length * dataCountMultiplier(aRegister.modbusDataType);
+    return readRegisters(ctx, aRegister.address, count, buffer.data());
+}
+
+} // namespace
+
 bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddress,
                                     const ModbusRegister& aRegister) {
     RegisterBuffer buffer{};
@@ -320,11 +355,7 @@ bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddr
 
     modbus_set_slave(ctx, slaveAddress);
     usleep(m_readIntervalUSec);
-    const auto readRegisters = aRegister.registerType == ModbusRegisterType::input
-                                   ? modbus_read_input_registers
-                                   : modbus_read_registers;
-    const int count = aRegister.length * dataCountMultiplier(aRegister.modbusDataType);
-    if (readRegisters(ctx, aRegister.address, count, buffer.data()) == -1) {
+    if (readWords(aRegister, buffer) == -1) {
         VX_LOG(channel, warning, "Could not read register", strerror(errno), aRegister);
         return false;
     }

@@ -20,6 +20,8 @@ namespace orv::modbusreader {
 
 using metering::readings::ModbusMeteringSystem;
 
+struct SerialNames;
+
 /// Front of the delivery path: each message gets its own client and connection at once. It holds
 /// no queue; pending work lives in the handlers of the event loop.
 class SenderQueue {
@@ -84,7 +86,7 @@ public:
     std::uint32_t m_readIntervalUSec = 20000;
 
 private:
-    void connectSerial(const modbus::ModbusMiscConfig& timeouts) const;
+    void connectSerial(const SerialNames& names, const modbus::ModbusMiscConfig& timeouts) const;
     void refreshAttachedMeters();
     void cycleMeters(const std::vector<vxModel::ElectricityMeterConfig>& supported);
     /// Returns whether the register was read or needed no reading.
