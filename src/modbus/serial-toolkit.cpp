@@ -420,9 +420,12 @@ std::string decodeText(const std::uint16_t* words, std::size_t length) {
     return text;
 }
 
-bool isPowerOrEnergy(ModbusFieldType fieldType) {
-    return fieldType >= ModbusFieldType::powerImport &&
-           fieldType <= ModbusFieldType::energyExportTariff6;
+/// Whether a number of @p type counts in @p fieldType: each type may carry a power or an energy,
+/// and only `uint16` one of the fields behind them.
+bool isNumberOf(ModbusFieldType fieldType, ModbusDataType type) {
+    const auto last = type == ModbusDataType::uint16 ? ModbusFieldType::tariffEnabled
+                                                     : ModbusFieldType::energyExportTariff6;
+    return fieldType >= ModbusFieldType::powerImport && fieldType <= last;
 }
 
 } // namespace
@@ -450,10 +453,7 @@ void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
         reading.id = metering::readings::MeterId(decodeText(words, aRegister.length));
     if (isSerial && type == ModbusDataType::uint32)
         reading.id = metering::readings::MeterId(std::to_string(unsigned32(words)));
-    // Only a uint16 register may carry one of the fields that are no measured quantity.
-    const bool otherField =
-        type == ModbusDataType::uint16 && aRegister.fieldType != ModbusFieldType::none;
-    if (!isPowerOrEnergy(aRegister.fieldType) && !otherField)
+    if (!isNumberOf(aRegister.fieldType, type))
         return;
     if (const auto value = decodeNumber(words, type))
         convertField(reading, *value, aRegister.fieldType, aRegister.scaleValue);

@@ -107,3 +107,23 @@ TEST_F(BusFault, anExceptionAndASilenceOverRtuLeaveTheValuesOfThePollBefore) {
     EXPECT_THAT(messagesOf(service), isThreePollsMessages);
     EXPECT_EQ(slave.transcript(), threePollsConversation);
 }
+
+TEST_F(BusFault, aFirstSlaveAddressThatTheLibraryRefusesEndsNeitherTheProcessNorThePoll) {
+    const house::PtyPair line;
+    line.linkMasterEnd("/dev/ttymxc2");
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    small_home::liveOn(slave);
+    server.recover(LocalServer::attachedPath);
+    server.serve(LocalServer::attachedPath,
+                 R"({"data":[{"configId":"c1","serial":"S-300","slaveAddress":300},)"
+                 R"({"configId":"c1","serial":"S-1","slaveAddress":7}]})");
+    ReaderProcess reader;
+
+    ASSERT_TRUE(service.waitForMessages(2));
+
+    EXPECT_THAT(messagesOf(service),
+                ElementsAre(R"({"id":"S-300","slaveAddress":44,"meteringType":"modbus",)"
+                            R"("lastChanged":"<time>"})",
+                            small_home::message));
+    EXPECT_TRUE(reader.running());
+}

@@ -1,4 +1,6 @@
 #include "modbus/bus-connection.h"
+#include "vx/enum.h"
+#include "vx/system.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,6 +8,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <new>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -260,6 +263,90 @@ TEST_F(SerialBus, theSameReadGoesOverTheSerialLine) {
     EXPECT_TRUE(canReadMeter(reader));
 
     EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0005\n");
+}
+
+TEST_F(SerialBus, aFirstSlaveAddressThatTheLibraryRefusesFailsTheReadWithoutATouchOfTheBus) {
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    liveOn(slave);
+    reconnect(serialConfig());
+    log.take();
+    recorded_bus::take();
+
+    for (const int refused : {-1, 248, 7 + 256}) {
+        reader.connection.readMeter(refused, meterConfig());
+
+        EXPECT_THAT(of("warning", log.take()), ElementsAre(unreadable("Invalid argument")));
+        EXPECT_THAT(recorded_bus::take(),
+                    ElementsAre(vx::str("modbus_set_slave ", refused), "usleep 20000"));
+    }
+
+    EXPECT_TRUE(canReadMeter(reader));
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0005\n");
+}
+
+TEST_F(SerialBus, aLaterSlaveAddressThatTheLibraryRefusesReadsTheMeterAheadOfIt) {
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    liveOn(slave);
+    reconnect(serialConfig());
+    ASSERT_TRUE(canReadMeter(reader));
+    slave.clearTranscript();
+
+    reader.connection.readMeter(300, meterConfig());
+
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0005\n");
+    EXPECT_EQ(reader.connection.m_readings.at(300 - 256).powerConsumed, 5.0);
+}
+
+TEST_F(SerialBus, readsFailForWantOfAContextAfterAReconnectThatThrewHalfWay) {
+    reconnect(serialConfig());
+    // The line of the port's failed setting comes when the old context is gone.
+    vx::Logger::instance().setLogFunction(
+        [](const char*, vx::LogSeverity severity, const std::string&) {
+            if (severity == vx::LogSeverity::error)
+                throw std::bad_alloc();
+        });
+    EXPECT_THROW(reader.connection.doReconnect(), std::bad_alloc);
+    LogCapture after{LogCapture::Mode::lenient};
+
+    reader.connection.readMeter(7, meterConfig());
+
+    EXPECT_THAT(after.take(), Contains(unreadable("Invalid argument")));
+}
+
+TEST_F(SerialBus, theNamesAreRenderedAheadOfTheFileIsLoaded) {
+    vx::enumLogChannel();
+    vx::system();
+    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
+    SerialPortConfig config = serialConfig();
+    config.baudRate = static_cast<BaudRateType>(6);
+
+    reconnect(config);
+
+    const std::string unknown =
+        "debug vxEnum Unknown ::vxModel::BaudRateType enum value 6 .cpp:<line>";
+    EXPECT_THAT(log.take(),
+                ElementsAre(unknown, testing::StartsWith("notice modbusSerial doReconnect "),
+                            unknown,
+                            testing::StartsWith("notice orvMODBUSConfigFile Load configuration "),
+                            testing::StartsWith("notice orvMODBUSConfigFile File not found. ")));
+}
+
+TEST_F(TcpBus, theNamesAreRenderedAheadOfTheFileIsLoadedThoughNoneIsUsed) {
+    vx::enumLogChannel();
+    vx::system();
+    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
+    useTcp(slave);
+    reader.connection.m_config = serialConfig();
+    reader.connection.m_config.stopBits = static_cast<StopBits>(3);
+
+    reader.connection.doReconnect();
+
+    const std::string unknown = "debug vxEnum Unknown ::vxModel::StopBits enum value 3 .cpp:<line>";
+    EXPECT_THAT(log.take(),
+                ElementsAre(unknown, testing::StartsWith("notice modbusSerial doReconnect "),
+                            unknown,
+                            testing::StartsWith("notice orvMODBUSConfigFile Load configuration "),
+                            testing::StartsWith("notice modbusSerial Connecting TCP ")));
 }
 
 TEST_F(TcpBus, theFilesServerIsConnectedAndTheSerialSideIsLeftAlone) {

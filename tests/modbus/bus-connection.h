@@ -18,19 +18,23 @@ inline vxModel::SerialPortConfig serialConfig() {
             vxModel::DataBits::bits8, vxModel::StopBits::bits1};
 }
 
-/// A meter at address 7 whose one register holds 5.
+/// A meter at address 7 whose one register holds 5, and its map.
 inline void liveOn(house::ModbusSlave& slave) {
     slave.unit(7).holding(10, {5});
 }
 
-inline bool canReadMeter(Reader& reader) {
+inline vxModel::ElectricityMeterConfig meterConfig() {
     vxModel::ElectricityMeterConfig config;
     config.registers = {vxModel::ModbusRegister{.address = 10,
                                                 .fieldType = vxModel::ModbusFieldType::powerImport,
                                                 .modbusDataType = vxModel::ModbusDataType::uint16,
                                                 .length = 1}};
+    return config;
+}
+
+inline bool canReadMeter(Reader& reader) {
     reader.connection.m_readings.clear();
-    reader.connection.readMeter(7, config);
+    reader.connection.readMeter(7, meterConfig());
     return reader.connection.m_readings.at(7).powerConsumed == 5.0;
 }
 
