@@ -82,7 +82,7 @@ TEST(StartUp, firstPollRunsAheadOfTheTimerAndOnlyWarnsWhileTheLocalServerIsDown)
             "ERROR HttpClient Request failed: GET " + server + "config/supported" + refused,
             "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
             "NOTIC modbusreaderMain retry timer m_timer.expiry():<seconds> error_code:Success "
-            "fuf.cpp:<line>"));
+            "main.cpp:<line>"));
 }
 
 TEST(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {

@@ -1,6 +1,6 @@
 #include "http-client.h"
 #include "logger.h"
-#include "modbus/fuf.h"
+#include "modbus/main.h"
 #include "modbus/serial-toolkit.h"
 #include "vx/enum.h"
 #include "vx/system.h"

@@ -9,14 +9,9 @@
 #include <chrono>
 #include <functional>
 
-#include "vx/log.h"
-
 namespace orv::modbusreader {
 
 class SerialConnection;
-
-/// Channel of the daemon's entry and its timer.
-vx::LogChannel& mainLogChannel();
 
 /// The repeating timer. Its expiries advance by one interval each, whatever the clock says, so
 /// ticks follow one another at once while the callback takes longer than the interval.
@@ -39,5 +34,10 @@ protected:
 /// What each tick does: a poll of @p connection, unless one is in progress. The error code of the
 /// wait is only logged.
 Fuf::Callback pollOnTick(SerialConnection& connection);
+
+/// The run of the daemon: a poll at once, then one on each tick of the timer. Gives the exit status
+/// in the end, which only an empty event loop would bring; what no handler of a poll took is
+/// thrown.
+int runReader();
 
 } // namespace orv::modbusreader

@@ -1,4 +1,4 @@
-#include "modbus/fuf.h"
+#include "modbus/main.h"
 
 #include "house/patience.h"
 #include "modbus/reader-world.h"
@@ -57,7 +57,7 @@ TEST(Fuf, logsTheExpiryInSecondsAndTheErrorAheadOfTheCallback) {
         ticked = true;
         EXPECT_THAT(log.take(), ElementsAre("notice modbusreaderMain retry timer "
                                             "m_timer.expiry():2.5 error_code:Success "
-                                            "fuf.cpp:<line>"));
+                                            "main.cpp:<line>"));
         // The line and the callback come ahead of the next expiry.
         EXPECT_EQ(fuf.m_timer.expiry(), steady_clock::time_point(milliseconds(2500)));
     });
@@ -92,7 +92,7 @@ TEST(Fuf, aTickWithAnErrorStillCallsBackAndRearms) {
     EXPECT_THAT(ticks, ElementsAre(boost::asio::error::operation_aborted,
                                    boost::asio::error::operation_aborted));
     EXPECT_THAT(log.take(),
-                testing::Each(testing::EndsWith("error_code:Operation canceled fuf.cpp:<line>")));
+                testing::Each(testing::EndsWith("error_code:Operation canceled main.cpp:<line>")));
 }
 
 TEST(Fuf, expiriesAdvanceFromThePreviousOneSoLateTicksFollowAtOnce) {
@@ -130,7 +130,7 @@ TEST(PollOnTick, logsTheErrorAndPollsWhateverItIs) {
 
     const auto lines = log.take();
     EXPECT_EQ(lines.front(),
-              "notice modbusreaderMain callback ec:Operation canceled fuf.cpp:<line>");
+              "notice modbusreaderMain callback ec:Operation canceled main.cpp:<line>");
     EXPECT_THAT(lines, testing::Contains("notice modbusSerial Attached Meters result: "
                                          "toolkit.cpp:<line>"));
     EXPECT_FALSE(reader.connection.m_busy);
@@ -144,5 +144,5 @@ TEST(PollOnTick, doesNothingButLogWhileAPollIsInProgress) {
     pollOnTick(reader.connection)(error_code());
 
     EXPECT_THAT(log.take(),
-                ElementsAre("notice modbusreaderMain callback ec:Success fuf.cpp:<line>"));
+                ElementsAre("notice modbusreaderMain callback ec:Success main.cpp:<line>"));
 }
