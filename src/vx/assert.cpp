@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace vx {
 namespace {
@@ -38,6 +39,10 @@ void tryPiece(Function function) {
 }
 
 void writeLogContext() {
+    // A context that fails an assertion itself would come back here without end.
+    thread_local bool begun = false;
+    if (std::exchange(begun, true))
+        return;
     // An unknown value in the context would be reported through the logger.
     const detail::EnumReportPause pause;
     std::ostringstream stream;

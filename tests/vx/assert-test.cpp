@@ -180,6 +180,21 @@ TEST(Assert, aContextThatThrowsLeavesOutItsPieceAlone) {
     EXPECT_THAT(lines, Contains(StartsWith("Decoded stacktrace:")));
 }
 
+TEST(Assert, aContextThatFailsAnAssertionItselfIsLeftOutOfThatOneAndTheRestIsTried) {
+    const auto pieces = piecesOfAbort([] {
+        const vx::detail::LogContextImpl context([](std::ostream&) { assertTest::fail(5); });
+        assertTest::fail(3);
+    });
+
+    EXPECT_EQ(firstLineOf(pieces),
+              std::string("Assertion failed. Too short. size:3 condition:size >= 20 "
+                          "tests/vx/assert-test.cpp:<line> "
+                          "Assertion failed. Too short. size:5 condition:size >= 20 "
+                          "tests/vx/assert-test.cpp:<line>  ") +
+                  functionOfFail);
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
+}
+
 TEST(Assert, writeErrorsDoNotKeepItFromAborting) {
     const auto pieces = piecesOfAbort([] {
         close(STDERR_FILENO);
