@@ -1,7 +1,6 @@
 #include "vx/conf.h"
 
 #include "vx/exception.h"
-#include "vx/json.h"
 #include "vx/record.h"
 #include "vx/system.h"
 

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "vx/json.h"
 #include "vx/log.h"
-
-#include <json-c/json.h>
 
 #include <memory>
 #include <optional>

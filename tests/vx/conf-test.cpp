@@ -61,6 +61,13 @@ TEST_F(ConfTest, jsonNullIsAValueToo) {
     EXPECT_EQ(conf->readJsonIfExists("key"), std::optional(std::shared_ptr<json_object>()));
 }
 
+TEST_F(ConfTest, writtenJsonNullIsNoValueForItsLineEnd) {
+    conf->writeJson("key", "null");
+
+    EXPECT_EQ(thrownText([&] { conf->readJsonIfExists("key"); }),
+              "Failed to parse json. success condition:object vx/json.cpp:<line>");
+}
+
 TEST_F(ConfTest, textIsStoredUncheckedWithALineEnd) {
     conf->writeJson("key", " no json\n");
 
