@@ -36,7 +36,7 @@ void Logger::log(const LogChannel& channel, std::string message, aLogSeverity se
     if (vxSeverity > channel.severity)
         return;
     message += vx::str(" ", vx::logContext());
-    channel.vx::LogChannel::log(vxSeverity, std::move(message));
+    channel.log(vxSeverity, std::move(message));
 }
 
 void Logger::log(std::string message, aLogSeverity severity) {

@@ -35,6 +35,8 @@ public:
     static void log(const LogChannel& channel, std::string message, aLogSeverity severity);
     /// The same on the logger's own channel.
     static void log(std::string message, aLogSeverity severity);
+    /// As any channel logs.
+    using vx::LogChannel::log;
 
 private:
     Logger();

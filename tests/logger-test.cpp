@@ -60,6 +60,17 @@ TEST(LoggerBridge, logsOnAnotherChannel) {
     EXPECT_THAT(log.take(), ElementsAre("warning old passes "));
 }
 
+TEST(LoggerBridge, theLoggerIsItselfAChannel) {
+    LogCapture log;
+    const int meter = 7;
+
+    VX_LOG(*Logger::getInstance(), notice, "x", meter);
+    Logger::getInstance()->log(LogSeverity::warning, "y");
+
+    EXPECT_THAT(log.take(), ElementsAre("notice System x meter:7 tests/logger-test.cpp:<line>",
+                                        "warning System y"));
+}
+
 TEST(LoggerBridge, aSeverityAboveFiveThrowsWhateverTheChannelsIs) {
     const LogCapture log;
     const orv::LogChannel quietest("old", LogSeverity::print);
