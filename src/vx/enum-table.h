@@ -32,7 +32,7 @@ namespace detail {
 /// Name of the first row of @p table with @p value; empty, with a debug line, if there is none.
 std::string enumName(const EnumTable& table, std::int32_t value);
 
-/// While one lives, its thread reports no unknown values.
+/// While one lives, its thread reports no unknown values and names.
 class EnumReportPause {
 public:
     EnumReportPause();

@@ -50,6 +50,8 @@ std::optional<std::int32_t> detail::tryEnumValue(const EnumTable& table, std::st
 }
 
 void detail::reportUnknownName(const EnumTable& table, std::string_view name) {
+    if (pauses > 0)
+        return;
     const LogChannel& channel = enumLogChannel();
     if (LogSeverity::debug <= channel.severity) {
         channel.log(LogSeverity::debug,

@@ -114,6 +114,8 @@ void Logger::readSettings() {
 
 void Logger::log(const char* channelName, LogSeverity severity, std::string message) const {
     const std::scoped_lock lock(m_body->mutex);
+    // Its report would wait for the lock.
+    const detail::EnumReportPause pause;
     m_body->logFunction(channelName, severity, std::move(message));
 }
 
@@ -173,12 +175,20 @@ void Logger::setChannelSeverity(std::string_view channelName, LogSeverity severi
 }
 
 void Logger::addChannel(LogChannel& channel) {
+    // Outside the lock: the text of an unknown value in the context may register a channel.
+    if (!tryAddChannel(channel))
+        throw Exception(strArgs("Log channels with duplicate name detected. channel.name():",
+                                channel.name(), " condition:x->name() != channel.name() ",
+                                trimFile(__FILE__), ":", __LINE__, " ", logContext()));
+}
+
+bool Logger::tryAddChannel(LogChannel& channel) {
     const std::scoped_lock lock(m_body->mutex);
-    for (const LogChannel* x : m_body->channels)
-        VX_THROW_UNLESS(x->name() != channel.name(), "Log channels with duplicate name detected.",
-                        channel.name());
+    if (findChannel(channel.name()) != nullptr)
+        return false;
     m_body->channels.push_back(&channel);
     updateChannelSeverity(channel);
+    return true;
 }
 
 void Logger::removeChannel(LogChannel& channel) {

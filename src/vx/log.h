@@ -107,6 +107,8 @@ private:
     Logger();
     void readSettings();
     LogChannel* findChannel(std::string_view channelName) const;
+    /// Returns false, without a change, if there is already a channel of that name.
+    bool tryAddChannel(LogChannel& channel);
 
     Body* m_body;
 };

@@ -1,5 +1,6 @@
 #include "vx/log.h"
 
+#include "child-process.h"
 #include "saved-severities.h"
 #include "support/log-capture.h"
 #include "support/thrown-text.h"
@@ -120,6 +121,36 @@ TEST(LogChannel, secondOneOfANameThrowsAndLeavesTheFirst) {
               "condition:x->name() != channel.name() vx/log.cpp:<line>");
 
     EXPECT_EQ(logger().channelSeverity("logTestBase"), LogSeverity::info);
+}
+
+TEST(LogChannel, secondOneOfANameThrowsThoughItsContextHoldsAnUnknownValue) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    LogCapture log;
+    const LogChannel first("logTestBase", LogSeverity::info);
+    const auto unknown = static_cast<LogSeverity>(9);
+    VX_LOG_CONTEXT(unknown);
+
+    // The report of the unknown value needs the logger's lock.
+    alarm(30);
+    EXPECT_EQ(thrownText([] { const LogChannel second("logTestBase", LogSeverity::debug); }),
+              "Log channels with duplicate name detected. channel.name():logTestBase "
+              "condition:x->name() != channel.name() vx/log.cpp:<line> unknown:");
+    alarm(0);
+
+    EXPECT_THAT(log.take(), testing::ElementsAre("debug vxEnum Unknown vx::LogSeverity enum value "
+                                                 "9 unknown: .cpp:<line>"));
+}
+
+TEST(LogChannel, reportsWhileTheLoggerIsBusyNeedNoChannelOfTheirOwnYet) {
+    const ChildResult result = runInPrivateWorld("", "report-while-busy");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(withoutLineNumbers(result.standardOutput),
+              "message:\n"
+              "Log channels with duplicate name detected. channel.name():early "
+              "condition:x->name() != channel.name() vx/log.cpp:<line> unknown:\n"
+              "default:none\nearly:notice\nmodbusSerial:notice\nvxEnum:notice\n");
 }
 
 TEST(LogChannel, namesDifferByCase) {
@@ -282,6 +313,24 @@ TEST(Logger, withoutLogFunctionThrows) {
     EXPECT_THROW(logger().log("logTest", LogSeverity::notice, "x"), std::bad_function_call);
 
     logger().setLogFunction(Logger::defaultLogFunction);
+}
+
+TEST(Logger, anUnknownSeverityInALogFunctionIsWrittenAsNothingAndNotReported) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    std::ostringstream seen;
+    logger().setLogFunction([&](const char*, LogSeverity severity, const std::string& message) {
+        seen << message << ':' << severity << '|';
+        seen << vx::str(vx::toEnum<LogSeverity>("loud")) << '|';
+    });
+
+    // A report would wait forever for the lock that the log function runs under.
+    alarm(30);
+    logger().log("logTest", static_cast<LogSeverity>(9), "x");
+    alarm(0);
+    logger().setLogFunction(Logger::defaultLogFunction);
+
+    EXPECT_EQ(seen.str(), "x:|print|");
 }
 
 TEST(Logger, oldLogFunctionIsDestroyedBeforeTheNewOneIsInForce) {

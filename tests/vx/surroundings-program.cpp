@@ -3,6 +3,7 @@
 // and with files in a world of its own.
 
 #include "vx/enum.h"
+#include "vx/exception.h"
 #include "vx/log-rule.h"
 #include "vx/log.h"
 #include "vx/system.h"
@@ -57,6 +58,23 @@ void logEverySeverity() {
         vx::Logger::instance().log("early", static_cast<LogSeverity>(severity), "message");
 }
 
+/// The report of an unknown value, which makes a channel, comes while the logger is busy.
+void reportWhileTheLoggerIsBusy() {
+    const auto unknown = static_cast<LogSeverity>(9);
+    vx::Logger::instance().setLogFunction(
+        [](const char*, LogSeverity severity, const std::string& message) {
+            std::cout << message << ':' << severity << '\n';
+        });
+    vx::Logger::instance().log("early", unknown, "message");
+    VX_LOG_CONTEXT(unknown);
+    try {
+        const vx::LogChannel second("early", LogSeverity::notice);
+    } catch (const vx::Exception& e) {
+        std::cout << e.what() << '\n';
+    }
+    tellChannels();
+}
+
 void makeSocket(const char* path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -70,6 +88,7 @@ void makeSocket(const char* path) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    alarm(60); // for what would wait forever
     const std::string_view command = argc > 1 ? argv[1] : "";
     if (command == "channels")
         tellChannels();
@@ -79,6 +98,8 @@ int main(int argc, char* argv[]) {
         tellChangedSeverities();
     else if (command == "every-severity")
         logEverySeverity();
+    else if (command == "report-while-busy")
+        reportWhileTheLoggerIsBusy();
     else if (command == "notice")
         early.log(LogSeverity::notice, "message");
     else if (command == "test-assert")
