@@ -16,6 +16,6 @@ namespace vx {
     [&] {                                                                                          \
         if (!(condition))                                                                          \
             ::vx::assertFailed(VX_TEXT(condition),                                                 \
-                               ::vx::strArgs("" VX_ITEMS(__VA_ARGS__)).c_str(),                    \
+                               ::vx::detail::Text{"" VX_ITEMS(__VA_ARGS__)}.text.c_str(),          \
                                __PRETTY_FUNCTION__, __FILE__, __LINE__);                           \
     }()

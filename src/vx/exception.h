@@ -47,18 +47,29 @@ private:
 EnumTable vxEnum(Exception::Type);
 std::ostream& operator<<(std::ostream& stream, Exception::Type type);
 
+namespace detail {
+
+/// Text of a thrown exception; in braces, which evaluate the items from left to right.
+struct ThrownText {
+    template <class... Items>
+    ThrownText(const char* file, int line, const Items&... items)
+        : text(strArgs("", items..., trimFile(file), ":", line, " ", logContext())) {}
+
+    std::string text;
+};
+
+} // namespace detail
 } // namespace vx
 
 /// Throws a `vx::Exception` with the items, the source position and the log context.
 #define VX_THROW(...)                                                                              \
-    throw ::vx::Exception(::vx::strArgs("" VX_ITEMS(__VA_ARGS__), ::vx::trimFile(__FILE__), ":",   \
-                                        __LINE__, " ", ::vx::logContext()))
+    throw ::vx::Exception(::vx::detail::ThrownText{__FILE__, __LINE__ VX_ITEMS(__VA_ARGS__)}.text)
 
 /// Throws as VX_THROW does, with the source text of @p condition, unless the condition holds.
 #define VX_THROW_UNLESS(condition, ...)                                                            \
     do {                                                                                           \
         if (!(condition))                                                                          \
-            throw ::vx::Exception(                                                                 \
-                ::vx::strArgs("" VX_ITEMS(__VA_ARGS__), "condition:", VX_TEXT(condition), " ",     \
-                              ::vx::trimFile(__FILE__), ":", __LINE__, " ", ::vx::logContext()));  \
+            throw ::vx::Exception(::vx::detail::ThrownText{                                        \
+                __FILE__, __LINE__ VX_ITEMS(__VA_ARGS__), "condition:", VX_TEXT(condition), " "}   \
+                                      .text);                                                      \
     } while (false)

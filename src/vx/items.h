@@ -2,8 +2,11 @@
 
 #include "vx/str.h"
 
+#include <cstddef>
 #include <ostream>
+#include <string>
 #include <string_view>
+#include <type_traits>
 
 // Only a macro sees the source text and the position of an expression, so the log statement, the
 // throwing forms, the assertion and the log context are macros. Their items are listed here.
@@ -21,8 +24,40 @@ struct Item {
     const T& value;
 };
 
-constexpr std::string_view itemKey(std::string_view source) {
-    const bool speaksForItself = source.starts_with('"') || source == "__PRETTY_FUNCTION__";
+/// Size of the string literal that @p source begins with; 0 if it begins otherwise.
+constexpr std::size_t literalSize(std::string_view source) {
+    if (source.starts_with("R\"")) {
+        const std::string_view delimiter = source.substr(2, source.find('(') - 2);
+        for (std::size_t i = 2; i < source.size(); ++i)
+            if (source[i] == ')' && source.substr(i + 1).starts_with(delimiter) &&
+                source.substr(i + 1 + delimiter.size()).starts_with('"'))
+                return i + 1 + delimiter.size() + 1;
+        return 0;
+    }
+    if (!source.starts_with('"'))
+        return 0;
+    for (std::size_t i = 1; i < source.size(); ++i) {
+        if (source[i] == '"')
+            return i + 1;
+        if (source[i] == '\\')
+            ++i;
+    }
+    return 0;
+}
+
+/// Whether @p source consists of string literals, which the compiler joins, and of nothing else.
+constexpr bool isStringLiteral(std::string_view source) {
+    while (const std::size_t size = literalSize(source)) {
+        source.remove_prefix(size);
+        if (source.empty())
+            return true;
+        source.remove_prefix(source.starts_with(' ') ? 1 : 0);
+    }
+    return false;
+}
+
+consteval std::string_view itemKey(std::string_view source) {
+    const bool speaksForItself = isStringLiteral(source) || source == "__PRETTY_FUNCTION__";
     return speaksForItself ? std::string_view() : source;
 }
 
@@ -35,6 +70,15 @@ struct Str<Item<T>> {
         write(stream, item.value);
         stream << ' ';
     }
+};
+
+/// Text of all arguments in order, without one trailing blank. The items of a statement go into
+/// braces, as in `Text{a, b}.text`: unlike a call, they are evaluated from left to right.
+struct Text {
+    template <class... Args>
+    explicit Text(const Args&... args) : text(strArgs(args...)) {}
+
+    std::string text;
 };
 
 } // namespace vx::detail

@@ -43,10 +43,13 @@ private:
     F m_function;
 };
 
-template <class... Items>
-void writeAll(std::ostream& stream, const Items&... items) {
-    (write(stream, items), ...);
-}
+/// Writes all items in order; in braces, which evaluate them from left to right.
+struct WriteAll {
+    template <class... Items>
+    explicit WriteAll(std::ostream& stream, const Items&... items) {
+        (write(stream, items), ...);
+    }
+};
 
 } // namespace detail
 } // namespace vx
@@ -57,4 +60,4 @@ void writeAll(std::ostream& stream, const Items&... items) {
 /// Adds `key:value ` for each expression to the messages of the enclosing scope.
 #define VX_LOG_CONTEXT(...)                                                                        \
     const ::vx::detail::LogContextImpl VX_JOIN(vxLogContext, __LINE__)(                            \
-        [&](std::ostream& stream) { ::vx::detail::writeAll(stream VX_ITEMS(__VA_ARGS__)); })
+        [&](std::ostream& vxStream) { ::vx::detail::WriteAll{vxStream VX_ITEMS(__VA_ARGS__)}; })

@@ -115,11 +115,14 @@ private:
 
 namespace detail {
 
-template <class... Items>
-std::string logMessage(const LogChannel& channel, const char* file, int line,
-                       const Items&... items) {
-    return strArgs("", items..., logContext(), trimFile(file, channel), ":", line);
-}
+/// Text of a log statement; in braces, which evaluate the items from left to right.
+struct LogMessage {
+    template <class... Items>
+    LogMessage(const LogChannel& channel, const char* file, int line, const Items&... items)
+        : text(strArgs("", items..., logContext(), trimFile(file, channel), ":", line)) {}
+
+    std::string text;
+};
 
 } // namespace detail
 } // namespace vx
@@ -130,5 +133,5 @@ std::string logMessage(const LogChannel& channel, const char* file, int line,
         if (::vx::LogSeverity::severityName <= (channel).severity)                                 \
             (channel).log(                                                                         \
                 ::vx::LogSeverity::severityName,                                                   \
-                ::vx::detail::logMessage(channel, __FILE__, __LINE__ VX_ITEMS(__VA_ARGS__)));      \
+                ::vx::detail::LogMessage{channel, __FILE__, __LINE__ VX_ITEMS(__VA_ARGS__)}.text); \
     } while (false)

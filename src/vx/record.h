@@ -458,13 +458,13 @@ std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
 /// The field list of a record: its type and its members, in the order of all its forms. The key of
 /// a field is its name.
 #define VX_FIELDS(R, ...)                                                                          \
-    template <class Visitor>                                                                       \
-    static void visitFields(Visitor& visitor) {                                                    \
-        using VisitedRecord = R;                                                                   \
+    template <class VxVisitor>                                                                     \
+    static void visitFields(VxVisitor& vxVisitor) {                                                \
+        using VxRecord = R;                                                                        \
         VX_FOR_EACH(VX_FIELD, __VA_ARGS__)                                                         \
     }                                                                                              \
-    [[maybe_unused]] friend std::ostream& operator<<(std::ostream& stream, const R& record) {      \
-        return ::vx::reflectedOstream(stream, record);                                             \
+    [[maybe_unused]] friend std::ostream& operator<<(std::ostream& vxStream, const R& vxRecord) {  \
+        return ::vx::reflectedOstream(vxStream, vxRecord);                                         \
     }
 #define VX_FIELD(member)                                                                           \
-    visitor.template operator()<decltype(&VisitedRecord::member), &VisitedRecord::member>(#member);
+    vxVisitor.template operator()<decltype(&VxRecord::member), &VxRecord::member>(#member);

@@ -131,6 +131,17 @@ TEST(Assert, tellsMessageConditionPositionAndFunctionOfItsSite) {
                   functionOfFail);
 }
 
+TEST(Assert, itemsAreEvaluatedFromLeftToRight) {
+    const auto pieces = piecesOfAbort([] {
+        int number = 0;
+        const auto next = [&] { return ++number; };
+        VX_ASSERT(false, next(), next(), next());
+    });
+
+    EXPECT_THAT(firstLineOf(pieces),
+                StartsWith("Assertion failed. next():1 next():2 next():3 condition:false "));
+}
+
 TEST(Assert, bothTracesFollowTheFirstLine) {
     const std::string text = joined(piecesOfAbort([] { assertTest::failDirectly(); }));
     const auto plain = text.find('\n') + 1;

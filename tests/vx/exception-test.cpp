@@ -105,6 +105,17 @@ TEST(Throw, textHasItemsAndPositionAndNoTrailingBlank) {
               "Failed to read file filename:/etc/x 1 + 1:2 tests/vx/exception-test.cpp:<line>");
 }
 
+TEST(Throw, itemsAreEvaluatedFromLeftToRight) {
+    int number = 0;
+    const auto next = [&] { return ++number; };
+
+    EXPECT_EQ(thrownText([&] { VX_THROW(next(), next(), next()); }),
+              "next():1 next():2 next():3 tests/vx/exception-test.cpp:<line>");
+    EXPECT_EQ(thrownText([&] { VX_THROW_UNLESS(number == 0, next(), next(), next()); }),
+              "next():4 next():5 next():6 condition:number == 0 "
+              "tests/vx/exception-test.cpp:<line>");
+}
+
 TEST(Throw, contextFollowsThePosition) {
     const int outer = 1;
     const int inner = 2;

@@ -79,6 +79,27 @@ TEST(LogContext, writesEachValueWithItsSourceTextAsKey) {
     EXPECT_EQ(chain(), "name.size():1 address:3 ");
 }
 
+TEST(LogContext, itemsAreEvaluatedFromLeftToRight) {
+    int number = 0;
+    const auto next = [&] { return ++number; };
+    VX_LOG_CONTEXT(next(), next(), next());
+
+    EXPECT_EQ(chain(), "next():1 next():2 next():3 ");
+}
+
+TEST(LogContext, seesTheCallersNames) {
+    const std::string stream = "a";
+    const std::string items = "b";
+    const std::string context = "c";
+    const std::string function = "d";
+    const std::string item = "e";
+    const std::string key = "f";
+    const std::string value = "g";
+    VX_LOG_CONTEXT(stream, items, context, function, item, key, value);
+
+    EXPECT_EQ(chain(), "stream:a items:b context:c function:d item:e key:f value:g ");
+}
+
 TEST(LogContext, valuesAreThoseOfTheMomentOfTheMessage) {
     int step = 1;
     VX_LOG_CONTEXT(step);

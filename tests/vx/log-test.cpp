@@ -234,6 +234,66 @@ TEST(LogStatement, literalsHaveNoKeyAndExpressionsTheirSourceText) {
                                 "(*filename.begin()):/ tests/vx/log-test.cpp:<line>");
 }
 
+TEST(LogStatement, anExpressionThatBeginsWithALiteralHasItsKey) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::notice);
+    const std::string b = "b";
+
+    VX_LOG(channel, notice, "a" + b, "a\"" + b + "\"c", "abc"[1],
+           "a"
+           "b"[0],
+           R"(a")" + b);
+
+    EXPECT_EQ(log.take().at(0),
+              R"x(notice logTest "a" + b:ab "a\"" + b + "\"c":a"b"c "abc"[1]:b "a" "b"[0]:a )x"
+              R"x(R"(a")" + b:a"b tests/vx/log-test.cpp:<line>)x");
+}
+
+TEST(LogStatement, onlyStringLiteralsStandWithoutAKey) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::notice);
+
+    VX_LOG(channel, notice, "a\"b\\",
+           "c"
+           "d",
+           R"(e")",
+           R"x(f)")x"
+           "g",
+           "", 'h', ("i"));
+
+    EXPECT_EQ(log.take().at(0), "notice logTest a\"b\\ cd e\" f)\"g  'h':h (\"i\"):i "
+                                "tests/vx/log-test.cpp:<line>");
+}
+
+TEST(LogStatement, itemsAreEvaluatedFromLeftToRight) {
+    LogCapture log;
+    const LogChannel channel("logTest", LogSeverity::notice);
+    int number = 0;
+    const auto next = [&] { return ++number; };
+
+    VX_LOG(channel, notice, next(), next(), next());
+
+    EXPECT_EQ(log.take().at(0),
+              "notice logTest next():1 next():2 next():3 tests/vx/log-test.cpp:<line>");
+}
+
+TEST(LogStatement, seesTheCallersNames) {
+    LogCapture log;
+    const LogChannel logger("logTest", LogSeverity::notice);
+    const std::string channel = "a";
+    const std::string file = "b";
+    const std::string line = "c";
+    const std::string items = "d";
+    const std::string stream = "e";
+    const std::string severity = "f";
+    const std::string text = "g";
+
+    VX_LOG(logger, notice, channel, file, line, items, stream, severity, text);
+
+    EXPECT_EQ(log.take().at(0), "notice logTest channel:a file:b line:c items:d stream:e "
+                                "severity:f text:g tests/vx/log-test.cpp:<line>");
+}
+
 TEST(LogStatement, mayConsistOfExpressionsOnly) {
     LogCapture log;
     const LogChannel channel("logTest", LogSeverity::notice);

@@ -10,6 +10,23 @@
 
 using namespace sample;
 
+namespace {
+
+/// Its fields have the names that the list of fields is likely to use itself.
+struct Visitor {
+    int visitor = 1;
+    int stream = 2;
+    int record = 3;
+    int member = 4;
+    int key = 5;
+    int R = 6; // NOLINT(readability-identifier-naming)
+
+    bool operator==(const Visitor&) const = default;
+    VX_FIELDS(Visitor, visitor, stream, record, member, key, R)
+};
+
+} // namespace
+
 TEST(RecordText, nothingToWriteGivesBraces) {
     EXPECT_EQ(text(Everything()), "{}");
 }
@@ -28,6 +45,13 @@ TEST(RecordText, aVariantShowsItsIndexAndItsAlternative) {
 
 TEST(RecordText, aKeyMayDifferFromTheMembersName) {
     EXPECT_EQ(text(Renamed{3}), R"({"no":3})");
+}
+
+TEST(RecordText, theFieldsMayHaveAnyName) {
+    EXPECT_EQ(text(Visitor()), R"({"visitor":1,"stream":2,"record":3,"member":4,"key":5,"R":6})");
+    EXPECT_EQ(vx::toJson(vx::toJsonFragment(Visitor())),
+              R"({"visitor":1,"stream":2,"record":3,"member":4,"key":5,"R":6})");
+    EXPECT_EQ(vx::fromJson<Visitor>(R"({"visitor":7})").visitor, 7);
 }
 
 TEST(RecordText, anOptionalInAListOfItsOwnShowsNull) {
