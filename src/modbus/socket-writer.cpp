@@ -5,7 +5,7 @@
 #include <boost/asio/buffer.hpp>
 
 #include <cstddef>
-#include <iostream>
+#include <cstdio>
 
 namespace orv::modbusreader {
 namespace {
@@ -26,8 +26,10 @@ void SocketClient::doConnect() {
     VX_LOG(channel, debug, "Connect");
     auto self = shared_from_this();
     m_socket.async_connect(m_endpoint, [self](const boost::system::error_code& ec) {
-        // Past the log system on purpose: operators count deliveries by this line.
-        std::cerr << "=================================\n" << std::flush;
+        // Past the log system on purpose: operators count deliveries by this line. Unlike a C++
+        // stream, this one writes again after a write that failed.
+        std::fputs("=================================\n", stderr);
+        std::fflush(stderr);
         if (!ec)
             self->doWrite();
         else

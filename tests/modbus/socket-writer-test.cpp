@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fcntl.h>
 #include <future>
 #include <sys/syscall.h>
 #include <thread>
@@ -122,6 +123,37 @@ TEST_F(SocketWriter, aServiceThatIsNotListeningRefuses) {
     EXPECT_EQ(send("x"), equalSigns);
 
     EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("Connection refused")));
+}
+
+TEST_F(SocketWriter, aFullBacklogOfTheServiceLosesTheMessage) {
+    boost::asio::local::stream_protocol::acceptor acceptor(ioContext);
+    acceptor.open();
+    acceptor.bind({socketPath});
+    acceptor.listen(0);
+    boost::asio::local::stream_protocol::socket waiting(ioContext);
+    waiting.connect({socketPath});
+
+    EXPECT_EQ(send("x"), equalSigns);
+
+    // Boost's word for a connect that would have to wait.
+    EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("No buffer space available")));
+}
+
+TEST_F(SocketWriter, theEqualSignsComeAgainAfterAStandardErrorThatWasFull) {
+    const int standardError = dup(STDERR_FILENO);
+    const int full = open("/dev/full", O_WRONLY);
+    dup2(full, STDERR_FILENO);
+    auto client = std::make_shared<SocketClient>(ioContext, socketPath);
+    client->send("lost line");
+    client.reset();
+    ioContext.run();
+    dup2(standardError, STDERR_FILENO);
+    close(full);
+    close(standardError);
+
+    ioContext.restart();
+    EXPECT_EQ(send("x"), equalSigns);
+    log.take();
 }
 
 TEST_F(SocketWriter, withoutADescriptorLeftTheSameWarningTellsTheSocketsError) {
