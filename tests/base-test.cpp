@@ -287,6 +287,12 @@ TEST(TruncateUtf8String, cutsAtANulAndASequenceThatDoesNotFit) {
     EXPECT_EQ(truncateUTF8String("\xFC\x84\x80\x80\x80\x80!", 6), "");
 }
 
+TEST(TruncateUtf8String, cutsOffAnIncompleteSequenceAheadOfANul) {
+    EXPECT_EQ(truncateUTF8String(std::string("a\xC3\0zzz", 6), 5), "a");
+    EXPECT_EQ(truncateUTF8String(std::string("a\xE2\x82\0zz", 6), 5), "a");
+    EXPECT_EQ(truncateUTF8String(std::string("a\xC3\xA4\0zz", 6), 5), "a\xC3\xA4");
+}
+
 TEST(Sleep, takesSecondsOrMilliseconds) {
     const LibraryCallsReset reset;
     std::vector<std::string> sleeps;

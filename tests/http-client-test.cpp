@@ -205,6 +205,15 @@ TEST_F(Http, postSendsItsData) {
     EXPECT_EQ(server.requests().front().body, "a=1&b=2");
 }
 
+TEST_F(Http, postDataIsCutAtItsFirstNul) {
+    server.serve("/x", "hello");
+
+    EXPECT_EQ(client.post(url(), std::string("ab\0cd", 5), &result), 200);
+
+    EXPECT_EQ(server.requests().back().body, "ab");
+    EXPECT_EQ(server.requests().back().headers.at("Content-Length"), "2");
+}
+
 TEST_F(Http, postSendsHeadersAndData) {
     server.serve("/x", "");
 

@@ -77,6 +77,16 @@ TEST_F(HttpDownload, isAGetAlsoAfterAPostOnAKeptHandle) {
     EXPECT_EQ(server.requests().back().body, "");
 }
 
+TEST_F(HttpDownload, isADeleteAfterADeleteOnAKeptHandle) {
+    server.serve("/x", "hello");
+    EXPECT_EQ(keeping.request({url(), orv::HttpMethod::DELETE, {}, {}}, &result), 200);
+
+    EXPECT_EQ(keeping.downloadFile(url(), file), 200);
+
+    EXPECT_EQ(server.requests().back().method, "DELETE");
+    EXPECT_EQ(contentOf(file), "hello");
+}
+
 TEST_F(HttpDownload, sendsTheHeadersOfAFailedRequestOnAKeptHandleButNotThoseOfASuccessfulOne) {
     server.serve("/x", "hello");
     withWantedLeak([&] { return keeping.get(nowhere, {{"X-One", "1"}}, &result, false); });

@@ -1,16 +1,75 @@
+// Asio of this Boost release uses std::exchange without including it.
+#include <utility>
+
 #include "e2e/reader-process.h"
 #include "e2e/small-home.h"
 
 #include "house/pty-pair.h"
 
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <vector>
+
+using house::LocalServer;
 using testing::ElementsAre;
 
 namespace {
 
 constexpr const char* equalSigns = "=================================";
+
+/// A metering service that looks at its connections only when it is told to.
+class WatchedService {
+public:
+    /// When the bytes of a message and when its end were there, as numbers of looks.
+    struct Arrival {
+        int bytes = 0;
+        int end = 0;
+
+        bool operator==(const Arrival&) const = default;
+    };
+
+    WatchedService() { m_acceptor.non_blocking(true); }
+
+    void look() {
+        ++m_looks;
+        boost::system::error_code none;
+        for (auto socket = m_acceptor.accept(none); !none; socket = m_acceptor.accept(none)) {
+            socket.non_blocking(true);
+            m_sockets.push_back(std::move(socket));
+        }
+        m_arrivals.resize(m_sockets.size());
+        for (std::size_t i = 0; i < m_sockets.size(); ++i)
+            look(m_sockets[i], m_arrivals[i]);
+    }
+
+    const std::vector<Arrival>& arrivals() const { return m_arrivals; }
+
+private:
+    using Protocol = boost::asio::local::stream_protocol;
+
+    void look(Protocol::socket& socket, Arrival& arrival) const {
+        std::array<char, 4096> bytes{};
+        boost::system::error_code ec;
+        while (arrival.end == 0 && !ec) {
+            if (socket.read_some(boost::asio::buffer(bytes), ec) > 0 && arrival.bytes == 0)
+                arrival.bytes = m_looks;
+            if (ec == boost::asio::error::eof)
+                arrival.end = m_looks;
+        }
+    }
+
+    boost::asio::io_context m_io;
+    Protocol::acceptor m_acceptor{m_io, {"/var/run/orv-metering.sock"}};
+    std::vector<Protocol::socket> m_sockets;
+    std::vector<Arrival> m_arrivals;
+    int m_looks = 0;
+};
 
 } // namespace
 
@@ -105,6 +164,30 @@ TEST(Delivery, theMessageOfAPollLeavesOnlyWhenThePollHasEnded) {
     const auto lastRequest =
         home.server.requests(house::LocalServer::supportedPath).front().arrived;
     EXPECT_GE(arrived - lastRequest, std::chrono::milliseconds(1000));
+}
+
+TEST(Delivery, fromTheSecondPollOnAMessageEndsOnePollAfterItsBytes) {
+    WatchedService service;
+    house::LocalServer server;
+    small_home::serveOn(server);
+    house::ModbusSlave slave{house::TcpPort{small_home::busPort}};
+    small_home::liveOn(slave);
+    small_home::useTcp();
+    // The reader waits for its answer meanwhile, at the very beginning of a poll.
+    server.whenRequested([&](const house::Request& request) {
+        if (request.path == LocalServer::rtuConfigPath &&
+            server.requestCount(LocalServer::rtuConfigPath) <= 5)
+            service.look();
+    });
+    {
+        ReaderProcess reader;
+        ASSERT_TRUE(server.waitForRequests(LocalServer::attachedPath, 5));
+    }
+
+    // The first poll runs ahead of the event loop, and its message is finished ahead of a tick.
+    using Arrival = WatchedService::Arrival;
+    EXPECT_THAT(service.arrivals(),
+                ElementsAre(Arrival{2, 2}, Arrival{3, 4}, Arrival{4, 5}, Arrival{5, 0}));
 }
 
 TEST(Delivery, everyPollOffersTheReadingAnewOverOneConnectionThoughNothingChanged) {

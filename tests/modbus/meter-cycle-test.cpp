@@ -73,6 +73,17 @@ TEST_F(PollCycle, aMeterWithoutAModelIsSkippedWithNothingAboveDebug) {
     EXPECT_EQ(slave.transcript(), "");
 }
 
+TEST_F(PollCycle, anEmptyConfigIdMatchesAnEmptyModelId) {
+    server.serve(LocalServer::attachedPath,
+                 R"({"data":[{"slaveAddress":7},{"configId":"c","slaveAddress":8}]})");
+    server.serve(LocalServer::supportedPath,
+                 R"({"data":[{"registers":[{"address":10,"length":1}]}]})");
+
+    poll();
+
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read holding 10 x1\n<< 0046\n");
+}
+
 TEST_F(PollCycle, twoModelsOfOneIdCauseTwoReadsAndTwoRecordsOfTheMeter) {
     server.serve(LocalServer::attachedPath,
                  R"({"data":[{"configId":"c","serial":"S-7","slaveAddress":7}]})");

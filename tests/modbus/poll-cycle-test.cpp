@@ -263,6 +263,36 @@ TEST_F(PollCycle, anUnparsableAttachedBodyEmptiesTheListUntilTheNextGoodReply) {
     EXPECT_EQ(slave.transcript(), readBoth);
 }
 
+TEST_F(PollCycle, anEmptyBodyOnAttachedEmptiesTheList) {
+    poll();
+    server.answerNext(LocalServer::attachedPath, Answer::withBody(""));
+    slave.clearTranscript();
+
+    const auto lines = poll();
+
+    EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result: toolkit.cpp:<line>");
+    EXPECT_THAT(warnings(lines),
+                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
+                            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
+    EXPECT_THAT(reader.connection.m_attachedMeters, IsEmpty());
+    EXPECT_EQ(slave.transcript(), "");
+}
+
+TEST_F(PollCycle, anEmptyBodyOnSupportedReadsNoMeter) {
+    poll();
+    server.answerNext(LocalServer::supportedPath, Answer::withBody(""));
+    slave.clearTranscript();
+
+    const auto lines = poll();
+
+    EXPECT_THAT(with("Supported Meters", lines),
+                ElementsAre("notice modbusSerial Supported Meters result: toolkit.cpp:<line>"));
+    EXPECT_THAT(warnings(lines),
+                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
+                            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
+    EXPECT_EQ(slave.transcript(), "");
+}
+
 TEST_F(PollCycle, anEmptyAttachedListYieldsNoBusTrafficAndNoRecord) {
     server.serve(LocalServer::attachedPath, R"({"data":[]})");
 

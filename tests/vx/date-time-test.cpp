@@ -138,6 +138,17 @@ TEST(ToDateTime, monthAndDayBeyondTheirEndAreCarriedOver) {
     EXPECT_EQ(parse("2021-03-00T00:00:00Z"), parse("2021-02-28T00:00:00Z"));
 }
 
+TEST(ToDateTime, aSecondOf60IsCarriedOver) {
+    EXPECT_EQ(parse("2016-12-31T23:59:60Z"), parse("2017-01-01T00:00:00Z"));
+}
+
+TEST(ToDateTime, blanksAndSignsAheadOfTheNumbersAreAccepted) {
+    EXPECT_EQ(parse("2009- 1- 2T 9: 5: 7Z"), parse("2009-01-02T09:05:07Z"));
+    EXPECT_EQ(parse("2009-+1-+2T+9:+5:+7Z"), parse("2009-01-02T09:05:07Z"));
+    EXPECT_EQ(parse("2009-01--1T-1:-1:-1Z"), parse("2008-12-29T22:58:59Z"));
+    EXPECT_EQ(parse(" 2009-01-02T09:05:07Z"), parse("2009-01-02T09:05:07Z"));
+}
+
 TEST(ToDateTime, firstYearIs1900) {
     EXPECT_EQ(parsedMs("1900-01-01T00:00:00Z"), -2208988800000);
 }
