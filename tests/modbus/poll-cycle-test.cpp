@@ -271,9 +271,11 @@ TEST_F(PollCycle, anEmptyBodyOnAttachedEmptiesTheList) {
     const auto lines = poll();
 
     EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result: toolkit.cpp:<line>");
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
-                            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
+    EXPECT_THAT(
+        warnings(lines),
+        ElementsAre(
+            "warning modbusSerial Could not convert reply e:Failed to parse json. "
+            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
     EXPECT_THAT(reader.connection.m_attachedMeters, IsEmpty());
     EXPECT_EQ(slave.transcript(), "");
 }
@@ -287,9 +289,11 @@ TEST_F(PollCycle, anEmptyBodyOnSupportedReadsNoMeter) {
 
     EXPECT_THAT(with("Supported Meters", lines),
                 ElementsAre("notice modbusSerial Supported Meters result: toolkit.cpp:<line>"));
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
-                            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
+    EXPECT_THAT(
+        warnings(lines),
+        ElementsAre(
+            "warning modbusSerial Could not convert reply e:Failed to parse json. "
+            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
     EXPECT_EQ(slave.transcript(), "");
 }
 
