@@ -5,10 +5,33 @@
 
 #include <boost/system/system_error.hpp>
 
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+#include <unistd.h>
+
 namespace orv::modbusreader {
 namespace {
 
 vx::LogChannel channel("modbusreaderMain", vx::LogSeverity::notice);
+
+/// Keeps the bus and other sockets from the places of descriptors 0 to 2 that were closed at the
+/// start: the log would go there.
+void occupyStandardDescriptors() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) == -1)
+            open("/dev/null", O_RDWR);
+}
+
+/// The Modbus library waits by `select`, which aborts the process for a descriptor beyond its sets.
+/// At the limit an opening fails instead, and the poll goes on.
+void limitDescriptors() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE);
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 } // namespace
 
@@ -34,6 +57,8 @@ Fuf::Callback pollOnTick(SerialConnection& connection) {
 }
 
 int runReader() {
+    occupyStandardDescriptors();
+    limitDescriptors();
     VX_LOG(channel, notice, "Starting modbus Reader");
     VX_LOG(channel, notice, "------------------------------------------------------------");
     boost::asio::io_context ioContext;

@@ -174,8 +174,9 @@ int numberOfName(const std::string& name) {
 void configureRs485(const char* serialDevice) {
     serial_rs485 conf{};
     // Left open on purpose: the setting belongs to the tty and must survive the library's own open
-    // and close of the device.
-    const int fd = open(serialDevice, O_RDWR);
+    // and close of the device. As the terminal of a process that leads its session, the bus could
+    // end it by a hang-up or a byte.
+    const int fd = open(serialDevice, O_RDWR | O_NOCTTY);
     conf.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
     if (fd == -1 || ioctl(fd, TIOCSRS485, &conf) == -1)
         VX_LOG(channel, error, "RS485 could not be configured", serialDevice);

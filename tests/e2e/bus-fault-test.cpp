@@ -108,6 +108,21 @@ TEST_F(BusFault, anExceptionAndASilenceOverRtuLeaveTheValuesOfThePollBefore) {
     EXPECT_EQ(slave.transcript(), threePollsConversation);
 }
 
+TEST_F(BusFault, aLineThatHangsUpDoesNotEndAReaderThatLeadsItsSession) {
+    auto line = std::make_unique<house::PtyPair>();
+    line->linkMasterEnd("/dev/ttymxc2");
+    server.recover(LocalServer::attachedPath);
+    // As the service manager starts it: the terminal that it opens first could become its own.
+    ReaderProcess reader({}, {}, {"/usr/bin/setsid"});
+    reader.waitForLog("Cycling meters");
+    ASSERT_EQ(linesWith(reader.log(), "Could not connect serial").size(), 0);
+
+    line.reset();
+    reader.waitForLog("retry timer", 2);
+
+    EXPECT_TRUE(reader.running());
+}
+
 TEST_F(BusFault, aFirstSlaveAddressThatTheLibraryRefusesEndsNeitherTheProcessNorThePoll) {
     const house::PtyPair line;
     line.linkMasterEnd("/dev/ttymxc2");

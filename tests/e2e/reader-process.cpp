@@ -67,9 +67,11 @@ std::string withoutRunningValues(const std::string& line) {
 } // namespace
 
 ReaderProcess::ReaderProcess(const std::vector<std::string>& environment,
-                             const std::vector<std::string>& arguments)
+                             const std::vector<std::string>& arguments,
+                             const std::vector<std::string>& launcher)
     : m_logFile(m_directory.write("reader.log", "")) {
-    std::vector<std::string> command{READER_EXECUTABLE};
+    std::vector<std::string> command = launcher;
+    command.emplace_back(READER_EXECUTABLE);
     command.insert(command.end(), arguments.begin(), arguments.end());
     m_process = std::make_unique<house::ChildProcess>(command, m_logFile, environment);
 }

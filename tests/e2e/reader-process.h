@@ -12,9 +12,11 @@
 /// The real executable, running, with its log in a file. It ends with the object.
 class ReaderProcess {
 public:
-    /// @p environment holds "NAME=value" texts.
+    /// @p environment holds "NAME=value" texts; @p launcher is a command that starts the
+    /// executable, which stands behind it.
     explicit ReaderProcess(const std::vector<std::string>& environment = {},
-                           const std::vector<std::string>& arguments = {});
+                           const std::vector<std::string>& arguments = {},
+                           const std::vector<std::string>& launcher = {});
 
     /// Waits until the log holds @p text @p count times. Fails the test when the limit passes.
     void waitForLog(std::string_view text, std::size_t count = 1) const;

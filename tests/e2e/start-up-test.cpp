@@ -3,6 +3,7 @@
 
 #include "house/patience.h"
 #include "vx/date-time.h"
+#include "vx/str.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -158,6 +159,29 @@ TEST(StartUp, argumentsAreNotRead) {
     EXPECT_TRUE(reader.running());
     EXPECT_EQ(reader.log().front(),
               "NOTIC modbusreaderMain Starting modbus Reader main.cpp:<line>");
+}
+
+TEST(StartUp, withItsStandardDescriptorsClosedNothingElseTakesTheirPlaces) {
+    small_home::OverTcp home;
+    ReaderProcess reader({}, {}, {"/bin/sh", "-c", "exec \"$0\" <&- >&- 2>&-"});
+
+    ASSERT_TRUE(home.server.waitForRequests(house::LocalServer::supportedPath, 2));
+
+    // Not the bus, which would be sent the log.
+    for (int descriptor = 0; descriptor <= 2; ++descriptor)
+        EXPECT_EQ(
+            std::filesystem::read_symlink(vx::str("/proc/", reader.pid(), "/fd/", descriptor)),
+            "/dev/null")
+            << descriptor;
+}
+
+TEST(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
+    ReaderProcess reader({}, {}, {"/bin/sh", "-c", "ulimit -n 2048 && exec \"$0\""});
+
+    reader.waitForLog("Starting modbus Reader");
+
+    const std::string limits = contentOf(vx::str("/proc/", reader.pid(), "/limits"));
+    EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +2048 +files"));
 }
 
 TEST(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
