@@ -255,6 +255,20 @@ TEST_F(SerialBus, baudRateNoneLeavesARunningConnectionAloneWithoutAWord) {
     EXPECT_TRUE(canReadMeter(reader));
 }
 
+TEST_F(SerialBus, aParityWithoutANameLeavesARunningConnectionAloneToo) {
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    liveOn(slave);
+    reconnect(serialConfig());
+    SerialPortConfig unknown = serialConfig();
+    unknown.parity = static_cast<Parity>(4);
+    recorded_bus::take();
+
+    reconnect(unknown);
+
+    EXPECT_THAT(recorded_bus::take(), IsEmpty());
+    EXPECT_TRUE(canReadMeter(reader));
+}
+
 TEST_F(SerialBus, theSameReadGoesOverTheSerialLine) {
     house::ModbusSlave slave(house::Tty{line.slaveEnd()});
     liveOn(slave);

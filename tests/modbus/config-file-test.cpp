@@ -116,6 +116,26 @@ TEST_F(LoadConfigFile, aPortBeyond32BitsThrows) {
               "0) == (u < 0) vx/record.h:<line> / port / modbusMiscConfig");
 }
 
+TEST_F(LoadConfigFile, eachOtherNumberBeyond32BitsThrowsToo) {
+    for (const std::string key : {"readIntervalUSec", "timeoutResponseSec", "timeoutIndicationSec"})
+        EXPECT_EQ(failureOfSection("{\"" + key + "\":5000000000}"),
+                  "Narrowing error. t:705032704 u:5000000000 condition:static_cast<U>(t) == u && "
+                  "(t < 0) == (u < 0) vx/record.h:<line> / " +
+                      key + " / modbusMiscConfig");
+}
+
+TEST_F(LoadConfigFile, noOtherPlaceIsSearched) {
+    const TemporaryDirectory share;
+    const TemporaryDirectory working;
+    const std::string text = R"({"modbusMiscConfig":{"port":502}})";
+    share.write("modbus-config.json", text);
+    working.write("modbus-config.json", text);
+    std::filesystem::current_path(working.path());
+    const auto system = vx::makeSystem({directory.path().string(), share.path().string()});
+
+    EXPECT_EQ(loadConfigFile(*system), ConfigFile());
+}
+
 TEST_F(LoadConfigFile, aHostThatIsNoStringThrows) {
     EXPECT_EQ(failureOfSection(R"({"modbusTCPServer":5})"),
               "Expecting json string type:3 condition:type == json_type_string vx/record.h:<line> "

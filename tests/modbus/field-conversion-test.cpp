@@ -131,6 +131,21 @@ TEST(ConvertField, powerImportOfZeroStoresNegativeZeroInPowerProduced) {
     EXPECT_FALSE(std::signbit(reading.powerConsumed));
 }
 
+TEST(ConvertField, anEnergyKeepsItsSignAndANanIsStored) {
+    const std::vector<F> energies = {F::energyImport, F::energyExport, F::energyImportTariff1,
+                                     F::energyExportTariff6};
+    const auto storedAs = [](F fieldType, float value) {
+        const ModbusMeteringSystem reading = converted(fieldType, value);
+        return reading.energyConsumed + reading.energyProduced + reading.t1EnergyConsumed +
+               reading.t6EnergyProduced;
+    };
+    for (const F energy : energies) {
+        EXPECT_EQ(storedAs(energy, -2.0F), -7200000.0) << vx::str(energy);
+        EXPECT_TRUE(std::isnan(storedAs(energy, std::numeric_limits<float>::quiet_NaN())))
+            << vx::str(energy);
+    }
+}
+
 TEST(ConvertField, powerImportOfNanGoesToPowerProduced) {
     const ModbusMeteringSystem reading =
         converted(F::powerImport, std::numeric_limits<float>::quiet_NaN());

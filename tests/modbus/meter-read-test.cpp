@@ -37,6 +37,26 @@ TEST_F(MeterRead, serialOfTheAttachedListIsTakenWithoutAskingTheMeter) {
 )");
 }
 
+TEST_F(MeterRead, serialOfTheAttachedListCountsOnlyAtASerialRegister) {
+    slave.unit(7).holding(10, {5});
+    attach(7, "40000123");
+
+    read(7, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_EQ(transcript(0), ">> unit 7  read holding 10 x1\n<< 0005\n");
+    EXPECT_TRUE(kept(7).id.empty());
+    EXPECT_THAT(linesWith("modbusreaderSocketWriter"), IsEmpty());
+}
+
+TEST_F(MeterRead, serialOfAnAddressThatDiffersAboveItsLowBitsIsNotTaken) {
+    slave.unit(7).holding(1, {0x4142});
+    attach(7 + 256, "another");
+
+    read(7, {reg(1, F::serial, T::ascii)});
+
+    EXPECT_EQ(kept(7).id.text(), "AB");
+}
+
 TEST_F(MeterRead, serialRegisterIsReadWhileTheAttachedListGivesNone) {
     slave.unit(7).holding(1, {0x4142, 0x4300});
     attach(7, "");
@@ -165,6 +185,29 @@ TEST_F(MeterRead, aCountAbove125WordsFailsWithoutATouchOfTheBus) {
                     "())):Unknown error 112345694 aRegister:{\"fieldType\":energyImport,"
                     "\"modbusDataType\":int64,\"length\":32,\"scaleValue\":1,"
                     "\"registerType\":holding} toolkit.cpp:<line>"));
+}
+
+TEST_F(MeterRead, aCountGoesToTheLibraryWholeAndMayBeZero) {
+    read(7, {reg(0, F::energyImport, T::int64, 64), reg(0, F::energyImport, T::uint16, 0)});
+
+    EXPECT_THAT(recorded_bus::take(),
+                ElementsAre("modbus_set_slave 7", "usleep 0", "modbus_read_registers 0 x256",
+                            "modbus_set_slave 7", "usleep 0", "modbus_read_registers 0 x0"));
+    EXPECT_THAT(
+        linesWith("Could not read register"),
+        ElementsAre(HasSubstr(":Unknown error 112345694 aRegister:"), HasSubstr("aRegister:")));
+}
+
+TEST_F(MeterRead, noMeterIsGivenUpOn) {
+    slave.unit(7).failAlways(Fault::exception(4));
+    const std::vector<ModbusRegister> registers(20, reg(10, F::powerImport, T::uint16));
+
+    read(7, registers);
+
+    std::string conversation;
+    for (std::size_t i = 0; i < registers.size(); ++i)
+        conversation += ">> unit 7  read holding 10 x1\n<< exception 4\n";
+    EXPECT_EQ(slave.transcript(), conversation);
 }
 
 TEST_F(MeterRead, aFailedRegisterIsNotRetriedAndTheNextOneIsRead) {

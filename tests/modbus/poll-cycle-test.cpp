@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include <chrono>
 #include <mutex>
 #include <utility>
@@ -204,6 +206,22 @@ TEST_F(PollCycle, aBrokenConfigurationFileLeavesTheParametersAcceptedAndIsNotTri
     EXPECT_THAT(with("doReconnect", second), IsEmpty());
 }
 
+TEST_F(PollCycle, anyStandardExceptionOfAReconnectIsCaught) {
+    std::vector<std::string> lines;
+    vx::Logger::instance().setLogFunction(
+        [&](const char*, vx::LogSeverity, const std::string& message) {
+            lines.push_back(withoutLineNumbers(message));
+            if (message.starts_with("doReconnect"))
+                throw std::out_of_range("too far");
+        });
+
+    reader.connection.querySerialConnectionConfig();
+    vx::Logger::instance().setLogFunction(vx::Logger::defaultLogFunction);
+
+    EXPECT_EQ(lines.back(), "Could not convert reply e:too far toolkit.cpp:<line>");
+    EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
+}
+
 TEST_F(PollCycle, aChangedConfigurationFileTakesEffectOnlyAtTheNextReconnect) {
     poll();
     house::ModbusSlave other{house::TcpPort{}};
@@ -319,6 +337,19 @@ TEST_F(PollCycle, anEmptyAttachedListTakesTheMetersAway) {
     // Their last records are kept, but not sent again.
     EXPECT_THAT(reader.connection.m_readings, SizeIs(2));
     EXPECT_THAT(with(sending, lines), IsEmpty());
+}
+
+TEST_F(PollCycle, theRecordOfAMeterThatLeftIsCarriedWhenItIsBack) {
+    poll();
+    server.answerNext(LocalServer::attachedPath,
+                      Answer::withBody(R"({"data":[{"configId":"c","slaveAddress":8}]})"));
+    poll();
+    slave.unit(7).failAlways(house::Fault::exception(4));
+
+    const auto lines = poll();
+
+    EXPECT_THAT(with("Interpolating field", lines), SizeIs(1));
+    EXPECT_EQ(reader.connection.m_readings.at(7).powerConsumed, 70.0);
 }
 
 TEST_F(PollCycle, anErrorStatusOnSupportedReadsNoMeter) {

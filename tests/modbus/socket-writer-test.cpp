@@ -204,6 +204,18 @@ TEST_F(SocketWriter, aShortWriteDropsTheRestWithoutAnError) {
                       received.size(), " socket-writer.cpp:<line>"));
 }
 
+TEST_F(SocketWriter, aLongMessageGoesOutWholeInOneWrite) {
+    house::MeteringService service;
+    const std::string message(50000, 'x');
+
+    send(message);
+
+    ASSERT_TRUE(service.waitForMessages(1));
+    EXPECT_THAT(service.texts(), ElementsAre(message));
+    EXPECT_EQ(log.take().back(), "notice modbusreaderSocketWriter TRANSFERRED  "
+                                 "self->m_buffer.size():50000 size:50000 socket-writer.cpp:<line>");
+}
+
 TEST_F(SocketWriter, anEmptyMessageConnectsWritesNothingAndCloses) {
     house::MeteringService service;
 

@@ -167,6 +167,20 @@ TEST(ModbusModel, enumeratorsHaveTheirNumbersAndNames) {
         });
 }
 
+TEST(ModbusModel, enumeratorsAreHeldIn32Bits) {
+    using std::is_same_v;
+    using std::underlying_type_t;
+    static_assert(is_same_v<underlying_type_t<vxModel::ModbusFieldType>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::ModbusDataType>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::ModbusRegisterType>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::BaudRateType>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::Parity>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::DataBits>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::StopBits>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::MeterApplication>, std::int32_t>);
+    static_assert(is_same_v<underlying_type_t<vxModel::MeteringType>, std::int32_t>);
+}
+
 TEST(ModbusModel, anUnknownEnumeratorInAStreamWritesNothingAndIsReported) {
     vx::enumLogChannel();
     const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
@@ -250,6 +264,13 @@ TEST(ModbusRegister, scaleValueNullAndAMissingOneYieldOneWhileZeroYieldsZero) {
     EXPECT_EQ(readRegister(R"({"scaleValue":null})").scaleValue, 1.0F);
     EXPECT_EQ(readRegister("{}").scaleValue, 1.0F);
     EXPECT_EQ(readRegister(R"({"scaleValue":0})").scaleValue, 0.0F);
+}
+
+TEST(ModbusRegister, theScaleIsHeldInSinglePrecision) {
+    const auto aRegister = vx::fromJson<vxModel::ModbusRegister>(R"({"scaleValue":0.1})");
+
+    EXPECT_EQ(vx::toJson(vx::toJsonFragment(aRegister)),
+              R"({"scaleValue":0.10000000149011612,"registerType":"holding"})");
 }
 
 TEST(ModbusRegister, anUnknownRegisterTypeYieldsNoneThoughAMissingOneYieldsHolding) {
