@@ -2,6 +2,7 @@
 
 #include "house/patience.h"
 #include "support/library-calls.h"
+#include "support/temporary-directory.h"
 
 #include <array>
 
@@ -205,6 +206,19 @@ TEST_F(Http, postSendsItsData) {
     EXPECT_EQ(server.requests().front().body, "a=1&b=2");
 }
 
+TEST_F(Http, aProxyOfTheEnvironmentIsNotAsked) {
+    server.serve("/x", "hello");
+    const TemporaryDirectory directory;
+    for (const char* variable : {"http_proxy", "ALL_PROXY", "all_proxy"})
+        setenv(variable, "http://127.0.0.1:1", 1);
+
+    EXPECT_EQ(client.get(url(), &result, false), 200);
+    EXPECT_EQ(client.downloadFile(url(), directory.path() / "body"), 200);
+
+    for (const char* variable : {"http_proxy", "ALL_PROXY", "all_proxy"})
+        unsetenv(variable);
+}
+
 TEST_F(Http, postDataIsCutAtItsFirstNul) {
     server.serve("/x", "hello");
 
@@ -380,6 +394,19 @@ TEST_F(Http, statisticsOfTheLastTransferOnAKeptHandle) {
     EXPECT_EQ(stats.sizeUpload, 4.0);
     EXPECT_GT(stats.speedDownload, 0.0);
     EXPECT_GT(stats.speedUpload, 0.0);
+}
+
+TEST_F(Http, statisticsTellUploadFromDownloadAndTheWholeTime) {
+    HttpClient keeping(true);
+    Answer late = Answer::late(std::chrono::milliseconds(100));
+    late.body = std::string(100000, 'x');
+    server.answerAlways("/x", late);
+
+    keeping.post(url(), "data", &result);
+
+    const orv::HttpStatistics stats = keeping.getStats();
+    EXPECT_GE(stats.totalTime, 0.1);
+    EXPECT_GT(stats.speedDownload, 100 * stats.speedUpload);
 }
 
 TEST_F(Http, theSimpleClientKeepsNothingBetweenCalls) {

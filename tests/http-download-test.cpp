@@ -30,6 +30,15 @@ TEST_F(HttpDownload, writesTheBodyToTheFile) {
                                         "debug HttpClient return code: 200"));
 }
 
+TEST_F(HttpDownload, replacesALongerFile) {
+    server.serve("/x", "new");
+    directory.write("body", "older and longer");
+
+    EXPECT_EQ(client.downloadFile(url(), file), 200);
+
+    EXPECT_EQ(contentOf(file), "new");
+}
+
 TEST_F(HttpDownload, onAKeptHandleDoesNotReachTheEarlierRequestsBuffer) {
     server.serve("/x", "hello");
     server.serve("/y", "file");
