@@ -6,6 +6,7 @@
 
 #include <boost/assert.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <execinfo.h>
@@ -64,6 +65,8 @@ void writeTraces(const StackTrace& trace) {
 // Never inlined: the trace leaves out exactly one frame for it.
 [[gnu::noinline]] void assertFailed(const char* condition, const char* message,
                                     const char* function, const char* file, long line) {
+    // A reader of the descriptor that has gone must not end the process ahead of the abort.
+    std::signal(SIGPIPE, SIG_IGN);
     writePiece("Assertion failed. ");
     writePiece(message);
     writePiece(" condition:");

@@ -11,11 +11,17 @@ namespace vx {
 
 } // namespace vx
 
-/// Aborts unless @p condition holds, in every build. The items make the message.
+/// Aborts unless @p condition holds, in every build. The items make the message, which is empty if
+/// one of them throws.
 #define VX_ASSERT(condition, ...)                                                                  \
     [&] {                                                                                          \
-        if (!(condition))                                                                          \
+        if (condition)                                                                             \
+            return;                                                                                \
+        try {                                                                                      \
             ::vx::assertFailed(VX_TEXT(condition),                                                 \
                                ::vx::detail::Text{"" VX_ITEMS(__VA_ARGS__)}.text.c_str(),          \
                                __PRETTY_FUNCTION__, __FILE__, __LINE__);                           \
+        } catch (...) {                                                                            \
+            ::vx::assertFailed(VX_TEXT(condition), "", __PRETTY_FUNCTION__, __FILE__, __LINE__);   \
+        }                                                                                          \
     }()

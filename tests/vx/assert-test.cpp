@@ -215,6 +215,34 @@ TEST(Assert, writeErrorsDoNotKeepItFromAborting) {
     EXPECT_TRUE(pieces.empty());
 }
 
+TEST(Assert, aPipeWhoseReaderIsGoneDoesNotKeepItFromAborting) {
+    const auto pieces = piecesOfAbort([] {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        close(ends[0]);
+        dup2(ends[1], STDERR_FILENO);
+        assertTest::fail(3);
+    });
+
+    EXPECT_TRUE(pieces.empty());
+}
+
+TEST(Assert, anItemThatThrowsLeavesTheMessageEmpty) {
+    const auto pieces = piecesOfAbort([] {
+        const auto thrower = []() -> int { throw std::runtime_error("no item"); };
+        try {
+            VX_ASSERT(1 == 2, thrower());
+        } catch (...) {
+            // The process would live on behind a failed assertion.
+            _exit(0);
+        }
+    });
+
+    EXPECT_THAT(firstLineOf(pieces), StartsWith("Assertion failed.  condition:1 == 2 "
+                                                "tests/vx/assert-test.cpp:<line>  "));
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
+}
+
 TEST(Assert, failedPieceDoesNotKeepTheOthersFromBeingTried) {
     const auto pieces = piecesOfAbort([] {
         systemCalls.write = [](int fd, const void* data, std::size_t size) {
