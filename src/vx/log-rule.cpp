@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
@@ -72,14 +73,10 @@ std::optional<LogRule> tryParseLogRule(char* text) {
 
 std::vector<LogRule> tryParseLogRules(const char* text) {
     std::vector<LogRule> rules;
-    std::string rest = text;
-    while (!rest.empty()) {
-        const auto comma = rest.find(',');
-        std::string item = rest.substr(0, comma);
+    std::istringstream list(text);
+    for (std::string item; std::getline(list, item, ',');)
         if (auto rule = tryParseLogRule(item.data()))
             rules.push_back(std::move(*rule));
-        rest.erase(0, comma == std::string::npos ? comma : comma + 1);
-    }
     return rules;
 }
 
