@@ -80,7 +80,11 @@ std::string toLocalMsIsoString(DateTime time) {
     std::tm tm{};
     localtime_r(&whole, &tm);
     char format[30];
-    std::strftime(format, sizeof format, "%FT%T.%%03d%z", &tm);
+    // The offset of a broken zone, of 100 hours or more, doesn't fit.
+    if (std::strftime(format, sizeof format, "%FT%T.%%03d%z", &tm) == 0) {
+        gmtime_r(&whole, &tm);
+        std::strftime(format, sizeof format, "%FT%T.%%03d%z", &tm);
+    }
     char text[30];
     std::snprintf(text, sizeof text, format, millisecondsOfSecond(time));
     // The offset comes without the colon that ISO 8601 wants beside a colon in the time.

@@ -1,5 +1,6 @@
 #include "vx/date-time.h"
 
+#include "support/temporary-directory.h"
 #include "support/thrown-text.h"
 #include "support/time-zone.h"
 #include "system-calls.h"
@@ -99,6 +100,17 @@ TEST(ToLocalMsIsoString, signOfMillisecondsBeforeTheEpochStaysWithinThe29Charact
     const TimeZone zone("UTC0");
 
     EXPECT_EQ(vx::toLocalMsIsoString(at(-1500ms)), "1969-12-31T23:59:59.-500+0:00");
+}
+
+TEST(ToLocalMsIsoString, aZoneWhoseOffsetDoesNotFitGivesUtc) {
+    const TemporaryDirectory directory;
+    // The format of RFC 8536 with one zone of 400000 seconds.
+    std::string file("TZif", 4);
+    file += std::string(16 + 4 * 4, '\0') + std::string("\0\0\0\1\0\0\0\4", 8);
+    file += std::string("\x00\x06\x1A\x80\0\0", 6) + std::string("BIG\0", 4);
+    const TimeZone zone((":" + directory.write("zone", file)).c_str());
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1500ms)), "1970-01-01T00:00:01.500+00:00");
 }
 
 TEST(ToDateTime, fractionIsOptional) {
