@@ -121,6 +121,8 @@ void Logger::log(const char* channelName, LogSeverity severity, std::string mess
 
 void Logger::setLogFunction(LogFunction logFunction) {
     const std::scoped_lock lock(m_body->mutex);
+    // As for a call of the function, which may own what reports at its end.
+    const detail::EnumReportPause pause;
     // The assignment destroys the old function, so that happens under the lock.
     m_body->logFunction = std::move(logFunction);
 }

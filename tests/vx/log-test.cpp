@@ -393,6 +393,22 @@ TEST(Logger, anUnknownSeverityInALogFunctionIsWrittenAsNothingAndNotReported) {
     EXPECT_EQ(seen.str(), "x:|print|");
 }
 
+TEST(Logger, anUnknownSeverityThatTheOldLogFunctionTellsAtItsEndIsNotReported) {
+    vx::enumLogChannel();
+    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    std::string told = "nothing";
+    static constexpr int owned = 1;
+    const auto tell = [&](const int*) { told = vx::str(static_cast<LogSeverity>(9)); };
+    logger().setLogFunction([held = std::shared_ptr<const int>(&owned, tell)](
+                                const char*, LogSeverity, const std::string&) {});
+
+    alarm(30);
+    logger().setLogFunction(Logger::defaultLogFunction);
+    alarm(0);
+
+    EXPECT_EQ(told, "");
+}
+
 TEST(Logger, oldLogFunctionIsDestroyedBeforeTheNewOneIsInForce) {
     std::promise<void> logged;
     auto line = logged.get_future();
@@ -532,6 +548,11 @@ TEST(Logger, channelAddedTwiceIsADuplicate) {
     LogChannel channel("logTest", LogSeverity::notice);
 
     EXPECT_THROW(logger().addChannel(channel), vx::Exception);
+}
+
+TEST(Logger, isNeverDestroyed) {
+    static_assert(std::is_trivially_destructible_v<Logger>);
+    SUCCEED();
 }
 
 TEST(Logger, isAHandleOfOnePointer) {
