@@ -37,6 +37,7 @@ TEST(NumbersFromText, areReadInBaseZero) {
     EXPECT_EQ(strToIntDef("010", 5), 8);
     EXPECT_EQ(strToIntDef("-12", 5), -12);
     EXPECT_EQ(strToUIntDef("0x10", 5), 16U);
+    EXPECT_EQ(strToUIntDef("4294967295", 5), 4294967295U);
     EXPECT_EQ(strToULongLongDef("18446744073709551615", 5), 18446744073709551615ULL);
     EXPECT_EQ(strToULongLongDef("0x10", 5), 16ULL);
     EXPECT_EQ(strToULongLongDef("010", 5), 8ULL);
@@ -80,8 +81,10 @@ TEST(NumbersToText, areDecimalOrHexadecimal) {
     EXPECT_EQ(intToString(std::numeric_limits<long long>::min(), false), "-9223372036854775808");
     EXPECT_EQ(uintToString(18446744073709551615ULL, false), "18446744073709551615");
     EXPECT_EQ(uintToString(255, true), "0xff");
+    EXPECT_EQ(uintToString(0xFEDCBA9876543210ULL, true), "0xfedcba9876543210");
     EXPECT_EQ(unsignedLongIntToString(18446744073709551615ULL), "18446744073709551615");
     EXPECT_EQ(unsignedLongIntToHexString(48879), "beef");
+    EXPECT_EQ(unsignedLongIntToHexString(0xFEDCBA9876543210ULL), "fedcba9876543210");
 }
 
 TEST(NumbersToText, aDoubleHasSixSignificantDigits) {
@@ -141,6 +144,13 @@ TEST(FindAndUnescape, findsTheFirstUnescapedOneAndErasesTheBackslashes) {
     EXPECT_EQ(s, "a,b,c,d");
 }
 
+TEST(FindAndUnescape, goesOnRightBehindAnEscapedOne) {
+    std::string s = "\\,,";
+
+    EXPECT_EQ(findAndUnescape(s, ',', 0), 1);
+    EXPECT_EQ(s, ",,");
+}
+
 TEST(FindAndUnescape, givesNposIfThereIsNone) {
     std::string s = "a\\,";
 
@@ -180,6 +190,7 @@ TEST(DoIndent, isFourBlanksPerUnit) {
 TEST(UrlEncode, escapesAllButUnreservedCharacters) {
     EXPECT_EQ(urlEncode("a b/c~ä"), "a%20b%2Fc~%C3%A4");
     EXPECT_EQ(urlEncode(""), "");
+    EXPECT_EQ(urlEncode("a\0b"s), "a%00b");
 }
 
 TEST(UrlEncode, makesOneHandleForAllTexts) {
@@ -272,6 +283,28 @@ TEST(TruncateUtf8String, keepsWholeCharacters) {
     EXPECT_EQ(truncateUTF8String("\xF8\x88\x80\x80\x80!", 5), "\xF8\x88\x80\x80\x80");
 }
 
+TEST(TruncateUtf8String, knowsEachLeadByItsMaskAndNoOther) {
+    const auto cut = [](const std::string& s, unsigned maxBytes) {
+        return truncateUTF8String(s + "!", maxBytes);
+    };
+    EXPECT_EQ(cut("\xD0\x96", 2), "\xD0\x96");
+    EXPECT_EQ(cut("\xDF\xBF", 2), "\xDF\xBF");
+    EXPECT_EQ(cut("\xEF\xBF\xBD", 3), "\xEF\xBF\xBD");
+    EXPECT_EQ(cut("\xF4\x8F\xBF\xBF", 4), "\xF4\x8F\xBF\xBF");
+    EXPECT_EQ(cut("\xF7\xBF\xBF\xBF", 4), "\xF7\xBF\xBF\xBF");
+    EXPECT_EQ(cut("\xFB\xBF\xBF\xBF\xBF", 5), "\xFB\xBF\xBF\xBF\xBF");
+    EXPECT_EQ(cut("\xF8\x88\x80\x80\x80", 4), "");
+    EXPECT_EQ(cut("\xFC\x84\x80\x80\x80\x80", 5), "");
+    EXPECT_EQ(cut("\xFE\x80\x80\x80", 4), "");
+    EXPECT_EQ(cut("\xF8\x80\x80", 3), "");
+    EXPECT_EQ(cut("\xF0\x80", 2), "");
+}
+
+TEST(TruncateUtf8String, ofContinuationBytesAloneNothingIsLeft) {
+    EXPECT_EQ(truncateUTF8String("\x80\x80\x80", 2), "");
+    EXPECT_EQ(truncateUTF8String("\x80\x80", 1), "");
+}
+
 TEST(TruncateUtf8String, leavesAShorterTextAndGivesNothingForZero) {
     EXPECT_EQ(truncateUTF8String("abc", 3), "abc");
     EXPECT_EQ(truncateUTF8String("abc", 2), "ab");
@@ -314,6 +347,7 @@ TEST(Sleep, takesSecondsOrMilliseconds) {
 TEST(RoundDigits, roundsToDecimalPlaces) {
     EXPECT_DOUBLE_EQ(roundDigits(1.2345, 2), 1.23);
     EXPECT_DOUBLE_EQ(roundDigits(-1.5, 0), -2.0);
+    EXPECT_DOUBLE_EQ(roundDigits(2.5, 0), 3.0);
     EXPECT_DOUBLE_EQ(roundDigits(1234.0, -2), 1200.0);
 }
 

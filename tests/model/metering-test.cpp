@@ -36,6 +36,10 @@ TEST(SeriesCompatValue, okFalseIsLeftOutAndReadsBackAsTrue) {
     EXPECT_TRUE(vx::fromJson<SeriesCompatValue>(written(value).c_str()).ok);
 }
 
+TEST(SeriesCompatValue, aWrittenFalseIsReadThoughTheDefaultIsTrue) {
+    EXPECT_FALSE(vx::fromJson<SeriesCompatValue>(R"({"ok":false})").ok);
+}
+
 TEST(Metering, defaultAttributesHaveNoKeyWhenWritten) {
     Metering metering;
     metering.id = MeteringId("m");

@@ -112,12 +112,16 @@ TEST(Enum, atItsDefaultSeverityNeitherFailureWritesAnything) {
     EXPECT_EQ(fromEnum<std::string>(static_cast<Street>(5)), "");
 }
 
-TEST(Enum, atItsDefaultSeverityNoLineIsEvenBuilt) {
+TEST(Enum, belowDebugNoLineIsEvenBuilt) {
+    vx::enumLogChannel();
     int built = 0;
     const vx::detail::LogContextImpl context([&](std::ostream&) { ++built; });
 
-    toEnum<Street>("west");
-    fromEnum<std::string>(static_cast<Street>(5));
+    for (const auto severity : {LogSeverity::notice, LogSeverity::info}) {
+        const ChannelSeverity below("vxEnum", severity);
+        toEnum<Street>("west");
+        fromEnum<std::string>(static_cast<Street>(5));
+    }
 
     EXPECT_EQ(built, 0);
 }

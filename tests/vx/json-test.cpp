@@ -218,6 +218,7 @@ TEST(StreamJson, writesTheText) {
 TEST(JsonPrimitiveValue, isReadByItsType) {
     EXPECT_EQ(primitive("null"), JsonPrimitive());
     EXPECT_EQ(primitive("true"), JsonPrimitive(true));
+    EXPECT_EQ(primitive("false"), JsonPrimitive(false));
     EXPECT_EQ(primitive("2.5"), JsonPrimitive(2.5));
     EXPECT_EQ(primitive("3"), JsonPrimitive(3.0));
     EXPECT_EQ(primitive(R"("x")"), JsonPrimitive(std::string("x")));

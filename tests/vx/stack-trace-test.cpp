@@ -44,6 +44,21 @@ volatile int behindTheCall = 0;
     return trace;
 }
 
+template <class A, class B>
+struct Pair {};
+
+using Twofold =
+    Pair<Pair<Pair<int, long>, Pair<long, int>>, Pair<Pair<int, int>, Pair<long, long>>>;
+using Fourfold = Pair<Pair<Twofold, Pair<Twofold, int>>, Pair<Pair<long, Twofold>, Twofold>>;
+using Eightfold = Pair<Pair<Fourfold, Pair<Fourfold, int>>, Pair<Pair<long, Fourfold>, Fourfold>>;
+using Sixteenfold =
+    Pair<Pair<Eightfold, Pair<Eightfold, int>>, Pair<Pair<long, Eightfold>, Eightfold>>;
+
+template <class T>
+[[gnu::noinline]] void longNamed() {
+    behindTheCall = 4;
+}
+
 } // namespace stackTraceTest
 
 namespace {
@@ -96,6 +111,14 @@ TEST(StackTraceCapture, skipBeyondTheDepthGivesAnEmptyTrace) {
     }
 }
 
+TEST(StackTraceCapture, skipAboutTheDepthNeverBeginsBehindTheEnd) {
+    const int depth = StackTrace::capture(0).end;
+
+    EXPECT_EQ(StackTrace::capture(depth - 3).begin, depth - 1);
+    for (const int skip : {depth - 2, depth - 1, depth, depth + 1})
+        EXPECT_EQ(StackTrace::capture(skip).begin, depth) << skip;
+}
+
 TEST(StackTraceCapture, goesNoDeeperThan64Frames) {
     const StackTrace trace = stackTraceTest::deep(100);
 
@@ -134,6 +157,27 @@ TEST(StackTraceText, functionWithoutANameLeavesItsPlaceEmpty) {
 
     EXPECT_THAT(textOf(trace), testing::ContainsRegex("^\n  .*vx-tests :  \\+0x[0-9a-f]+\n$"));
     EXPECT_EQ(fdTextOf(trace), textOf(trace));
+}
+
+TEST(StackTraceText, namesBeyondTheBufferAreWrittenWholeBetweenShortOnes) {
+    StackTrace trace;
+    trace.frames[0] = dlsym(RTLD_DEFAULT, "abs");
+    trace.frames[1] =
+        reinterpret_cast<void*>(&stackTraceTest::longNamed<stackTraceTest::Sixteenfold>);
+    trace.frames[2] = reinterpret_cast<void*>(&stackTraceTest::callerOfInnermost);
+    trace.frames[3] = trace.frames[1];
+    trace.end = 4;
+
+    const std::string text = textOf(trace);
+
+    const auto begin = text.find("void stackTraceTest::longNamed<");
+    const auto end = text.find("> >()", begin);
+    ASSERT_NE(end, std::string::npos);
+    const std::string name = text.substr(begin, end - begin);
+    EXPECT_GT(name.size(), 8096);
+    EXPECT_NE(text.find(" : stackTraceTest::callerOfInnermost(int) +0\n"), std::string::npos);
+    EXPECT_NE(text.find(name, end), std::string::npos);
+    EXPECT_EQ(fdTextOf(trace), text);
 }
 
 TEST(StackTraceText, frameOfNoLibraryIsWrittenWhole) {
