@@ -1,5 +1,6 @@
 #include "house/local-server.h"
 #include "http-exchange.h"
+#include "self-replacing-callback.h"
 
 #include <chrono>
 #include <gtest/gtest.h>
@@ -105,6 +106,16 @@ TEST(LocalServer, keepsAConnectionOpenWhenAsked) {
 
     EXPECT_EQ(server.requestCount("/a"), 2U);
     EXPECT_NE(answers.find("good", answers.find("good") + 1), std::string::npos);
+}
+
+TEST(LocalServer, aCallbackMayReplaceItselfWhileItRuns) {
+    SelfReplacingCallback callback;
+    LocalServer server(0);
+    server.whenRequested(callback.with([&server] { server.whenRequested([](const Request&) {}); }));
+
+    get(server, "/a");
+
+    EXPECT_TRUE(callback.outlivedItsReplacement());
 }
 
 TEST(LocalServer, portInUseThrows) {

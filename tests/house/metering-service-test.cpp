@@ -1,5 +1,6 @@
 #include "house/metering-service.h"
 #include "scratch.h"
+#include "self-replacing-callback.h"
 
 #include <algorithm>
 #include <utility>
@@ -53,6 +54,17 @@ TEST(MeteringService, acceptsAndClosesOnDemand) {
     EXPECT_EQ(ec, boost::asio::error::eof);
     EXPECT_TRUE(service.waitForConnections(1));
     EXPECT_TRUE(service.messages().empty());
+}
+
+TEST(MeteringService, aCallbackMayReplaceItselfWhileItRuns) {
+    const std::string path = scratch("service");
+    SelfReplacingCallback callback;
+    MeteringService service(path);
+    service.whenArrived(callback.with([&service] { service.whenArrived([](const Message&) {}); }));
+
+    deliver(path, "text");
+
+    EXPECT_TRUE(callback.outlivedItsReplacement());
 }
 
 TEST(MeteringService, replacesAnOldSocketFileAndRemovesItsOwn) {

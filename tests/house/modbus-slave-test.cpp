@@ -2,6 +2,7 @@
 #include "house/modbus-slave.h"
 #include "house/pty-pair.h"
 #include "scratch.h"
+#include "self-replacing-callback.h"
 
 #include <utility>
 
@@ -225,6 +226,17 @@ TYPED_TEST(ModbusSlaveOn, callsAheadOfEachAnswer) {
 
     EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{1});
     EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{2});
+}
+
+TEST(ModbusSlave, aCallbackMayReplaceItselfWhileItRuns) {
+    SelfReplacingCallback callback;
+    ModbusSlave slave(TcpPort{});
+    slave.beforeAnswer(callback.with([&slave] { slave.beforeAnswer([] {}); }));
+
+    slave.unit(7).input(1, {5});
+    EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
+
+    EXPECT_TRUE(callback.outlivedItsReplacement());
 }
 
 TEST(ModbusSlave, servesConnectionsOneAfterAnother) {

@@ -76,7 +76,8 @@ public:
     std::map<std::string, std::deque<Answer>> m_next;
     std::map<std::string, Answer> m_always;
     std::vector<Request> m_requests;
-    std::function<void(const Request&)> m_callback;
+    /// Shared with the call that is under way, which outlives a replacement.
+    std::shared_ptr<const std::function<void(const Request&)>> m_callback;
 
 private:
     void accept();
@@ -179,11 +180,11 @@ Answer LocalServer::Impl::take(const Request& request) {
     std::unique_lock lock(m_mutex);
     Answer answer = choose(request.path);
     m_requests.push_back(request);
-    const auto& callback = m_callback;
+    const auto callback = m_callback;
     lock.unlock();
     m_changed.notify_all();
     if (callback)
-        callback(request);
+        (*callback)(request);
     return answer;
 }
 
@@ -266,8 +267,12 @@ void LocalServer::clearRequests() {
 }
 
 void LocalServer::whenRequested(std::function<void(const Request&)> callback) {
+    // The old one goes behind the lock, as what it holds may call back.
+    auto next =
+        callback ? std::make_shared<const std::function<void(const Request&)>>(std::move(callback))
+                 : nullptr;
     const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback = std::move(callback);
+    m_impl->m_callback.swap(next);
 }
 
 } // namespace house

@@ -85,8 +85,8 @@ public:
     [[nodiscard]] bool waitForRequests(const std::string& path, std::size_t count) const;
     void clearRequests();
 
-    /// Calls @p callback on the server's thread after each recorded request. Set it before the
-    /// first request comes.
+    /// Calls @p callback on the server's thread after each recorded request. It may be
+    /// replaced at any time, even by itself; a call that is under way then runs to its end.
     void whenRequested(std::function<void(const Request&)> callback);
 
 private:

@@ -55,7 +55,8 @@ public:
     std::vector<Message> m_messages;
     std::size_t m_connections = 0;
     bool m_acceptAndClose = false;
-    std::function<void(const Message&)> m_callback;
+    /// Shared with the call that is under way, which outlives a replacement.
+    std::shared_ptr<const std::function<void(const Message&)>> m_callback;
 
 private:
     void accept();
@@ -119,11 +120,11 @@ void MeteringService::Impl::keep(std::string text) {
     const Message message{std::move(text), std::chrono::system_clock::now()};
     std::unique_lock lock(m_mutex);
     m_messages.push_back(message);
-    const auto& callback = m_callback;
+    const auto callback = m_callback;
     lock.unlock();
     m_changed.notify_all();
     if (callback)
-        callback(message);
+        (*callback)(message);
 }
 
 MeteringService::MeteringService(std::string path)
@@ -166,8 +167,12 @@ bool MeteringService::waitForConnections(std::size_t count) const {
 }
 
 void MeteringService::whenArrived(std::function<void(const Message&)> callback) {
+    // The old one goes behind the lock, as what it holds may call back.
+    auto next =
+        callback ? std::make_shared<const std::function<void(const Message&)>>(std::move(callback))
+                 : nullptr;
     const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback = std::move(callback);
+    m_impl->m_callback.swap(next);
 }
 
 } // namespace house

@@ -41,7 +41,8 @@ public:
     /// Waits until at least @p count connections have been accepted since the start.
     [[nodiscard]] bool waitForConnections(std::size_t count) const;
 
-    /// Calls @p callback on the service's thread after each message. Set it before the first one.
+    /// Calls @p callback on the service's thread after each message. It may be replaced at
+    /// any time, even by itself; a call that is under way then runs to its end.
     void whenArrived(std::function<void(const Message&)> callback);
 
 private:

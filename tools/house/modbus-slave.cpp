@@ -188,7 +188,8 @@ public:
     std::size_t m_requests = 0;
     std::size_t m_accepted = 0;
     std::vector<Descriptor> m_connections;
-    std::function<void()> m_callback;
+    /// Shared with the call that is under way, which outlives a replacement.
+    std::shared_ptr<const std::function<void()>> m_callback;
 
 private:
     void runTcp();
@@ -327,10 +328,10 @@ Context ModbusSlave::Impl::newLineContext(int unit) const {
 void ModbusSlave::Impl::answer(modbus_t* context, const Frame& frame, int length) {
     const Query query = parse(frame, modbus_get_header_length(context));
     std::unique_lock lock(m_mutex);
-    const auto& callback = m_callback;
+    const auto callback = m_callback;
     lock.unlock();
     if (callback)
-        callback();
+        (*callback)();
 
     lock.lock();
     const Reply reply = decide(query);
@@ -451,8 +452,11 @@ void ModbusSlave::dropConnections() {
 }
 
 void ModbusSlave::beforeAnswer(std::function<void()> callback) {
+    // The old one goes behind the lock, as what it holds may call back.
+    auto next =
+        callback ? std::make_shared<const std::function<void()>>(std::move(callback)) : nullptr;
     const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback = std::move(callback);
+    m_impl->m_callback.swap(next);
 }
 
 using Unit = ModbusSlave::Unit;

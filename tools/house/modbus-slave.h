@@ -91,7 +91,8 @@ public:
     void dropConnections();
 
     /// Calls @p callback on the slave's thread ahead of each answer, so that the values can be
-    /// brought up to date. Set it before the first request comes.
+    /// brought up to date. It may be replaced at any time, even by itself; a call that is under way
+    /// then runs to its end.
     void beforeAnswer(std::function<void()> callback);
 
 private:
