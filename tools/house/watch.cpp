@@ -107,7 +107,7 @@ Watch::Impl::Impl(const WatchOptions& options)
       m_home(options.homeFile),
       m_line(options.rtuLink.empty() ? nullptr : std::make_unique<PtyPair>()),
       m_bus(openBus(m_line.get(), options.tcpPort)),
-      m_account(m_home.meters()),
+      m_account(m_home.meters(), options.polls),
       m_table(m_home.meters()) {
     if (m_line)
         m_line->linkMasterEnd(options.rtuLink);
@@ -203,7 +203,7 @@ std::optional<End> Watch::Impl::end() {
 
 std::optional<End> Watch::Impl::endByPolls() {
     const std::size_t polls = m_options.polls;
-    if (m_account.isComplete(polls))
+    if (m_account.isComplete())
         return End{0, "Every meter delivered in each of " + std::to_string(polls) + " polls."};
     // The reader writes a poll's messages after the poll and closes their connections after the
     // poll behind it. So they have all come when the poll after next is over.
@@ -213,7 +213,7 @@ std::optional<End> Watch::Impl::endByPolls() {
     if (!over && SteadyClock::now() - m_lastNews < limit)
         return std::nullopt;
     std::string reason = "Not delivered:";
-    for (const std::string& missing : m_account.missing(polls))
+    for (const std::string& missing : m_account.missing())
         reason += "\n  " + missing;
     return End{1, reason};
 }
