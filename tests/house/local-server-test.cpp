@@ -1,6 +1,7 @@
 #include "house/local-server.h"
 #include "http-exchange.h"
 #include "self-replacing-callback.h"
+#include "thrown-by.h"
 
 #include <chrono>
 #include <gtest/gtest.h>
@@ -118,8 +119,9 @@ TEST(LocalServer, aCallbackMayReplaceItselfWhileItRuns) {
     EXPECT_TRUE(callback.outlivedItsReplacement());
 }
 
-TEST(LocalServer, portInUseThrows) {
+TEST(LocalServer, aPortInUseIsNamed) {
     const LocalServer server(0);
 
-    EXPECT_THROW(LocalServer(server.port()), boost::system::system_error);
+    EXPECT_EQ(thrownBy([&] { LocalServer{server.port()}; }),
+              "127.0.0.1:" + std::to_string(server.port()) + ": Address already in use");
 }

@@ -1,6 +1,8 @@
 #include "house/metering-service.h"
 #include "scratch.h"
 #include "self-replacing-callback.h"
+#include "support/temporary-directory.h"
+#include "thrown-by.h"
 
 #include <algorithm>
 #include <utility>
@@ -76,4 +78,43 @@ TEST(MeteringService, replacesAnOldSocketFileAndRemovesItsOwn) {
     { const MeteringService service(path); }
 
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(MeteringService, refusesThePathOfALiveServiceWithoutAWordToIt) {
+    const std::string path = scratch("service");
+    const MeteringService live(path);
+
+    EXPECT_EQ(thrownBy([&] { MeteringService{path}; }), path + ": Address already in use");
+
+    deliver(path, "text");
+    EXPECT_TRUE(live.waitForMessages(1));
+    EXPECT_EQ(live.texts(), std::vector<std::string>{"text"});
+}
+
+TEST(MeteringService, refusesAPathAtWhichAnotherFileStands) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("file", "precious");
+
+    EXPECT_EQ(thrownBy([&] { MeteringService{file}; }), file + " is no socket: File exists");
+    EXPECT_EQ(thrownBy([&] { MeteringService{directory.path()}; }),
+              directory.path().string() + " is no socket: File exists");
+    EXPECT_EQ(contentOf(file), "precious");
+}
+
+TEST(MeteringService, leavesASocketThatAnotherPutInItsPlace) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
+    auto service = std::make_unique<MeteringService>(path);
+    std::filesystem::remove(path);
+    const MeteringService other(path);
+
+    service.reset();
+
+    deliver(path, "text");
+    EXPECT_TRUE(other.waitForMessages(1));
+}
+
+TEST(MeteringService, anErrorNamesThePath) {
+    EXPECT_EQ(thrownBy([] { MeteringService{"/nowhere/service"}; }),
+              "/nowhere/service: No such file or directory");
 }

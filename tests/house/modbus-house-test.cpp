@@ -53,3 +53,48 @@ TEST(ModbusHouse, endsWellAtASignalWhenItCountsNoPolls) {
     for (const std::string signal : {"INT", "TERM", "HUP"})
         EXPECT_EQ(runInPrivateWorld("open_house\nclose_house " + signal).status, 0);
 }
+
+TEST(ModbusHouse, removesItsLinkAndItsSocketAtASignal) {
+    EXPECT_EQ(runInPrivateWorld(
+                  "open_house --rtu tty; [[ -c tty && -S /run/orv-metering.sock ]] || exit 3;"
+                  "close_house TERM >/dev/null; ls /run /dev/shm")
+                  .standardOutput,
+              "/dev/shm:\n\n/run:\n");
+}
+
+TEST(ModbusHouse, twoAtOnceAreOneTooManyAndTheFirstOneStays) {
+    EXPECT_EQ(runInPrivateWorld(
+                  "open_house --rtu tty; before=$(readlink tty); $house --rtu tty; status=$?;"
+                  "[[ -S /run/orv-metering.sock && $(readlink tty) == $before ]] || exit 3;"
+                  "exit $status"),
+              (ProgramResult{1, "", "modbus-house: 127.0.0.1:8088: Address already in use\n"}));
+}
+
+TEST(ModbusHouse, anErrorAtTheStartLeavesNothingBehind) {
+    EXPECT_EQ(runInPrivateWorld("mkdir tty; $house --rtu tty; ls /run /dev/shm"),
+              (ProgramResult{0, "/dev/shm:\ntty\n\n/run:\n",
+                             "modbus-house: tty is no symbolic link: File exists\n"}));
+}
+
+TEST(ModbusHouse, itsSocketIsOpenToTheGroupMetering) {
+    EXPECT_EQ(runInPrivateWorld(
+                  "add_group metering; umask 077; open_house;"
+                  "stat --format='%G %a' /run/orv-metering.sock; close_house TERM >/dev/null")
+                  .standardOutput,
+              "metering 660\n");
+}
+
+TEST(ModbusHouse, itsSerialLineIsOpenToTheGroupDialout) {
+    EXPECT_EQ(
+        runInPrivateWorld("add_group dialout; open_house --rtu tty;"
+                          "stat --dereference --format='%G %a' tty; close_house TERM >/dev/null")
+            .standardOutput,
+        "dialout 660\n");
+}
+
+TEST(ModbusHouse, goesOnWithoutTheGroupMetering) {
+    EXPECT_EQ(runInPrivateWorld("umask 077; open_house; stat --format=%a /run/orv-metering.sock;"
+                                "close_house TERM >/dev/null")
+                  .standardOutput,
+              "700\n");
+}

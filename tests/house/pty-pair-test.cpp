@@ -1,6 +1,8 @@
 #include "bus-master.h"
 #include "house/pty-pair.h"
 #include "scratch.h"
+#include "support/temporary-directory.h"
+#include "thrown-by.h"
 
 #include <utility>
 
@@ -32,7 +34,7 @@ TEST(PtyPair, everyBytePassesAsItIs) {
 }
 
 TEST(PtyPair, linksTheMastersEnd) {
-    const PtyPair line;
+    PtyPair line;
     ModbusSlave slave(Tty{line.slaveEnd()});
     slave.unit(7).input(1, {5});
     const std::string link = scratch("tty");
@@ -41,5 +43,51 @@ TEST(PtyPair, linksTheMastersEnd) {
     line.linkMasterEnd(link);
 
     EXPECT_EQ(Master(link).readInput(7, 1, 1), Words{5});
-    std::filesystem::remove(link);
+}
+
+TEST(PtyPair, replacesAnyOlderLinkAndRemovesItsOwn) {
+    const TemporaryDirectory directory;
+    const std::string link = directory.path() / "tty";
+    const std::string target = directory.write("target", "precious");
+    std::filesystem::create_symlink(target, link);
+    {
+        PtyPair line;
+        line.linkMasterEnd(link);
+        EXPECT_EQ(std::filesystem::read_symlink(link), line.masterEnd());
+    }
+
+    EXPECT_FALSE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(contentOf(target), "precious");
+}
+
+TEST(PtyPair, leavesALinkThatAnotherPutInItsPlace) {
+    const TemporaryDirectory directory;
+    const std::string link = directory.path() / "tty";
+    {
+        PtyPair line;
+        line.linkMasterEnd(link);
+        std::filesystem::remove(link);
+        std::filesystem::create_symlink(line.masterEnd(), link);
+    }
+
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
+TEST(PtyPair, refusesAPathAtWhichAnotherFileStands) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("file", "precious");
+    PtyPair line;
+
+    EXPECT_EQ(thrownBy([&] { line.linkMasterEnd(file); }),
+              file + " is no symbolic link: File exists");
+    EXPECT_EQ(thrownBy([&] { line.linkMasterEnd(directory.path()); }),
+              directory.path().string() + " is no symbolic link: File exists");
+    EXPECT_EQ(contentOf(file), "precious");
+}
+
+TEST(PtyPair, anErrorNamesThePathOfTheLink) {
+    PtyPair line;
+
+    EXPECT_EQ(thrownBy([&] { line.linkMasterEnd("/nowhere/tty"); }),
+              "/nowhere/tty: No such file or directory");
 }

@@ -50,10 +50,21 @@ Answer Answer::brokenOff(std::string body, std::size_t missing) {
     return answer;
 }
 
+namespace {
+
+tcp::acceptor listenAt(asio::io_context& io, std::uint16_t port) {
+    try {
+        return {io, tcp::endpoint(asio::ip::address_v4::loopback(), port)};
+    } catch (const boost::system::system_error& e) {
+        throw boost::system::system_error(e.code(), "127.0.0.1:" + std::to_string(port));
+    }
+}
+
+} // namespace
+
 class LocalServer::Impl {
 public:
-    explicit Impl(std::uint16_t port)
-        : m_acceptor(m_io, tcp::endpoint(asio::ip::address_v4::loopback(), port)) {
+    explicit Impl(std::uint16_t port) : m_acceptor(listenAt(m_io, port)) {
         accept();
         m_thread = std::thread([this] { m_io.run(); });
     }

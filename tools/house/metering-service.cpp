@@ -1,15 +1,17 @@
 #include "house/metering-service.h"
 
+#include "house/group-access.h"
+#include "house/own-file.h"
 #include "house/patience.h"
 
 #include <array>
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include <boost/asio.hpp>
+#include <sys/stat.h>
 
 namespace house {
 
@@ -20,18 +22,43 @@ using boost::system::error_code;
 namespace {
 
 /// A socket file that an earlier service left behind would keep the path from being bound.
-std::string withoutLeftover(std::string path) {
-    std::filesystem::remove(path);
-    return path;
+void removeLeftover(const std::string& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) < 0)
+        return;
+    if (!S_ISSOCK(status.st_mode))
+        throw boost::system::system_error(make_error_code(boost::system::errc::file_exists),
+                                          path + " is no socket");
+    // A datagram socket is refused by a stream service too, but without a word to it, and otherwise
+    // than where nobody listens.
+    asio::io_context io;
+    asio::local::datagram_protocol::socket probe(io);
+    error_code ec;
+    probe.connect(path, ec);
+    if (ec == asio::error::connection_refused)
+        ec = error_code(::unlink(path.c_str()) < 0 ? errno : 0, boost::system::system_category());
+    else if (!ec || ec == boost::system::errc::wrong_protocol_type)
+        ec = asio::error::address_in_use;
+    if (ec)
+        throw boost::system::system_error(ec, path);
+}
+
+stream_protocol::acceptor listenAt(asio::io_context& io, const std::string& path) {
+    removeLeftover(path);
+    try {
+        return {io, stream_protocol::endpoint(path)};
+    } catch (const boost::system::system_error& e) {
+        throw boost::system::system_error(e.code(), path);
+    }
 }
 
 } // namespace
 
 class MeteringService::Impl {
 public:
-    explicit Impl(std::string path)
-        : m_path(withoutLeftover(std::move(path))),
-          m_acceptor(m_io, stream_protocol::endpoint(m_path)) {
+    explicit Impl(const std::string& path) : m_acceptor(listenAt(m_io, path)), m_file(path) {
+        // The group by which a metering service lets its clients in.
+        openToGroup(path, "metering");
         accept();
         m_thread = std::thread([this] { m_io.run(); });
     }
@@ -39,15 +66,13 @@ public:
     ~Impl() {
         m_io.stop();
         m_thread.join();
-        std::error_code ignored;
-        std::filesystem::remove(m_path, ignored);
     }
 
     void keep(std::string text);
 
-    const std::string m_path;
     asio::io_context m_io{1};
     stream_protocol::acceptor m_acceptor;
+    OwnFile m_file;
     std::thread m_thread;
 
     mutable std::mutex m_mutex;
@@ -127,8 +152,7 @@ void MeteringService::Impl::keep(std::string text) {
         (*callback)(message);
 }
 
-MeteringService::MeteringService(std::string path)
-    : m_impl(std::make_unique<Impl>(std::move(path))) {}
+MeteringService::MeteringService(const std::string& path) : m_impl(std::make_unique<Impl>(path)) {}
 
 MeteringService::~MeteringService() = default;
 

@@ -17,12 +17,13 @@ struct Message {
 };
 
 /// The metering service of the house: a Unix stream listener, served by a thread of its own for as
-/// long as the object lives. The socket file is made anew at the start and removed at the end.
-/// All functions are thread-safe.
+/// long as the object lives. It replaces the socket file of a service that is gone, opens its own
+/// to the group `metering`, if it can, and removes it at the end. All functions are thread-safe.
 class MeteringService {
 public:
-    /// Listens at once. Throws `boost::system::system_error` when @p path cannot be bound.
-    explicit MeteringService(std::string path = "/var/run/orv-metering.sock");
+    /// Listens at once. Throws `boost::system::system_error` when @p path cannot be bound, when a
+    /// live service has it, or when it is no socket.
+    explicit MeteringService(const std::string& path = "/var/run/orv-metering.sock");
     ~MeteringService();
     MeteringService(const MeteringService&) = delete;
     MeteringService& operator=(const MeteringService&) = delete;

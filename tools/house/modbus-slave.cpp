@@ -218,7 +218,8 @@ private:
 
 ModbusSlave::Impl::Impl(TcpPort port) : m_context(modbus_new_tcp("127.0.0.1", port.number)) {
     constexpr int backlog = 16;
-    m_listener = Descriptor(require(modbus_tcp_listen(m_context.get(), backlog), "listen"));
+    const std::string where = "127.0.0.1:" + std::to_string(port.number);
+    m_listener = Descriptor(require(modbus_tcp_listen(m_context.get(), backlog), where.c_str()));
     sockaddr_in address{};
     socklen_t size = sizeof address;
     require(::getsockname(m_listener.number(), reinterpret_cast<sockaddr*>(&address), &size),

@@ -1,14 +1,17 @@
 #include "house/pty-pair.h"
 
 #include "house/descriptor.h"
+#include "house/group-access.h"
+#include "house/own-file.h"
 
 #include <array>
-#include <filesystem>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <termios.h>
 
 namespace house {
@@ -46,6 +49,15 @@ private:
     std::string m_name;
 };
 
+void removeOlderLink(const std::string& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) < 0)
+        return;
+    if (!S_ISLNK(status.st_mode))
+        throw std::system_error(EEXIST, std::generic_category(), path + " is no symbolic link");
+    require(::unlink(path.c_str()), path.c_str());
+}
+
 void forward(int from, int to) {
     std::array<char, 512> bytes{};
     const ssize_t size = ::read(from, bytes.data(), bytes.size());
@@ -67,6 +79,7 @@ public:
 
     Pty m_master;
     Pty m_slave;
+    std::optional<OwnFile> m_link;
 
 private:
     void run() const {
@@ -99,9 +112,12 @@ const std::string& PtyPair::slaveEnd() const {
     return m_impl->m_slave.name();
 }
 
-void PtyPair::linkMasterEnd(const std::string& path) const {
-    std::filesystem::remove(path);
-    std::filesystem::create_symlink(masterEnd(), path);
+void PtyPair::linkMasterEnd(const std::string& path) {
+    removeOlderLink(path);
+    require(::symlink(masterEnd().c_str(), path.c_str()), path.c_str());
+    m_impl->m_link.emplace(path);
+    // As the serial port of a controller, so that a reader that is not root can open it.
+    openToGroup(masterEnd(), "dialout");
 }
 
 } // namespace house

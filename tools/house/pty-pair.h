@@ -20,8 +20,10 @@ public:
     const std::string& masterEnd() const;
     const std::string& slaveEnd() const;
 
-    /// Makes @p path a symbolic link to the master's end and replaces an older link there.
-    void linkMasterEnd(const std::string& path) const;
+    /// Makes @p path a symbolic link to the master's end for as long as the object lives, and opens
+    /// that end to the group `dialout`, if it can. Replaces an older link there; for any other
+    /// file, and when the link cannot be made, throws `std::system_error`.
+    void linkMasterEnd(const std::string& path);
 
 private:
     class Impl;
