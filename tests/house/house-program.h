@@ -48,6 +48,7 @@ inline ProgramResult runInPrivateWorld(const std::string& script) {
             mkfifo "$directory/words"
             "$house" "$@" >"$directory/words" &
             house_pid=$!
+            trap 'kill "$house_pid" 2>/dev/null' EXIT
             exec 3<"$directory/words"
             read -r heading <&3
         }
