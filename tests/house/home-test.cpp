@@ -2,10 +2,8 @@
 #include "house/home.h"
 #include "house/register-words.h"
 #include "http-exchange.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 using namespace house;
 using namespace std::chrono_literals;
@@ -74,8 +72,4 @@ TEST(Home, noSunAtMidnight) {
     home.advance(13h + 45min);
 
     EXPECT_EQ(home.value("solarPower"), 0.0);
-}
-
-TEST(Home, missingFileThrows) {
-    EXPECT_THROW(Home(scratch("no-home")), std::runtime_error);
 }

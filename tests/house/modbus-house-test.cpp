@@ -1,3 +1,4 @@
+#include "example-home.h"
 #include "house-program.h"
 
 #include <gtest/gtest.h>
@@ -97,4 +98,48 @@ TEST(ModbusHouse, goesOnWithoutTheGroupMetering) {
                                 "close_house TERM >/dev/null")
                   .standardOutput,
               "700\n");
+}
+
+TEST(ModbusHouse, refusesATextThatIsNoFault) {
+    for (const std::string fault :
+         {"", "3", "3=", "3=loud", "3=exception:0", "3=exception:12", "3=late:0", "3=late:-1",
+          "3=late:100000", "x=silent", "-1=silent", "attached=status:200", "attached=silent",
+          "3=status:500"})
+        EXPECT_EQ(
+            runInPrivateWorld("exec $house --fault '" + fault + "'"),
+            refused(
+                "--fault: '" + fault +
+                "' is none of ADDRESS=silent, ADDRESS=exception:1 to 11, ADDRESS=late:1 to 99999, "
+                "rtuconfig|attached|supported=status:400 to 599"));
+}
+
+TEST(ModbusHouse, refusesAFaultOfNoMeter) {
+    EXPECT_EQ(
+        runInPrivateWorld("exec $house --fault 99=silent"),
+        (ProgramResult{1, "", "modbus-house: The fault 99=silent fits no meter of the home\n"}));
+}
+
+TEST(ModbusHouse, refusesASecondFaultOfOnePlace) {
+    EXPECT_EQ(runInPrivateWorld("exec $house --fault 3=silent --fault 3=late:5"),
+              (ProgramResult{1, "",
+                             "modbus-house: The fault 3=late:5 is the second one of its place\n"}));
+}
+
+TEST(ModbusHouse, namesTheFileAndThePlaceOfAMistake) {
+    EXPECT_EQ(runInPrivateWorld("echo '{\"server\":{}}' >home.json; exec $house --home home.json"),
+              (ProgramResult{1, "", "modbus-house: home.json: behaviour: Missing\n"}));
+}
+
+TEST(ModbusHouse, theExampleOfTheDocumentRunsWithTheReader) {
+    const TemporaryDirectory directory;
+    const ProgramResult result = runInPrivateWorld(
+        R"(echo '{"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1502}}' )"
+        ">/etc/modbus-config.json\n"
+        "exec $house --home " +
+        directory.write("home.json", exampleHome()) +
+        " --daemon " READER_EXECUTABLE " --log log --polls 1");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.standardOutput.ends_with("\nEvery meter delivered in each of 1 polls.\n"))
+        << result;
 }

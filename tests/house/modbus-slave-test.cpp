@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <boost/asio.hpp>
+#include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
@@ -15,6 +16,7 @@
 #include <thread>
 
 using namespace house;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -197,6 +199,27 @@ TYPED_TEST(ModbusSlaveOn, shortAnswerToOneWordIsEmpty) {
                                                         "<< short\n");
 }
 
+TYPED_TEST(ModbusSlaveOn, lateAnswerOnDemand) {
+    this->m_slave.unit(7).input(1, {5}).failNext(1, Fault::late(50ms));
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{5});
+
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                          "<< late 0005\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, lateAnswerToAnUnmappedAddressIsException2) {
+    this->m_slave.unit(7).failNext(1, Fault::late(1ms));
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+
+    EXPECT_EQ(this->m_master.error, EMBXILADD);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                          "<< late exception 2\n");
+}
+
 TYPED_TEST(ModbusSlaveOn, answers125WordsInOne) {
     Words words(125);
     for (std::size_t i = 0; i < words.size(); ++i)
@@ -271,6 +294,31 @@ TEST(ModbusSlave, dropsConnectionsOnDemand) {
 
     EXPECT_EQ(master.readInput(7, 1, 1), Words());
     EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
+}
+
+TEST(ModbusSlave, otherConnectionsAreServedAfterALateAnswer) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {5}).failNext(1, Fault::late(50ms));
+    Master first(slave);
+    Master second(slave);
+    std::thread late([&first] { EXPECT_EQ(first.readInput(7, 1, 1), Words{5}); });
+    EXPECT_TRUE(slave.waitForRequests(1));
+
+    EXPECT_EQ(second.readInput(7, 1, 1), Words{5});
+
+    late.join();
+}
+
+TEST(ModbusSlave, endsWhileAnAnswerIsHeldBack) {
+    auto slave = std::make_unique<ModbusSlave>(TcpPort{});
+    slave->unit(7).input(1, {5}).failAlways(Fault::late(1h));
+    Master master(*slave);
+    std::thread client([&master] { EXPECT_EQ(master.readInput(7, 1, 1), Words()); });
+    EXPECT_TRUE(slave->waitForRequests(1));
+
+    slave.reset();
+
+    client.join();
 }
 
 TEST(ModbusSlave, aPortInUseIsNamed) {

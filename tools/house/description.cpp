@@ -1,31 +1,85 @@
 #include "house/description.h"
 
-#include <fstream>
-#include <sstream>
+#include "house/descriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
+#include <fcntl.h>
 #include <json-c/json.h>
 
 namespace house {
 
-Description::Description(std::shared_ptr<json_object> root, json_object* part, std::string name)
-    : m_root(std::move(root)), m_part(part), m_name(std::move(name)) {}
+namespace {
+
+/// Gives up on what is no description but an endless device.
+std::string readFile(const std::string& file) {
+    constexpr std::size_t limit = 16U << 20;
+    const Descriptor in(require(::open(file.c_str(), O_RDONLY | O_CLOEXEC), file.c_str()));
+    std::array<char, 4096> chunk{};
+    std::string text;
+    while (text.size() <= limit) {
+        const int size = require(static_cast<int>(::read(in.number(), chunk.data(), chunk.size())),
+                                 file.c_str());
+        if (size == 0)
+            return text;
+        text.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+    throw std::runtime_error(file + ": No description is larger than 16 MB");
+}
+
+std::string joined(const std::string& head, const char* separator, const std::string& tail) {
+    return head.empty() ? tail : head + separator + tail;
+}
+
+} // namespace
+
+Description::Description(std::shared_ptr<json_object> root, json_object* part, std::string file,
+                         std::string path)
+    : m_root(std::move(root)), m_part(part), m_file(std::move(file)), m_path(std::move(path)) {}
 
 Description Description::fromText(const std::string& text) {
-    const std::shared_ptr<json_object> root(json_tokener_parse(text.c_str()), json_object_put);
-    if (!root)
-        throw std::runtime_error("No JSON");
-    return {root, root.get(), ""};
+    return parse(text, "");
 }
 
 Description Description::fromFile(const std::string& file) {
-    std::ifstream in(file);
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (!in)
-        throw std::runtime_error("Cannot read " + file);
-    return fromText(text.str());
+    return parse(readFile(file), file);
+}
+
+Description Description::parse(const std::string& text, const std::string& file) {
+    const std::unique_ptr<json_tokener, void (*)(json_tokener*)> tokener(json_tokener_new(),
+                                                                         json_tokener_free);
+    // Strict, so that a text behind the JSON counts as an error too. With its final NUL, which ends
+    // a number that is all of the text.
+    json_tokener_set_flags(tokener.get(), JSON_TOKENER_STRICT);
+    const auto size = static_cast<int>(text.size() + 1);
+    const std::shared_ptr<json_object> root(
+        json_tokener_parse_ex(tokener.get(), text.c_str(), size), json_object_put);
+    const json_tokener_error error = json_tokener_get_error(tokener.get());
+    if (error == json_tokener_success)
+        return {root, root.get(), file, ""};
+    const auto end = text.begin() + static_cast<long>(json_tokener_get_parse_end(tokener.get()));
+    const auto line = 1 + std::count(text.begin(), std::min(end, text.end()), '\n');
+    const char* const reason =
+        error == json_tokener_continue ? "unexpected end of data" : json_tokener_error_desc(error);
+    throw std::runtime_error(
+        joined(file, ": ", "No JSON in line " + std::to_string(line) + ": " + reason));
+}
+
+Description Description::child(json_object* part, const std::string& key) const {
+    return {m_root, part, m_file, joined(m_path, " / ", key)};
+}
+
+void Description::fail(const std::string& complaint) const {
+    throw std::runtime_error(joined(m_file, ": ", joined(m_path, ": ", complaint)));
+}
+
+void Description::check(bool good, const std::string& complaint) const {
+    if (!good)
+        fail(complaint);
 }
 
 bool Description::has(const std::string& key) const {
@@ -34,23 +88,20 @@ bool Description::has(const std::string& key) const {
 
 Description Description::at(const std::string& key) const {
     json_object* part = nullptr;
-    const std::string name = m_name.empty() ? key : m_name + " / " + key;
     if (json_object_object_get_ex(m_part, key.c_str(), &part) == 0)
-        throw std::runtime_error("Missing: " + name);
-    return {m_root, part, name};
+        child(nullptr, key).fail("Missing");
+    return child(part, key);
 }
 
 void Description::forEach(const std::function<void(const Description&)>& visit) const {
-    if (json_object_is_type(m_part, json_type_array) == 0)
-        throw std::runtime_error("No array: " + m_name);
+    check(json_object_is_type(m_part, json_type_array) != 0, "No array");
     for (std::size_t i = 0; i < json_object_array_length(m_part); ++i)
-        visit({m_root, json_object_array_get_idx(m_part, i), m_name + " / " + std::to_string(i)});
+        visit(child(json_object_array_get_idx(m_part, i), std::to_string(i)));
 }
 
 void Description::forEachMember(
     const std::function<void(const std::string&, const Description&)>& visit) const {
-    if (json_object_is_type(m_part, json_type_object) == 0)
-        throw std::runtime_error("No object: " + m_name);
+    check(json_object_is_type(m_part, json_type_object) != 0, "No object");
     auto end = json_object_iter_end(m_part);
     for (auto member = json_object_iter_begin(m_part); json_object_iter_equal(&member, &end) == 0;
          json_object_iter_next(&member)) {
@@ -59,16 +110,30 @@ void Description::forEachMember(
     }
 }
 
+void Description::allowOnly(std::initializer_list<const char*> keys) const {
+    forEachMember([&](const std::string& key, const Description& member) {
+        member.check(std::find(keys.begin(), keys.end(), key) != keys.end(), "No such key");
+    });
+}
+
 double Description::number() const {
-    if (json_object_is_type(m_part, json_type_int) == 0 &&
-        json_object_is_type(m_part, json_type_double) == 0)
-        throw std::runtime_error("No number: " + m_name);
-    return json_object_get_double(m_part);
+    check(json_object_is_type(m_part, json_type_int) != 0 ||
+              json_object_is_type(m_part, json_type_double) != 0,
+          "No number");
+    const double number = json_object_get_double(m_part);
+    check(std::isfinite(number), "No finite number");
+    return number;
+}
+
+int Description::whole(int from, int to) const {
+    const double value = number();
+    check(value >= from && value <= to && std::trunc(value) == value,
+          "No whole number from " + std::to_string(from) + " to " + std::to_string(to));
+    return static_cast<int>(value);
 }
 
 std::string Description::text() const {
-    if (!isText())
-        throw std::runtime_error("No text: " + m_name);
+    check(isText(), "No text");
     return json_object_get_string(m_part);
 }
 

@@ -4,9 +4,12 @@
 #include "house/register-words.h"
 #include "house/signals.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <map>
 #include <mutex>
-#include <stdexcept>
+#include <set>
 
 namespace house {
 
@@ -14,42 +17,121 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
+constexpr std::array fieldTypes{
+    "none",
+    "powerImport",
+    "powerExport",
+    "energyImport",
+    "energyExport",
+    "energyImportTariff1",
+    "energyImportTariff2",
+    "energyImportTariff3",
+    "energyImportTariff4",
+    "energyImportTariff5",
+    "energyImportTariff6",
+    "energyExportTariff1",
+    "energyExportTariff2",
+    "energyExportTariff3",
+    "energyExportTariff4",
+    "energyExportTariff5",
+    "energyExportTariff6",
+    "model",
+    "manufacturer",
+    "dateTime",
+    "serial",
+    "tariffEnabled",
+};
+constexpr std::array registerTypes{"none", "input", "holding"};
+
+template <class Names>
+bool holds(const Names& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
 /// A register of a meter on the bus, and what it shows: a signal, or a text.
 struct LiveRegister {
-    int unit;
-    Space space;
-    int address;
+    int unit = 0;
+    Space space = Space::holding;
+    int address = 0;
     std::string dataType;
-    int length;
-    double scaleValue;
-    std::string signal;
+    int length = 0;
+    double scaleValue = 1.0;
+    const double* signal = nullptr;
     std::string text;
 
-    Words words(const Signals& signals) const {
-        if (signal.empty())
+    Words words() const {
+        if (signal == nullptr)
             return encodeText(length, text);
-        return encodeNumber(dataType, length, signals.value(signal) / scaleValue);
+        return encodeNumber(dataType, length, *signal / scaleValue);
+    }
+    /// Its name among the behaviour of its unit.
+    std::string key() const {
+        return (space == Space::input ? "input " : "holding ") + std::to_string(address);
     }
 };
 
-LiveRegister toRegister(int unit, const Description& model, const Description& behaviour) {
-    const std::string space = model.text("registerType", "holding");
-    LiveRegister result{unit,
-                        space == "input" ? Space::input : Space::holding,
-                        static_cast<int>(model.number("address")),
-                        model.text("modbusDataType"),
-                        static_cast<int>(model.number("length")),
-                        model.number("scaleValue", 1.0),
-                        "",
-                        ""};
-    const std::string key =
-        (result.space == Space::input ? "input " : "holding ") + std::to_string(result.address);
-    const Description shown = behaviour.at(key);
-    if (shown.isText())
-        result.signal = shown.text();
-    else
-        result.text = shown.text("text");
+Space toSpace(const Description& model) {
+    const std::string type = model.text("registerType", "holding");
+    if (!holds(registerTypes, type))
+        model.at("registerType").fail("No such register type: " + type);
+    return type == "input" ? Space::input : Space::holding;
+}
+
+double toScale(const Description& model) {
+    const double scale = model.number("scaleValue", 1.0);
+    if (scale == 0.0)
+        model.at("scaleValue").fail("Values are divided by it, so it cannot be 0");
+    return scale;
+}
+
+/// A register as the map of its model has it, without what it shows.
+LiveRegister toRegister(int unit, const Description& model) {
+    constexpr int lastAddress = 65535;
+    constexpr int longestRead = 125;
+    const std::string fieldType = model.text("fieldType", "none");
+    if (!holds(fieldTypes, fieldType))
+        model.at("fieldType").fail("No such field type: " + fieldType);
+    const std::string dataType = model.text("modbusDataType");
+    model.at("modbusDataType").check(isDataType(dataType), "No such data type: " + dataType);
+
+    LiveRegister result;
+    result.unit = unit;
+    result.space = toSpace(model);
+    result.address = model.at("address").whole(0, lastAddress);
+    result.dataType = dataType;
+    result.length = model.at("length").whole(1, longestRead);
+    result.scaleValue = toScale(model);
+    const auto words = static_cast<int>(wordCount(dataType, result.length));
+    model.at("length").check(words <= longestRead, "No read takes more than 125 words");
+    model.at("length").check(result.address + words - 1 <= lastAddress,
+                             "Reaches beyond the last address, 65535");
     return result;
+}
+
+void show(LiveRegister& aRegister, const Description& behaviour, const Signals& signals) {
+    const Description shown = behaviour.at(aRegister.key());
+    if (shown.isText()) {
+        aRegister.signal = &signals.reference(shown);
+        return;
+    }
+    shown.allowOnly({"text"});
+    aRegister.text = shown.text("text");
+    shown.check(aRegister.dataType == "ascii",
+                "Only a register of the data type ascii shows a text");
+}
+
+double toSpeed(const Description& behaviour) {
+    constexpr double fastest = 3600.0;
+    const double speed = behaviour.number("speed", 1.0);
+    if (speed <= 0.0 || speed > fastest)
+        behaviour.at("speed").fail("Neither above 0 nor up to 3600");
+    return speed;
+}
+
+double toStartHour(const Description& behaviour) {
+    const Description hour = behaviour.at("startHour");
+    hour.check(hour.number() >= 0.0 && hour.number() < 24.0, "No hour of the day");
+    return hour.number();
 }
 
 } // namespace
@@ -58,7 +140,9 @@ class Home::Impl {
 public:
     explicit Impl(const Description& description);
 
-    void collectRegisters(const Description& meter);
+    void collectMeter(const Description& meter);
+    void collectRegisters(const Description& meter, int unit);
+    void refuseWhatNobodyShows() const;
     void follow(ModbusSlave& slave);
 
     Description m_server;
@@ -74,25 +158,55 @@ public:
 Home::Impl::Impl(const Description& description)
     : m_server(description.at("server")),
       m_behaviour(description.at("behaviour")),
-      m_speed(m_behaviour.number("speed", 1.0)),
-      m_signals(m_behaviour.at("signals"), m_behaviour.number("startHour")) {
+      m_speed(toSpeed(m_behaviour)),
+      m_signals(m_behaviour.at("signals"), toStartHour(m_behaviour)) {
+    description.allowOnly({"server", "behaviour"});
+    m_server.allowOnly({"rtuconfig", "attached", "supported"});
+    m_server.at("rtuconfig").at("data");
+    m_behaviour.allowOnly({"startHour", "speed", "signals", "units"});
     m_server.at("attached").at("data").forEach([&](const Description& meter) {
-        m_meters.push_back({meter.text("name"), static_cast<int>(meter.number("slaveAddress"))});
-        collectRegisters(meter);
+        collectMeter(meter);
     });
-    // Shows at once whether every register has its signal.
-    for (const LiveRegister& aRegister : m_registers)
-        aRegister.words(m_signals);
+    refuseWhatNobodyShows();
 }
 
-void Home::Impl::collectRegisters(const Description& meter) {
-    const int unit = static_cast<int>(meter.number("slaveAddress"));
+void Home::Impl::collectMeter(const Description& meter) {
+    const Description address = meter.at("slaveAddress");
+    const int unit = address.whole(1, 247);
+    for (const Meter& other : m_meters)
+        address.check(other.slaveAddress != unit, "Already that of the meter " + other.name);
+    m_meters.push_back({meter.text("name"), unit});
+    collectRegisters(meter, unit);
+}
+
+void Home::Impl::collectRegisters(const Description& meter, int unit) {
+    const Description configId = meter.at("configId");
     const Description behaviour = m_behaviour.at("units").at(std::to_string(unit));
+    bool known = false;
     m_server.at("supported").at("data").forEach([&](const Description& model) {
-        if (model.text("id") != meter.text("configId"))
+        if (model.text("id") != configId.text())
             return;
+        known = true;
         model.at("registers").forEach([&](const Description& aRegister) {
-            m_registers.push_back(toRegister(unit, aRegister, behaviour));
+            m_registers.push_back(toRegister(unit, aRegister));
+            show(m_registers.back(), behaviour, m_signals);
+        });
+    });
+    configId.check(known, "No such model: " + configId.text());
+}
+
+/// A misspelt address would otherwise pass in silence.
+void Home::Impl::refuseWhatNobodyShows() const {
+    std::set<std::string> units;
+    std::map<std::string, std::set<std::string>> registers;
+    for (const Meter& meter : m_meters)
+        units.insert(std::to_string(meter.slaveAddress));
+    for (const LiveRegister& aRegister : m_registers)
+        registers[std::to_string(aRegister.unit)].insert(aRegister.key());
+    m_behaviour.at("units").forEachMember([&](const std::string& unit, const Description& shown) {
+        shown.check(units.contains(unit), "No meter has this slave address");
+        shown.forEachMember([&](const std::string& key, const Description& entry) {
+            entry.check(registers[unit].contains(key), "The meter has no such register");
         });
     });
 }
@@ -103,8 +217,7 @@ void Home::Impl::follow(ModbusSlave& slave) {
     m_signals.advance(m_speed * std::chrono::duration<double>(now - m_last).count());
     m_last = now;
     for (const LiveRegister& aRegister : m_registers)
-        slave.unit(aRegister.unit)
-            .set(aRegister.space, aRegister.address, aRegister.words(m_signals));
+        slave.unit(aRegister.unit).set(aRegister.space, aRegister.address, aRegister.words());
 }
 
 Home::Home(const std::string& file) : m_impl(std::make_unique<Impl>(Description::fromFile(file))) {}

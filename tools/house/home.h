@@ -20,8 +20,8 @@ struct Meter {
 /// description whose form is told in `tools/house/home.md`.
 class Home {
 public:
-    /// Throws `std::runtime_error` when the description cannot be read, or when a register of an
-    /// attached meter has no behaviour.
+    /// Throws `std::runtime_error`, with the file and the place in it, when the description cannot
+    /// be read or something in it is missing, unknown or out of its range.
     explicit Home(const std::string& file);
     ~Home();
     Home(const Home&) = delete;

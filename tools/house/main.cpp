@@ -1,3 +1,4 @@
+#include "house/faults.h"
 #include "house/home.h"
 #include "house/watch.h"
 
@@ -34,6 +35,14 @@ CLI::Validator anyName() {
     return {check, ""};
 }
 
+CLI::Validator fault() {
+    const auto check = [](const std::string& text) {
+        return house::faults::isFault(text) ? std::string()
+                                            : "'" + text + "' is none of " + house::faults::forms;
+    };
+    return {check, "", "fault"};
+}
+
 std::string failureMessage(const CLI::App*, const CLI::Error& e) {
     return std::string("modbus-house: ") + e.what() +
            "\nRun modbus-house --help for more information.\n";
@@ -60,6 +69,10 @@ std::optional<int> readCommandLine(int argc, char** argv, house::WatchOptions& o
     app.add_option("--polls", options.polls,
                    "End after so many polls: status 0 if every meter delivered in every poll")
         ->transform(wholeNumber(1, 100000));
+    app.add_option("--fault", options.faults,
+                   std::string("What fails, can be given repeatedly: ") + house::faults::forms)
+        ->check(fault())
+        ->allow_extra_args(false);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

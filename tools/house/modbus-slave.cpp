@@ -57,6 +57,7 @@ struct Query {
 struct Reply {
     Words words;
     std::optional<Fault> fault;
+    std::chrono::milliseconds delay{0};
 };
 
 /// An order to fail. Without a space or an address it holds for all of them.
@@ -133,17 +134,14 @@ std::string text(const Query& query) {
 }
 
 std::string text(const Reply& reply) {
+    const std::string head = reply.delay.count() > 0 ? "<< late" : "<<";
     if (!reply.fault)
-        return "<<" + text(reply.words) + "\n";
-    switch (reply.fault->kind()) {
-    case Fault::Kind::silence:
-        return "<< silence\n";
-    case Fault::Kind::shortAnswer:
-        return "<< short" + text(reply.words) + "\n";
-    case Fault::Kind::exception:
-        break;
-    }
-    return "<< exception " + std::to_string(reply.fault->code()) + "\n";
+        return head + text(reply.words) + "\n";
+    if (reply.fault->kind() == Fault::Kind::silence)
+        return head + " silence\n";
+    if (reply.fault->kind() == Fault::Kind::shortAnswer)
+        return head + " short" + text(reply.words) + "\n";
+    return head + " exception " + std::to_string(reply.fault->code()) + "\n";
 }
 
 /// A mapping that holds exactly the words of one answer.
@@ -202,6 +200,7 @@ private:
     Context newLineContext(int unit) const;
 
     void answer(modbus_t* context, const Frame& frame, int length);
+    bool mayAnswerAfter(std::chrono::milliseconds delay) const;
     Reply decide(const Query& query);
     void send(modbus_t* context, const Frame& frame, int length, const Reply& reply) const;
     void sendShort(modbus_t* context, const Frame& frame, const Words& words) const;
@@ -340,30 +339,41 @@ void ModbusSlave::Impl::answer(modbus_t* context, const Frame& frame, int length
     ++m_requests;
     lock.unlock();
     m_changed.notify_all();
-    send(context, frame, length, reply);
+    if (mayAnswerAfter(reply.delay))
+        send(context, frame, length, reply);
+}
+
+/// Waits, and gives false when the slave ends meanwhile.
+bool ModbusSlave::Impl::mayAnswerAfter(std::chrono::milliseconds delay) const {
+    pollfd stop{m_stop.descriptor(), POLLIN, 0};
+    return delay.count() == 0 || ::poll(&stop, 1, static_cast<int>(delay.count())) == 0;
 }
 
 Reply ModbusSlave::Impl::decide(const Query& query) {
     const auto unit = m_units.find(query.unit);
     if (unit == m_units.end())
-        return {{}, Fault::silence};
+        return {{}, Fault::silence, {}};
     if (!query.reads())
-        return {{}, Fault::exception(MODBUS_EXCEPTION_ILLEGAL_FUNCTION)};
+        return {{}, Fault::exception(MODBUS_EXCEPTION_ILLEGAL_FUNCTION), {}};
     if (query.count < 1 || query.count > MODBUS_MAX_READ_REGISTERS)
-        return {{}, Fault::exception(MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE)};
+        return {{}, Fault::exception(MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE), {}};
 
     const std::optional<Fault> fault = unit->second.takeFault(query);
     std::optional<Words> words = unit->second.read(query);
     if (fault && fault->kind() == Fault::Kind::shortAnswer) {
         Words fewer = words.value_or(Words());
         fewer.resize(static_cast<std::size_t>(query.count - 1));
-        return {fewer, fault};
+        return {fewer, fault, {}};
     }
-    if (fault)
-        return {{}, fault};
-    if (!words)
-        return {{}, Fault::exception(MODBUS_EXCEPTION_ILLEGAL_DATA_ADDRESS)};
-    return {*words, std::nullopt};
+    if (fault && fault->kind() != Fault::Kind::late)
+        return {{}, fault, {}};
+    Reply reply;
+    if (words)
+        reply.words = *words;
+    else
+        reply.fault = Fault::exception(MODBUS_EXCEPTION_ILLEGAL_DATA_ADDRESS);
+    reply.delay = fault ? fault->delay() : reply.delay;
+    return reply;
 }
 
 void ModbusSlave::Impl::send(modbus_t* context, const Frame& frame, int length,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,7 +19,7 @@ enum class Space { input, holding };
 /// How a request fails.
 class Fault {
 public:
-    enum class Kind { silence, shortAnswer, exception };
+    enum class Kind { silence, shortAnswer, exception, late };
 
     /// No answer at all.
     static const Fault silence;
@@ -26,15 +27,21 @@ public:
     static const Fault shortAnswer;
     /// A Modbus exception answer with @p code, 1 to 11.
     static Fault exception(unsigned code) { return {Kind::exception, code}; }
+    /// The right answer, so much later. As one thread serves all, the other requests of the bus
+    /// wait for it too; the end of the slave doesn't.
+    static Fault late(std::chrono::milliseconds delay) { return {Kind::late, 0, delay}; }
 
     Kind kind() const { return m_kind; }
     unsigned code() const { return m_code; }
+    std::chrono::milliseconds delay() const { return m_delay; }
 
 private:
-    Fault(Kind kind, unsigned code) : m_kind(kind), m_code(code) {}
+    Fault(Kind kind, unsigned code, std::chrono::milliseconds delay = {})
+        : m_kind(kind), m_code(code), m_delay(delay) {}
 
     Kind m_kind;
     unsigned m_code;
+    std::chrono::milliseconds m_delay;
 };
 
 /// Where a slave on Modbus TCP listens on 127.0.0.1; 0 takes any free port.
@@ -75,7 +82,8 @@ public:
 
     /// The bus conversation since the start or the last `clearTranscript`, two lines per request:
     /// ">> unit 7  read input 30001 x2" and what came back, one of "<< 0000 05DC",
-    /// "<< exception 2", "<< silence", "<< short 0000". Other functions stand as
+    /// "<< exception 2", "<< silence", "<< short 0000", or "<< late" ahead of one of the first two
+    /// when that is held back. Other functions stand as
     /// ">> unit 7  function 6".
     std::string transcript() const;
     void clearTranscript();

@@ -44,16 +44,25 @@ constexpr DataType dataTypes[] = {
     {"dateTime", 2, whole<std::uint32_t>},
 };
 
-const DataType& find(const std::string& name) {
+const DataType* tryToFind(const std::string& name) {
     const auto* const found =
         std::find_if(std::begin(dataTypes), std::end(dataTypes),
                      [&](const DataType& dataType) { return dataType.name == name; });
-    if (found == std::end(dataTypes))
+    return found != std::end(dataTypes) ? found : nullptr;
+}
+
+const DataType& find(const std::string& name) {
+    const DataType* const found = tryToFind(name);
+    if (found == nullptr)
         throw std::runtime_error("No such data type: " + name);
     return *found;
 }
 
 } // namespace
+
+bool isDataType(const std::string& name) {
+    return tryToFind(name) != nullptr;
+}
 
 std::size_t wordCount(const std::string& dataType, int length) {
     return find(dataType).words * static_cast<std::size_t>(length);

@@ -7,6 +7,8 @@
 
 namespace house {
 
+bool isDataType(const std::string& name);
+
 /// Number of words that a register occupies: @p length elements of the data type named
 /// @p dataType. Throws `std::runtime_error` for a name that is no data type.
 std::size_t wordCount(const std::string& dataType, int length);

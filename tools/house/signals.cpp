@@ -33,20 +33,32 @@ struct Window {
     bool holds(double hour) const { return hour >= from && hour < to; }
 };
 
+/// One that goes over midnight has to be described as two.
+Window window(const Description& description, const std::string& from, const std::string& to) {
+    const Window result{description.number(from), description.number(to)};
+    description.at(from).check(result.from >= 0.0, "No hour of the day");
+    description.at(to).check(result.to <= hoursPerDay, "No hour of the day");
+    description.at(to).check(result.to > result.from, "Not later than " + from);
+    return result;
+}
+
 std::vector<Window> windows(const Description& description) {
     std::vector<Window> result;
-    description.forEach([&](const Description& window) {
-        result.push_back({window.number("from"), window.number("to")});
+    description.forEach([&](const Description& part) {
+        part.allowOnly({"from", "to"});
+        result.push_back(window(part, "from", "to"));
     });
     return result;
 }
 
 Rule constant(const Description& description) {
+    description.allowOnly({"kind", "value"});
     return [value = description.number("value")](const Step&) { return value; };
 }
 
 /// The seconds since the epoch, in the home's own time.
-Rule calendar() {
+Rule calendar(const Description& description) {
+    description.allowOnly({"kind"});
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     double seconds = std::chrono::duration<double>(now).count();
     return [seconds](const Step& step) mutable {
@@ -56,9 +68,10 @@ Rule calendar() {
 }
 
 Rule solar(const std::string& name, const Description& description) {
+    description.allowOnly({"kind", "peak", "sunrise", "sunset", "clouds"});
     const double peak = description.number("peak");
     const double clouds = description.number("clouds", 0.0);
-    const Window day{description.number("sunrise"), description.number("sunset")};
+    const Window day = window(description, "sunrise", "sunset");
     return [=](const Step& step) {
         if (!day.holds(step.hour))
             return 0.0;
@@ -75,8 +88,11 @@ Rule load(const std::string& name, const Description& description) {
         double width;
         double watts;
     };
+    description.allowOnly({"kind", "base", "humps", "noise"});
     std::vector<Hump> humps;
     description.at("humps").forEach([&](const Description& hump) {
+        hump.allowOnly({"hour", "width", "watts"});
+        hump.at("width").check(hump.number("width") > 0.0, "Not above 0");
         humps.push_back({hump.number("hour"), hump.number("width"), hump.number("watts")});
     });
     const double base = description.number("base");
@@ -95,9 +111,11 @@ Rule sessions(const std::string& name, const Description& description) {
         Window window;
         double watts;
     };
+    description.allowOnly({"kind", "sessions", "noise"});
     std::vector<Session> all;
     description.at("sessions").forEach([&](const Description& session) {
-        all.push_back({{session.number("from"), session.number("to")}, session.number("watts")});
+        session.allowOnly({"from", "to", "watts"});
+        all.push_back({window(session, "from", "to"), session.number("watts")});
     });
     const double noise = description.number("noise", 0.0);
     return [=](const Step& step) {
@@ -111,6 +129,7 @@ Rule sessions(const std::string& name, const Description& description) {
 
 /// A counter: the integral of a power as far as it is positive, in some hours or in all.
 Rule energy(const double& power, const Description& description) {
+    description.allowOnly({"kind", "of", "start", "hours"});
     const std::vector<Window> hours = description.has("hours")
                                           ? windows(description.at("hours"))
                                           : std::vector<Window>{{0.0, hoursPerDay}};
@@ -139,7 +158,7 @@ Rule Signals::makeRule(const std::string& name, const Description& description) 
     if (kind == "constant")
         return constant(description);
     if (kind == "calendar")
-        return calendar();
+        return calendar(description);
     if (kind == "solar")
         return solar(name, description);
     if (kind == "load")
@@ -147,18 +166,30 @@ Rule Signals::makeRule(const std::string& name, const Description& description) 
     if (kind == "sessions")
         return sessions(name, description);
     if (kind == "energy")
-        return energy(reference(description.text("of")), description);
+        return energy(reference(description.at("of")), description);
     if (kind == "import")
-        return [&of = reference(description.text("of"))](const Step&) { return std::max(of, 0.0); };
+        return positivePart(description, 1.0);
     if (kind == "export")
-        return
-            [&of = reference(description.text("of"))](const Step&) { return std::max(-of, 0.0); };
-    if (kind != "sum")
-        throw std::runtime_error("No such kind of signal: " + kind);
+        return positivePart(description, -1.0);
+    if (kind == "sum")
+        return sum(description);
+    description.at("kind").fail("No such kind of signal: " + kind);
+}
 
+/// The positive part of a signal times @p sign.
+Rule Signals::positivePart(const Description& description, double sign) const {
+    description.allowOnly({"kind", "of"});
+    return [sign, &of = reference(description.at("of"))](const Step&) {
+        return std::max(sign * of, 0.0);
+    };
+}
+
+Rule Signals::sum(const Description& description) const {
+    description.allowOnly({"kind", "terms"});
     std::vector<std::pair<const double*, double>> terms;
     description.at("terms").forEach([&](const Description& term) {
-        terms.emplace_back(&reference(term.text("of")), term.number("factor", 1.0));
+        term.allowOnly({"of", "factor"});
+        terms.emplace_back(&reference(term.at("of")), term.number("factor", 1.0));
     });
     return [terms](const Step&) {
         double sum = 0.0;
@@ -184,13 +215,16 @@ void Signals::step(double seconds) {
 }
 
 double Signals::value(const std::string& name) const {
-    return reference(name);
-}
-
-const double& Signals::reference(const std::string& name) const {
     const auto found = m_values.find(name);
     if (found == m_values.end())
         throw std::runtime_error("No such signal: " + name);
+    return found->second;
+}
+
+const double& Signals::reference(const Description& name) const {
+    const auto found = m_values.find(name.text());
+    if (found == m_values.end())
+        name.fail("No such signal: " + name.text());
     return found->second;
 }
 

@@ -32,10 +32,14 @@ public:
     void advance(double seconds);
     /// Throws `std::runtime_error` for an unknown name.
     double value(const std::string& name) const;
+    /// The value of the signal that a description names. It stays in its place and follows the
+    /// time.
+    const double& reference(const Description& name) const;
 
 private:
-    const double& reference(const std::string& name) const;
     Rule makeRule(const std::string& name, const Description& description) const;
+    Rule positivePart(const Description& description, double sign) const;
+    Rule sum(const Description& description) const;
     void step(double seconds);
 
     struct Signal {

@@ -2,6 +2,7 @@
 
 #include "house/child-process.h"
 #include "house/descriptor.h"
+#include "house/faults.h"
 #include "house/home.h"
 #include "house/metering-service.h"
 #include "house/patience.h"
@@ -114,6 +115,7 @@ Watch::Impl::Impl(const WatchOptions& options)
     listen();
     m_home.serveOn(m_server);
     m_home.liveOn(*m_bus);
+    faults::order(options.faults, m_home, *m_bus, m_server);
 }
 
 void Watch::Impl::listen() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace house {
 
@@ -20,6 +21,8 @@ struct WatchOptions {
     std::string logFile;
     /// Ends after so many polls; 0 goes on until a signal comes.
     std::size_t polls = 0;
+    /// Texts of the form that `faults::order` takes.
+    std::vector<std::string> faults;
 };
 
 /// Opens the house, starts the reader and shows the readings that arrive on standard output: as a

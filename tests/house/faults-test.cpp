@@ -1,0 +1,80 @@
+#include "bus-master.h"
+#include "house/faults.h"
+#include "http-exchange.h"
+#include "thrown-by.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+
+using namespace house;
+using namespace std::chrono_literals;
+
+namespace {
+
+class Faults : public testing::Test {
+protected:
+    Faults() {
+        m_home.liveOn(m_slave);
+        m_home.serveOn(m_server);
+    }
+
+    void order(const std::vector<std::string>& texts) {
+        faults::order(texts, m_home, m_slave, m_server);
+    }
+
+    Home m_home{Home::defaultFile()};
+    ModbusSlave m_slave{TcpPort{}};
+    LocalServer m_server{0};
+    Master m_master{m_slave};
+};
+
+} // namespace
+
+TEST_F(Faults, aSilentMeterAnswersNothingWhileTheOthersDo) {
+    order({"3=silent"});
+
+    EXPECT_EQ(m_master.readInput(3, 2, 2), Words());
+    EXPECT_EQ(m_master.error, ETIMEDOUT);
+    EXPECT_EQ(m_master.readInput(2, 22, 2).size(), 2U);
+}
+
+TEST_F(Faults, aMeterAnswersTheExceptionThatIsOrdered) {
+    order({"3=exception:11"});
+
+    EXPECT_EQ(m_master.readInput(3, 2, 2), Words());
+    EXPECT_EQ(m_master.error, EMBXGTAR);
+}
+
+TEST_F(Faults, aMeterAnswersLate) {
+    order({"3=late:50"});
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(m_master.readInput(3, 2, 2).size(), 2U);
+
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+}
+
+TEST_F(Faults, theLocalServerAnswersTheStatusThatIsOrdered) {
+    order({"attached=status:503"});
+
+    EXPECT_TRUE(get(m_server, LocalServer::attachedPath).starts_with("HTTP/1.1 503 "));
+    EXPECT_TRUE(get(m_server, LocalServer::rtuConfigPath).starts_with("HTTP/1.1 200 "));
+    EXPECT_TRUE(get(m_server, LocalServer::supportedPath).starts_with("HTTP/1.1 200 "));
+}
+
+TEST_F(Faults, eachPlaceCanHaveItsOwn) {
+    order({"3=exception:2", "4=exception:4", "rtuconfig=status:500", "supported=status:404"});
+
+    m_master.readInput(3, 2, 2);
+    EXPECT_EQ(m_master.error, EMBXILADD);
+    m_master.readInput(4, 2, 2);
+    EXPECT_EQ(m_master.error, EMBXSFAIL);
+    EXPECT_TRUE(get(m_server, LocalServer::rtuConfigPath).starts_with("HTTP/1.1 500 "));
+    EXPECT_TRUE(get(m_server, LocalServer::supportedPath).starts_with("HTTP/1.1 404 "));
+}
+
+TEST_F(Faults, aTextThatIsNoneIsRefused) {
+    EXPECT_EQ(thrownBy([&] { order({"3=loud"}); }),
+              "'3=loud' is none of ADDRESS=silent, ADDRESS=exception:1 to 11, "
+              "ADDRESS=late:1 to 99999, rtuconfig|attached|supported=status:400 to 599");
+}
