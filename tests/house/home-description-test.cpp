@@ -144,6 +144,11 @@ TEST(HomeDescription, aSlaveAddressOfTwoMetersIsRefused) {
               "server / attached / data / 1 / slaveAddress: Already that of the meter Grid");
 }
 
+TEST(HomeDescription, aNameWithControlCharactersIsRefused) {
+    EXPECT_EQ(complaint(R"("name": "Grid")", R"("name": "Gr\u001b[2Jid")"),
+              "server / attached / data / 0 / name: Holds control characters");
+}
+
 TEST(HomeDescription, aMeterWithoutAModelIsRefused) {
     EXPECT_EQ(complaint(R"("configId": "roof-meter")", R"("configId": "ruf-meter")"),
               "server / attached / data / 1 / configId: No such model: ruf-meter");

@@ -65,6 +65,17 @@ TEST(Home, batteryChargesByDayAndDischargesInTheEvening) {
     EXPECT_LT(home.value("batteryPower"), -1000.0);
 }
 
+TEST(Home, tellsTheTimeOfItsDay) {
+    Home home(Home::defaultFile());
+    EXPECT_GE(home.hour(), 10.45);
+    EXPECT_LT(home.hour(), 11.45);
+
+    home.advance(20h);
+
+    EXPECT_GE(home.hour(), 6.45);
+    EXPECT_LT(home.hour(), 7.45);
+}
+
 TEST(Home, noSunAtMidnight) {
     Home home(Home::defaultFile());
     EXPECT_GT(home.value("solarPower"), 3000.0);

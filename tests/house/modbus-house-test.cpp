@@ -140,6 +140,14 @@ TEST(ModbusHouse, theExampleOfTheDocumentRunsWithTheReader) {
         " --daemon " READER_EXECUTABLE " --log log --polls 1");
 
     EXPECT_EQ(result.status, 0);
-    EXPECT_TRUE(result.standardOutput.ends_with("\nEvery meter delivered in each of 1 polls.\n"))
+    EXPECT_TRUE(result.standardOutput.ends_with("\nEvery meter delivered in each poll, 1 of 1.\n"))
         << result;
+}
+
+TEST(ModbusHouse, endsWhenNobodyReadsItsOutput) {
+    EXPECT_EQ(runInPrivateWorld("$house --rtu tty --daemon " READER_EXECUTABLE
+                                " --log log | read -r heading\n"
+                                "echo status ${PIPESTATUS[0]}; ls /run /dev/shm")
+                  .standardOutput,
+              "status 1\n/dev/shm:\nlog\n\n/run:\n");
 }

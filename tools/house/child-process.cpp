@@ -41,7 +41,7 @@ void becomeProgram(char* const* command, char* const* environment, int log, pid_
         ::_exit(1);
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
-    for (const int number : {SIGINT, SIGTERM, SIGPIPE, SIGCHLD})
+    for (const int number : {SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD})
         ::sigaction(number, &standard, nullptr);
     sigset_t none;
     ::sigemptyset(&none);

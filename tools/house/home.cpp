@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -175,7 +177,11 @@ void Home::Impl::collectMeter(const Description& meter) {
     const int unit = address.whole(1, 247);
     for (const Meter& other : m_meters)
         address.check(other.slaveAddress != unit, "Already that of the meter " + other.name);
-    m_meters.push_back({meter.text("name"), unit});
+    const std::string name = meter.text("name");
+    const auto isControl = [](unsigned char byte) { return std::iscntrl(byte) != 0; };
+    meter.at("name").check(std::none_of(name.begin(), name.end(), isControl),
+                           "Holds control characters");
+    m_meters.push_back({name, unit});
     collectRegisters(meter, unit);
 }
 
@@ -245,6 +251,14 @@ void Home::serveOn(LocalServer& server) const {
 void Home::liveOn(ModbusSlave& slave) {
     m_impl->follow(slave);
     slave.beforeAnswer([this, &slave] { m_impl->follow(slave); });
+}
+
+double Home::hour() const {
+    const std::lock_guard lock(m_impl->m_mutex);
+    // The signals follow when the bus asks for them.
+    const std::chrono::duration<double, std::ratio<3600>> since =
+        SteadyClock::now() - m_impl->m_last;
+    return std::fmod(m_impl->m_signals.hour() + m_impl->m_speed * since.count(), 24.0);
 }
 
 void Home::advance(std::chrono::duration<double> time) {

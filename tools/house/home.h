@@ -39,6 +39,8 @@ public:
     /// home must outlive the slave.
     void liveOn(ModbusSlave& slave);
 
+    /// The time of the day in the home, in hours.
+    double hour() const;
     /// Lets @p time pass in the home.
     void advance(std::chrono::duration<double> time);
     /// The present value of a signal of the description, in watts, kilowatt-hours or as it stands.

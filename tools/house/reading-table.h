@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,16 +22,26 @@ public:
     void update(const Reading& reading);
 
     /// The headings of the columns.
-    static std::string heading();
-    /// One row per meter, in the order of the meters; a meter without a reading shows dashes.
+    std::string heading() const;
+    /// One row per meter, in the order of the meters, with its tariffs at the end, however long
+    /// that gets; a meter without a reading shows dashes.
     std::vector<std::string> rows(Time now) const;
     /// The row of one meter, empty for an unknown one.
     std::string row(int slaveAddress, Time now) const;
 
+    /// Heading and meters in lines of @p width columns, with the tariffs in use below their meter.
+    /// Where @p height lines don't suffice, the tariffs are left out, and then the last meters,
+    /// which are counted.
+    std::vector<std::string> lines(std::size_t width, std::size_t height, Time now) const;
+
 private:
-    std::string row(const Meter& meter, Time now) const;
+    std::string figures(const Meter& meter, Time now) const;
+    std::vector<std::string> tariffs(const Meter& meter) const;
+    std::vector<std::string> tariffLines(const Meter& meter, std::size_t width) const;
 
     std::vector<Meter> m_meters;
+    /// Of the longest name.
+    std::size_t m_nameWidth = 10;
     std::map<int, Reading> m_readings;
 };
 

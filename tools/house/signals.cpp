@@ -209,9 +209,12 @@ void Signals::advance(double seconds) {
 
 void Signals::step(double seconds) {
     m_second += seconds;
-    const double hour = std::fmod(m_second / secondsPerHour, hoursPerDay);
     for (Signal& signal : m_signals)
-        *signal.value = signal.rule({m_second, hour, seconds / secondsPerHour});
+        *signal.value = signal.rule({m_second, hour(), seconds / secondsPerHour});
+}
+
+double Signals::hour() const {
+    return std::fmod(m_second / secondsPerHour, hoursPerDay);
 }
 
 double Signals::value(const std::string& name) const {

@@ -30,6 +30,8 @@ public:
 
     /// Lets @p seconds of the home's own time pass.
     void advance(double seconds);
+    /// The hour of the day, 0 to 24.
+    double hour() const;
     /// Throws `std::runtime_error` for an unknown name.
     double value(const std::string& name) const;
     /// The value of the signal that a description names. It stays in its place and follows the

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -43,18 +44,27 @@ struct News {
 };
 
 Descriptor blockedSignals() {
+    // A reader of the output that goes is found out by the failing write.
+    ::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD})
+    for (const int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGCHLD})
         ::sigaddset(&signals, number);
     require(::sigprocmask(SIG_BLOCK, &signals, nullptr), "sigprocmask");
     return Descriptor(require(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd"));
 }
 
-std::size_t terminalWidth() {
+winsize terminalSize() {
     winsize size{};
-    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80;
+    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
+    return known && size.ws_col > 0 && size.ws_row > 0 ? size : winsize{24, 80, 0, 0};
+}
+
+std::string clockText(double hour) {
+    const int minutes = static_cast<int>(hour * 60.0);
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%02d:%02d", minutes / 60 % 24, minutes % 60);
+    return text.data();
 }
 
 std::unique_ptr<ModbusSlave> openBus(const PtyPair* line, std::uint16_t port) {
@@ -79,7 +89,9 @@ private:
     std::optional<End> endByPolls();
     bool signalled();
 
-    void draw();
+    std::vector<std::string> headlines() const;
+    void draw(std::size_t height);
+    void drawOnScreen();
     void printReadings();
 
     const WatchOptions m_options;
@@ -99,7 +111,7 @@ private:
     ReadingTable m_table;
     SteadyClock::time_point m_lastNews = SteadyClock::now();
     const bool m_terminal = ::isatty(STDOUT_FILENO) == 1;
-    std::size_t m_drawnLines = 0;
+    bool m_screenIsOwn = false;
 };
 
 Watch::Impl::Impl(const WatchOptions& options)
@@ -138,11 +150,11 @@ int Watch::Impl::run() {
     if (!m_options.daemon.empty())
         m_daemon.emplace(std::vector<std::string>{m_options.daemon}, m_options.logFile);
     if (!m_terminal)
-        std::cout << "        " << ReadingTable::heading() << std::endl;
+        std::cout << "        " << m_table.heading() << std::endl;
     std::optional<End> end;
     while (!end) {
         if (m_terminal)
-            draw();
+            drawOnScreen();
         waitForNews();
         takeNews();
         end = this->end();
@@ -192,6 +204,8 @@ void Watch::Impl::take(const Message& message) {
 }
 
 std::optional<End> Watch::Impl::end() {
+    if (!std::cout)
+        return End{1, "Nobody reads the output."};
     if (signalled())
         return End{m_options.polls == 0 ? 0 : 1, "Ended by a signal."};
     if (m_options.polls > 0) {
@@ -205,8 +219,9 @@ std::optional<End> Watch::Impl::end() {
 
 std::optional<End> Watch::Impl::endByPolls() {
     const std::size_t polls = m_options.polls;
+    const std::string count = std::to_string(polls);
     if (m_account.isComplete())
-        return End{0, "Every meter delivered in each of " + std::to_string(polls) + " polls."};
+        return End{0, "Every meter delivered in each poll, " + count + " of " + count + "."};
     // The reader writes a poll's messages after the poll and closes their connections after the
     // poll behind it. So they have all come when the poll after next is over.
     const bool over = m_account.pollsBegun() >= polls + 3;
@@ -229,25 +244,44 @@ bool Watch::Impl::signalled() {
     return result;
 }
 
-void Watch::Impl::draw() {
-    const std::size_t width = terminalWidth();
-    std::vector<std::string> lines{"poll " + std::to_string(m_account.pollsBegun()) +
-                                       "   log: " + m_options.logFile + "   Ctrl-C ends",
-                                   ReadingTable::heading()};
-    for (std::string& row : m_table.rows(SystemClock::now()))
-        lines.push_back(std::move(row));
-    if (m_drawnLines > 0)
-        std::cout << "\x1b[" << m_drawnLines << "A";
+std::vector<std::string> Watch::Impl::headlines() const {
+    std::vector<std::string> lines{"poll " + std::to_string(m_account.pollsBegun()) + "   " +
+                                   clockText(m_home.hour()) + " in the home   Ctrl-C ends"};
+    if (!m_options.logFile.empty())
+        lines.push_back("log: " + m_options.logFile);
+    return lines;
+}
+
+void Watch::Impl::drawOnScreen() {
+    const std::size_t height = terminalSize().ws_row;
+    if (!std::exchange(m_screenIsOwn, true))
+        // What stood on the screen moves up.
+        std::cout << std::string(height, '\n');
+    draw(height);
+}
+
+/// Draws from the top of the screen, so that nothing that is typed meanwhile stays or moves a line,
+/// and in lines that are shorter than the terminal, which would break them.
+void Watch::Impl::draw(std::size_t height) {
+    const std::size_t width = std::max<std::size_t>(terminalSize().ws_col, 20) - 1;
+    std::vector<std::string> lines = headlines();
+    for (std::string& line : lines)
+        line.resize(std::min(line.size(), width));
+    // The cursor stands in the line below.
+    const std::size_t rest = height - std::min(height, lines.size() + 1);
+    for (std::string& line : m_table.lines(width, rest, SystemClock::now()))
+        lines.push_back(std::move(line));
+    std::cout << "\x1b[H";
     for (const std::string& line : lines)
-        std::cout << line.substr(0, width - 1) << "\x1b[K\n";
-    std::cout << std::flush;
-    m_drawnLines = lines.size();
+        std::cout << line << "\x1b[K\n";
+    std::cout << "\x1b[J" << std::flush;
 }
 
 void Watch::Impl::printReadings() {
+    constexpr std::size_t unlimited = 100000;
     if (m_terminal)
-        return draw();
-    std::cout << "Last readings:\n" << ReadingTable::heading() << "\n";
+        return draw(unlimited);
+    std::cout << "Last readings:\n" << m_table.heading() << "\n";
     for (const std::string& row : m_table.rows(SystemClock::now()))
         std::cout << row << "\n";
 }
