@@ -1,0 +1,214 @@
+#include "example-home.h"
+#include "house-program.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+using namespace house;
+
+namespace {
+
+/// A checkout of which the demo and what it calls are real, but for the tools that would install
+/// and build: each of these says its name and arguments.
+class Demo : public testing::Test {
+protected:
+    Demo() {
+        for (const std::string folder : {"script", "tools", "build", "path"})
+            std::filesystem::create_directory(m_directory.path() / folder);
+        const std::filesystem::path source = SOURCE_DIRECTORY;
+        std::filesystem::copy(source / "script/demo", m_directory.path() / "script");
+        std::filesystem::copy(source / "tools/private-world", m_directory.path() / "tools");
+        replace("script/bootstrap", "echo bootstrap");
+        replace("path/cmake", R"(echo "cmake $*")");
+        replace("build/house", R"(printf '%s\n' "$@")");
+    }
+
+    /// Puts a shell script in the place of a program.
+    void replace(const std::string& program, const std::string& script) {
+        const std::string file = m_directory.write(program, "#!/bin/bash\n" + script + "\n");
+        std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    }
+
+    /// Runs a shell script in the checkout, in which the built house says its options.
+    ProgramResult run(const std::string& script) {
+        const std::string prepared = "cd '" + m_directory.path().string() +
+                                     "'; PATH=$PWD/path:$PATH; mkdir -p build/release; "
+                                     "cp build/house build/release/modbus-house; exec >output\n";
+        ChildProcess shell({"/bin/bash", "-c", prepared + script}, m_directory.path() / "errors");
+        const std::optional<int> status = shell.waitForExit();
+        ProgramResult result;
+        if (status && WIFEXITED(*status))
+            result.status = WEXITSTATUS(*status);
+        result.standardOutput = contentOf(m_directory.path() / "output");
+        result.standardError = contentOf(m_directory.path() / "errors");
+        return result;
+    }
+
+    std::size_t numberOfLogs() const {
+        using Iterator = std::filesystem::directory_iterator;
+        const Iterator logs(m_directory.path() / "build/demo");
+        return static_cast<std::size_t>(std::distance(logs, Iterator()));
+    }
+
+    TemporaryDirectory m_directory;
+};
+
+ProgramResult refused(const std::string& message) {
+    return {2, "", "script/demo: " + message + "\nRun script/demo --help for more information.\n"};
+}
+
+/// What the tools of the checkout say when it is built.
+const std::string built = "bootstrap\n"
+                          "cmake --preset release\n"
+                          "cmake --build --preset release --target modbus-reader modbus-house\n";
+
+} // namespace
+
+TEST_F(Demo, refusesANumberOfPollsThatIsNoneOrOutOfRange) {
+    for (const std::string polls :
+         {"-1", "0", "100001", "99999999999999999999", "x", "1.5", "0x10", ""})
+        EXPECT_EQ(run("script/demo --polls '" + polls + "'"),
+                  refused("--polls: '" + polls + "' is no whole number from 1 to 100000"));
+}
+
+TEST_F(Demo, refusesAnOptionWithoutItsValue) {
+    for (const std::string option : {"--polls", "--home", "--fault"})
+        EXPECT_EQ(run("script/demo " + option), refused(option + " needs a value"));
+}
+
+TEST_F(Demo, refusesAnUnknownOption) {
+    EXPECT_EQ(run("script/demo --colour"), refused("There is no option '--colour'"));
+}
+
+TEST_F(Demo, refusesAHomeThatIsNoFile) {
+    EXPECT_EQ(run("script/demo --home none"), refused("--home: 'none' does not exist"));
+    EXPECT_EQ(run("script/demo --home ''"), refused("--home: '' does not exist"));
+    EXPECT_EQ(run("script/demo --home tools"), refused("--home: 'tools' is no file"));
+    EXPECT_EQ(run("script/demo --home /dev/null"), refused("--home: '/dev/null' is no file"));
+}
+
+TEST_F(Demo, refusesAHomeThatItsPrivateWorldDoesNotHave) {
+    EXPECT_EQ(run("script/demo --home /etc/passwd"),
+              refused("--home: '/etc/passwd' is out of reach, as the demo has folders /dev, /etc "
+                      "and /run of its own"));
+}
+
+TEST_F(Demo, refusesAHomeThatIsNoJsonAheadOfTheBuild) {
+    const std::string file = m_directory.write("home.json", "{\"server\": x}");
+
+    EXPECT_EQ(run("script/demo --home home.json"),
+              (ProgramResult{2, "",
+                             "bootstrap\nscript/demo: --home: '" + file +
+                                 "' is no JSON: Expecting value: line 1 column 12 (char 11)\n"
+                                 "Run script/demo --help for more information.\n"}));
+}
+
+TEST_F(Demo, takesTheHomeFromTheCallersFolder) {
+    std::filesystem::create_directory(m_directory.path() / "elsewhere");
+    const std::string file = m_directory.write("elsewhere/home.json", exampleHome());
+
+    const ProgramResult result = run("cd elsewhere; ../script/demo --home home.json");
+
+    EXPECT_EQ(result.status, 0) << result;
+    EXPECT_NE(result.standardOutput.find("\n--home\n" + file + "\n"), std::string::npos) << result;
+}
+
+TEST_F(Demo, passesItsOptionsOnToTheHouse) {
+    const ProgramResult result =
+        run("script/demo --rtu --polls 3 --fault 3=silent --fault attached=status:500");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.standardOutput.find("\n--rtu\n/dev/ttymxc2\n--polls\n3\n--fault\n3=silent\n"
+                                         "--fault\nattached=status:500\n--daemon\n"
+                                         "build/release/modbus-reader\n--log\nbuild/demo/"),
+              std::string::npos)
+        << result;
+    EXPECT_EQ(result.standardError, built);
+}
+
+TEST_F(Demo, worksThroughASymbolicLink) {
+    std::filesystem::create_directory(m_directory.path() / "elsewhere");
+    std::filesystem::create_symlink("../script/demo", m_directory.path() / "elsewhere/try");
+
+    const ProgramResult result = run("cd elsewhere; ./try");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardError, built);
+}
+
+TEST_F(Demo, makesABuildFolderOfAnotherPlaceAnew) {
+    const ProgramResult result =
+        run("echo CMAKE_HOME_DIRECTORY:INTERNAL=/elsewhere >build/release/CMakeCache.txt\n"
+            "script/demo; ls build");
+
+    EXPECT_TRUE(result.standardError.starts_with(
+        "bootstrap\nbuild/release was made for /elsewhere and is made anew.\ncmake"))
+        << result;
+    EXPECT_TRUE(result.standardOutput.ends_with("\ndemo\nhouse\n")) << result;
+}
+
+TEST_F(Demo, keepsItsBuildFolder) {
+    const ProgramResult result =
+        run("echo \"CMAKE_HOME_DIRECTORY:INTERNAL=$PWD\" >build/release/CMakeCache.txt\n"
+            "script/demo; ls build/release");
+
+    EXPECT_EQ(result.standardError, built);
+    EXPECT_TRUE(result.standardOutput.ends_with("\nCMakeCache.txt\nmodbus-house\n")) << result;
+}
+
+TEST_F(Demo, saysThatSudoIsMissing) {
+    replace("script/bootstrap", "exit 127");
+
+    // In a user namespace of its own the user is not root, whoever runs the test.
+    EXPECT_EQ(run("chmod -R a+rX .; ln -s /usr/bin/{bash,readlink,dirname} path; PATH=$PWD/path\n"
+                  "/usr/bin/unshare --user script/demo"),
+              (ProgramResult{
+                  1, "",
+                  "script/demo: Packages are missing, and there is no sudo to install them with.\n"
+                  "script/demo: Run script/bootstrap as root, or install sudo, and start the demo "
+                  "again.\n"}));
+}
+
+TEST_F(Demo, saysThatPackagesCouldNotBeInstalled) {
+    replace("script/bootstrap", "exit 100");
+    replace("path/sudo", "exit 1");
+
+    EXPECT_EQ(run("script/demo"),
+              (ProgramResult{1, "",
+                             "script/demo: Packages are missing and could not be installed, see "
+                             "above.\n"}));
+}
+
+TEST_F(Demo, saysHowAUserGetsAPrivateWorld) {
+    replace("path/unshare", "echo unshare failed >&2; exit 1");
+
+    EXPECT_EQ(run("chmod -R a+rX .; /usr/bin/unshare --user script/demo"),
+              (ProgramResult{
+                  1, "",
+                  "bootstrap\n"
+                  "unshare failed\n"
+                  "script/demo: This user cannot have a private world, which takes user "
+                  "namespaces.\n"
+                  "script/demo: Allow them as root, by those of these settings that the kernel "
+                  "has:\n"
+                  "script/demo:   sysctl kernel.unprivileged_userns_clone=1 "
+                  "user.max_user_namespaces=10000\n"
+                  "script/demo:   sysctl kernel.apparmor_restrict_unprivileged_userns=0\n"
+                  "script/demo: or run the demo as root.\n"}));
+}
+
+TEST_F(Demo, keepsTheLastLogsAndThoseOfDemosThatRun) {
+    const ProgramResult result = run(R"(
+        mkdir build/demo
+        for day in {10..25}; do touch "build/demo/modbus-reader-202611$day-120000-999999999.log"; done
+        touch "build/demo/modbus-reader-20251101-120000-$$.log" build/demo/notes
+        script/demo
+        ls build/demo)");
+
+    std::string kept = "\nmodbus-reader-20251101-120000-";
+    EXPECT_NE(result.standardOutput.find(kept), std::string::npos) << result;
+    EXPECT_EQ(result.standardOutput.find("modbus-reader-20261116-"), std::string::npos);
+    EXPECT_NE(result.standardOutput.find("modbus-reader-20261117-"), std::string::npos);
+    // Nine older ones, the one that runs, and the notes; the house of the test writes no log.
+    EXPECT_EQ(numberOfLogs(), 11U);
+}
