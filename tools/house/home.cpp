@@ -144,7 +144,7 @@ public:
 
     void collectMeter(const Description& meter);
     void collectRegisters(const Description& meter, int unit);
-    void refuseWhatNobodyShows() const;
+    void refuseUnusedBehaviour() const;
     void follow(ModbusSlave& slave);
 
     Description m_server;
@@ -169,7 +169,7 @@ Home::Impl::Impl(const Description& description)
     m_server.at("attached").at("data").forEach([&](const Description& meter) {
         collectMeter(meter);
     });
-    refuseWhatNobodyShows();
+    refuseUnusedBehaviour();
 }
 
 void Home::Impl::collectMeter(const Description& meter) {
@@ -202,7 +202,7 @@ void Home::Impl::collectRegisters(const Description& meter, int unit) {
 }
 
 /// A misspelt address would otherwise pass in silence.
-void Home::Impl::refuseWhatNobodyShows() const {
+void Home::Impl::refuseUnusedBehaviour() const {
     std::set<std::string> units;
     std::map<std::string, std::set<std::string>> registers;
     for (const Meter& meter : m_meters)

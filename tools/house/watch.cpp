@@ -125,9 +125,10 @@ Watch::Impl::Impl(const WatchOptions& options)
     if (m_line)
         m_line->linkMasterEnd(options.rtuLink);
     listen();
+    // Ahead of the home, so that no request finds it without them.
+    faults::order(options.faults, m_home, *m_bus, m_server);
     m_home.serveOn(m_server);
     m_home.liveOn(*m_bus);
-    faults::order(options.faults, m_home, *m_bus, m_server);
 }
 
 void Watch::Impl::listen() {
@@ -161,7 +162,7 @@ int Watch::Impl::run() {
     }
     m_daemon.reset();
     printReadings();
-    std::cout << end->reason << std::endl;
+    (std::cout ? std::cout : std::cerr) << end->reason << std::endl;
     return end->status;
 }
 
