@@ -34,7 +34,7 @@ TEST(PtyPair, everyBytePassesAsItIs) {
 }
 
 TEST(PtyPair, linksTheMastersEnd) {
-    PtyPair line;
+    const PtyPair line;
     ModbusSlave slave(Tty{line.slaveEnd()});
     slave.unit(7).input(1, {5});
     const std::string link = scratch("tty");
@@ -76,7 +76,7 @@ TEST(PtyPair, leavesALinkThatAnotherPutInItsPlace) {
 TEST(PtyPair, refusesAPathAtWhichAnotherFileStands) {
     const TemporaryDirectory directory;
     const std::string file = directory.write("file", "precious");
-    PtyPair line;
+    const PtyPair line;
 
     EXPECT_EQ(thrownBy([&] { line.linkMasterEnd(file); }),
               file + " is no symbolic link: File exists");
@@ -86,7 +86,7 @@ TEST(PtyPair, refusesAPathAtWhichAnotherFileStands) {
 }
 
 TEST(PtyPair, anErrorNamesThePathOfTheLink) {
-    PtyPair line;
+    const PtyPair line;
 
     EXPECT_EQ(thrownBy([&] { line.linkMasterEnd("/nowhere/tty"); }),
               "/nowhere/tty: No such file or directory");

@@ -112,7 +112,7 @@ const std::string& PtyPair::slaveEnd() const {
     return m_impl->m_slave.name();
 }
 
-void PtyPair::linkMasterEnd(const std::string& path) {
+void PtyPair::linkMasterEnd(const std::string& path) const {
     removeOlderLink(path);
     require(::symlink(masterEnd().c_str(), path.c_str()), path.c_str());
     m_impl->m_link.emplace(path);

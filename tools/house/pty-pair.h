@@ -23,7 +23,7 @@ public:
     /// Makes @p path a symbolic link to the master's end for as long as the object lives, and opens
     /// that end to the group `dialout`, if it can. Replaces an older link there; for any other
     /// file, and when the link cannot be made, throws `std::system_error`.
-    void linkMasterEnd(const std::string& path);
+    void linkMasterEnd(const std::string& path) const;
 
 private:
     class Impl;
