@@ -311,6 +311,23 @@ TEST_F(SerialBus, aLaterSlaveAddressThatTheLibraryRefusesReadsTheMeterAheadOfIt)
     EXPECT_EQ(reader.connection.m_readings.at(300 - 256).powerConsumed, 5.0);
 }
 
+TEST_F(SerialBus, anAnswerThatComesTooLateIsTakenForTheNextRequests) {
+    writeConfigFile(R"({"modbusMiscConfig":{"timeoutResponseSec":1}})");
+    house::ModbusSlave slave(house::Tty{line.slaveEnd()});
+    slave.unit(7).holding(10, {100}).holding(20, {200}).failNext(
+        10, house::Fault::late(std::chrono::milliseconds(1300)));
+    reconnect(serialConfig());
+    vxModel::ElectricityMeterConfig config = meterConfig();
+    config.registers.push_back(config.registers.front());
+    config.registers.back().address = 20;
+
+    reader.connection.readMeter(7, config);
+
+    EXPECT_THAT(of("Could not read register", log.take()),
+                ElementsAre(testing::HasSubstr(":Connection timed out aRegister:")));
+    EXPECT_EQ(reader.connection.m_readings.at(7).powerConsumed, 100.0);
+}
+
 TEST_F(SerialBus, readsFailForWantOfAContextAfterAReconnectThatThrewHalfWay) {
     reconnect(serialConfig());
     // The line of the port's failed setting comes when the old context is gone.

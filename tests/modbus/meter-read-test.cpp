@@ -239,6 +239,17 @@ TEST_F(MeterRead, aSilentRegisterCostsTheResponseTimeOutAndOneWarningAndIsNotAsk
     EXPECT_EQ(kept(7).powerConsumed, 0.0);
 }
 
+TEST_F(MeterRead, anAnswerThatComesTooLateFailsTheNextRequestToo) {
+    slave.unit(7).holding(10, {1}).holding(20, {2}).failNext(
+        10, Fault::late(std::chrono::milliseconds(1300)));
+
+    read(7, {reg(10, F::powerImport, T::uint16), reg(20, F::energyImport, T::uint16)});
+
+    EXPECT_THAT(linesWith("Could not read register"),
+                ElementsAre(HasSubstr(":Connection timed out aRegister:"),
+                            HasSubstr(":Unknown error 112345691 aRegister:")));
+}
+
 TEST_F(MeterRead, aRunOfFailuresNeitherFlushesNorReconnectsTheBus) {
     constexpr int polls = 10;
     const std::vector<ModbusRegister> registers = {

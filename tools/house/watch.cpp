@@ -14,6 +14,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <mutex>
 #include <optional>
@@ -58,6 +59,11 @@ winsize terminalSize() {
     winsize size{};
     const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
     return known && size.ws_col > 0 && size.ws_row > 0 ? size : winsize{24, 80, 0, 0};
+}
+
+bool emptyVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr || *value == '\0';
 }
 
 std::string clockText(double hour) {
@@ -111,6 +117,8 @@ private:
     ReadingTable m_table;
     SteadyClock::time_point m_lastNews = SteadyClock::now();
     const bool m_terminal = ::isatty(STDOUT_FILENO) == 1;
+    /// Unless the environment asks for none, see no-color.org.
+    const bool m_colors = m_terminal && emptyVariable("NO_COLOR");
     bool m_screenIsOwn = false;
 };
 
@@ -266,12 +274,15 @@ void Watch::Impl::drawOnScreen() {
 void Watch::Impl::draw(std::size_t height) {
     const std::size_t width = std::max<std::size_t>(terminalSize().ws_col, 20) - 1;
     std::vector<std::string> lines = headlines();
+    const std::size_t heading = lines.size();
     for (std::string& line : lines)
         line.resize(std::min(line.size(), width));
     // The cursor stands in the line below.
     const std::size_t rest = height - std::min(height, lines.size() + 1);
     for (std::string& line : m_table.lines(width, rest, SystemClock::now()))
         lines.push_back(std::move(line));
+    if (m_colors)
+        lines[heading] = "\x1b[1;36m" + lines[heading] + "\x1b[0m";
     std::cout << "\x1b[H";
     for (const std::string& line : lines)
         std::cout << line << "\x1b[K\n";
