@@ -139,7 +139,7 @@ unsigned strToUInt(const std::string& value) {
 }
 
 unsigned long long strToULongLong(const std::string& value) {
-    // The name of its smaller sister: readers of the text know it so.
+    // The name is that of strToUInt: whoever searches for this text knows it so.
     return require(parseULongLong(value), "strToUInt", value);
 }
 

@@ -15,7 +15,7 @@ using Headers = std::unordered_map<std::string, std::string>;
 /// Of the whole transfer; there is no separate limit for the connect.
 constexpr long timeoutSeconds = 120;
 
-// These lines are put together whether or not they pass and leave the test to the channel.
+// These messages are built every time; LogChannel::log drops them if their severity doesn't pass.
 void logDebug(std::string message) {
     HttpClient::vxLogChannel.log(vx::LogSeverity::debug, std::move(message));
 }

@@ -191,7 +191,8 @@ void setTimeouts(const orv::modbus::ModbusMiscConfig& config) {
     modbus_set_indication_timeout(ctx, secondsOr(config.timeoutIndicationSec), 0);
 }
 
-/// Leaves no context, whatever throws ahead of the next one.
+/// Closes the connection and leaves no context behind, so that reads fail if something throws
+/// before the next one is made.
 void closeBus() {
     modbus_close(ctx);
     modbus_free(ctx);
@@ -277,7 +278,7 @@ void SerialConnection::refreshAttachedMeters() {
         return;
     }
     try {
-        // Emptied ahead of the conversion: a reply that can't be read leaves no stale list.
+        // Emptied before the conversion: a reply that can't be read leaves no stale list.
         m_attachedMeters.clear();
         m_attachedMeters = vx::fromJson<AttachedMetersReply>(result.c_str()).data;
     } catch (const std::exception& e) {

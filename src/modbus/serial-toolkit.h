@@ -82,7 +82,7 @@ public:
     /// Last record of each slave address.
     std::unordered_map<int, ModbusMeteringSystem> m_readings = {};
     bool m_busy = false;
-    /// Pause in microseconds ahead of every register read. The configuration file doesn't set it.
+    /// Pause in microseconds before every register read. The configuration file doesn't set it.
     std::uint32_t m_readIntervalUSec = 20000;
 
 private:

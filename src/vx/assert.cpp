@@ -40,7 +40,8 @@ void tryPiece(Function function) {
 }
 
 void writeLogContext() {
-    // A context that fails an assertion itself would come back here without end.
+    // The text of a context can fail an assertion itself, which would write the same context again,
+    // without end. The inner assertion leaves it out.
     thread_local bool begun = false;
     if (std::exchange(begun, true))
         return;
@@ -65,7 +66,8 @@ void writeTraces(const StackTrace& trace) {
 // Never inlined: the trace leaves out exactly one frame for it.
 [[gnu::noinline]] void assertFailed(const char* condition, const char* message,
                                     const char* function, const char* file, long line) {
-    // A reader of the descriptor that has gone must not end the process ahead of the abort.
+    // If descriptor 2 is a pipe that nobody reads any more, a write would end the process by
+    // SIGPIPE before the abort.
     std::signal(SIGPIPE, SIG_IGN);
     writePiece("Assertion failed. ");
     writePiece(message);

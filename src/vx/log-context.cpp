@@ -15,8 +15,8 @@ LogContext::LogContext() : prev(t_logContext) {
 }
 
 LogContext::~LogContext() {
-    // One that ends ahead of an inner one can't print itself any more when its assertion shows the
-    // chain.
+    // Contexts end in reverse order of their begin. One that doesn't is taken out of the chain
+    // first, as the assertion below prints the chain, and this object can't be printed any more.
     for (LogContext* x = t_logContext; x != nullptr && x != this; x = x->prev)
         if (x->prev == this)
             x->prev = prev;

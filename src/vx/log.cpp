@@ -114,14 +114,15 @@ void Logger::readSettings() {
 
 void Logger::log(const char* channelName, LogSeverity severity, std::string message) const {
     const std::scoped_lock lock(m_body->mutex);
-    // Its report would wait for the lock.
+    // A log function that writes an unknown enumeration value would have it reported, through the
+    // logger, which would wait for its own lock.
     const detail::EnumReportPause pause;
     m_body->logFunction(channelName, severity, std::move(message));
 }
 
 void Logger::setLogFunction(LogFunction logFunction) {
     const std::scoped_lock lock(m_body->mutex);
-    // As for a call of the function, which may own what reports at its end.
+    // For the same reason: what the old function owns may write such a value when it is destroyed.
     const detail::EnumReportPause pause;
     // The assignment destroys the old function, so that happens under the lock.
     m_body->logFunction = std::move(logFunction);

@@ -60,7 +60,7 @@ concept AlternativesVariant = requires {
 template <class T>
 concept Integer = std::integral<T> && !std::same_as<T, bool>;
 
-/// A field of its left-out value is neither written to JSON nor to text.
+/// Whether a field with this value is left out, of the JSON as well as of the text.
 template <class T>
 bool isLeftOut(const T& value) {
     return value == T{};
@@ -221,7 +221,7 @@ struct FromJson<R, std::enable_if_t<detail::Record<R>>> {
 
 namespace detail {
 
-/// Reads the alternative @p index if its text is @p text, else tries the ones ahead of it.
+/// Reads the alternative @p index if its text is @p text; otherwise tries the ones of lower index.
 template <class V, std::size_t index = std::variant_size_v<V> - 1>
 V readAlternative(json_object* json, const std::string& text) {
     if constexpr (index == 0) {
