@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <linux/serial.h>
 #include <memory>
 #include <optional>
@@ -49,68 +50,51 @@ constexpr long httpOk = 200;
 constexpr std::size_t bufferSize = 255;
 using RegisterBuffer = std::array<std::uint16_t, bufferSize>;
 
-/// Member of the record that a field type fills, and the unit that it is scaled to.
-struct ScaledField {
+using Type = ModbusFieldType;
+using Record = ModbusMeteringSystem;
+
+/// A power or an energy: the member of the record that its register fills, and in which unit.
+struct MeasuredField {
     ModbusFieldType fieldType;
+    /// Null for powerImport, whose sign chooses between its members.
     float (*scale)(float value, float scaleValue);
     double ModbusMeteringSystem::*member;
-};
-
-constexpr ScaledField scaledFields[] = {
-    {ModbusFieldType::powerExport, scalePower, &ModbusMeteringSystem::powerProduced},
-    {ModbusFieldType::energyImport, scaleEnergy, &ModbusMeteringSystem::energyConsumed},
-    {ModbusFieldType::energyExport, scaleEnergy, &ModbusMeteringSystem::energyProduced},
-    {ModbusFieldType::energyImportTariff1, scaleEnergy, &ModbusMeteringSystem::t1EnergyConsumed},
-    {ModbusFieldType::energyImportTariff2, scaleEnergy, &ModbusMeteringSystem::t2EnergyConsumed},
-    {ModbusFieldType::energyImportTariff3, scaleEnergy, &ModbusMeteringSystem::t3EnergyConsumed},
-    {ModbusFieldType::energyImportTariff4, scaleEnergy, &ModbusMeteringSystem::t4EnergyConsumed},
-    {ModbusFieldType::energyImportTariff5, scaleEnergy, &ModbusMeteringSystem::t5EnergyConsumed},
-    {ModbusFieldType::energyImportTariff6, scaleEnergy, &ModbusMeteringSystem::t6EnergyConsumed},
-    {ModbusFieldType::energyExportTariff1, scaleEnergy, &ModbusMeteringSystem::t1EnergyProduced},
-    {ModbusFieldType::energyExportTariff2, scaleEnergy, &ModbusMeteringSystem::t2EnergyProduced},
-    {ModbusFieldType::energyExportTariff3, scaleEnergy, &ModbusMeteringSystem::t3EnergyProduced},
-    {ModbusFieldType::energyExportTariff4, scaleEnergy, &ModbusMeteringSystem::t4EnergyProduced},
-    {ModbusFieldType::energyExportTariff5, scaleEnergy, &ModbusMeteringSystem::t5EnergyProduced},
-    {ModbusFieldType::energyExportTariff6, scaleEnergy, &ModbusMeteringSystem::t6EnergyProduced},
-};
-
-/// Member that keeps its previous value when the register of a field type could not be read.
-struct CarryForward {
-    ModbusFieldType failed;
-    double ModbusMeteringSystem::*member;
+    /// Whether the member keeps its previous value when the register could not be read.
+    bool carried;
 };
 
 // A failed powerExport carries nothing, unlike powerImport: an export that can't be read counts as
 // none. Neither the id nor tariffEnabled is ever carried.
-constexpr CarryForward carriedForward[] = {
-    {ModbusFieldType::powerImport, &ModbusMeteringSystem::powerConsumed},
-    {ModbusFieldType::powerImport, &ModbusMeteringSystem::powerProduced},
-    {ModbusFieldType::energyImport, &ModbusMeteringSystem::energyConsumed},
-    {ModbusFieldType::energyExport, &ModbusMeteringSystem::energyProduced},
-    {ModbusFieldType::energyImportTariff1, &ModbusMeteringSystem::t1EnergyConsumed},
-    {ModbusFieldType::energyImportTariff2, &ModbusMeteringSystem::t2EnergyConsumed},
-    {ModbusFieldType::energyImportTariff3, &ModbusMeteringSystem::t3EnergyConsumed},
-    {ModbusFieldType::energyImportTariff4, &ModbusMeteringSystem::t4EnergyConsumed},
-    {ModbusFieldType::energyImportTariff5, &ModbusMeteringSystem::t5EnergyConsumed},
-    {ModbusFieldType::energyImportTariff6, &ModbusMeteringSystem::t6EnergyConsumed},
-    {ModbusFieldType::energyExportTariff1, &ModbusMeteringSystem::t1EnergyProduced},
-    {ModbusFieldType::energyExportTariff2, &ModbusMeteringSystem::t2EnergyProduced},
-    {ModbusFieldType::energyExportTariff3, &ModbusMeteringSystem::t3EnergyProduced},
-    {ModbusFieldType::energyExportTariff4, &ModbusMeteringSystem::t4EnergyProduced},
-    {ModbusFieldType::energyExportTariff5, &ModbusMeteringSystem::t5EnergyProduced},
-    {ModbusFieldType::energyExportTariff6, &ModbusMeteringSystem::t6EnergyProduced},
+constexpr MeasuredField measuredFields[] = {
+    {Type::powerImport, nullptr, &Record::powerConsumed, true},
+    {Type::powerImport, nullptr, &Record::powerProduced, true},
+    {Type::powerExport, scalePower, &Record::powerProduced, false},
+    {Type::energyImport, scaleEnergy, &Record::energyConsumed, true},
+    {Type::energyExport, scaleEnergy, &Record::energyProduced, true},
+    {Type::energyImportTariff1, scaleEnergy, &Record::t1EnergyConsumed, true},
+    {Type::energyImportTariff2, scaleEnergy, &Record::t2EnergyConsumed, true},
+    {Type::energyImportTariff3, scaleEnergy, &Record::t3EnergyConsumed, true},
+    {Type::energyImportTariff4, scaleEnergy, &Record::t4EnergyConsumed, true},
+    {Type::energyImportTariff5, scaleEnergy, &Record::t5EnergyConsumed, true},
+    {Type::energyImportTariff6, scaleEnergy, &Record::t6EnergyConsumed, true},
+    {Type::energyExportTariff1, scaleEnergy, &Record::t1EnergyProduced, true},
+    {Type::energyExportTariff2, scaleEnergy, &Record::t2EnergyProduced, true},
+    {Type::energyExportTariff3, scaleEnergy, &Record::t3EnergyProduced, true},
+    {Type::energyExportTariff4, scaleEnergy, &Record::t4EnergyProduced, true},
+    {Type::energyExportTariff5, scaleEnergy, &Record::t5EnergyProduced, true},
+    {Type::energyExportTariff6, scaleEnergy, &Record::t6EnergyProduced, true},
 };
 
 void carryForward(ModbusMeteringSystem& reading, const ModbusMeteringSystem& previous,
                   ModbusFieldType failedField) {
-    bool carried = false;
-    for (const auto& [failed, member] : carriedForward) {
-        if (failed != failedField)
+    bool any = false;
+    for (const auto& [fieldType, scale, member, carried] : measuredFields) {
+        if (fieldType != failedField || !carried)
             continue;
         reading.*member = previous.*member;
-        carried = true;
+        any = true;
     }
-    if (carried)
+    if (any)
         VX_LOG(channel, notice, "Interpolating field", failedField);
 }
 
@@ -422,12 +406,13 @@ std::string decodeText(const std::uint16_t* words, std::size_t length) {
     return text;
 }
 
-/// Whether a number of @p type counts in @p fieldType: each type may carry a power or an energy,
-/// and only `uint16` one of the fields behind them.
-bool isNumberOf(ModbusFieldType fieldType, ModbusDataType type) {
-    const auto last = type == ModbusDataType::uint16 ? ModbusFieldType::tariffEnabled
-                                                     : ModbusFieldType::energyExportTariff6;
-    return fieldType >= ModbusFieldType::powerImport && fieldType <= last;
+bool isMeasured(ModbusFieldType fieldType) {
+    return std::any_of(std::begin(measuredFields), std::end(measuredFields),
+                       [=](const MeasuredField& x) { return x.fieldType == fieldType; });
+}
+
+bool isTextOrSwitch(ModbusFieldType fieldType) {
+    return fieldType >= ModbusFieldType::model && fieldType <= ModbusFieldType::tariffEnabled;
 }
 
 } // namespace
@@ -455,7 +440,9 @@ void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
         reading.id = metering::readings::MeterId(decodeText(words, aRegister.length));
     if (isSerial && type == ModbusDataType::uint32)
         reading.id = metering::readings::MeterId(std::to_string(unsigned32(words)));
-    if (!isNumberOf(aRegister.fieldType, type))
+    // Only a uint16 goes on to the conversion for a field that is not measured.
+    if (!isMeasured(aRegister.fieldType) &&
+        !(type == ModbusDataType::uint16 && isTextOrSwitch(aRegister.fieldType)))
         return;
     if (const auto value = decodeNumber(words, type))
         convertField(reading, *value, aRegister.fieldType, aRegister.scaleValue);
@@ -499,8 +486,8 @@ void convertField(ModbusMeteringSystem& reading, float value, ModbusFieldType mo
         VX_LOG(channel, debug, "Tariff", value);
         reading.tariffEnabled = value > 0;
     }
-    for (const auto& [fieldType, scale, member] : scaledFields)
-        if (fieldType == modbusFieldType)
+    for (const auto& [fieldType, scale, member, carried] : measuredFields)
+        if (fieldType == modbusFieldType && scale != nullptr)
             reading.*member = scale(value, scaleValue);
 }
 
