@@ -67,7 +67,7 @@ TEST(PollAccount, pollThatNeverBeganIsMissing) {
 }
 
 TEST(PollAccount, tellsTheFirstGapsOfAHugeNumberOfPollsAndCountsTheRest) {
-    PollAccount account({{"Apartment", 1}, {"Solar", 2}}, 1'000'000'000'000);
+    PollAccount account({{"Apartment", 1}, {"Solar", 2}}, 1'000'000'000);
     account.pollBegan(start);
     account.delivered(1, start);
 
@@ -76,7 +76,7 @@ TEST(PollAccount, tellsTheFirstGapsOfAHugeNumberOfPollsAndCountsTheRest) {
     ASSERT_EQ(missing.size(), PollAccount::toldGaps + 1);
     EXPECT_EQ(missing[0], "poll 1: Solar");
     EXPECT_EQ(missing[1], "poll 2: Apartment");
-    EXPECT_EQ(missing.back(), "and 1999999999979 more");
+    EXPECT_EQ(missing.back(), "and 1999999979 more");
 }
 
 TEST(PollAccount, remembersTheGapsOfPollsThatAreClosed) {
