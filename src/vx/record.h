@@ -119,16 +119,16 @@ T narrow(U u) {
 
 } // namespace detail
 
-template <class T>
-struct FromJson<T, std::enable_if_t<detail::Integer<T>>> {
+template <detail::Integer T>
+struct FromJson<T> {
     static T call(json_object* json) {
         detail::requireNumber(json);
         return detail::narrow<T, std::int64_t>(json_object_get_int64(json));
     }
 };
 
-template <class T>
-struct FromJson<T, std::enable_if_t<std::is_floating_point_v<T>>> {
+template <std::floating_point T>
+struct FromJson<T> {
     static T call(json_object* json) {
         detail::requireNumber(json);
         return static_cast<T>(json_object_get_double(json));
@@ -151,8 +151,8 @@ struct FromJson<Identifier<Tag>> {
     }
 };
 
-template <class T>
-struct FromJson<T, std::enable_if_t<NamedEnum<T>>> {
+template <NamedEnum T>
+struct FromJson<T> {
     static T call(json_object* json) {
         const json_type jsonType = json_object_get_type(json);
         VX_THROW_UNLESS(jsonType == json_type_string, "Expecting json string.", jsonType);
@@ -190,8 +190,8 @@ struct FromJson<std::vector<T>> {
     }
 };
 
-template <class R>
-struct FromJson<R, std::enable_if_t<detail::Record<R>>> {
+template <detail::Record R>
+struct FromJson<R> {
     struct Visitor {
         R& record;
         json_object* json;
@@ -235,8 +235,8 @@ V readAlternative(json_object* json, const std::string& text) {
 
 } // namespace detail
 
-template <class V>
-struct FromJson<V, std::enable_if_t<detail::AlternativesVariant<V>>> {
+template <detail::AlternativesVariant V>
+struct FromJson<V> {
     static V call(json_object* json) {
         json_object* discriminator = nullptr;
         json_object_object_get_ex(json, JsonVariantTraits<V>::key, &discriminator);
@@ -255,15 +255,15 @@ struct ToJsonFragment<bool> {
     }
 };
 
-template <class T>
-struct ToJsonFragment<T, std::enable_if_t<detail::Integer<T>>> {
+template <detail::Integer T>
+struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
         return makeJsonFragment(json_object_new_int64(value));
     }
 };
 
-template <class T>
-struct ToJsonFragment<T, std::enable_if_t<std::is_floating_point_v<T>>> {
+template <std::floating_point T>
+struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(double value) {
         return makeJsonFragment(std::isfinite(value) ? json_object_new_double(value) : nullptr);
     }
@@ -284,8 +284,8 @@ struct ToJsonFragment<Identifier<Tag>> {
     }
 };
 
-template <class T>
-struct ToJsonFragment<T, std::enable_if_t<NamedEnum<T>>> {
+template <NamedEnum T>
+struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
         return makeJsonFragment(json_object_new_string(fromEnum<std::string>(value).c_str()));
     }
@@ -326,8 +326,8 @@ struct ToJsonFragment<std::vector<T>> {
     }
 };
 
-template <class R>
-struct ToJsonFragment<R, std::enable_if_t<detail::Record<R>>> {
+template <detail::Record R>
+struct ToJsonFragment<R> {
     struct Visitor {
         const std::shared_ptr<json_object>& target;
         const R& record;
@@ -351,8 +351,8 @@ struct ToJsonFragment<R, std::enable_if_t<detail::Record<R>>> {
     }
 };
 
-template <class V>
-struct ToJsonFragment<V, std::enable_if_t<detail::AlternativesVariant<V>>> {
+template <detail::AlternativesVariant V>
+struct ToJsonFragment<V> {
     static std::shared_ptr<json_object> call(const V& value) {
         auto result = std::visit([](const auto& held) { return toJsonFragment(held); }, value);
         if (!result)
@@ -408,8 +408,8 @@ struct TextForm<std::vector<T>> {
     }
 };
 
-template <class V>
-struct TextForm<V, std::enable_if_t<AlternativesVariant<V>>> {
+template <AlternativesVariant V>
+struct TextForm<V> {
     static void write(std::ostream& stream, const V& value) {
         stream << '{' << value.index() << ':';
         std::visit([&stream](const auto& held) { detail::write(stream, held); }, value);

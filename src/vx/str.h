@@ -5,6 +5,7 @@
 #include <boost/system/error_code.hpp>
 
 #include <chrono>
+#include <concepts>
 #include <cstddef>
 #include <exception>
 #include <optional>
@@ -47,15 +48,15 @@ struct Str<signed char> {
     static void f(std::ostream& stream, signed char value) { stream << int{value}; }
 };
 
-template <class T>
-struct Str<T, std::enable_if_t<NamedEnum<T>>> {
+template <NamedEnum T>
+struct Str<T> {
     static void f(std::ostream& stream, T value) {
         stream << enumName(vxEnum(value), static_cast<std::int32_t>(value));
     }
 };
 
-template <class T>
-struct Str<T, std::enable_if_t<std::is_base_of_v<std::exception, T>>> {
+template <std::derived_from<std::exception> T>
+struct Str<T> {
     static void f(std::ostream& stream, const std::exception& value) { stream << value.what(); }
 };
 
