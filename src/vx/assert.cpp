@@ -14,7 +14,6 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
-#include <utility>
 
 namespace vx {
 namespace {
@@ -40,15 +39,12 @@ void tryPiece(Function function) {
 }
 
 void writeLogContext() {
-    // The text of a context can fail an assertion itself, which would write the same context again,
-    // without end. The inner assertion leaves it out.
-    thread_local bool begun = false;
-    if (std::exchange(begun, true))
-        return;
     // An unknown value in the context would be reported through the logger.
     const detail::EnumReportPause pause;
     std::ostringstream stream;
-    stream << logContext();
+    // The text of a context can fail an assertion, throw or log itself, which would write the same
+    // context again, without end. So it doesn't find it any more.
+    stream << detail::takeLogContext();
     writePiece(stream.str());
 }
 

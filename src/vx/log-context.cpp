@@ -28,6 +28,10 @@ LogContext* logContext() {
     return t_logContext;
 }
 
+LogContext* detail::takeLogContext() {
+    return std::exchange(t_logContext, nullptr);
+}
+
 std::ostream& operator<<(std::ostream& stream, LogContext* context) {
     for (; context != nullptr; context = context->prev)
         context->print(stream);

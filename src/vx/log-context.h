@@ -27,6 +27,13 @@ public:
 /// Innermost context of this thread, or null.
 LogContext* logContext();
 
+namespace detail {
+
+/// The chain of this thread, which is left without one.
+LogContext* takeLogContext();
+
+} // namespace detail
+
 /// Writes the chain from @p context on, innermost first.
 std::ostream& operator<<(std::ostream& stream, LogContext* context);
 

@@ -10,7 +10,7 @@
 
 using namespace house;
 
-TEST(ChildProcess, writesStandardErrorToTheLog) {
+TEST(ChildProcess, addsStandardErrorToTheLog) {
     const std::string log = scratch("log");
     ChildProcess child({"/bin/sh", "-c", "echo $COLOUR >&2; exit 3"}, log, {"COLOUR=blue"});
 
@@ -21,6 +21,8 @@ TEST(ChildProcess, writesStandardErrorToTheLog) {
     EXPECT_EQ(WEXITSTATUS(*status), 3);
     EXPECT_FALSE(child.running());
     EXPECT_EQ(std::filesystem::file_size(log), 5U);
+    ChildProcess({"/bin/sh", "-c", "echo red >&2"}, log).waitForExit();
+    EXPECT_EQ(std::filesystem::file_size(log), 9U);
     std::filesystem::remove(log);
 }
 

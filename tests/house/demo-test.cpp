@@ -31,6 +31,7 @@ protected:
 
     /// Runs a shell script in the checkout, in which the built house says its options.
     ProgramResult run(const std::string& script) {
+        m_directory.write("errors", "");
         const std::string prepared = "cd '" + m_directory.path().string() +
                                      "'; PATH=$PWD/path:$PATH; mkdir -p build/release; "
                                      "cp build/house build/release/modbus-house; exec >output\n";
@@ -69,6 +70,20 @@ TEST_F(Demo, refusesANumberOfPollsThatIsNoneOrOutOfRange) {
          {"-1", "0", "100001", "99999999999999999999", "x", "1.5", "0x10", ""})
         EXPECT_EQ(run("script/demo --polls '" + polls + "'"),
                   refused("--polls: '" + polls + "' is no whole number from 1 to 100000"));
+}
+
+TEST_F(Demo, refusesAFaultThatIsNone) {
+    for (const std::string fault : {"3", "3=loud", "03=silent", "0=silent", "3=exception:12",
+                                    "3=late:0", "attached=status:200", "meters=status:500", ""})
+        EXPECT_EQ(run("script/demo --fault '" + fault + "'"),
+                  refused("--fault: '" + fault + "' is no fault"));
+}
+
+TEST_F(Demo, tellsItsVersion) {
+    m_directory.write("CMakeLists.txt", "project(modbus-reader VERSION 1.2.3 LANGUAGES C CXX)\n");
+
+    EXPECT_EQ(run("script/demo --version"),
+              (ProgramResult{0, "demo of modbus-reader 1.2.3\n", ""}));
 }
 
 TEST_F(Demo, refusesAnOptionWithoutItsValue) {

@@ -73,6 +73,12 @@ TEST_F(Faults, eachPlaceCanHaveItsOwn) {
     EXPECT_TRUE(get(m_server, LocalServer::supportedPath).starts_with("HTTP/1.1 404 "));
 }
 
+TEST_F(Faults, anAddressHasOneFormOnly) {
+    EXPECT_FALSE(faults::isFault("03=silent"));
+    EXPECT_FALSE(faults::isFault("0=silent"));
+    EXPECT_TRUE(faults::isFault("30=silent"));
+}
+
 TEST_F(Faults, aTextThatIsNoneIsRefused) {
     EXPECT_EQ(thrownBy([&] { order({"3=loud"}); }),
               "'3=loud' is none of ADDRESS=silent, ADDRESS=exception:1 to 11, "

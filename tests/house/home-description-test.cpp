@@ -79,6 +79,34 @@ TEST(HomeDescription, anUnknownKeyIsRefused) {
               "server / serial: No such key");
 }
 
+TEST(HomeDescription, anUnknownKeyThatTheReaderWouldPassOverIsRefused) {
+    EXPECT_EQ(complaint(R"("baudRate")", R"("baudrate")"),
+              "server / rtuconfig / data / baudrate: No such key");
+    EXPECT_EQ(complaint(R"("application": "none")", R"("aplication": "none")"),
+              "server / attached / data / 0 / aplication: No such key");
+    EXPECT_EQ(complaint(R"("id": "grid-meter",
+                    "registers")",
+                        R"("id": "grid-meter", "colour": 1,
+                    "registers")"),
+              "server / supported / data / 0 / colour: No such key");
+    EXPECT_EQ(complaint(R"("registerType": "input", "fieldType": "powerImport")",
+                        R"("registertype": "input", "fieldType": "powerImport")"),
+              "server / supported / data / 0 / registers / 1 / registertype: No such key");
+}
+
+TEST(HomeDescription, anUnknownNameOfTheSerialLineOrTheApplicationIsRefused) {
+    EXPECT_EQ(complaint(R"("baud19200")", R"("baud1920")"),
+              "server / rtuconfig / data / baudRate: No such name: baud1920");
+    EXPECT_EQ(complaint(R"("parity": "even")", R"("parity": "evn")"),
+              "server / rtuconfig / data / parity: No such name: evn");
+    EXPECT_EQ(complaint(R"("bits8")", R"("bit8")"),
+              "server / rtuconfig / data / dataBits: No such name: bit8");
+    EXPECT_EQ(complaint(R"("bits1")", R"("bits3")"),
+              "server / rtuconfig / data / stopBits: No such name: bits3");
+    EXPECT_EQ(complaint(R"("application": "solar")", R"("application": "sun")"),
+              "server / attached / data / 1 / application: No such name: sun");
+}
+
 TEST(HomeDescription, anUnknownKeyOfASignalIsRefused) {
     EXPECT_EQ(complaint(R"("clouds")", R"("cloud")"),
               "behaviour / signals / roof / cloud: No such key");

@@ -144,6 +144,25 @@ TEST(ModbusHouse, theExampleOfTheDocumentRunsWithTheReader) {
         << result;
 }
 
+TEST(ModbusHouse, endsWhenNobodyReadsItsOutputThoughItHasNothingToWrite) {
+    EXPECT_EQ(runInPrivateWorld("$house | read -r heading; echo status ${PIPESTATUS[0]}"),
+              (ProgramResult{0, "status 1\n", "Nobody reads the output.\n"}));
+}
+
+TEST(ModbusHouse, addsToALogThatIsThere) {
+    EXPECT_EQ(runInPrivateWorld("echo before >log\n"
+                                "$house --daemon /bin/true --log log >words; cat log"),
+              (ProgramResult{0, "before\n", ""}));
+}
+
+TEST(ModbusHouse, isEndedByASignalWhileItReadsADescription) {
+    EXPECT_EQ(runInPrivateWorld("mkfifo home.json\n"
+                                "$house --home home.json & house_pid=$!\n"
+                                "exec 3>home.json\n" // returns when the house reads
+                                "kill -TERM $house_pid; wait $house_pid; echo status $?"),
+              (ProgramResult{0, "status 143\n", ""}));
+}
+
 TEST(ModbusHouse, endsWhenNobodyReadsItsOutput) {
     EXPECT_EQ(
         runInPrivateWorld("$house --rtu tty --daemon " READER_EXECUTABLE

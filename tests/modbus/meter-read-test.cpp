@@ -314,6 +314,14 @@ TEST_F(MeterRead, theWholeSlaveAddressGoesToTheLibraryWhichRefusesIt) {
     EXPECT_EQ(slave.transcript(), ">> unit 8  read holding 10 x1\n<< 0001\n");
 }
 
+TEST_F(MeterRead, aFirstSlaveAddressThatTheLibraryRefusesReadsUnit255OverTcp) {
+    slave.unit(255).holding(10, {1});
+
+    read(7 + 256, {reg(10, F::powerImport, T::uint16)});
+
+    EXPECT_EQ(slave.transcript(), ">> unit 255  read holding 10 x1\n<< 0001\n");
+}
+
 TEST_F(MeterRead, aModelWithoutRegistersYieldsARecordWithZerosAndSendsNothing) {
     read(7, {});
 

@@ -5,6 +5,7 @@
 #include "support/log-capture.h"
 #include "system-calls.h"
 #include "vx/enum.h"
+#include "vx/exception.h"
 #include "vx/log-context.h"
 #include "vx/log.h"
 
@@ -201,6 +202,27 @@ TEST(Assert, aContextThatFailsAnAssertionItselfIsLeftOutOfThatOneAndTheRestIsTri
               std::string("Assertion failed. Too short. size:3 condition:size >= 20 "
                           "tests/vx/assert-test.cpp:<line> "
                           "Assertion failed. Too short. size:5 condition:size >= 20 "
+                          "tests/vx/assert-test.cpp:<line>  ") +
+                  functionOfFail);
+    EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
+}
+
+TEST(Assert, aContextThatLogsOrThrowsWithTheContextItselfIsNotAskedAgain) {
+    const auto pieces = piecesOfAbort([] {
+        vx::LogChannel channel("assertTest", vx::LogSeverity::notice);
+        vx::Logger::instance().setLogFunction(
+            [](const char*, vx::LogSeverity, const std::string&) {});
+        int asked = 0;
+        const vx::detail::LogContextImpl context([&](std::ostream& stream) {
+            stream << "asked:" << ++asked << ' ';
+            VX_LOG(channel, notice, "In the context");
+            VX_THROW("Out of the context");
+        });
+        assertTest::fail(3);
+    });
+
+    EXPECT_EQ(firstLineOf(pieces),
+              std::string("Assertion failed. Too short. size:3 condition:size >= 20 "
                           "tests/vx/assert-test.cpp:<line>  ") +
                   functionOfFail);
     EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));

@@ -62,7 +62,7 @@ Descriptor exitOf(pid_t pid) {
 ChildProcess::ChildProcess(const std::vector<std::string>& command, const std::string& logFile,
                            const std::vector<std::string>& environment) {
     const Descriptor log(require(
-        ::open(logFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644), logFile.c_str()));
+        ::open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644), logFile.c_str()));
     std::array<int, 2> pipe{};
     require(::pipe2(pipe.data(), O_CLOEXEC), "pipe");
     const Descriptor failure(pipe[0]);

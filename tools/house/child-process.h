@@ -12,8 +12,8 @@ namespace house {
 /// dispositions and an empty signal mask, and dies with the thread that started it.
 class ChildProcess {
 public:
-    /// Starts @p command (the program's path first); standard error goes to @p logFile, truncated
-    /// first. @p environment holds "NAME=value" texts that are added to the own environment.
+    /// Starts @p command (the program's path first); standard error is added to the end of @p
+    /// logFile. @p environment holds "NAME=value" texts that are added to the own environment.
     /// Throws `std::system_error` when the log or the program cannot be opened.
     ChildProcess(const std::vector<std::string>& command, const std::string& logFile,
                  const std::vector<std::string>& environment = {});

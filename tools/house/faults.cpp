@@ -11,7 +11,7 @@ namespace {
 
 const std::regex& ofMeter() {
     static const std::regex form(
-        "([0-9]{1,3})=(silent|(exception):([1-9]|1[01])|(late):([1-9][0-9]{0,4}))");
+        "([1-9][0-9]{0,2})=(silent|(exception):([1-9]|1[01])|(late):([1-9][0-9]{0,4}))");
     return form;
 }
 

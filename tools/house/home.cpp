@@ -44,10 +44,31 @@ constexpr std::array fieldTypes{
     "tariffEnabled",
 };
 constexpr std::array registerTypes{"none", "input", "holding"};
+constexpr std::array baudRates{"none",      "baud9600",  "baud19200",
+                               "baud38400", "baud57600", "baud115200"};
+constexpr std::array parities{"uninitilzed", "none", "even", "odd"};
+constexpr std::array dataBits{"none", "bits7", "bits8", "bits9"};
+constexpr std::array stopBits{"none", "bits1", "bits2"};
+constexpr std::array applications{"unitialized", "none", "solar", "wallbox", "battery"};
 
 template <class Names>
 bool holds(const Names& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/// Refuses a name that the reader would take for the first of @p names, without a word.
+template <class Names>
+void checkName(const Description& part, const std::string& key, const Names& names) {
+    if (part.has(key))
+        part.at(key).check(holds(names, part.text(key)), "No such name: " + part.text(key));
+}
+
+void checkSerialLine(const Description& line) {
+    line.allowOnly({"serialDevice", "baudRate", "parity", "dataBits", "stopBits"});
+    checkName(line, "baudRate", baudRates);
+    checkName(line, "parity", parities);
+    checkName(line, "dataBits", dataBits);
+    checkName(line, "stopBits", stopBits);
 }
 
 /// A register of a meter on the bus, and what it shows: a signal, or a text.
@@ -90,6 +111,8 @@ double toScale(const Description& model) {
 LiveRegister toRegister(int unit, const Description& model) {
     constexpr int lastAddress = 65535;
     constexpr int longestRead = 125;
+    model.allowOnly(
+        {"address", "fieldType", "modbusDataType", "length", "scaleValue", "registerType"});
     const std::string fieldType = model.text("fieldType", "none");
     if (!holds(fieldTypes, fieldType))
         model.at("fieldType").fail("No such field type: " + fieldType);
@@ -164,7 +187,7 @@ Home::Impl::Impl(const Description& description)
       m_signals(m_behaviour.at("signals"), toStartHour(m_behaviour)) {
     description.allowOnly({"server", "behaviour"});
     m_server.allowOnly({"rtuconfig", "attached", "supported"});
-    m_server.at("rtuconfig").at("data");
+    checkSerialLine(m_server.at("rtuconfig").at("data"));
     m_behaviour.allowOnly({"startHour", "speed", "signals", "units"});
     m_server.at("attached").at("data").forEach([&](const Description& meter) {
         collectMeter(meter);
@@ -173,6 +196,9 @@ Home::Impl::Impl(const Description& description)
 }
 
 void Home::Impl::collectMeter(const Description& meter) {
+    meter.allowOnly({"id", "configId", "model", "manufacturer", "serial", "name", "tariffEnabled",
+                     "isGlobal", "slaveAddress", "application"});
+    checkName(meter, "application", applications);
     const Description address = meter.at("slaveAddress");
     const int unit = address.whole(1, 247);
     for (const Meter& other : m_meters)
@@ -193,6 +219,7 @@ void Home::Impl::collectRegisters(const Description& meter, int unit) {
         if (model.text("id") != configId.text())
             return;
         known = true;
+        model.allowOnly({"id", "displayName", "model", "manufacturer", "registers"});
         model.at("registers").forEach([&](const Description& aRegister) {
             m_registers.push_back(toRegister(unit, aRegister));
             show(m_registers.back(), behaviour, m_signals);

@@ -18,6 +18,8 @@ using Encoder = std::uint64_t (*)(double);
 template <class Integer>
 std::uint64_t whole(double number) {
     using Limits = std::numeric_limits<Integer>;
+    if (std::isnan(number))
+        return 0;
     if (number >= static_cast<double>(Limits::max()))
         return static_cast<std::uint64_t>(Limits::max());
     if (number <= static_cast<double>(Limits::min()))

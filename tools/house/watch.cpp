@@ -101,12 +101,13 @@ private:
     void printReadings();
 
     const WatchOptions m_options;
+    /// Read while signals still end the program, as the file may be a pipe.
+    Home m_home;
     Descriptor m_signals;
     Wakeup m_wakeup;
     std::mutex m_mutex;
     News m_news;
 
-    Home m_home;
     LocalServer m_server;
     std::unique_ptr<PtyPair> m_line;
     std::unique_ptr<ModbusSlave> m_bus;
@@ -124,8 +125,8 @@ private:
 
 Watch::Impl::Impl(const WatchOptions& options)
     : m_options(options),
-      m_signals(blockedSignals()),
       m_home(options.homeFile),
+      m_signals(blockedSignals()),
       m_line(options.rtuLink.empty() ? nullptr : std::make_unique<PtyPair>()),
       m_bus(openBus(m_line.get(), options.tcpPort)),
       m_account(m_home.meters(), options.polls),
@@ -175,12 +176,16 @@ int Watch::Impl::run() {
 }
 
 void Watch::Impl::waitForNews() {
-    std::array<pollfd, 2> wait{
-        {{m_wakeup.descriptor(), POLLIN, 0}, {m_signals.number(), POLLIN, 0}}};
+    std::array<pollfd, 3> wait{{{m_wakeup.descriptor(), POLLIN, 0},
+                                {m_signals.number(), POLLIN, 0},
+                                {STDOUT_FILENO, 0, 0}}};
     // The ages in the table grow by themselves.
     constexpr int redrawMilliseconds = 1000;
     ::poll(wait.data(), wait.size(), redrawMilliseconds);
     m_wakeup.settle();
+    // A pipe whose other end is closed.
+    if ((wait[2].revents & POLLERR) != 0)
+        std::cout.setstate(std::ios::badbit);
 }
 
 void Watch::Impl::takeNews() {
