@@ -144,6 +144,27 @@ TEST(ModbusHouse, theExampleOfTheDocumentRunsWithTheReader) {
         << result;
 }
 
+TEST(ModbusHouse, aSecondReaderConnectsToItsLineToo) {
+    EXPECT_EQ(runInPrivateWorld("open_house --rtu /dev/ttymxc2\n"
+                                "for log in first second; do\n"
+                                "    " READER_EXECUTABLE " 2>$log & reader=$!\n"
+                                "    timeout 30 tail -F -n +1 $log 2>&1 | grep -q 'Writing '\n"
+                                "    kill $reader; wait $reader\n"
+                                "    grep -c 'Could not connect serial' $log\n"
+                                "done"),
+              (ProgramResult{1, "0\n0\n", ""}));
+}
+
+TEST(ModbusHouse, aReadingWithoutAValueIsNoneOfItsPoll) {
+    const ProgramResult result =
+        runInPrivateWorld("echo '{\"modbusMiscConfig\":{\"modbusTCPServer\":\"127.0.0.1\","
+                          "\"port\":1502}}' >/etc/modbus-config.json\n"
+                          "$house --daemon " READER_EXECUTABLE
+                          " --log log --polls 1 --fault 2=exception:2 | grep -A1 '^Not'");
+
+    EXPECT_EQ(result, (ProgramResult{0, "Not delivered:\n  poll 1: Solar\n", ""}));
+}
+
 TEST(ModbusHouse, endsWhenNobodyReadsItsOutputThoughItHasNothingToWrite) {
     EXPECT_EQ(runInPrivateWorld("$house | read -r heading; echo status ${PIPESTATUS[0]}"),
               (ProgramResult{0, "status 1\n", "Nobody reads the output.\n"}));

@@ -1,4 +1,5 @@
 #include "bus-master.h"
+#include "house/descriptor.h"
 #include "house/pty-pair.h"
 #include "scratch.h"
 #include "support/temporary-directory.h"
@@ -10,6 +11,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <termios.h>
 
 using namespace house;
 
@@ -31,6 +33,21 @@ TEST(PtyPair, everyBytePassesAsItIs) {
 
     EXPECT_EQ(there, bytes);
     EXPECT_EQ(back, bytes);
+}
+
+TEST(PtyPair, isReadyForTheSameSettingsAgainWhenItsEndIsReset) {
+    const PtyPair line;
+    const Descriptor end(::open(line.masterEnd().c_str(), O_RDWR | O_NOCTTY));
+    termios settings{};
+    ASSERT_EQ(::tcgetattr(end.number(), &settings), 0);
+    settings.c_cflag |= PARENB;
+    ::cfsetspeed(&settings, B19200);
+    ASSERT_EQ(::tcsetattr(end.number(), TCSANOW, &settings), 0);
+    ASSERT_EQ(::tcsetattr(end.number(), TCSANOW, &settings), -1);
+
+    line.resetMasterEnd();
+
+    EXPECT_EQ(::tcsetattr(end.number(), TCSANOW, &settings), 0);
 }
 
 TEST(PtyPair, linksTheMastersEnd) {

@@ -36,14 +36,18 @@ public:
     int control() const { return m_control.number(); }
     const std::string& name() const { return m_name; }
 
-private:
-    void makeRaw() const {
-        termios settings{};
-        require(::tcgetattr(m_device.number(), &settings), "tcgetattr");
-        ::cfmakeraw(&settings);
-        require(::tcsetattr(m_device.number(), TCSANOW, &settings), "tcsetattr");
+    void reset() const {
+        require(::tcsetattr(m_device.number(), TCSANOW, &m_settings), "tcsetattr");
     }
 
+private:
+    void makeRaw() {
+        require(::tcgetattr(m_device.number(), &m_settings), "tcgetattr");
+        ::cfmakeraw(&m_settings);
+        reset();
+    }
+
+    termios m_settings{};
     Descriptor m_control;
     Descriptor m_device;
     std::string m_name;
@@ -118,6 +122,10 @@ void PtyPair::linkMasterEnd(const std::string& path) const {
     m_impl->m_link.emplace(path);
     // As the serial port of a controller, so that a reader that is not root can open it.
     openToGroup(masterEnd(), "dialout");
+}
+
+void PtyPair::resetMasterEnd() const {
+    m_impl->m_master.reset();
 }
 
 } // namespace house

@@ -25,6 +25,11 @@ public:
     /// file, and when the link cannot be made, throws `std::system_error`.
     void linkMasterEnd(const std::string& path) const;
 
+    /// Takes back the settings that a master made at its end, for the next one. A pseudo terminal
+    /// has no parity, and the C library refuses settings of which it can't carry out anything:
+    /// those of a second master, when the first one's are still there.
+    void resetMasterEnd() const;
+
 private:
     class Impl;
     std::unique_ptr<Impl> m_impl;

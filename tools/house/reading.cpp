@@ -2,6 +2,7 @@
 
 #include "house/description.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <stdexcept>
@@ -46,6 +47,13 @@ Reading toReading(const Description& message) {
 }
 
 } // namespace
+
+bool Reading::hasValues() const {
+    const auto isThere = [](double value) { return value != 0.0; };
+    return isThere(powerIn) || isThere(powerOut) || isThere(energyIn) || isThere(energyOut) ||
+           std::any_of(tariffIn.begin(), tariffIn.end(), isThere) ||
+           std::any_of(tariffOut.begin(), tariffOut.end(), isThere);
+}
 
 std::optional<Reading> tryToReading(const std::string& message) {
     try {

@@ -19,6 +19,9 @@ struct Reading {
     double energyOut = 0.0;
     std::array<double, 6> tariffIn{};
     std::array<double, 6> tariffOut{};
+
+    /// Whether any power or energy is there. A value of zero is not.
+    bool hasValues() const;
 };
 
 /// The reading in the JSON text @p message; nothing when it is no such text or has no `id`.

@@ -194,6 +194,10 @@ void Watch::Impl::takeNews() {
     lock.unlock();
     if (news.anything)
         m_lastNews = SteadyClock::now();
+    // Each poll brings news after the reader has connected, so the line is ready for the next
+    // reader.
+    if (m_line)
+        m_line->resetMasterEnd();
     for (const auto& time : news.polls)
         m_account.pollBegan(time);
     for (const Message& message : news.messages)
@@ -210,7 +214,10 @@ void Watch::Impl::take(const Message& message) {
         std::cerr << "Not a reading: " << message.text << std::endl;
         return;
     }
-    const std::size_t poll = m_account.delivered(reading->slaveAddress, reading->readBegan);
+    // A reading without values is delivered too if its id is known, but it shows nothing of the
+    // meter.
+    const std::size_t poll =
+        reading->hasValues() ? m_account.delivered(reading->slaveAddress, reading->readBegan) : 0;
     m_table.update(*reading);
     if (!m_terminal)
         std::cout << "poll " << poll << "  " << m_table.row(reading->slaveAddress, message.arrived)
