@@ -42,7 +42,7 @@ TEST(Crash, aFailedAssertionWritesItsTextAndBothTracesAndAborts) {
     EXPECT_THAT(lines[1], MatchesRegex("Stacktrace:.*modbus-reader\\(.*\\[0x[0-9a-f]+\\]"));
     EXPECT_THAT(linesWith(lines, "Decoded stacktrace:").size(), 1);
     EXPECT_THAT(linesWith(lines, " : vx::testAssert() +0x").size(), 1);
-    EXPECT_THAT(linesWith(lines, " : main +0x").size(), 1);
+    EXPECT_THAT(linesWith(lines, " : orv::modbusreader::runReader() +0x").size(), 1);
 }
 
 TEST(Crash, anExceptionThatNoHandlerTakesEndsTheProcessThroughTerminate) {
