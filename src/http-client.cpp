@@ -113,7 +113,7 @@ long HttpClient::internalRequest(const std::string& url, HttpMethod method, cons
         logDebug("create new handle");
         makeHandle();
     }
-    setAddress(url);
+    curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
     setVerification(insecure);
     curl_slist* headerList = setHeaders(headers);
     setMethod(method, postData);
@@ -145,7 +145,7 @@ long HttpClient::downloadFile(const std::string& url, const std::string& path) {
     long code = -1;
     if (!handle)
         makeHandle();
-    setAddress(url);
+    curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(handle.get(), CURLOPT_HTTPGET, 1L);
     curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, errorBuffer);
     if (std::FILE* file = std::fopen(path.c_str(), "w")) {
@@ -165,12 +165,6 @@ long HttpClient::downloadFile(const std::string& url, const std::string& path) {
 
 void HttpClient::makeHandle() {
     handle.reset(curl_easy_init());
-}
-
-void HttpClient::setAddress(const std::string& url) {
-    curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
-    // No proxy of the environment, which would be asked for the local server too.
-    curl_easy_setopt(handle.get(), CURLOPT_PROXY, "");
 }
 
 void HttpClient::setVerification(bool insecure) {

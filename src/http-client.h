@@ -98,7 +98,6 @@ private:
                          const std::unordered_map<std::string, std::string>& headers,
                          const std::string& postData, std::string* result, bool insecure);
     void makeHandle();
-    void setAddress(const std::string& url);
     void setVerification(bool insecure);
     curl_slist* setHeaders(const std::unordered_map<std::string, std::string>& headers);
     void setMethod(HttpMethod method, const std::string& postData);

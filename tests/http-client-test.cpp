@@ -2,7 +2,6 @@
 
 #include "house/patience.h"
 #include "support/library-calls.h"
-#include "support/temporary-directory.h"
 
 #include <array>
 
@@ -204,19 +203,6 @@ TEST_F(Http, postSendsItsData) {
     EXPECT_EQ(result, "done");
     EXPECT_EQ(server.requests().front().method, "POST");
     EXPECT_EQ(server.requests().front().body, "a=1&b=2");
-}
-
-TEST_F(Http, aProxyOfTheEnvironmentIsNotAsked) {
-    server.serve("/x", "hello");
-    const TemporaryDirectory directory;
-    // The exceptions from a proxy usually hold this machine.
-    for (const char* variable : {"no_proxy", "NO_PROXY"})
-        unsetenv(variable);
-    for (const char* variable : {"http_proxy", "ALL_PROXY", "all_proxy"})
-        setenv(variable, "http://127.0.0.1:1", 1);
-
-    EXPECT_EQ(client.get(url(), &result, false), 200);
-    EXPECT_EQ(client.downloadFile(url(), directory.path() / "body"), 200);
 }
 
 TEST_F(Http, postDataIsCutAtItsFirstNul) {

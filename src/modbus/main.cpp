@@ -6,6 +6,7 @@
 #include <boost/system/system_error.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/select.h>
@@ -31,6 +32,14 @@ void limitDescriptors() {
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE);
     setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+/// The environment is for the log alone; the HTTP library would ask a proxy that it names for the
+/// local server too.
+void forgetProxies() {
+    for (const char* variable :
+         {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+        unsetenv(variable);
 }
 
 } // namespace
@@ -59,6 +68,7 @@ Fuf::Callback pollOnTick(SerialConnection& connection) {
 int runReader() {
     occupyStandardDescriptors();
     limitDescriptors();
+    forgetProxies();
     VX_LOG(channel, notice, "Starting modbus Reader");
     VX_LOG(channel, notice, "------------------------------------------------------------");
     boost::asio::io_context ioContext;

@@ -184,6 +184,17 @@ TEST(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +2048 +files"));
 }
 
+TEST(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
+    small_home::OverTcp home;
+    for (const std::string variable : {"http_proxy", "all_proxy", "ALL_PROXY"}) {
+        home.server.clearRequests();
+        // The exceptions from a proxy usually hold this machine.
+        ReaderProcess reader({variable + "=http://127.0.0.1:1", "no_proxy=", "NO_PROXY="});
+
+        EXPECT_TRUE(home.server.waitForRequests(house::LocalServer::rtuConfigPath, 1)) << variable;
+    }
+}
+
 TEST(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
     ReaderProcess reader;
     reader.waitForLog("Error requesting from server", 3);
