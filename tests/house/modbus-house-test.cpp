@@ -145,7 +145,9 @@ TEST(ModbusHouse, theExampleOfTheDocumentRunsWithTheReader) {
 }
 
 TEST(ModbusHouse, aSecondReaderConnectsToItsLineToo) {
-    EXPECT_EQ(runInPrivateWorld("open_house --rtu /dev/ttymxc2\n"
+    // A reader that is killed may leave a connection without a message, which the house tells.
+    EXPECT_EQ(runInPrivateWorld("exec 2>/dev/null\n"
+                                "open_house --rtu /dev/ttymxc2\n"
                                 "for log in first second; do\n"
                                 "    " READER_EXECUTABLE " 2>$log & reader=$!\n"
                                 "    timeout 30 tail -F -n +1 $log 2>&1 | grep -q 'Writing '\n"
