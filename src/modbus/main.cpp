@@ -29,7 +29,9 @@ void occupyStandardDescriptors() {
 /// At the limit an opening fails instead, and the poll goes on.
 void limitDescriptors() {
     rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
+    // The service refuses both calls, and has this limit already.
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
     limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE);
     setrlimit(RLIMIT_NOFILE, &limit);
 }
