@@ -48,7 +48,8 @@ inline ProgramResult runInPrivateWorld(const std::string& script) {
             mkfifo "$directory/words"
             "$house" "$@" >"$directory/words" &
             house_pid=$!
-            trap 'kill "$house_pid" 2>/dev/null' EXIT
+            # Waits, as the house would complain of output that nobody reads any more.
+            trap 'kill "$house_pid" 2>/dev/null; wait "$house_pid"' EXIT
             exec 3<"$directory/words"
             read -r heading <&3
         }
