@@ -1,7 +1,9 @@
 #include "example-home.h"
 #include "house-program.h"
+#include "house/faults.h"
 
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using namespace house;
@@ -77,6 +79,16 @@ TEST_F(Demo, refusesAFaultThatIsNone) {
                                     "3=late:0", "attached=status:200", "meters=status:500", ""})
         EXPECT_EQ(run("script/demo --fault '" + fault + "'"),
                   refused("--fault: '" + fault + "' is no fault"));
+}
+
+TEST_F(Demo, passesEachFormOfAFaultOnThatTheHouseTakes) {
+    for (const std::string fault :
+         {"1=silent", "247=exception:11", "3=late:99999", "rtuconfig=status:400",
+          "attached=status:503", "supported=status:599"}) {
+        EXPECT_TRUE(faults::isFault(fault)) << fault;
+        EXPECT_THAT(run("script/demo --fault " + fault).standardOutput,
+                    testing::HasSubstr("--fault\n" + fault + "\n"));
+    }
 }
 
 TEST_F(Demo, tellsItsVersion) {
