@@ -27,7 +27,7 @@ auto numberOfOpenDescriptors() {
     return std::distance(begin(all), end(all));
 }
 
-/// Reads that go well ahead of one that fails; none fails if there is no value.
+/// Reads that go well before one that fails; none fails if there is no value.
 std::optional<int> goodReads;
 
 } // namespace

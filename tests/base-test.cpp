@@ -208,7 +208,7 @@ TEST(UrlEncode, throwsForATextThatTheLibraryRefuses) {
     EXPECT_EQ(urlEncode(" "), "%20");
 }
 
-// The handle is made once in a process, so the child has to come ahead of all other tests, which
+// The handle is made once in a process, so the child has to come before all other tests, which
 // the name of its suite asks for.
 TEST(UrlEncodeDeathTest, throwsWithoutAHandle) {
     const auto encodeWithoutAHandle = [] {

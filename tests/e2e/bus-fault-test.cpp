@@ -36,7 +36,7 @@ protected:
                                         : R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1",)"
                                           R"("port":1502,"timeoutResponseSec":1}})");
         ReaderProcess reader;
-        // The tick behind the fourth poll.
+        // The tick after the fourth poll.
         reader.waitForLog("retry timer", 4);
         EXPECT_TRUE(service.waitForMessages(3));
     }

@@ -184,7 +184,7 @@ TEST(Delivery, fromTheSecondPollOnAMessageEndsOnePollAfterItsBytes) {
         ASSERT_TRUE(server.waitForRequests(LocalServer::attachedPath, 5));
     }
 
-    // The first poll runs ahead of the event loop, and its message is finished ahead of a tick.
+    // The first poll runs before the event loop, and its message is finished before a tick.
     using Arrival = WatchedService::Arrival;
     EXPECT_THAT(service.arrivals(),
                 ElementsAre(Arrival{2, 2}, Arrival{3, 4}, Arrival{4, 5}, Arrival{5, 0}));

@@ -82,7 +82,7 @@ TEST(Outage, aServerThatFallsSilentCostsThreeWarningsPerPollAndNoMeterIsRead) {
     ASSERT_TRUE(service.waitForMessages(1));
 
     server.reset();
-    // The poll behind the next tick is the first that meets no server from its beginning on.
+    // The poll after the next tick is the first that meets no server from its beginning on.
     const auto ticks = linesWith(reader.log(), "retry timer").size();
     reader.waitForLog("retry timer", ticks + 1);
     slave.clearTranscript();
@@ -172,7 +172,7 @@ TEST(Outage, allAtOnceTheDaemonLivesOnAndRecovers) {
 
     const auto firstLines = firstPoll(reader);
     server.reset();
-    // The first poll that meets no server from its beginning on, and the one behind it.
+    // The first poll that meets no server from its beginning on, and the one after it.
     const auto ticks = linesWith(reader.log(), "retry timer").size();
     reader.waitForLog("retry timer", ticks + 3);
 

@@ -63,7 +63,7 @@ std::ptrdiff_t entriesOf(const std::filesystem::path& directory) {
 
 } // namespace
 
-TEST(StartUp, firstPollRunsAheadOfTheTimerAndOnlyWarnsWhileTheLocalServerIsDown) {
+TEST(StartUp, firstPollRunsBeforeTheTimerAndOnlyWarnsWhileTheLocalServerIsDown) {
     ReaderProcess reader;
 
     reader.waitForLog("callback");
@@ -122,7 +122,7 @@ TEST(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
 
     const auto ticks = linesWith(reader.rawLog(), "retry timer");
     for (std::size_t i = 1; i < 4; ++i) {
-        // Each expiry is one interval behind the one before.
+        // Each expiry is one interval after the one before.
         EXPECT_NEAR(expiryOf(ticks[i]) - expiryOf(ticks[i - 1]), 1.0,
                     roundingOf(expiryOf(ticks[i])));
         EXPECT_GE(momentOf(ticks[i]) - momentOf(ticks[i - 1]), 1.69);

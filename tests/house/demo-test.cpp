@@ -120,7 +120,7 @@ TEST_F(Demo, refusesAHomeThatItsPrivateWorldDoesNotHave) {
                       "and /run of its own"));
 }
 
-TEST_F(Demo, refusesAHomeThatIsNoJsonAheadOfTheBuild) {
+TEST_F(Demo, refusesAHomeThatIsNoJsonBeforeTheBuild) {
     const std::string file = m_directory.write("home.json", "{\"server\": x}");
 
     EXPECT_EQ(run("script/demo --home home.json"),

@@ -242,7 +242,7 @@ TYPED_TEST(ModbusSlaveOn, countsRequestsForThoseWhoWait) {
     EXPECT_EQ(this->m_slave.requestCount(), 5U);
 }
 
-TYPED_TEST(ModbusSlaveOn, callsAheadOfEachAnswer) {
+TYPED_TEST(ModbusSlaveOn, callsBeforeEachAnswer) {
     this->m_slave.beforeAnswer([this, count = 0]() mutable {
         this->m_slave.unit(7).input(1, {static_cast<std::uint16_t>(++count)});
     });

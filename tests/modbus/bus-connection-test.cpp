@@ -57,7 +57,7 @@ std::string unreadable(const std::string& reason) {
 
 } // namespace
 
-TEST_F(SerialBus, logsEachNameAndTheResultAheadOfTheConnection) {
+TEST_F(SerialBus, logsEachNameAndTheResultBeforeTheConnection) {
     reconnect({"/dev/any", BaudRateType::baud57600, Parity::odd, DataBits::bits7, StopBits::bits2});
 
     EXPECT_THAT(
@@ -344,7 +344,7 @@ TEST_F(SerialBus, readsFailForWantOfAContextAfterAReconnectThatThrewHalfWay) {
     EXPECT_THAT(after.take(), Contains(unreadable("Invalid argument")));
 }
 
-TEST_F(SerialBus, theNamesAreRenderedAheadOfTheFileIsLoaded) {
+TEST_F(SerialBus, theNamesAreRenderedBeforeTheFileIsLoaded) {
     vx::enumLogChannel();
     vx::system();
     const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
@@ -362,7 +362,7 @@ TEST_F(SerialBus, theNamesAreRenderedAheadOfTheFileIsLoaded) {
                             testing::StartsWith("notice orvMODBUSConfigFile File not found. ")));
 }
 
-TEST_F(TcpBus, theNamesAreRenderedAheadOfTheFileIsLoadedThoughNoneIsUsed) {
+TEST_F(TcpBus, theNamesAreRenderedBeforeTheFileIsLoadedThoughNoneIsUsed) {
     vx::enumLogChannel();
     vx::system();
     const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);

@@ -51,7 +51,7 @@ TEST(ScalePower, multipliesInSinglePrecision) {
 }
 
 TEST(ScaleEnergy, multipliesByScaleThenSecondsThenWattsEachInSinglePrecision) {
-    // Constants multiplied ahead of the value, or double precision, would give 44442000.
+    // Constants multiplied before the value, or double precision, would give 44442000.
     EXPECT_EQ(scaleEnergy(1234.5F, 0.01F), 44441996.0F);
     // The two constants multiplied into one would give 25200.
     EXPECT_EQ(scaleEnergy(0.7F, 0.01F), 25199.998046875F);

@@ -49,7 +49,7 @@ TEST(Fuf, constructionStartsNothing) {
     EXPECT_EQ(ioContext.run(), 0);
 }
 
-TEST(Fuf, logsTheExpiryInSecondsAndTheErrorAheadOfTheCallback) {
+TEST(Fuf, logsTheExpiryInSecondsAndTheErrorBeforeTheCallback) {
     LogCapture log;
     io_context ioContext;
     bool ticked = false;
@@ -58,7 +58,7 @@ TEST(Fuf, logsTheExpiryInSecondsAndTheErrorAheadOfTheCallback) {
         EXPECT_THAT(log.take(), ElementsAre("notice modbusreaderMain retry timer "
                                             "m_timer.expiry():2.5 error_code:Success "
                                             "main.cpp:<line>"));
-        // The line and the callback come ahead of the next expiry.
+        // The line and the callback come before the next expiry.
         EXPECT_EQ(fuf.m_timer.expiry(), steady_clock::time_point(milliseconds(2500)));
     });
     // Long past: the clock counts from the start of the machine.

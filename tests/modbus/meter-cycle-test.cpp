@@ -43,7 +43,7 @@ TEST_F(PollCycle, nothingComesBetweenTheReadsOfTwoMeters) {
     EXPECT_THAT(sleeps, IsEmpty());
 }
 
-TEST_F(PollCycle, eachMeterIsReadWithAllItsModelsAheadOfTheNextMeter) {
+TEST_F(PollCycle, eachMeterIsReadWithAllItsModelsBeforeTheNextMeter) {
     server.serve(LocalServer::supportedPath,
                  R"({"data":[{"id":"c","registers":[{"address":10,"length":1}]},)"
                  R"({"id":"c","registers":[{"address":11,"length":1}]}]})");

@@ -331,7 +331,7 @@ TEST_F(MeterRead, aModelWithoutRegistersYieldsARecordWithZerosAndSendsNothing) {
                               R"("meteringType":modbus,"lastChanged":<time>} toolkit.cpp:<line>)");
 }
 
-TEST_F(MeterRead, lastChangedIsTheMomentAheadOfAnyBusTraffic) {
+TEST_F(MeterRead, lastChangedIsTheMomentBeforeAnyBusTraffic) {
     std::mutex mutex;
     std::vector<std::chrono::system_clock::time_point> answers;
     house::ModbusSlave watched{house::TcpPort{}};
@@ -352,7 +352,7 @@ TEST_F(MeterRead, lastChangedIsTheMomentAheadOfAnyBusTraffic) {
     EXPECT_LE(kept(7).lastChanged, answers.front());
 }
 
-TEST_F(MeterRead, setsTheSlaveAndPausesTwentyMillisecondsAheadOfEveryRequest) {
+TEST_F(MeterRead, setsTheSlaveAndPausesTwentyMillisecondsBeforeEveryRequest) {
     slave.unit(7).holding(10, {1}).input(30001, {0, 2});
     reader.connection.m_readIntervalUSec = Reader().connection.m_readIntervalUSec;
 
@@ -405,7 +405,7 @@ TEST_F(MeterRead, logsItsStepsInOrder) {
                 R"(,"energyConsumed":1.8e+07} toolkit.cpp:<line>)"));
 }
 
-TEST_F(MeterRead, theBufferIsZeroedAheadOfEachRegister) {
+TEST_F(MeterRead, theBufferIsZeroedBeforeEachRegister) {
     slave.unit(7).holding(10, {1, 65535, 3}).holding(20, {9});
     const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
 

@@ -250,7 +250,7 @@ TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) 
     EXPECT_THAT(warnings(lines),
                 ElementsAre("warning modbusSerial Error requesting from server code:404 "
                             "result:gone toolkit.cpp:<line>"));
-    // The body's line comes ahead of the look at the status.
+    // The body's line comes before the look at the status.
     EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result:gone toolkit.cpp:<line>");
     EXPECT_EQ(lines[3], warnings(lines).front());
     // Their register maps are this poll's.

@@ -8,7 +8,7 @@
 /// is set. The calls that libraries make are not touched. They are process-wide; a test resets what
 /// it set with `LibraryCallsReset`.
 struct LibraryCalls {
-    /// Told of each call ahead of it.
+    /// Told of each call before it.
     std::function<void(const std::string& path, int mode)> beforeAccess;
     std::function<void(int fd)> beforeFsync;
     std::function<void()> beforeIconv;

@@ -179,7 +179,7 @@ TEST(Assert, aContextThatThrowsLeavesOutItsPieceAlone) {
         try {
             assertTest::fail(5);
         } catch (...) {
-            // The process would live on behind a failed assertion.
+            // The process would live on after a failed assertion.
             _exit(0);
         }
     });
@@ -255,7 +255,7 @@ TEST(Assert, anItemThatThrowsLeavesTheMessageEmpty) {
         try {
             VX_ASSERT(1 == 2, thrower());
         } catch (...) {
-            // The process would live on behind a failed assertion.
+            // The process would live on after a failed assertion.
             _exit(0);
         }
     });

@@ -187,7 +187,7 @@ TEST_F(ConfTest, readLogsItsContentAtInfo) {
                                          "\\(\\*fileContent\\):\\[1\\] .cpp:<line>")));
 }
 
-TEST_F(ConfTest, malformedContentIsLoggedAheadOfItsFailure) {
+TEST_F(ConfTest, malformedContentIsLoggedBeforeItsFailure) {
     writeFile("key", "{\"a\":");
     const ChannelSeverity info("vxConf", LogSeverity::info);
     LogCapture log;

@@ -190,7 +190,7 @@ TEST(ToDateTime, missingZFails) {
               "vx/date-time.cpp:<line>");
 }
 
-TEST(ToDateTime, missingZIsToldAheadOfAFormThatIsNone) {
+TEST(ToDateTime, missingZIsToldBeforeAFormThatIsNone) {
     EXPECT_EQ(failureOf("not a date and time at all"),
               "Expecting DateTime in format 2009-01-02T09:00:00[.000]Z "
               "s:not a date and time at all condition:boost::ends_with(s, \"Z\") "

@@ -269,7 +269,7 @@ TEST_F(SystemExists, pathThatCannotBeFollowedThrows) {
     EXPECT_THROW(system->exists(path("loop")), boost::filesystem::filesystem_error);
 }
 
-TEST_F(SystemExists, logsThePathAtDebugAheadOfLooking) {
+TEST_F(SystemExists, logsThePathAtDebugBeforeLooking) {
     const ChannelSeverity debug("vxSystem", LogSeverity::debug);
     LogCapture log;
     std::filesystem::create_symlink("loop", path("loop"));

@@ -278,7 +278,7 @@ void LocalServer::clearRequests() {
 }
 
 void LocalServer::whenRequested(std::function<void(const Request&)> callback) {
-    // The old one goes behind the lock, as what it holds may call back.
+    // The old one is destroyed after the lock is gone, as what it holds may call back.
     auto next =
         callback ? std::make_shared<const std::function<void(const Request&)>>(std::move(callback))
                  : nullptr;

@@ -129,7 +129,7 @@ void MeteringService::Impl::accept() {
 void MeteringService::Impl::welcome(stream_protocol::socket socket) {
     std::unique_lock lock(m_mutex);
     const bool closeAtOnce = m_acceptAndClose;
-    // Closed ahead of the count, so that whoever waits for the connection finds it closed.
+    // Closed before the count, so that whoever waits for the connection finds it closed.
     if (closeAtOnce)
         socket.close();
     ++m_connections;
@@ -191,7 +191,7 @@ bool MeteringService::waitForConnections(std::size_t count) const {
 }
 
 void MeteringService::whenArrived(std::function<void(const Message&)> callback) {
-    // The old one goes behind the lock, as what it holds may call back.
+    // The old one is destroyed after the lock is gone, as what it holds may call back.
     auto next =
         callback ? std::make_shared<const std::function<void(const Message&)>>(std::move(callback))
                  : nullptr;

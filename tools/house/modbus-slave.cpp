@@ -463,7 +463,7 @@ void ModbusSlave::dropConnections() {
 }
 
 void ModbusSlave::beforeAnswer(std::function<void()> callback) {
-    // The old one goes behind the lock, as what it holds may call back.
+    // The old one is destroyed after the lock is gone, as what it holds may call back.
     auto next =
         callback ? std::make_shared<const std::function<void()>>(std::move(callback)) : nullptr;
     const std::lock_guard lock(m_impl->m_mutex);

@@ -98,7 +98,7 @@ public:
     /// Cuts all TCP connections that are open now.
     void dropConnections();
 
-    /// Calls @p callback on the slave's thread ahead of each answer, so that the values can be
+    /// Calls @p callback on the slave's thread before each answer, so that the values can be
     /// brought up to date. It may be replaced at any time, even by itself; a call that is under way
     /// then runs to its end.
     void beforeAnswer(std::function<void()> callback);

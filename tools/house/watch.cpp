@@ -134,7 +134,7 @@ Watch::Impl::Impl(const WatchOptions& options)
     if (m_line)
         m_line->linkMasterEnd(options.rtuLink);
     listen();
-    // Ahead of the home, so that no request finds it without them.
+    // Before the home, so that no request finds it without them.
     faults::order(options.faults, m_home, *m_bus, m_server);
     m_home.serveOn(m_server);
     m_home.liveOn(*m_bus);
@@ -244,7 +244,7 @@ std::optional<End> Watch::Impl::endByPolls() {
     if (m_account.isComplete())
         return End{0, "Every meter delivered in each poll, " + count + " of " + count + "."};
     // The reader writes a poll's messages after the poll and closes their connections after the
-    // poll behind it. So they have all come when the poll after next is over.
+    // poll after it. So they have all come when the poll after next is over.
     const bool over = m_account.pollsBegun() >= polls + 3;
     // A dead meter costs seconds per register, with nothing to be heard of in between.
     const auto limit = Patience::limit(std::chrono::minutes{5});
