@@ -74,8 +74,8 @@ public:
         m_thread.join();
     }
 
-    /// Records the request and decides on its answer.
-    Answer take(const Request& request);
+    /// Decides on the answer and records the request with it.
+    Answer take(Request request);
 
     asio::io_context m_io{1};
     tcp::acceptor m_acceptor;
@@ -118,7 +118,7 @@ Request toRequest(const RawRequest& raw, std::size_t connection) {
 /// One connection: reads a request, asks for the answer, sends it, and starts over.
 class HttpSession : public std::enable_shared_from_this<HttpSession> {
 public:
-    using Responder = std::function<Answer(const Request&)>;
+    using Responder = std::function<Answer(Request)>;
 
     HttpSession(tcp::socket socket, std::size_t connection, Responder responder)
         : m_socket(std::move(socket)),
@@ -179,7 +179,7 @@ private:
 void LocalServer::Impl::accept() {
     m_acceptor.async_accept([this](error_code ec, tcp::socket socket) {
         if (!ec) {
-            auto responder = [this](const Request& request) { return take(request); };
+            auto responder = [this](Request request) { return take(std::move(request)); };
             std::make_shared<HttpSession>(std::move(socket), ++m_connections, std::move(responder))
                 ->read();
         }
@@ -187,9 +187,10 @@ void LocalServer::Impl::accept() {
     });
 }
 
-Answer LocalServer::Impl::take(const Request& request) {
+Answer LocalServer::Impl::take(Request request) {
     std::unique_lock lock(m_mutex);
     Answer answer = choose(request.path);
+    request.status = answer.drop ? 0 : answer.status;
     m_requests.push_back(request);
     const auto callback = m_callback;
     lock.unlock();

@@ -43,6 +43,8 @@ struct Request {
     std::vector<std::string> headerNames;
     std::string body;
     std::chrono::system_clock::time_point arrived;
+    /// The status of its answer; 0 when the connection is closed without one.
+    unsigned status = 0;
     /// Number of the connection that it came on, in the order in which they were accepted.
     std::size_t connection = 0;
 };
@@ -85,8 +87,9 @@ public:
     [[nodiscard]] bool waitForRequests(const std::string& path, std::size_t count) const;
     void clearRequests();
 
-    /// Calls @p callback on the server's thread after each recorded request. It may be
-    /// replaced at any time, even by itself; a call that is under way then runs to its end.
+    /// Calls @p callback on the server's thread after each recorded request, before its answer is
+    /// sent. It may be replaced at any time, even by itself; a call that is under way then runs to
+    /// its end.
     void whenRequested(std::function<void(const Request&)> callback);
 
 private:

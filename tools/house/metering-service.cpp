@@ -68,7 +68,7 @@ public:
         m_thread.join();
     }
 
-    void keep(std::string text);
+    void keep(std::string text, std::size_t connection);
 
     asio::io_context m_io{1};
     stream_protocol::acceptor m_acceptor;
@@ -132,17 +132,17 @@ void MeteringService::Impl::welcome(stream_protocol::socket socket) {
     // Closed before the count, so that whoever waits for the connection finds it closed.
     if (closeAtOnce)
         socket.close();
-    ++m_connections;
+    const std::size_t connection = ++m_connections;
     lock.unlock();
     m_changed.notify_all();
     if (closeAtOnce)
         return;
-    auto receiver = [this](std::string text) { keep(std::move(text)); };
+    auto receiver = [this, connection](std::string text) { keep(std::move(text), connection); };
     std::make_shared<MessageSession>(std::move(socket), std::move(receiver))->read();
 }
 
-void MeteringService::Impl::keep(std::string text) {
-    const Message message{std::move(text), std::chrono::system_clock::now()};
+void MeteringService::Impl::keep(std::string text, std::size_t connection) {
+    const Message message{std::move(text), connection, std::chrono::system_clock::now()};
     std::unique_lock lock(m_mutex);
     m_messages.push_back(message);
     const auto callback = m_callback;

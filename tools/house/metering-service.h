@@ -12,6 +12,8 @@ namespace house {
 /// One message as it arrived: all bytes of one connection up to its end.
 struct Message {
     std::string text;
+    /// Number of the connection, in the order in which they were accepted.
+    std::size_t connection = 0;
     /// The moment at which the end of the stream was seen.
     std::chrono::system_clock::time_point arrived;
 };

@@ -187,7 +187,8 @@ public:
     std::size_t m_accepted = 0;
     std::vector<Descriptor> m_connections;
     /// Shared with the call that is under way, which outlives a replacement.
-    std::shared_ptr<const std::function<void()>> m_callback;
+    std::shared_ptr<const std::function<void()>> m_beforeAnswer;
+    std::shared_ptr<const std::function<void(const std::string&)>> m_whenAnswering;
 
 private:
     void runTcp();
@@ -328,16 +329,20 @@ Context ModbusSlave::Impl::newLineContext(int unit) const {
 void ModbusSlave::Impl::answer(modbus_t* context, const Frame& frame, int length) {
     const Query query = parse(frame, modbus_get_header_length(context));
     std::unique_lock lock(m_mutex);
-    const auto callback = m_callback;
+    const auto beforeAnswer = m_beforeAnswer;
     lock.unlock();
-    if (callback)
-        (*callback)();
+    if (beforeAnswer)
+        (*beforeAnswer)();
 
     lock.lock();
     const Reply reply = decide(query);
-    m_transcript += text(query) + text(reply);
+    const std::string lines = text(query) + text(reply);
+    m_transcript += lines;
     ++m_requests;
+    const auto whenAnswering = m_whenAnswering;
     lock.unlock();
+    if (whenAnswering)
+        (*whenAnswering)(lines);
     m_changed.notify_all();
     if (mayAnswerAfter(reply.delay))
         send(context, frame, length, reply);
@@ -467,7 +472,16 @@ void ModbusSlave::beforeAnswer(std::function<void()> callback) {
     auto next =
         callback ? std::make_shared<const std::function<void()>>(std::move(callback)) : nullptr;
     const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback.swap(next);
+    m_impl->m_beforeAnswer.swap(next);
+}
+
+void ModbusSlave::whenAnswering(std::function<void(const std::string&)> callback) {
+    auto next =
+        callback
+            ? std::make_shared<const std::function<void(const std::string&)>>(std::move(callback))
+            : nullptr;
+    const std::lock_guard lock(m_impl->m_mutex);
+    m_impl->m_whenAnswering.swap(next);
 }
 
 using Unit = ModbusSlave::Unit;

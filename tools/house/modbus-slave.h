@@ -102,6 +102,9 @@ public:
     /// brought up to date. It may be replaced at any time, even by itself; a call that is under way
     /// then runs to its end.
     void beforeAnswer(std::function<void()> callback);
+    /// Calls @p callback on the slave's thread with the two lines of each request as they stand in
+    /// the transcript, before the answer is sent. It may be replaced like the other.
+    void whenAnswering(std::function<void(const std::string& lines)> callback);
 
 private:
     class Impl;
