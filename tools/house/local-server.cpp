@@ -1,5 +1,6 @@
 #include "house/local-server.h"
 
+#include "house/callback.h"
 #include "house/patience.h"
 
 #include <algorithm>
@@ -87,8 +88,7 @@ public:
     std::map<std::string, std::deque<Answer>> m_next;
     std::map<std::string, Answer> m_always;
     std::vector<Request> m_requests;
-    /// Shared with the call that is under way, which outlives a replacement.
-    std::shared_ptr<const std::function<void(const Request&)>> m_callback;
+    Callback<const Request&> m_whenRequested;
 
 private:
     void accept();
@@ -192,11 +192,9 @@ Answer LocalServer::Impl::take(Request request) {
     Answer answer = choose(request.path);
     request.status = answer.drop ? 0 : answer.status;
     m_requests.push_back(request);
-    const auto callback = m_callback;
     lock.unlock();
     m_changed.notify_all();
-    if (callback)
-        (*callback)(request);
+    m_whenRequested(request);
     return answer;
 }
 
@@ -279,12 +277,7 @@ void LocalServer::clearRequests() {
 }
 
 void LocalServer::whenRequested(std::function<void(const Request&)> callback) {
-    // The old one is destroyed after the lock is gone, as what it holds may call back.
-    auto next =
-        callback ? std::make_shared<const std::function<void(const Request&)>>(std::move(callback))
-                 : nullptr;
-    const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback.swap(next);
+    m_impl->m_whenRequested.replace(std::move(callback));
 }
 
 } // namespace house

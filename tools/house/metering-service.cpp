@@ -1,5 +1,6 @@
 #include "house/metering-service.h"
 
+#include "house/callback.h"
 #include "house/group-access.h"
 #include "house/own-file.h"
 #include "house/patience.h"
@@ -80,8 +81,7 @@ public:
     std::vector<Message> m_messages;
     std::size_t m_connections = 0;
     bool m_acceptAndClose = false;
-    /// Shared with the call that is under way, which outlives a replacement.
-    std::shared_ptr<const std::function<void(const Message&)>> m_callback;
+    Callback<const Message&> m_whenArrived;
 
 private:
     void accept();
@@ -145,11 +145,9 @@ void MeteringService::Impl::keep(std::string text, std::size_t connection) {
     const Message message{std::move(text), connection, std::chrono::system_clock::now()};
     std::unique_lock lock(m_mutex);
     m_messages.push_back(message);
-    const auto callback = m_callback;
     lock.unlock();
     m_changed.notify_all();
-    if (callback)
-        (*callback)(message);
+    m_whenArrived(message);
 }
 
 MeteringService::MeteringService(const std::string& path) : m_impl(std::make_unique<Impl>(path)) {}
@@ -191,12 +189,7 @@ bool MeteringService::waitForConnections(std::size_t count) const {
 }
 
 void MeteringService::whenArrived(std::function<void(const Message&)> callback) {
-    // The old one is destroyed after the lock is gone, as what it holds may call back.
-    auto next =
-        callback ? std::make_shared<const std::function<void(const Message&)>>(std::move(callback))
-                 : nullptr;
-    const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_callback.swap(next);
+    m_impl->m_whenArrived.replace(std::move(callback));
 }
 
 } // namespace house

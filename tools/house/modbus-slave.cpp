@@ -1,5 +1,6 @@
 #include "house/modbus-slave.h"
 
+#include "house/callback.h"
 #include "house/descriptor.h"
 #include "house/patience.h"
 
@@ -186,9 +187,8 @@ public:
     std::size_t m_requests = 0;
     std::size_t m_accepted = 0;
     std::vector<Descriptor> m_connections;
-    /// Shared with the call that is under way, which outlives a replacement.
-    std::shared_ptr<const std::function<void()>> m_beforeAnswer;
-    std::shared_ptr<const std::function<void(const std::string&)>> m_whenAnswering;
+    Callback<> m_beforeAnswer;
+    Callback<const std::string&> m_whenAnswering;
 
 private:
     void runTcp();
@@ -328,21 +328,14 @@ Context ModbusSlave::Impl::newLineContext(int unit) const {
 
 void ModbusSlave::Impl::answer(modbus_t* context, const Frame& frame, int length) {
     const Query query = parse(frame, modbus_get_header_length(context));
+    m_beforeAnswer();
     std::unique_lock lock(m_mutex);
-    const auto beforeAnswer = m_beforeAnswer;
-    lock.unlock();
-    if (beforeAnswer)
-        (*beforeAnswer)();
-
-    lock.lock();
     const Reply reply = decide(query);
     const std::string lines = text(query) + text(reply);
     m_transcript += lines;
     ++m_requests;
-    const auto whenAnswering = m_whenAnswering;
     lock.unlock();
-    if (whenAnswering)
-        (*whenAnswering)(lines);
+    m_whenAnswering(lines);
     m_changed.notify_all();
     if (mayAnswerAfter(reply.delay))
         send(context, frame, length, reply);
@@ -468,20 +461,11 @@ void ModbusSlave::dropConnections() {
 }
 
 void ModbusSlave::beforeAnswer(std::function<void()> callback) {
-    // The old one is destroyed after the lock is gone, as what it holds may call back.
-    auto next =
-        callback ? std::make_shared<const std::function<void()>>(std::move(callback)) : nullptr;
-    const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_beforeAnswer.swap(next);
+    m_impl->m_beforeAnswer.replace(std::move(callback));
 }
 
 void ModbusSlave::whenAnswering(std::function<void(const std::string&)> callback) {
-    auto next =
-        callback
-            ? std::make_shared<const std::function<void(const std::string&)>>(std::move(callback))
-            : nullptr;
-    const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_whenAnswering.swap(next);
+    m_impl->m_whenAnswering.replace(std::move(callback));
 }
 
 using Unit = ModbusSlave::Unit;
