@@ -1,48 +1,16 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
+
+#include "house/modbus-exchange.h"
 
 namespace house {
 
-using Words = std::vector<std::uint16_t>;
-
-/// The two register spaces that a Modbus master reads words from.
-enum class Space { input, holding };
-
-/// How a request fails.
-class Fault {
-public:
-    enum class Kind { silence, shortAnswer, exception, late };
-
-    /// No answer at all.
-    static const Fault silence;
-    /// A well-formed answer that carries one word fewer than asked for.
-    static const Fault shortAnswer;
-    /// A Modbus exception answer with @p code, 1 to 11.
-    static Fault exception(unsigned code) { return {Kind::exception, code}; }
-    /// The right answer, so much later. As one thread serves all, the other requests of the bus
-    /// wait for it too; the end of the slave doesn't.
-    static Fault late(std::chrono::milliseconds delay) { return {Kind::late, 0, delay}; }
-
-    Kind kind() const { return m_kind; }
-    unsigned code() const { return m_code; }
-    std::chrono::milliseconds delay() const { return m_delay; }
-
-private:
-    Fault(Kind kind, unsigned code, std::chrono::milliseconds delay = {})
-        : m_kind(kind), m_code(code), m_delay(delay) {}
-
-    Kind m_kind;
-    unsigned m_code;
-    std::chrono::milliseconds m_delay;
-};
+struct FaultOrder;
 
 /// Where a slave on Modbus TCP listens on 127.0.0.1; 0 takes any free port.
 struct TcpPort {
@@ -55,7 +23,7 @@ struct Tty {
 };
 
 /// A bus with Modbus slaves, several units on one line or port, served by a thread of its own for
-/// as long as the object lives. It goes through libmodbus's server side.
+/// as long as the object lives.
 ///
 /// A unit that was never mentioned keeps silent, on RTU and on TCP alike. A request that touches a
 /// word which was never set gets exception 2, a function other than reading input or holding
@@ -133,8 +101,7 @@ public:
 private:
     friend class ModbusSlave;
     Unit(Impl& impl, int id) : m_impl(&impl), m_id(id) {}
-    Unit& order(std::optional<Space> space, std::optional<int> address, const Fault& fault,
-                int requests);
+    Unit& order(const FaultOrder& order);
 
     Impl* m_impl;
     int m_id;

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace house {
+
+using Words = std::vector<std::uint16_t>;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint8_t highByte(std::size_t word) {
+    return static_cast<std::uint8_t>(word >> 8);
+}
+
+constexpr std::uint8_t lowByte(std::size_t word) {
+    return static_cast<std::uint8_t>(word & 0xFF);
+}
+
+/// The two register spaces that a Modbus master reads words from.
+enum class Space { input, holding };
+
+/// How a request fails.
+class Fault {
+public:
+    enum class Kind { silence, shortAnswer, exception, late };
+
+    /// No answer at all.
+    static const Fault silence;
+    /// A well-formed answer that carries one word fewer than asked for.
+    static const Fault shortAnswer;
+    /// A Modbus exception answer with @p code, 1 to 11.
+    static constexpr Fault exception(unsigned code) { return {Kind::exception, code}; }
+    /// The right answer, so much later. As one thread serves all, the other requests of the bus
+    /// wait for it too; the end of the slave doesn't.
+    static constexpr Fault late(std::chrono::milliseconds delay) { return {Kind::late, 0, delay}; }
+
+    constexpr Kind kind() const { return m_kind; }
+    constexpr unsigned code() const { return m_code; }
+    constexpr std::chrono::milliseconds delay() const { return m_delay; }
+
+private:
+    constexpr Fault(Kind kind, unsigned code = 0, std::chrono::milliseconds delay = {})
+        : m_kind(kind), m_code(code), m_delay(delay) {}
+
+    Kind m_kind;
+    unsigned m_code;
+    std::chrono::milliseconds m_delay;
+};
+
+inline constexpr Fault Fault::silence{Kind::silence};
+inline constexpr Fault Fault::shortAnswer{Kind::shortAnswer};
+
+/// A request of the master.
+struct Query {
+    /// The one in @p message, which begins with the number of the unit. Address and count mean
+    /// something for a query that reads.
+    static Query in(const std::uint8_t* message);
+
+    int unit = 0;
+    int function = 0;
+    int address = 0;
+    int count = 0;
+
+    /// Whether it asks for input or holding registers.
+    bool reads() const;
+    Space space() const;
+    /// Its line in the transcript.
+    std::string text() const;
+};
+
+/// What a query is answered with.
+struct Reply {
+    Words words;
+    /// The code of a Modbus exception, in the place of the words.
+    std::optional<unsigned> exception;
+    /// What becomes of the answer on its way.
+    std::optional<Fault> fault;
+
+    bool has(Fault::Kind kind) const { return fault && fault->kind() == kind; }
+    /// The answer to @p query, from the number of the unit to the end of its data.
+    Bytes message(const Query& query) const;
+    /// Its line in the transcript.
+    std::string text() const;
+};
+
+} // namespace house

@@ -1,0 +1,85 @@
+#include "house/rtu-line.h"
+
+#include <array>
+#include <utility>
+
+#include <poll.h>
+
+namespace house {
+
+namespace {
+
+/// @p message with its check sum, the low byte first.
+Bytes framed(Bytes message) {
+    unsigned sum = 0xFFFF;
+    for (const std::uint8_t byte : message) {
+        sum ^= byte;
+        for (int bit = 0; bit < 8; ++bit)
+            sum = (sum & 1U) != 0 ? sum >> 1 ^ 0xA001U : sum >> 1;
+    }
+    message.insert(message.end(), {lowByte(sum), highByte(sum)});
+    return message;
+}
+
+/// Whether a frame that asks for registers came as it was sent.
+bool isIntactRead(const std::uint8_t* frame) {
+    constexpr std::size_t length = 6;
+    const Bytes right = framed(Bytes(frame, frame + length));
+    return std::equal(right.begin(), right.end(), frame);
+}
+
+} // namespace
+
+RtuLine::RtuLine(std::string device) : m_device(std::move(device)), m_context(newContext()) {
+    require(modbus_connect(m_context.get()), m_device.c_str());
+    m_line = Descriptor(modbus_get_socket(m_context.get()));
+}
+
+ModbusContext RtuLine::newContext() const {
+    ModbusContext context(modbus_new_rtu(m_device.c_str(), 19200, 'E', 8, 1));
+    modbus_set_slave(context.get(), m_unit);
+    return context;
+}
+
+void RtuLine::serve(const Wakeup& stop, const Responder& respond) {
+    std::array<pollfd, 2> wait{{{stop.descriptor(), POLLIN, 0}, {m_line.number(), POLLIN, 0}}};
+    for (;;) {
+        if (::poll(wait.data(), wait.size(), -1) < 0)
+            continue;
+        if (wait[0].revents != 0 || (wait[1].revents & (POLLHUP | POLLERR)) != 0)
+            return;
+        answer(respond);
+    }
+}
+
+void RtuLine::answer(const Responder& respond) {
+    const std::optional<Query> query = receive();
+    if (!query)
+        return;
+    const std::optional<Reply> reply = respond(*query);
+    if (!reply)
+        return;
+    const Bytes frame = framed(reply->message(*query));
+    // Nobody listens on a line that takes no more.
+    [[maybe_unused]] const ssize_t size = ::write(m_line.number(), frame.data(), frame.size());
+}
+
+// libmodbus serves one unit per context: it does not check the frame of a foreign unit, and takes
+// what follows it for that unit's answer. This bus has many units, so a foreign frame is checked
+// here, and a fresh context on the same line goes on for its unit.
+std::optional<Query> RtuLine::receive() {
+    std::array<std::uint8_t, MODBUS_RTU_MAX_ADU_LENGTH> frame{};
+    const int length = modbus_receive(m_context.get(), frame.data());
+    if (length < 0)
+        return std::nullopt;
+    if (length == 0) {
+        m_unit = frame[0];
+        m_context = newContext();
+        modbus_set_socket(m_context.get(), m_line.number());
+        if (!isIntactRead(frame.data()))
+            return std::nullopt;
+    }
+    return Query::in(frame.data());
+}
+
+} // namespace house

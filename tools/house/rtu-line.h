@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "house/bus-line.h"
+
+namespace house {
+
+/// Modbus RTU on a serial device, at 19200 8E1.
+class RtuLine : public BusLine {
+public:
+    /// Throws `std::system_error` when the device cannot be opened.
+    explicit RtuLine(std::string device);
+
+    void serve(const Wakeup& stop, const Responder& respond) override;
+
+private:
+    ModbusContext newContext() const;
+    std::optional<Query> receive();
+    void answer(const Responder& respond);
+
+    std::string m_device;
+    /// The unit that the context serves.
+    int m_unit = 0;
+    ModbusContext m_context;
+    Descriptor m_line;
+};
+
+} // namespace house
