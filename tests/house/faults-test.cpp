@@ -4,6 +4,7 @@
 #include "thrown-by.h"
 
 #include <chrono>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using namespace house;
@@ -54,6 +55,26 @@ TEST_F(Faults, aMeterAnswersLate) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
 }
 
+TEST_F(Faults, aMeterAnswersGarbled) {
+    order({"3=garbled"});
+
+    EXPECT_EQ(m_master.readInput(3, 2, 2), Words());
+    EXPECT_EQ(m_master.error, EMBBADDATA);
+}
+
+TEST_F(Faults, aMeterAnswersInTheNameOfAnotherUnit) {
+    order({"3=unit:247"});
+
+    EXPECT_EQ(m_master.readInput(3, 2, 2).size(), 2U);
+
+    EXPECT_THAT(m_slave.transcript(), testing::HasSubstr("<< unit 247 "));
+}
+
+TEST_F(Faults, aMeterCannotAnswerInItsOwnName) {
+    EXPECT_EQ(thrownBy([&] { order({"3=unit:3"}); }),
+              "The fault 3=unit:3 names the meter's own unit");
+}
+
 TEST_F(Faults, theLocalServerAnswersTheStatusThatIsOrdered) {
     order({"attached=status:503"});
 
@@ -82,5 +103,6 @@ TEST_F(Faults, anAddressHasOneFormOnly) {
 TEST_F(Faults, aTextThatIsNoneIsRefused) {
     EXPECT_EQ(thrownBy([&] { order({"3=loud"}); }),
               "'3=loud' is none of ADDRESS=silent, ADDRESS=exception:1 to 11, "
-              "ADDRESS=late:1 to 99999, rtuconfig|attached|supported=status:400 to 599");
+              "ADDRESS=late:1 to 99999, ADDRESS=garbled, ADDRESS=unit:1 to 247, "
+              "rtuconfig|attached|supported=status:400 to 599");
 }

@@ -103,14 +103,15 @@ TEST(ModbusHouse, goesOnWithoutTheGroupMetering) {
 TEST(ModbusHouse, refusesATextThatIsNoFault) {
     for (const std::string fault :
          {"", "3", "3=", "3=loud", "3=exception:0", "3=exception:12", "3=late:0", "3=late:-1",
-          "3=late:100000", "x=silent", "-1=silent", "attached=status:200", "attached=silent",
-          "3=status:500"})
+          "3=late:100000", "3=late", "3=garbled:1", "3=unit", "3=unit:0", "3=unit:248", "x=silent",
+          "-1=silent", "attached=status:200", "attached=silent", "3=status:500"})
         EXPECT_EQ(
             runInPrivateWorld("exec $house --fault '" + fault + "'"),
             refused(
                 "--fault: '" + fault +
                 "' is none of ADDRESS=silent, ADDRESS=exception:1 to 11, ADDRESS=late:1 to 99999, "
-                "rtuconfig|attached|supported=status:400 to 599"));
+                "ADDRESS=garbled, ADDRESS=unit:1 to 247, rtuconfig|attached|supported=status:400 "
+                "to 599"));
 }
 
 TEST(ModbusHouse, refusesAFaultOfNoMeter) {

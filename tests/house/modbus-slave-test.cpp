@@ -9,6 +9,7 @@
 
 #include <boost/asio.hpp>
 #include <chrono>
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
@@ -17,15 +18,19 @@
 
 using namespace house;
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 
 namespace {
 
-/// A slave and its master, on TCP or over a pseudo terminal.
+/// A slave and its master, on TCP or over a pseudo terminal, and what the master says of an answer
+/// that came with damage.
 struct TcpBus {
+    static constexpr int errorOfDamage = EMBBADDATA;
     ModbusSlave slave{TcpPort{}};
     std::unique_ptr<Master> master = std::make_unique<Master>(slave);
 };
 struct RtuBus {
+    static constexpr int errorOfDamage = EMBBADCRC;
     PtyPair line;
     ModbusSlave slave{Tty{line.slaveEnd()}};
     std::unique_ptr<Master> master = std::make_unique<Master>(line.masterEnd());
@@ -46,6 +51,23 @@ struct BusNames {
         return std::is_same_v<Bus, TcpBus> ? "Tcp" : "Rtu";
     }
 };
+
+/// Sends @p request as it stands, and gives @p size bytes of what comes back.
+template <class Stream>
+std::string exchange(Stream& stream, const std::string& request, std::size_t size) {
+    boost::asio::write(stream, boost::asio::buffer(request));
+    std::string answer(size, ' ');
+    boost::asio::read(stream, boost::asio::buffer(answer));
+    return answer;
+}
+
+/// The same on a connection of its own, for the answer with one word.
+std::string exchangeOnTcp(const ModbusSlave& slave, const std::string& request) {
+    boost::asio::io_context io;
+    boost::asio::ip::tcp::socket socket(io);
+    socket.connect({boost::asio::ip::address_v4::loopback(), slave.port()});
+    return exchange(socket, request, 11);
+}
 
 using Buses = testing::Types<TcpBus, RtuBus>;
 TYPED_TEST_SUITE(ModbusSlaveOn, Buses, BusNames);
@@ -220,6 +242,29 @@ TYPED_TEST(ModbusSlaveOn, lateAnswerToAnUnmappedAddressIsException2) {
                                           "<< late exception 2\n");
 }
 
+TYPED_TEST(ModbusSlaveOn, garbledAnswerOnDemandIsRefusedAndTheNextOneIsGood) {
+    this->m_slave.unit(7).input(1, {5}).failNext(1, Fault::garbled);
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.error, TypeParam::errorOfDamage);
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{5});
+
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                          "<< garbled 0005\n"
+                                          ">> unit 7  read input 1 x1\n"
+                                          "<< 0005\n");
+}
+
+TYPED_TEST(ModbusSlaveOn, garbledAnswerToAnUnmappedAddressIsADamagedException2) {
+    this->m_slave.unit(7).failNext(1, Fault::garbled);
+
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+
+    EXPECT_EQ(this->m_master.error, TypeParam::errorOfDamage);
+    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                          "<< garbled exception 2\n");
+}
+
 TYPED_TEST(ModbusSlaveOn, answers125WordsInOne) {
     Words words(125);
     for (std::size_t i = 0; i < words.size(); ++i)
@@ -353,16 +398,63 @@ TEST(ModbusSlave, mastersComeAndGoOnOneLine) {
 TEST(ModbusSlave, shortAnswerOnTcpCarriesTheNumberOfItsRequest) {
     ModbusSlave slave(TcpPort{});
     slave.unit(7).holding(1, {0x1234, 5}).failNext(1, Fault::shortAnswer);
+
+    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x03\0\x01\0\x02"s),
+              "\xAB\xCD\0\0\0\x05\x07\x03\x02\x12\x34"s);
+}
+
+TEST(ModbusSlave, garbledAnswerOnTcpHasAnotherProtocolAndLastByte) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::garbled);
+
+    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x04\0\x01\0\x01"s),
+              "\xAB\xCD\xFF\xFF\0\x05\x07\x04\x02\x12\xCB"s);
+}
+
+TEST(ModbusSlave, garbledAnswerOnTheLineHasTheCheckSumOfTheRightOne) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::garbled);
     boost::asio::io_context io;
-    boost::asio::ip::tcp::socket socket(io);
-    socket.connect({boost::asio::ip::address_v4::loopback(), slave.port()});
+    boost::asio::posix::stream_descriptor master(io, ::open(line.masterEnd().c_str(), O_RDWR));
 
-    const std::string request("\xAB\xCD\0\0\0\x06\x07\x03\0\x01\0\x02", 12);
-    boost::asio::write(socket, boost::asio::buffer(request));
-    std::string answer(11, ' ');
-    boost::asio::read(socket, boost::asio::buffer(answer));
+    EXPECT_EQ(exchange(master, "\x07\x04\0\x01\0\x01\x60\x6C"s, 7),
+              "\x07\x04\x02\x12\xCB\x3C\x47"s);
+}
 
-    EXPECT_EQ(answer, std::string("\xAB\xCD\0\0\0\x05\x07\x03\x02\x12\x34", 11));
+TEST(ModbusSlave, answerOfAnotherUnitOnTheLineIsRefusedAndTheNextOneIsGood) {
+    const PtyPair line;
+    ModbusSlave slave(Tty{line.slaveEnd()});
+    slave.unit(7).input(1, {5}).failNext(1, Fault::fromUnit(9));
+    Master master(line.masterEnd());
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(master.error, EMBBADSLAVE);
+    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
+
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                  "<< unit 9 0005\n"
+                                  ">> unit 7  read input 1 x1\n"
+                                  "<< 0005\n");
+}
+
+TEST(ModbusSlave, answerOfAnotherUnitOnTcpHasTheOtherNumber) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::fromUnit(9));
+
+    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x04\0\x01\0\x01"s),
+              "\xAB\xCD\0\0\0\x05\x09\x04\x02\x12\x34"s);
+}
+
+TEST(ModbusSlave, answerOfAnotherUnitOnTcpIsTakenByAMasterThatDoesNotLook) {
+    ModbusSlave slave(TcpPort{});
+    slave.unit(7).input(1, {5}).failNext(1, Fault::fromUnit(9));
+    Master master(slave);
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
+
+    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
+                                  "<< unit 9 0005\n");
 }
 
 TEST(ModbusSlave, damagedFrameOnTheLineIsPassedOver) {

@@ -38,7 +38,7 @@ CLI::Validator anyName() {
 CLI::Validator fault() {
     const auto check = [](const std::string& text) {
         return house::faults::isFault(text) ? std::string()
-                                            : "'" + text + "' is none of " + house::faults::forms;
+                                            : "'" + text + "' is none of " + house::faults::forms();
     };
     return {check, "", "fault"};
 }
@@ -70,7 +70,7 @@ std::optional<int> readCommandLine(int argc, char** argv, house::WatchOptions& o
                    "End after so many polls: status 0 if every meter delivered in every poll")
         ->transform(wholeNumber(1, 100000));
     app.add_option("--fault", options.faults,
-                   std::string("What fails, can be given repeatedly: ") + house::faults::forms)
+                   "What fails, can be given repeatedly: " + house::faults::forms())
         ->check(fault())
         ->allow_extra_args(false);
     try {

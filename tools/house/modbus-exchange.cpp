@@ -26,9 +26,15 @@ std::string remark(const Fault& fault) {
         return " short";
     case Fault::Kind::late:
         return " late";
-    default:
-        return "";
+    case Fault::Kind::garbled:
+        return " garbled";
+    case Fault::Kind::otherUnit:
+        return " unit " + std::to_string(fault.unit());
+    case Fault::Kind::silence:
+    case Fault::Kind::exception:
+        break;
     }
+    return {};
 }
 
 } // namespace
@@ -55,7 +61,8 @@ std::string Query::text() const {
 }
 
 Bytes Reply::message(const Query& query) const {
-    const auto unit = static_cast<std::uint8_t>(query.unit);
+    const auto unit = has(Fault::Kind::otherUnit) ? static_cast<std::uint8_t>(fault->unit())
+                                                  : static_cast<std::uint8_t>(query.unit);
     const auto function = static_cast<std::uint8_t>(query.function);
     if (exception) {
         constexpr unsigned failed = 0x80;

@@ -26,33 +26,40 @@ enum class Space { input, holding };
 /// How a request fails.
 class Fault {
 public:
-    enum class Kind { silence, shortAnswer, exception, late };
+    enum class Kind { silence, shortAnswer, exception, late, garbled, otherUnit };
 
     /// No answer at all.
     static const Fault silence;
     /// A well-formed answer that carries one word fewer than asked for.
     static const Fault shortAnswer;
+    /// The right answer with its last byte turned over. On RTU the check sum tells so. TCP has
+    /// none; there the header names no Modbus either, as that of a gateway that has lost its place.
+    static const Fault garbled;
     /// A Modbus exception answer with @p code, 1 to 11.
     static constexpr Fault exception(unsigned code) { return {Kind::exception, code}; }
     /// The right answer, so much later. As one thread serves all, the other requests of the bus
     /// wait for it too; the end of the slave doesn't.
     static constexpr Fault late(std::chrono::milliseconds delay) { return {Kind::late, 0, delay}; }
+    /// The right answer in the name of another unit, 1 to 247.
+    static constexpr Fault fromUnit(unsigned id) { return {Kind::otherUnit, id}; }
 
     constexpr Kind kind() const { return m_kind; }
-    constexpr unsigned code() const { return m_code; }
+    constexpr unsigned code() const { return m_number; }
+    constexpr unsigned unit() const { return m_number; }
     constexpr std::chrono::milliseconds delay() const { return m_delay; }
 
 private:
-    constexpr Fault(Kind kind, unsigned code = 0, std::chrono::milliseconds delay = {})
-        : m_kind(kind), m_code(code), m_delay(delay) {}
+    constexpr Fault(Kind kind, unsigned number = 0, std::chrono::milliseconds delay = {})
+        : m_kind(kind), m_number(number), m_delay(delay) {}
 
     Kind m_kind;
-    unsigned m_code;
+    unsigned m_number;
     std::chrono::milliseconds m_delay;
 };
 
 inline constexpr Fault Fault::silence{Kind::silence};
 inline constexpr Fault Fault::shortAnswer{Kind::shortAnswer};
+inline constexpr Fault Fault::garbled{Kind::garbled};
 
 /// A request of the master.
 struct Query {

@@ -49,10 +49,18 @@ public:
     void removeUnit(int id);
 
     /// The bus conversation since the start or the last `clearTranscript`, two lines per request:
-    /// ">> unit 7  read input 30001 x2" and what came back, one of "<< 0000 05DC",
-    /// "<< exception 2", "<< silence", "<< short 0000", or "<< late" ahead of one of the first two
-    /// when that is held back. Other functions stand as
-    /// ">> unit 7  function 6".
+    /// ">> unit 7  read input 30001 x2", or ">> unit 7  function 6" for another function, and what
+    /// came back:
+    ///
+    ///     << 0000 05DC
+    ///     << exception 2
+    ///     << silence
+    ///     << short 0000
+    ///     << late 0000 05DC         held back
+    ///     << garbled 0000 05DC      as it was before the damage
+    ///     << unit 9 0000 05DC       in the name of that unit
+    ///
+    /// The last three can be an exception too, like "<< late exception 2".
     std::string transcript() const;
     void clearTranscript();
 

@@ -21,6 +21,11 @@ Bytes framed(Bytes message) {
     return message;
 }
 
+/// Turns over the last byte ahead of the check sum.
+void garble(Bytes& frame) {
+    frame[frame.size() - 3] ^= 0xFF;
+}
+
 /// Whether a frame that asks for registers came as it was sent.
 bool isIntactRead(const std::uint8_t* frame) {
     constexpr std::size_t length = 6;
@@ -59,7 +64,9 @@ void RtuLine::answer(const Responder& respond) {
     const std::optional<Reply> reply = respond(*query);
     if (!reply)
         return;
-    const Bytes frame = framed(reply->message(*query));
+    Bytes frame = framed(reply->message(*query));
+    if (reply->has(Fault::Kind::garbled))
+        garble(frame);
     // Nobody listens on a line that takes no more.
     [[maybe_unused]] const ssize_t size = ::write(m_line.number(), frame.data(), frame.size());
 }
