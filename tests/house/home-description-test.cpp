@@ -50,8 +50,7 @@ TEST(HomeDescription, aFileThatCannotBeReadIsNamed) {
 }
 
 TEST(HomeDescription, anEndlessFileIsGivenUp) {
-    EXPECT_EQ(thrownBy([] { Home{"/dev/zero"}; }),
-              "/dev/zero: No description is larger than 16 MB");
+    EXPECT_EQ(thrownBy([] { Home{"/dev/zero"}; }), "/dev/zero: Larger than 16 MB");
 }
 
 TEST(HomeDescription, aTextThatIsNoJsonIsRefusedWithItsLine) {

@@ -1,6 +1,6 @@
 #include "house/home.h"
 
-#include "house/description.h"
+#include "house/json-part.h"
 #include "house/register-words.h"
 #include "house/signals.h"
 
@@ -58,12 +58,12 @@ bool holds(const Names& names, const std::string& name) {
 
 /// Refuses a name that the reader would take for the first of @p names, without a word.
 template <class Names>
-void checkName(const Description& part, const std::string& key, const Names& names) {
+void checkName(const JsonPart& part, const std::string& key, const Names& names) {
     if (part.has(key))
         part.at(key).check(holds(names, part.text(key)), "No such name: " + part.text(key));
 }
 
-void checkSerialLine(const Description& line) {
+void checkSerialLine(const JsonPart& line) {
     line.allowOnly({"serialDevice", "baudRate", "parity", "dataBits", "stopBits"});
     checkName(line, "baudRate", baudRates);
     checkName(line, "parity", parities);
@@ -93,14 +93,14 @@ struct LiveRegister {
     }
 };
 
-Space toSpace(const Description& model) {
+Space toSpace(const JsonPart& model) {
     const std::string type = model.text("registerType", "holding");
     if (!holds(registerTypes, type))
         model.at("registerType").fail("No such register type: " + type);
     return type == "input" ? Space::input : Space::holding;
 }
 
-double toScale(const Description& model) {
+double toScale(const JsonPart& model) {
     const double scale = model.number("scaleValue", 1.0);
     if (scale == 0.0)
         model.at("scaleValue").fail("Values are divided by it, so it cannot be 0");
@@ -108,7 +108,7 @@ double toScale(const Description& model) {
 }
 
 /// A register as the map of its model has it, without what it shows.
-LiveRegister toRegister(int unit, const Description& model) {
+LiveRegister toRegister(int unit, const JsonPart& model) {
     constexpr int lastAddress = 65535;
     constexpr int longestRead = 125;
     model.allowOnly(
@@ -133,8 +133,8 @@ LiveRegister toRegister(int unit, const Description& model) {
     return result;
 }
 
-void show(LiveRegister& aRegister, const Description& behaviour, const Signals& signals) {
-    const Description shown = behaviour.at(aRegister.key());
+void show(LiveRegister& aRegister, const JsonPart& behaviour, const Signals& signals) {
+    const JsonPart shown = behaviour.at(aRegister.key());
     if (shown.isText()) {
         aRegister.signal = &signals.reference(shown);
         return;
@@ -145,7 +145,7 @@ void show(LiveRegister& aRegister, const Description& behaviour, const Signals& 
                 "Only a register of the data type ascii shows a text");
 }
 
-double toSpeed(const Description& behaviour) {
+double toSpeed(const JsonPart& behaviour) {
     constexpr double fastest = 3600.0;
     const double speed = behaviour.number("speed", 1.0);
     if (speed <= 0.0 || speed > fastest)
@@ -153,8 +153,8 @@ double toSpeed(const Description& behaviour) {
     return speed;
 }
 
-double toStartHour(const Description& behaviour) {
-    const Description hour = behaviour.at("startHour");
+double toStartHour(const JsonPart& behaviour) {
+    const JsonPart hour = behaviour.at("startHour");
     hour.check(hour.number() >= 0.0 && hour.number() < 24.0, "No hour of the day");
     return hour.number();
 }
@@ -163,15 +163,15 @@ double toStartHour(const Description& behaviour) {
 
 class Home::Impl {
 public:
-    explicit Impl(const Description& description);
+    explicit Impl(const JsonPart& description);
 
-    void collectMeter(const Description& meter);
-    void collectRegisters(const Description& meter, int unit);
+    void collectMeter(const JsonPart& meter);
+    void collectRegisters(const JsonPart& meter, int unit);
     void refuseUnusedBehaviour() const;
     void follow(ModbusSlave& slave);
 
-    Description m_server;
-    Description m_behaviour;
+    JsonPart m_server;
+    JsonPart m_behaviour;
     double m_speed;
     Signals m_signals;
     std::vector<Meter> m_meters;
@@ -180,7 +180,7 @@ public:
     mutable std::mutex m_mutex;
 };
 
-Home::Impl::Impl(const Description& description)
+Home::Impl::Impl(const JsonPart& description)
     : m_server(description.at("server")),
       m_behaviour(description.at("behaviour")),
       m_speed(toSpeed(m_behaviour)),
@@ -189,17 +189,15 @@ Home::Impl::Impl(const Description& description)
     m_server.allowOnly({"rtuconfig", "attached", "supported"});
     checkSerialLine(m_server.at("rtuconfig").at("data"));
     m_behaviour.allowOnly({"startHour", "speed", "signals", "units"});
-    m_server.at("attached").at("data").forEach([&](const Description& meter) {
-        collectMeter(meter);
-    });
+    m_server.at("attached").at("data").forEach([&](const JsonPart& meter) { collectMeter(meter); });
     refuseUnusedBehaviour();
 }
 
-void Home::Impl::collectMeter(const Description& meter) {
+void Home::Impl::collectMeter(const JsonPart& meter) {
     meter.allowOnly({"id", "configId", "model", "manufacturer", "serial", "name", "tariffEnabled",
                      "isGlobal", "slaveAddress", "application"});
     checkName(meter, "application", applications);
-    const Description address = meter.at("slaveAddress");
+    const JsonPart address = meter.at("slaveAddress");
     const int unit = address.whole(1, 247);
     for (const Meter& other : m_meters)
         address.check(other.slaveAddress != unit, "Already that of the meter " + other.name);
@@ -211,16 +209,16 @@ void Home::Impl::collectMeter(const Description& meter) {
     collectRegisters(meter, unit);
 }
 
-void Home::Impl::collectRegisters(const Description& meter, int unit) {
-    const Description configId = meter.at("configId");
-    const Description behaviour = m_behaviour.at("units").at(std::to_string(unit));
+void Home::Impl::collectRegisters(const JsonPart& meter, int unit) {
+    const JsonPart configId = meter.at("configId");
+    const JsonPart behaviour = m_behaviour.at("units").at(std::to_string(unit));
     bool known = false;
-    m_server.at("supported").at("data").forEach([&](const Description& model) {
+    m_server.at("supported").at("data").forEach([&](const JsonPart& model) {
         if (model.text("id") != configId.text())
             return;
         known = true;
         model.allowOnly({"id", "displayName", "model", "manufacturer", "registers"});
-        model.at("registers").forEach([&](const Description& aRegister) {
+        model.at("registers").forEach([&](const JsonPart& aRegister) {
             m_registers.push_back(toRegister(unit, aRegister));
             show(m_registers.back(), behaviour, m_signals);
         });
@@ -236,9 +234,9 @@ void Home::Impl::refuseUnusedBehaviour() const {
         units.insert(std::to_string(meter.slaveAddress));
     for (const LiveRegister& aRegister : m_registers)
         registers[std::to_string(aRegister.unit)].insert(aRegister.key());
-    m_behaviour.at("units").forEachMember([&](const std::string& unit, const Description& shown) {
+    m_behaviour.at("units").forEachMember([&](const std::string& unit, const JsonPart& shown) {
         shown.check(units.contains(unit), "No meter has this slave address");
-        shown.forEachMember([&](const std::string& key, const Description& entry) {
+        shown.forEachMember([&](const std::string& key, const JsonPart& entry) {
             entry.check(registers[unit].contains(key), "The meter has no such register");
         });
     });
@@ -253,7 +251,7 @@ void Home::Impl::follow(ModbusSlave& slave) {
         slave.unit(aRegister.unit).set(aRegister.space, aRegister.address, aRegister.words());
 }
 
-Home::Home(const std::string& file) : m_impl(std::make_unique<Impl>(Description::fromFile(file))) {}
+Home::Home(const std::string& file) : m_impl(std::make_unique<Impl>(JsonPart::fromFile(file))) {}
 
 Home::~Home() = default;
 

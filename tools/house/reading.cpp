@@ -1,6 +1,6 @@
 #include "house/reading.h"
 
-#include "house/description.h"
+#include "house/json-part.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -24,11 +24,11 @@ std::chrono::system_clock::time_point toTime(const std::string& text) {
            std::chrono::milliseconds(milliseconds);
 }
 
-double energy(const Description& message, const std::string& key) {
+double energy(const JsonPart& message, const std::string& key) {
     return message.number(key, 0.0) / wattSecondsPerKilowattHour;
 }
 
-Reading toReading(const Description& message) {
+Reading toReading(const JsonPart& message) {
     Reading reading;
     reading.id = message.text("id");
     reading.slaveAddress = static_cast<int>(message.number("slaveAddress"));
@@ -57,7 +57,7 @@ bool Reading::hasValues() const {
 
 std::optional<Reading> tryToReading(const std::string& message) {
     try {
-        return toReading(Description::fromText(message));
+        return toReading(JsonPart::fromText(message));
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }

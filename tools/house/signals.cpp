@@ -34,7 +34,7 @@ struct Window {
 };
 
 /// One that goes over midnight has to be described as two.
-Window window(const Description& description, const std::string& from, const std::string& to) {
+Window window(const JsonPart& description, const std::string& from, const std::string& to) {
     const Window result{description.number(from), description.number(to)};
     description.at(from).check(result.from >= 0.0, "No hour of the day");
     description.at(to).check(result.to <= hoursPerDay, "No hour of the day");
@@ -42,22 +42,22 @@ Window window(const Description& description, const std::string& from, const std
     return result;
 }
 
-std::vector<Window> windows(const Description& description) {
+std::vector<Window> windows(const JsonPart& description) {
     std::vector<Window> result;
-    description.forEach([&](const Description& part) {
+    description.forEach([&](const JsonPart& part) {
         part.allowOnly({"from", "to"});
         result.push_back(window(part, "from", "to"));
     });
     return result;
 }
 
-Rule constant(const Description& description) {
+Rule constant(const JsonPart& description) {
     description.allowOnly({"kind", "value"});
     return [value = description.number("value")](const Step&) { return value; };
 }
 
 /// The seconds since the epoch, in the home's own time.
-Rule calendar(const Description& description) {
+Rule calendar(const JsonPart& description) {
     description.allowOnly({"kind"});
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     double seconds = std::chrono::duration<double>(now).count();
@@ -67,7 +67,7 @@ Rule calendar(const Description& description) {
     };
 }
 
-Rule solar(const std::string& name, const Description& description) {
+Rule solar(const std::string& name, const JsonPart& description) {
     description.allowOnly({"kind", "peak", "sunrise", "sunset", "clouds"});
     const double peak = description.number("peak");
     const double clouds = description.number("clouds", 0.0);
@@ -82,7 +82,7 @@ Rule solar(const std::string& name, const Description& description) {
 }
 
 /// A base load and humps over the day, the time when people cook.
-Rule load(const std::string& name, const Description& description) {
+Rule load(const std::string& name, const JsonPart& description) {
     struct Hump {
         double hour;
         double width;
@@ -90,7 +90,7 @@ Rule load(const std::string& name, const Description& description) {
     };
     description.allowOnly({"kind", "base", "humps", "noise"});
     std::vector<Hump> humps;
-    description.at("humps").forEach([&](const Description& hump) {
+    description.at("humps").forEach([&](const JsonPart& hump) {
         hump.allowOnly({"hour", "width", "watts"});
         hump.at("width").check(hump.number("width") > 0.0, "Not above 0");
         humps.push_back({hump.number("hour"), hump.number("width"), hump.number("watts")});
@@ -106,14 +106,14 @@ Rule load(const std::string& name, const Description& description) {
 }
 
 /// Times of the day at which a device draws power, or gives it when the watts are negative.
-Rule sessions(const std::string& name, const Description& description) {
+Rule sessions(const std::string& name, const JsonPart& description) {
     struct Session {
         Window window;
         double watts;
     };
     description.allowOnly({"kind", "sessions", "noise"});
     std::vector<Session> all;
-    description.at("sessions").forEach([&](const Description& session) {
+    description.at("sessions").forEach([&](const JsonPart& session) {
         session.allowOnly({"from", "to", "watts"});
         all.push_back({window(session, "from", "to"), session.number("watts")});
     });
@@ -128,7 +128,7 @@ Rule sessions(const std::string& name, const Description& description) {
 }
 
 /// A counter: the integral of a power as far as it is positive, in some hours or in all.
-Rule energy(const double& power, const Description& description) {
+Rule energy(const double& power, const JsonPart& description) {
     description.allowOnly({"kind", "of", "start", "hours"});
     const std::vector<Window> hours = description.has("hours")
                                           ? windows(description.at("hours"))
@@ -144,16 +144,16 @@ Rule energy(const double& power, const Description& description) {
 
 } // namespace
 
-Signals::Signals(const Description& description, double startHour)
+Signals::Signals(const JsonPart& description, double startHour)
     : m_second(startHour * secondsPerHour) {
-    description.forEachMember([&](const std::string& name, const Description& signal) {
+    description.forEachMember([&](const std::string& name, const JsonPart& signal) {
         Rule rule = makeRule(name, signal);
         m_signals.push_back({&m_values[name], std::move(rule)});
     });
     step(0.0);
 }
 
-Rule Signals::makeRule(const std::string& name, const Description& description) const {
+Rule Signals::makeRule(const std::string& name, const JsonPart& description) const {
     const std::string kind = description.text("kind");
     if (kind == "constant")
         return constant(description);
@@ -177,17 +177,17 @@ Rule Signals::makeRule(const std::string& name, const Description& description) 
 }
 
 /// The positive part of a signal times @p sign.
-Rule Signals::positivePart(const Description& description, double sign) const {
+Rule Signals::positivePart(const JsonPart& description, double sign) const {
     description.allowOnly({"kind", "of"});
     return [sign, &of = reference(description.at("of"))](const Step&) {
         return std::max(sign * of, 0.0);
     };
 }
 
-Rule Signals::sum(const Description& description) const {
+Rule Signals::sum(const JsonPart& description) const {
     description.allowOnly({"kind", "terms"});
     std::vector<std::pair<const double*, double>> terms;
-    description.at("terms").forEach([&](const Description& term) {
+    description.at("terms").forEach([&](const JsonPart& term) {
         term.allowOnly({"of", "factor"});
         terms.emplace_back(&reference(term.at("of")), term.number("factor", 1.0));
     });
@@ -224,7 +224,7 @@ double Signals::value(const std::string& name) const {
     return found->second;
 }
 
-const double& Signals::reference(const Description& name) const {
+const double& Signals::reference(const JsonPart& name) const {
     const auto found = m_values.find(name.text());
     if (found == m_values.end())
         name.fail("No such signal: " + name.text());

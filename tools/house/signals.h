@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "house/description.h"
+#include "house/json-part.h"
 
 namespace house {
 
@@ -26,7 +26,7 @@ public:
     using Rule = std::function<double(const Step&)>;
 
     /// Takes the object `signals` of a description; the time begins at @p startHour of the day.
-    Signals(const Description& description, double startHour);
+    Signals(const JsonPart& description, double startHour);
 
     /// Lets @p seconds of the home's own time pass.
     void advance(double seconds);
@@ -36,12 +36,12 @@ public:
     double value(const std::string& name) const;
     /// The value of the signal that a description names. It stays in its place and follows the
     /// time.
-    const double& reference(const Description& name) const;
+    const double& reference(const JsonPart& name) const;
 
 private:
-    Rule makeRule(const std::string& name, const Description& description) const;
-    Rule positivePart(const Description& description, double sign) const;
-    Rule sum(const Description& description) const;
+    Rule makeRule(const std::string& name, const JsonPart& description) const;
+    Rule positivePart(const JsonPart& description, double sign) const;
+    Rule sum(const JsonPart& description) const;
     void step(double seconds);
 
     struct Signal {

@@ -9,19 +9,19 @@ struct json_object;
 
 namespace house {
 
-/// A part of a JSON description. Everything that is missing or wrong throws a `std::runtime_error`
-/// that names the file and the place in it, like "home.json: behaviour / speed: No number".
-class Description {
+/// A part of a JSON text that knows its place. Everything that is missing or wrong throws a
+/// `std::runtime_error` that names the file, if it comes from one, and the place in it, like
+/// "home.json: behaviour / speed: No number".
+class JsonPart {
 public:
-    static Description fromFile(const std::string& file);
-    static Description fromText(const std::string& text);
+    static JsonPart fromFile(const std::string& file);
+    static JsonPart fromText(const std::string& text);
 
     bool has(const std::string& key) const;
-    Description at(const std::string& key) const;
-    /// The elements of an array or of an object's member, in order.
-    void forEach(const std::function<void(const Description&)>& visit) const;
-    void
-    forEachMember(const std::function<void(const std::string&, const Description&)>& visit) const;
+    JsonPart at(const std::string& key) const;
+    /// The elements of an array or the members of an object, in order.
+    void forEach(const std::function<void(const JsonPart&)>& visit) const;
+    void forEachMember(const std::function<void(const std::string&, const JsonPart&)>& visit) const;
 
     /// A finite number.
     double number() const;
@@ -44,10 +44,10 @@ public:
     [[noreturn]] void fail(const std::string& complaint) const;
 
 private:
-    Description(std::shared_ptr<json_object> root, json_object* part, std::string file,
-                std::string path);
-    static Description parse(const std::string& text, const std::string& file);
-    Description child(json_object* part, const std::string& key) const;
+    JsonPart(std::shared_ptr<json_object> root, json_object* part, std::string file,
+             std::string path);
+    static JsonPart parse(const std::string& text, const std::string& file);
+    JsonPart child(json_object* part, const std::string& key) const;
 
     std::shared_ptr<json_object> m_root;
     json_object* m_part;

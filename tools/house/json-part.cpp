@@ -1,4 +1,4 @@
-#include "house/description.h"
+#include "house/json-part.h"
 
 #include "house/descriptor.h"
 
@@ -15,7 +15,7 @@ namespace house {
 
 namespace {
 
-/// Gives up on what is no description but an endless device.
+/// Gives up on an endless device.
 std::string readFile(const std::string& file) {
     constexpr std::size_t limit = 16U << 20;
     const Descriptor in(require(::open(file.c_str(), O_RDONLY | O_CLOEXEC), file.c_str()));
@@ -28,7 +28,7 @@ std::string readFile(const std::string& file) {
             return text;
         text.append(chunk.data(), static_cast<std::size_t>(size));
     }
-    throw std::runtime_error(file + ": No description is larger than 16 MB");
+    throw std::runtime_error(file + ": Larger than 16 MB");
 }
 
 std::string joined(const std::string& head, const char* separator, const std::string& tail) {
@@ -37,19 +37,19 @@ std::string joined(const std::string& head, const char* separator, const std::st
 
 } // namespace
 
-Description::Description(std::shared_ptr<json_object> root, json_object* part, std::string file,
-                         std::string path)
+JsonPart::JsonPart(std::shared_ptr<json_object> root, json_object* part, std::string file,
+                   std::string path)
     : m_root(std::move(root)), m_part(part), m_file(std::move(file)), m_path(std::move(path)) {}
 
-Description Description::fromText(const std::string& text) {
+JsonPart JsonPart::fromText(const std::string& text) {
     return parse(text, "");
 }
 
-Description Description::fromFile(const std::string& file) {
+JsonPart JsonPart::fromFile(const std::string& file) {
     return parse(readFile(file), file);
 }
 
-Description Description::parse(const std::string& text, const std::string& file) {
+JsonPart JsonPart::parse(const std::string& text, const std::string& file) {
     const std::unique_ptr<json_tokener, void (*)(json_tokener*)> tokener(json_tokener_new(),
                                                                          json_tokener_free);
     // Strict, so that a text behind the JSON counts as an error too. With its final NUL, which ends
@@ -69,38 +69,38 @@ Description Description::parse(const std::string& text, const std::string& file)
         joined(file, ": ", "No JSON in line " + std::to_string(line) + ": " + reason));
 }
 
-Description Description::child(json_object* part, const std::string& key) const {
+JsonPart JsonPart::child(json_object* part, const std::string& key) const {
     return {m_root, part, m_file, joined(m_path, " / ", key)};
 }
 
-void Description::fail(const std::string& complaint) const {
+void JsonPart::fail(const std::string& complaint) const {
     throw std::runtime_error(joined(m_file, ": ", joined(m_path, ": ", complaint)));
 }
 
-void Description::check(bool good, const std::string& complaint) const {
+void JsonPart::check(bool good, const std::string& complaint) const {
     if (!good)
         fail(complaint);
 }
 
-bool Description::has(const std::string& key) const {
+bool JsonPart::has(const std::string& key) const {
     return json_object_object_get_ex(m_part, key.c_str(), nullptr) != 0;
 }
 
-Description Description::at(const std::string& key) const {
+JsonPart JsonPart::at(const std::string& key) const {
     json_object* part = nullptr;
     if (json_object_object_get_ex(m_part, key.c_str(), &part) == 0)
         child(nullptr, key).fail("Missing");
     return child(part, key);
 }
 
-void Description::forEach(const std::function<void(const Description&)>& visit) const {
+void JsonPart::forEach(const std::function<void(const JsonPart&)>& visit) const {
     check(json_object_is_type(m_part, json_type_array) != 0, "No array");
     for (std::size_t i = 0; i < json_object_array_length(m_part); ++i)
         visit(child(json_object_array_get_idx(m_part, i), std::to_string(i)));
 }
 
-void Description::forEachMember(
-    const std::function<void(const std::string&, const Description&)>& visit) const {
+void JsonPart::forEachMember(
+    const std::function<void(const std::string&, const JsonPart&)>& visit) const {
     check(json_object_is_type(m_part, json_type_object) != 0, "No object");
     auto end = json_object_iter_end(m_part);
     for (auto member = json_object_iter_begin(m_part); json_object_iter_equal(&member, &end) == 0;
@@ -110,13 +110,13 @@ void Description::forEachMember(
     }
 }
 
-void Description::allowOnly(std::initializer_list<const char*> keys) const {
-    forEachMember([&](const std::string& key, const Description& member) {
+void JsonPart::allowOnly(std::initializer_list<const char*> keys) const {
+    forEachMember([&](const std::string& key, const JsonPart& member) {
         member.check(std::find(keys.begin(), keys.end(), key) != keys.end(), "No such key");
     });
 }
 
-double Description::number() const {
+double JsonPart::number() const {
     check(json_object_is_type(m_part, json_type_int) != 0 ||
               json_object_is_type(m_part, json_type_double) != 0,
           "No number");
@@ -125,31 +125,31 @@ double Description::number() const {
     return number;
 }
 
-int Description::whole(int from, int to) const {
+int JsonPart::whole(int from, int to) const {
     const double value = number();
     check(value >= from && value <= to && std::trunc(value) == value,
           "No whole number from " + std::to_string(from) + " to " + std::to_string(to));
     return static_cast<int>(value);
 }
 
-std::string Description::text() const {
+std::string JsonPart::text() const {
     check(isText(), "No text");
     return json_object_get_string(m_part);
 }
 
-bool Description::isText() const {
+bool JsonPart::isText() const {
     return json_object_is_type(m_part, json_type_string) != 0;
 }
 
-double Description::number(const std::string& key, double fallback) const {
+double JsonPart::number(const std::string& key, double fallback) const {
     return has(key) ? number(key) : fallback;
 }
 
-std::string Description::text(const std::string& key, const std::string& fallback) const {
+std::string JsonPart::text(const std::string& key, const std::string& fallback) const {
     return has(key) ? text(key) : fallback;
 }
 
-std::string Description::json() const {
+std::string JsonPart::json() const {
     return json_object_to_json_string_ext(m_part,
                                           JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
