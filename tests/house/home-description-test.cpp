@@ -122,8 +122,10 @@ TEST(HomeDescription, aMissingKeyIsNamed) {
 }
 
 TEST(HomeDescription, anUnknownKindOfSignalIsRefused) {
-    EXPECT_EQ(complaint(R"("kind": "solar")", R"("kind": "solr")"),
-              "behaviour / signals / roof / kind: No such kind of signal: solr");
+    EXPECT_EQ(
+        complaint(R"("kind": "solar")", R"("kind": "solr")"),
+        "behaviour / signals / roof / kind: No such kind of signal: solr; there are constant, "
+        "calendar, solar, load, sessions, sum, import, export, energy");
 }
 
 TEST(HomeDescription, anUnknownSignalIsRefused) {

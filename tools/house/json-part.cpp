@@ -110,7 +110,7 @@ void JsonPart::forEachMember(
     }
 }
 
-void JsonPart::allowOnly(std::initializer_list<const char*> keys) const {
+void JsonPart::allowOnly(const std::vector<std::string>& keys) const {
     forEachMember([&](const std::string& key, const JsonPart& member) {
         member.check(std::find(keys.begin(), keys.end(), key) != keys.end(), "No such key");
     });

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <string>
+#include <vector>
 
 struct json_object;
 
@@ -38,7 +38,7 @@ public:
     std::string json() const;
 
     /// Throws unless the part is an object that has no keys but these.
-    void allowOnly(std::initializer_list<const char*> keys) const;
+    void allowOnly(const std::vector<std::string>& keys) const;
     /// Throws @p complaint unless the part is @p good.
     void check(bool good, const std::string& complaint) const;
     [[noreturn]] void fail(const std::string& complaint) const;

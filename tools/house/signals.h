@@ -10,7 +10,8 @@
 namespace house {
 
 /// The moving values of a home: powers in watts, counters in kilowatt-hours, constants. Every
-/// signal has a name and may be made of the signals that are described ahead of it.
+/// signal has a name and may be made of the signals that are described ahead of it. A further kind
+/// of signal is a function and a row of the table in `signal-kinds.cpp`.
 class Signals {
 public:
     /// A step of the home's time.
@@ -26,7 +27,7 @@ public:
     using Rule = std::function<double(const Step&)>;
 
     /// Takes the object `signals` of a description; the time begins at @p startHour of the day.
-    Signals(const JsonPart& description, double startHour);
+    Signals(const JsonPart& signals, double startHour);
 
     /// Lets @p seconds of the home's own time pass.
     void advance(double seconds);
@@ -39,9 +40,6 @@ public:
     const double& reference(const JsonPart& name) const;
 
 private:
-    Rule makeRule(const std::string& name, const JsonPart& description) const;
-    Rule positivePart(const JsonPart& description, double sign) const;
-    Rule sum(const JsonPart& description) const;
     void step(double seconds);
 
     struct Signal {
