@@ -1,8 +1,8 @@
 #include "base.h"
 
-#include "support/invalid-argument.h"
 #include "support/library-calls.h"
 #include "support/temporary-directory.h"
+#include "support/thrown-by.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
@@ -49,7 +50,7 @@ TEST(ReadFile, givesTheWholeFile) {
 }
 
 TEST(ReadFile, throwsWithNameAndReason) {
-    EXPECT_EQ(invalidArgument([] { readFile("/nowhere/f"); }),
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { readFile("/nowhere/f"); }),
               "Failed to read file:/nowhere/f e.what():basic_ios::clear: iostream error");
 }
 
@@ -58,7 +59,7 @@ TEST(ReadFile, throwsIfAReadFailsInTheMiddle) {
     const std::string file = directory.write("f", std::string(100000, 'x'));
 
     goodReads = 1;
-    const std::string failure = invalidArgument([&] { readFile(file); });
+    const std::string failure = thrownBy<std::invalid_argument>([&] { readFile(file); });
     goodReads.reset();
 
     EXPECT_EQ(failure, "Failed to read file:" + file +

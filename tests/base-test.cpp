@@ -1,9 +1,9 @@
 #include "base.h"
 
-#include "support/invalid-argument.h"
 #include "support/library-calls.h"
 #include "support/log-capture.h"
 #include "support/recorded-curl.h"
+#include "support/thrown-by.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +13,7 @@
 #include <limits>
 #include <new>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -67,11 +68,14 @@ TEST(NumbersFromText, withoutADefaultGiveTheValue) {
 }
 
 TEST(NumbersFromText, withoutADefaultThrowWithTheValue) {
-    EXPECT_EQ(invalidArgument([] { strToInt("12a"); }), "strToInt: Could not parse value: '12a'");
-    EXPECT_EQ(invalidArgument([] { strToUInt(""); }), "strToUInt: Could not parse value: ''");
-    EXPECT_EQ(invalidArgument([] { strToULongLong("x"); }),
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { strToInt("12a"); }),
+              "strToInt: Could not parse value: '12a'");
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { strToUInt(""); }),
+              "strToUInt: Could not parse value: ''");
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { strToULongLong("x"); }),
               "strToUInt: Could not parse value: 'x'");
-    EXPECT_EQ(invalidArgument([] { strToDouble("x"); }), "strToDouble: Could not parse value: 'x'");
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { strToDouble("x"); }),
+              "strToDouble: Could not parse value: 'x'");
 }
 
 TEST(NumbersToText, areDecimalOrHexadecimal) {
@@ -384,7 +388,7 @@ TEST(PropertiesTest, holdOneValuePerKey) {
 TEST(PropertiesTest, aMissingKeyThrowsAndWithADefaultDoesNot) {
     const Properties properties;
 
-    EXPECT_EQ(invalidArgument([&] { properties.get("a"); }),
+    EXPECT_EQ(thrownBy<std::invalid_argument>([&] { properties.get("a"); }),
               "could not find value for 'a' in properties");
     EXPECT_EQ(properties.get("a", "default"), "default");
 }

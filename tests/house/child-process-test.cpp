@@ -1,9 +1,8 @@
 #include "house/child-process.h"
-#include "scratch.h"
+#include "support/temporary-directory.h"
 
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -11,7 +10,8 @@
 using namespace house;
 
 TEST(ChildProcess, addsStandardErrorToTheLog) {
-    const std::string log = scratch("log");
+    const TemporaryDirectory directory;
+    const std::string log = directory.path() / "log";
     ChildProcess child({"/bin/sh", "-c", "echo $COLOUR >&2; exit 3"}, log, {"COLOUR=blue"});
 
     const std::optional<int> status = child.waitForExit();
@@ -20,10 +20,9 @@ TEST(ChildProcess, addsStandardErrorToTheLog) {
     EXPECT_TRUE(WIFEXITED(*status));
     EXPECT_EQ(WEXITSTATUS(*status), 3);
     EXPECT_FALSE(child.running());
-    EXPECT_EQ(std::filesystem::file_size(log), 5U);
+    EXPECT_EQ(contentOf(log), "blue\n");
     ChildProcess({"/bin/sh", "-c", "echo red >&2"}, log).waitForExit();
-    EXPECT_EQ(std::filesystem::file_size(log), 9U);
-    std::filesystem::remove(log);
+    EXPECT_EQ(contentOf(log), "blue\nred\n");
 }
 
 TEST(ChildProcess, endsWithItsOwner) {

@@ -1,7 +1,7 @@
 #include "bus-master.h"
 #include "house/faults.h"
 #include "http-exchange.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <chrono>
 #include <gmock/gmock.h>

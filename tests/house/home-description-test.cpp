@@ -1,7 +1,7 @@
 #include "example-home.h"
 #include "house/home.h"
 #include "support/temporary-directory.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <gtest/gtest.h>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 #include "house/local-server.h"
 #include "http-exchange.h"
 #include "self-replacing-callback.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <chrono>
 #include <gtest/gtest.h>

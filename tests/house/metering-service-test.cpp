@@ -1,8 +1,7 @@
 #include "house/metering-service.h"
-#include "scratch.h"
 #include "self-replacing-callback.h"
 #include "support/temporary-directory.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <algorithm>
 #include <utility>
@@ -27,7 +26,8 @@ void deliver(const std::string& path, const std::string& text) {
 } // namespace
 
 TEST(MeteringService, keepsTheExactBytesOfEachConnection) {
-    const std::string path = scratch("service");
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
     const MeteringService service(path);
     const std::string large(100000, 'x');
 
@@ -42,7 +42,8 @@ TEST(MeteringService, keepsTheExactBytesOfEachConnection) {
 }
 
 TEST(MeteringService, acceptsAndClosesOnDemand) {
-    const std::string path = scratch("service");
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
     MeteringService service(path);
     service.acceptAndClose(true);
     boost::asio::io_context io;
@@ -59,7 +60,8 @@ TEST(MeteringService, acceptsAndClosesOnDemand) {
 }
 
 TEST(MeteringService, aCallbackMayReplaceItselfWhileItRuns) {
-    const std::string path = scratch("service");
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
     SelfReplacingCallback callback;
     MeteringService service(path);
     service.whenArrived(callback.with([&service] { service.whenArrived([](const Message&) {}); }));
@@ -70,7 +72,8 @@ TEST(MeteringService, aCallbackMayReplaceItselfWhileItRuns) {
 }
 
 TEST(MeteringService, replacesAnOldSocketFileAndRemovesItsOwn) {
-    const std::string path = scratch("service");
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
     boost::asio::io_context io;
     { const boost::asio::local::stream_protocol::acceptor leftover(io, path); }
     ASSERT_TRUE(std::filesystem::exists(path));
@@ -81,7 +84,8 @@ TEST(MeteringService, replacesAnOldSocketFileAndRemovesItsOwn) {
 }
 
 TEST(MeteringService, refusesThePathOfALiveServiceWithoutAWordToIt) {
-    const std::string path = scratch("service");
+    const TemporaryDirectory directory;
+    const std::string path = directory.path() / "service";
     const MeteringService live(path);
 
     EXPECT_EQ(thrownBy([&] { MeteringService{path}; }), path + ": Address already in use");

@@ -1,9 +1,8 @@
 #include "bus-master.h"
 #include "house/modbus-slave.h"
 #include "house/pty-pair.h"
-#include "scratch.h"
 #include "self-replacing-callback.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <utility>
 
@@ -383,7 +382,7 @@ TEST(ModbusSlave, portIsFreeAgainAfterTheSlave) {
 }
 
 TEST(ModbusSlave, absentDeviceThrows) {
-    EXPECT_THROW(ModbusSlave(Tty{scratch("no-tty")}), std::system_error);
+    EXPECT_THROW(ModbusSlave(Tty{"/nowhere/tty"}), std::system_error);
 }
 
 TEST(ModbusSlave, mastersComeAndGoOnOneLine) {

@@ -1,9 +1,8 @@
 #include "bus-master.h"
 #include "house/descriptor.h"
 #include "house/pty-pair.h"
-#include "scratch.h"
 #include "support/temporary-directory.h"
-#include "thrown-by.h"
+#include "support/thrown-by.h"
 
 #include <utility>
 
@@ -51,10 +50,11 @@ TEST(PtyPair, isReadyForTheSameSettingsAgainWhenItsEndIsReset) {
 }
 
 TEST(PtyPair, linksTheMastersEnd) {
+    const TemporaryDirectory directory;
     const PtyPair line;
     ModbusSlave slave(Tty{line.slaveEnd()});
     slave.unit(7).input(1, {5});
-    const std::string link = scratch("tty");
+    const std::string link = directory.path() / "tty";
 
     line.linkMasterEnd(link);
     line.linkMasterEnd(link);

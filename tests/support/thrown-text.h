@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/log-capture.h"
+#include "support/thrown-by.h"
 #include "vx/exception.h"
 
 #include <string>
@@ -9,10 +10,5 @@
 /// read `<line>`.
 template <class Function>
 std::string thrownText(const Function& function) {
-    try {
-        function();
-    } catch (const vx::Exception& e) {
-        return withoutLineNumbers(e.what());
-    }
-    return "nothing thrown";
+    return withoutLineNumbers(thrownBy<vx::Exception>(function));
 }

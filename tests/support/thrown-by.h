@@ -3,17 +3,13 @@
 #include <exception>
 #include <string>
 
-namespace house {
-
-/// The text of the exception that @p function throws.
-template <class Function>
+/// Text of the exception that @p function throws. One of another type passes on.
+template <class Exception = std::exception, class Function>
 std::string thrownBy(const Function& function) {
     try {
         function();
-    } catch (const std::exception& e) {
+    } catch (const Exception& e) {
         return e.what();
     }
     return "nothing thrown";
 }
-
-} // namespace house
