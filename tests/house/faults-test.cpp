@@ -94,10 +94,43 @@ TEST_F(Faults, eachPlaceCanHaveItsOwn) {
     EXPECT_TRUE(get(m_server, LocalServer::supportedPath).starts_with("HTTP/1.1 404 "));
 }
 
-TEST_F(Faults, anAddressHasOneFormOnly) {
-    EXPECT_FALSE(faults::isFault("03=silent"));
-    EXPECT_FALSE(faults::isFault("0=silent"));
-    EXPECT_TRUE(faults::isFault("30=silent"));
+TEST(FaultText, isOneOfTheForms) {
+    for (const std::string text :
+         {"30=silent", "1=exception:1", "247=exception:11", "3=late:1", "3=late:99999", "3=garbled",
+          "3=unit:1", "3=unit:247", "rtuconfig=status:400", "attached=status:503",
+          "supported=status:599"})
+        EXPECT_TRUE(faults::isFault(text)) << text;
+    for (const std::string text : {"",
+                                   "3",
+                                   "3=",
+                                   "=silent",
+                                   "3=loud",
+                                   "3=silent:1",
+                                   "3=garbled:1",
+                                   "03=silent",
+                                   "0=silent",
+                                   "-1=silent",
+                                   "x=silent",
+                                   "1000=silent",
+                                   "3=exception",
+                                   "3=exception:0",
+                                   "3=exception:12",
+                                   "3=late",
+                                   "3=late:0",
+                                   "3=late:-1",
+                                   "3=late:1.5",
+                                   "3=late:100000",
+                                   "3=late:99999999999999999999",
+                                   "3=unit:0",
+                                   "3=unit:248",
+                                   "3=status:500",
+                                   "attached=status:200",
+                                   "attached=status:600",
+                                   "attached=silent",
+                                   "meters=status:500",
+                                   "3=silent\n",
+                                   " 3=silent"})
+        EXPECT_FALSE(faults::isFault(text)) << text;
 }
 
 TEST_F(Faults, aTextThatIsNoneIsRefused) {

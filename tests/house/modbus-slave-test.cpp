@@ -2,22 +2,14 @@
 #include "house/modbus-slave.h"
 #include "house/pty-pair.h"
 #include "self-replacing-callback.h"
-#include "support/thrown-by.h"
 
-#include <utility>
-
-#include <boost/asio.hpp>
 #include <chrono>
-#include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
-#include <system_error>
 #include <thread>
 
 using namespace house;
 using namespace std::chrono_literals;
-using namespace std::string_literals;
 
 namespace {
 
@@ -50,23 +42,6 @@ struct BusNames {
         return std::is_same_v<Bus, TcpBus> ? "Tcp" : "Rtu";
     }
 };
-
-/// Sends @p request as it stands, and gives @p size bytes of what comes back.
-template <class Stream>
-std::string exchange(Stream& stream, const std::string& request, std::size_t size) {
-    boost::asio::write(stream, boost::asio::buffer(request));
-    std::string answer(size, ' ');
-    boost::asio::read(stream, boost::asio::buffer(answer));
-    return answer;
-}
-
-/// The same on a connection of its own, for the answer with one word.
-std::string exchangeOnTcp(const ModbusSlave& slave, const std::string& request) {
-    boost::asio::io_context io;
-    boost::asio::ip::tcp::socket socket(io);
-    socket.connect({boost::asio::ip::address_v4::loopback(), slave.port()});
-    return exchange(socket, request, 11);
-}
 
 using Buses = testing::Types<TcpBus, RtuBus>;
 TYPED_TEST_SUITE(ModbusSlaveOn, Buses, BusNames);
@@ -307,52 +282,6 @@ TEST(ModbusSlave, aCallbackMayReplaceItselfWhileItRuns) {
     EXPECT_TRUE(callback.outlivedItsReplacement());
 }
 
-TEST(ModbusSlave, servesConnectionsOneAfterAnother) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {5});
-
-    for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
-}
-
-TEST(ModbusSlave, servesConnectionsAtTheSameTime) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {5});
-    Master first(slave);
-    Master second(slave);
-
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(first.readInput(7, 1, 1), Words{5});
-        EXPECT_EQ(second.readInput(7, 1, 1), Words{5});
-    }
-    EXPECT_TRUE(slave.waitForConnections(2));
-}
-
-TEST(ModbusSlave, dropsConnectionsOnDemand) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {5});
-    Master master(slave);
-    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
-
-    slave.dropConnections();
-
-    EXPECT_EQ(master.readInput(7, 1, 1), Words());
-    EXPECT_EQ(Master(slave).readInput(7, 1, 1), Words{5});
-}
-
-TEST(ModbusSlave, otherConnectionsAreServedAfterALateAnswer) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {5}).failNext(1, Fault::late(50ms));
-    Master first(slave);
-    Master second(slave);
-    std::thread late([&first] { EXPECT_EQ(first.readInput(7, 1, 1), Words{5}); });
-    EXPECT_TRUE(slave.waitForRequests(1));
-
-    EXPECT_EQ(second.readInput(7, 1, 1), Words{5});
-
-    late.join();
-}
-
 TEST(ModbusSlave, endsWhileAnAnswerIsHeldBack) {
     auto slave = std::make_unique<ModbusSlave>(TcpPort{});
     slave->unit(7).input(1, {5}).failAlways(Fault::late(1h));
@@ -363,110 +292,4 @@ TEST(ModbusSlave, endsWhileAnAnswerIsHeldBack) {
     slave.reset();
 
     client.join();
-}
-
-TEST(ModbusSlave, aPortInUseIsNamed) {
-    const ModbusSlave slave(TcpPort{});
-
-    EXPECT_EQ(thrownBy([&] { ModbusSlave{TcpPort{slave.port()}}; }),
-              "127.0.0.1:" + std::to_string(slave.port()) + ": Address already in use");
-}
-
-TEST(ModbusSlave, portIsFreeAgainAfterTheSlave) {
-    auto slave = std::make_unique<ModbusSlave>(TcpPort{});
-    const std::uint16_t port = slave->port();
-    const Master master(*slave);
-    slave.reset();
-
-    EXPECT_NO_THROW(ModbusSlave(TcpPort{port}));
-}
-
-TEST(ModbusSlave, absentDeviceThrows) {
-    EXPECT_THROW(ModbusSlave(Tty{"/nowhere/tty"}), std::system_error);
-}
-
-TEST(ModbusSlave, mastersComeAndGoOnOneLine) {
-    const PtyPair line;
-    ModbusSlave slave(Tty{line.slaveEnd()});
-    slave.unit(7).input(1, {5});
-
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Master(line.masterEnd()).readInput(7, 1, 1), Words{5});
-}
-
-TEST(ModbusSlave, shortAnswerOnTcpCarriesTheNumberOfItsRequest) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).holding(1, {0x1234, 5}).failNext(1, Fault::shortAnswer);
-
-    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x03\0\x01\0\x02"s),
-              "\xAB\xCD\0\0\0\x05\x07\x03\x02\x12\x34"s);
-}
-
-TEST(ModbusSlave, garbledAnswerOnTcpHasAnotherProtocolAndLastByte) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::garbled);
-
-    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x04\0\x01\0\x01"s),
-              "\xAB\xCD\xFF\xFF\0\x05\x07\x04\x02\x12\xCB"s);
-}
-
-TEST(ModbusSlave, garbledAnswerOnTheLineHasTheCheckSumOfTheRightOne) {
-    const PtyPair line;
-    ModbusSlave slave(Tty{line.slaveEnd()});
-    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::garbled);
-    boost::asio::io_context io;
-    boost::asio::posix::stream_descriptor master(io, ::open(line.masterEnd().c_str(), O_RDWR));
-
-    EXPECT_EQ(exchange(master, "\x07\x04\0\x01\0\x01\x60\x6C"s, 7),
-              "\x07\x04\x02\x12\xCB\x3C\x47"s);
-}
-
-TEST(ModbusSlave, answerOfAnotherUnitOnTheLineIsRefusedAndTheNextOneIsGood) {
-    const PtyPair line;
-    ModbusSlave slave(Tty{line.slaveEnd()});
-    slave.unit(7).input(1, {5}).failNext(1, Fault::fromUnit(9));
-    Master master(line.masterEnd());
-
-    EXPECT_EQ(master.readInput(7, 1, 1), Words());
-    EXPECT_EQ(master.error, EMBBADSLAVE);
-    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
-
-    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                  "<< unit 9 0005\n"
-                                  ">> unit 7  read input 1 x1\n"
-                                  "<< 0005\n");
-}
-
-TEST(ModbusSlave, answerOfAnotherUnitOnTcpHasTheOtherNumber) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {0x1234}).failNext(1, Fault::fromUnit(9));
-
-    EXPECT_EQ(exchangeOnTcp(slave, "\xAB\xCD\0\0\0\x06\x07\x04\0\x01\0\x01"s),
-              "\xAB\xCD\0\0\0\x05\x09\x04\x02\x12\x34"s);
-}
-
-TEST(ModbusSlave, answerOfAnotherUnitOnTcpIsTakenByAMasterThatDoesNotLook) {
-    ModbusSlave slave(TcpPort{});
-    slave.unit(7).input(1, {5}).failNext(1, Fault::fromUnit(9));
-    Master master(slave);
-
-    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
-
-    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                  "<< unit 9 0005\n");
-}
-
-TEST(ModbusSlave, damagedFrameOnTheLineIsPassedOver) {
-    const PtyPair line;
-    ModbusSlave slave(Tty{line.slaveEnd()});
-    slave.unit(7).input(1, {5});
-    Master master(line.masterEnd());
-
-    // Reads input 1 of unit 7, with the last byte of the check sum spoilt.
-    std::ofstream(line.masterEnd(), std::ios::binary)
-        << std::string("\x07\x04\x00\x01\x00\x01\x60\x00", 8) << std::flush;
-
-    EXPECT_EQ(master.readInput(7, 1, 1), Words{5});
-    EXPECT_EQ(slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                  "<< 0005\n");
 }
