@@ -1,6 +1,7 @@
 #include "modbus/serial-toolkit.h"
 
 #include "modbus/config-file.h"
+#include "modbus/register-words.h"
 #include "modbus/server-replies.h"
 #include "vx/date-time.h"
 #include "vx/log.h"
@@ -13,14 +14,12 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <iterator>
 #include <linux/serial.h>
 #include <memory>
-#include <optional>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
@@ -367,44 +366,6 @@ bool SerialConnection::takeAttachedSerial(ModbusMeteringSystem& reading, int sla
 // Decoding
 
 namespace {
-
-std::uint32_t unsigned32(const std::uint16_t* words) {
-    return std::uint32_t{words[0]} << 16 | words[1];
-}
-
-std::uint64_t unsigned64(const std::uint16_t* words) {
-    return std::uint64_t{unsigned32(words)} << 32 | unsigned32(words + 2);
-}
-
-/// The number in the first words of a buffer; nothing for a type that has no number.
-std::optional<float> decodeNumber(const std::uint16_t* words, ModbusDataType type) {
-    switch (type) {
-    case ModbusDataType::float32:
-        return modbus_get_float_abcd(words);
-    case ModbusDataType::int64:
-        return static_cast<float>(static_cast<std::int64_t>(unsigned64(words)));
-    case ModbusDataType::uint64:
-        return static_cast<float>(unsigned64(words));
-    case ModbusDataType::uint32:
-        return static_cast<float>(unsigned32(words));
-    case ModbusDataType::int32:
-        return static_cast<float>(static_cast<std::int32_t>(unsigned32(words)));
-    case ModbusDataType::uint16:
-        return static_cast<float>(words[0]);
-    default:
-        return std::nullopt;
-    }
-}
-
-/// The bytes of the words, high byte first, without zero bytes.
-std::string decodeText(const std::uint16_t* words, std::size_t length) {
-    std::string text;
-    for (std::size_t i = 0; i < length; ++i)
-        for (const int byte : {words[i] >> 8, words[i] & 0xFF})
-            if (byte != 0)
-                text += static_cast<char>(byte);
-    return text;
-}
 
 bool isMeasured(ModbusFieldType fieldType) {
     return std::any_of(std::begin(measuredFields), std::end(measuredFields),

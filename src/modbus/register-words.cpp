@@ -1,0 +1,48 @@
+#include "modbus/register-words.h"
+
+#include <modbus/modbus.h>
+
+namespace orv::modbusreader {
+namespace {
+
+using vxModel::ModbusDataType;
+
+std::uint64_t unsigned64(const std::uint16_t* words) {
+    return std::uint64_t{unsigned32(words)} << 32 | unsigned32(words + 2);
+}
+
+} // namespace
+
+std::uint32_t unsigned32(const std::uint16_t* words) {
+    return std::uint32_t{words[0]} << 16 | words[1];
+}
+
+std::optional<float> decodeNumber(const std::uint16_t* words, ModbusDataType type) {
+    switch (type) {
+    case ModbusDataType::float32:
+        return modbus_get_float_abcd(words);
+    case ModbusDataType::int64:
+        return static_cast<float>(static_cast<std::int64_t>(unsigned64(words)));
+    case ModbusDataType::uint64:
+        return static_cast<float>(unsigned64(words));
+    case ModbusDataType::uint32:
+        return static_cast<float>(unsigned32(words));
+    case ModbusDataType::int32:
+        return static_cast<float>(static_cast<std::int32_t>(unsigned32(words)));
+    case ModbusDataType::uint16:
+        return static_cast<float>(words[0]);
+    default:
+        return std::nullopt;
+    }
+}
+
+std::string decodeText(const std::uint16_t* words, std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i)
+        for (const int byte : {words[i] >> 8, words[i] & 0xFF})
+            if (byte != 0)
+                text += static_cast<char>(byte);
+    return text;
+}
+
+} // namespace orv::modbusreader
