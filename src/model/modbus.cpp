@@ -5,113 +5,124 @@
 namespace vxModel {
 
 vx::EnumTable vxEnum(ModbusFieldType) {
+    using enum ModbusFieldType;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},
-        {1, "powerImport"},
-        {2, "powerExport"},
-        {3, "energyImport"},
-        {4, "energyExport"},
-        {5, "energyImportTariff1"},
-        {6, "energyImportTariff2"},
-        {7, "energyImportTariff3"},
-        {8, "energyImportTariff4"},
-        {9, "energyImportTariff5"},
-        {10, "energyImportTariff6"},
-        {11, "energyExportTariff1"},
-        {12, "energyExportTariff2"},
-        {13, "energyExportTariff3"},
-        {14, "energyExportTariff4"},
-        {15, "energyExportTariff5"},
-        {16, "energyExportTariff6"},
-        {17, "model"},
-        {18, "manufacturer"},
-        {19, "dateTime"},
-        {20, "serial"},
-        {21, "tariffEnabled"},
+        {none, "none"},
+        {powerImport, "powerImport"},
+        {powerExport, "powerExport"},
+        {energyImport, "energyImport"},
+        {energyExport, "energyExport"},
+        {energyImportTariff1, "energyImportTariff1"},
+        {energyImportTariff2, "energyImportTariff2"},
+        {energyImportTariff3, "energyImportTariff3"},
+        {energyImportTariff4, "energyImportTariff4"},
+        {energyImportTariff5, "energyImportTariff5"},
+        {energyImportTariff6, "energyImportTariff6"},
+        {energyExportTariff1, "energyExportTariff1"},
+        {energyExportTariff2, "energyExportTariff2"},
+        {energyExportTariff3, "energyExportTariff3"},
+        {energyExportTariff4, "energyExportTariff4"},
+        {energyExportTariff5, "energyExportTariff5"},
+        {energyExportTariff6, "energyExportTariff6"},
+        {model, "model"},
+        {manufacturer, "manufacturer"},
+        {dateTime, "dateTime"},
+        {serial, "serial"},
+        {tariffEnabled, "tariffEnabled"},
     };
     return {std::begin(x), std::end(x), "::vxModel::ModbusFieldType"};
 }
 
 vx::EnumTable vxEnum(ModbusDataType) {
+    using enum ModbusDataType;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},   {1, "int16"},   {2, "uint16"}, {3, "int32"},  {4, "uint32"},    {5, "int64"},
-        {6, "uint64"}, {7, "float32"}, {8, "ascii"},  {9, "bitmap"}, {10, "dateTime"},
+        {none, "none"},     {int16, "int16"},   {uint16, "uint16"},     {int32, "int32"},
+        {uint32, "uint32"}, {int64, "int64"},   {uint64, "uint64"},     {float32, "float32"},
+        {ascii, "ascii"},   {bitmap, "bitmap"}, {dateTime, "dateTime"},
     };
     return {std::begin(x), std::end(x), "::vxModel::ModbusDataType"};
 }
 
 vx::EnumTable vxEnum(ModbusRegisterType) {
+    using enum ModbusRegisterType;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},
-        {1, "input"},
-        {2, "holding"},
+        {none, "none"},
+        {input, "input"},
+        {holding, "holding"},
     };
     return {std::begin(x), std::end(x), "::vxModel::ModbusRegisterType"};
 }
 
 vx::EnumTable vxEnum(BaudRateType) {
+    using enum BaudRateType;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},      {1, "baud9600"},  {2, "baud19200"},
-        {3, "baud38400"}, {4, "baud57600"}, {5, "baud115200"},
+        {none, "none"},           {baud9600, "baud9600"},   {baud19200, "baud19200"},
+        {baud38400, "baud38400"}, {baud57600, "baud57600"}, {baud115200, "baud115200"},
     };
     return {std::begin(x), std::end(x), "::vxModel::BaudRateType"};
 }
 
 vx::EnumTable vxEnum(Parity) {
+    using enum Parity;
     static constexpr vx::EnumRow x[] = {
-        {0, "uninitilzed"},
-        {1, "none"},
-        {2, "even"},
-        {3, "odd"},
+        {uninitilzed, "uninitilzed"},
+        {none, "none"},
+        {even, "even"},
+        {odd, "odd"},
     };
     return {std::begin(x), std::end(x), "::vxModel::Parity"};
 }
 
 vx::EnumTable vxEnum(DataBits) {
+    using enum DataBits;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},
-        {1, "bits7"},
-        {2, "bits8"},
-        {3, "bits9"},
+        {none, "none"},
+        {bits7, "bits7"},
+        {bits8, "bits8"},
+        {bits9, "bits9"},
     };
     return {std::begin(x), std::end(x), "::vxModel::DataBits"};
 }
 
 vx::EnumTable vxEnum(StopBits) {
+    using enum StopBits;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},
-        {1, "bits1"},
-        {2, "bits2"},
+        {none, "none"},
+        {bits1, "bits1"},
+        {bits2, "bits2"},
     };
     return {std::begin(x), std::end(x), "::vxModel::StopBits"};
 }
 
 vx::EnumTable vxEnum(MeterApplication) {
+    using enum MeterApplication;
     static constexpr vx::EnumRow x[] = {
-        {0, "unitialized"}, {1, "none"}, {2, "solar"}, {3, "wallbox"}, {4, "battery"},
+        {unitialized, "unitialized"}, {none, "none"},       {solar, "solar"},
+        {wallbox, "wallbox"},         {battery, "battery"},
     };
     return {std::begin(x), std::end(x), "::vxModel::MeterApplication"};
 }
 
 vx::EnumTable vxEnum(MeteringType) {
+    using enum MeteringType;
     static constexpr vx::EnumRow x[] = {
-        {0, "none"},
-        {1, "energyMetering"},
-        {2, "powerMetering"},
-        {3, "energyProducedMetering"},
-        {4, "powerProducedMetering"},
-        {5, "energyConsumedTariff1Metering"},
-        {6, "energyConsumedTariff2Metering"},
-        {7, "energyConsumedTariff3Metering"},
-        {8, "energyConsumedTariff4Metering"},
-        {9, "energyConsumedTariff5Metering"},
-        {10, "energyConsumedTariff6Metering"},
-        {11, "energyProducedTariff1Metering"},
-        {12, "energyProducedTariff2Metering"},
-        {13, "energyProducedTariff3Metering"},
-        {14, "energyProducedTariff4Metering"},
-        {15, "energyProducedTariff5Metering"},
-        {16, "energyProducedTariff6Metering"},
+        {none, "none"},
+        {energyMetering, "energyMetering"},
+        {powerMetering, "powerMetering"},
+        {energyProducedMetering, "energyProducedMetering"},
+        {powerProducedMetering, "powerProducedMetering"},
+        {energyConsumedTariff1Metering, "energyConsumedTariff1Metering"},
+        {energyConsumedTariff2Metering, "energyConsumedTariff2Metering"},
+        {energyConsumedTariff3Metering, "energyConsumedTariff3Metering"},
+        {energyConsumedTariff4Metering, "energyConsumedTariff4Metering"},
+        {energyConsumedTariff5Metering, "energyConsumedTariff5Metering"},
+        {energyConsumedTariff6Metering, "energyConsumedTariff6Metering"},
+        {energyProducedTariff1Metering, "energyProducedTariff1Metering"},
+        {energyProducedTariff2Metering, "energyProducedTariff2Metering"},
+        {energyProducedTariff3Metering, "energyProducedTariff3Metering"},
+        {energyProducedTariff4Metering, "energyProducedTariff4Metering"},
+        {energyProducedTariff5Metering, "energyProducedTariff5Metering"},
+        {energyProducedTariff6Metering, "energyProducedTariff6Metering"},
     };
     return {std::begin(x), std::end(x), "::vxModel::MeteringType"};
 }

@@ -9,6 +9,12 @@ namespace vx {
 
 /// One value of a named enumeration with its text.
 struct EnumRow {
+    template <class E>
+    requires std::is_enum_v<E>
+    constexpr EnumRow(E enumerator, const char* text)
+        : value(static_cast<std::int32_t>(enumerator)), name(text) {}
+    constexpr EnumRow(std::int32_t number, const char* text) : value(number), name(text) {}
+
     std::int32_t value;
     const char* name;
 };

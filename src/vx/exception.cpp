@@ -28,8 +28,11 @@ const std::string& Exception::userMessage() const {
 }
 
 EnumTable vxEnum(Exception::Type) {
-    static constexpr EnumRow x[] = {
-        {0, "failed"}, {1, "overloaded"}, {2, "disconnected"}, {3, "unimplemented"}};
+    using enum Exception::Type;
+    static constexpr EnumRow x[] = {{failed, "failed"},
+                                    {overloaded, "overloaded"},
+                                    {disconnected, "disconnected"},
+                                    {unimplemented, "unimplemented"}};
     return {std::begin(x), std::end(x), "vx::Exception"};
 }
 

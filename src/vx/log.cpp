@@ -18,9 +18,11 @@
 namespace vx {
 
 EnumTable vxEnum(LogSeverity) {
+    using enum LogSeverity;
+    // The last row repeats an earlier one. A look-up ends at the first that fits.
     static constexpr EnumRow x[] = {
-        {0, "print"},  {1, "fatal"}, {2, "error"}, {3, "warning"},
-        {4, "notice"}, {5, "info"},  {6, "debug"}, {1, "fatal"},
+        {print, "print"},   {fatal, "fatal"}, {error, "error"}, {warning, "warning"},
+        {notice, "notice"}, {info, "info"},   {debug, "debug"}, {fatal, "fatal"},
     };
     return {std::begin(x), std::end(x), "vx::LogSeverity"};
 }

@@ -172,8 +172,11 @@ private:
 };
 
 EnumTable vxEnum(Release) {
-    static constexpr EnumRow x[] = {
-        {0, "devel"}, {1, "testing"}, {2, "fieldtest"}, {3, "production"}};
+    using enum Release;
+    static constexpr EnumRow x[] = {{devel, "devel"},
+                                    {testing, "testing"},
+                                    {fieldtest, "fieldtest"},
+                                    {production, "production"}};
     return {std::begin(x), std::end(x), "::vx::Release"};
 }
 
