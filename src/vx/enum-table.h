@@ -5,9 +5,24 @@
 #include <string>
 #include <type_traits>
 
+// A named enumeration is one whose enumerators have texts, which messages, JSON and `vx/enum.h`
+// use. An enumeration becomes one by a function `vxEnum(E)` in its own namespace, where the
+// compiler finds it by the type of the argument; the value of the argument is not used:
+//
+//     enum class Light : std::int32_t { off = 0, on = 1 };
+//
+//     vx::EnumTable vxEnum(Light) {
+//         using enum Light;
+//         static constexpr vx::EnumRow rows[] = {{off, "off"}, {on, "on"}};
+//         return {std::begin(rows), std::end(rows), "Light"};
+//     }
+//
+// Rows and names are never copied, so they must live as long as the program.
+
 namespace vx {
 
-/// One value of a named enumeration with its text.
+/// One value of a named enumeration with its text, which is not null. Values have 32 bits, those of
+/// a wider enumeration are cut.
 struct EnumRow {
     template <class E>
     requires std::is_enum_v<E>
@@ -20,14 +35,14 @@ struct EnumRow {
 };
 
 /// What `vxEnum(E)` returns: the rows of an enumeration and the name that its failure lines show.
+/// Of two rows with the same value, or with the same name, the first one counts.
 struct EnumTable {
     const EnumRow* begin;
     const EnumRow* end;
     const char* name;
 };
 
-/// An enumeration becomes a named one by a function `vxEnum(E)` in its own namespace; the
-/// argument's value is not used, it only selects the overload.
+/// Whether `vxEnum` is declared for the enumeration `T`.
 template <class T>
 concept NamedEnum = std::is_enum_v<T> && requires(T value) {
     { vxEnum(value) } -> std::same_as<EnumTable>;
@@ -35,10 +50,12 @@ concept NamedEnum = std::is_enum_v<T> && requires(T value) {
 
 namespace detail {
 
-/// Name of the first row of @p table with @p value; empty, with a debug line, if there is none.
+/// Name of the first row of @p table with @p value. If there is none it is empty, and a debug line
+/// on the channel "vxEnum" tells so.
 std::string enumName(const EnumTable& table, std::int32_t value);
 
-/// While one lives, its thread reports no unknown values and names.
+/// While one lives, its thread reports no unknown values and names. They may be nested. For code
+/// that builds a message where the logger can't be used, such as a log function.
 class EnumReportPause {
 public:
     EnumReportPause();

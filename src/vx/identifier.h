@@ -6,8 +6,15 @@
 
 namespace vx {
 
-/// A distinct type for one string, so that an identifier cannot be passed where a plain text or
-/// another identifier is meant. It is compared and streamed exactly as its text.
+/// A type of its own for one kind of identifier, so that none can be passed where a plain text or
+/// another kind is meant:
+///
+///     using MeterId = vx::Identifier<struct MeterIdTag>;
+///     const MeterId id("40000123");
+///
+/// The tag needs no definition. Identifiers of one kind are equal if their texts are; they have no
+/// order and no hash. In messages and in JSON one is its text. Any text is taken, also an empty
+/// one.
 template <class Tag>
 class Identifier {
 public:

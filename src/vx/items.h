@@ -11,13 +11,14 @@
 // Only a macro sees the source text and the position of an expression, so the log statement, the
 // throwing forms, the assertion and the log context are macros. Their items are listed here.
 //
-// The arguments of a macro are expanded once before they become text: `errno` shows as the C
-// library spells it.
+// The arguments of a macro are expanded once before they become text: `strerror(errno)` shows as
+// `strerror((*__errno_location ()))` with this C library.
 
 namespace vx::detail {
 
 /// One item of a statement: its key, the source text of the expression, and its value. A string
-/// literal is the message proper and has no key, and neither has the signature of a function.
+/// literal is the message proper and has no key, and neither has `__PRETTY_FUNCTION__`. It only
+/// refers to the value, so it must not outlive the statement.
 template <class T>
 struct Item {
     std::string_view key;
@@ -83,13 +84,30 @@ struct Text {
 
 } // namespace vx::detail
 
+// How VX_FOR_EACH repeats. The preprocessor doesn't expand a macro inside its own expansion, so
+// none can call itself. VX_FOR_EACH_FIRST handles one item and leaves a call for the rest behind
+// it:
+//
+//     VX_FOR_EACH_NEXT VX_PARENTHESES (macro, rest)
+//
+// In this scan VX_FOR_EACH_NEXT is followed by a name and by no "(", so it is no call yet. Then
+// VX_PARENTHESES becomes "()", and the next scan of the same text does find a call. It gives
+// VX_FOR_EACH_FIRST, which handles the next item. So each scan handles one item, and what is needed
+// are many scans.
+//
+// A macro with the body `__VA_ARGS__` has its text scanned once more. VX_SCAN nests such macros
+// four deep at three levels, which makes 4 * 4 * 4 = 64 of them by three lines of four calls each.
+// The promise is 64 items. As the macros around the innermost ones scan too, 16 + 4 + 1 times, and
+// the text was scanned once before, the end really comes behind item 86. One more leaves the name
+// VX_FOR_EACH_NEXT in the program, which doesn't compile then: no item is ever lost in silence.
+
 #define VX_PARENTHESES ()
 #define VX_SCAN(...) VX_SCAN_3(VX_SCAN_3(VX_SCAN_3(VX_SCAN_3(__VA_ARGS__))))
 #define VX_SCAN_3(...) VX_SCAN_2(VX_SCAN_2(VX_SCAN_2(VX_SCAN_2(__VA_ARGS__))))
 #define VX_SCAN_2(...) VX_SCAN_1(VX_SCAN_1(VX_SCAN_1(VX_SCAN_1(__VA_ARGS__))))
 #define VX_SCAN_1(...) __VA_ARGS__
 
-/// Expands @p macro once for each of up to 64 arguments.
+/// Expands @p macro once for each of up to 64 arguments, in their order; to nothing without any.
 #ifdef __cppcheck__
 // Its preprocessor doesn't know __VA_OPT__.
 #define VX_FOR_EACH(macro, ...)
@@ -100,10 +118,12 @@ struct Text {
 #define VX_FOR_EACH_NEXT() VX_FOR_EACH_FIRST
 #endif
 
+/// The source text of the arguments, themselves expanded once, as a string literal.
 #define VX_TEXT(...) VX_TEXT_1(__VA_ARGS__)
 #define VX_TEXT_1(...) #__VA_ARGS__
 
-/// The items of a list, each led by a comma.
+/// An `Item` for each expression, each led by a comma, so that the list can follow other arguments.
+/// It belongs into braces: `Text{"" VX_ITEMS(a, b)}`.
 #define VX_ITEMS(...) VX_FOR_EACH(VX_ITEM, __VA_ARGS__)
 #define VX_ITEM(expression)                                                                        \
     , ::vx::detail::Item<std::remove_cvref_t<decltype((expression))>> {                            \

@@ -5,7 +5,7 @@
 namespace vx {
 namespace {
 
-// NOLINTNEXTLINE(readability-identifier-naming): the name stands in the assertion's text
+// NOLINTNEXTLINE(readability-identifier-naming)
 thread_local LogContext* t_logContext = nullptr;
 
 } // namespace
@@ -15,8 +15,9 @@ LogContext::LogContext() : prev(t_logContext) {
 }
 
 LogContext::~LogContext() {
-    // Contexts end in reverse order of their begin. One that doesn't is taken out of the chain
-    // first, as the assertion below prints the chain, and this object can't be printed any more.
+    // Contexts must end in reverse order of their creation. One that ends too early fails the
+    // assertion below, which prints the chain. This object can't be printed any more, as its
+    // derived part is gone already, so it leaves the chain first.
     for (LogContext* x = t_logContext; x != nullptr && x != this; x = x->prev)
         if (x->prev == this)
             x->prev = prev;

@@ -7,25 +7,29 @@
 
 namespace vx {
 
-/// The return addresses of a call chain, innermost first.
+/// The return addresses of a call chain, innermost first. Addresses become names only when a trace
+/// is written, and only for functions in the dynamic symbol table: an executable that wants its own
+/// functions named is linked with exports.
 struct StackTrace {
     static constexpr int maxDepth = 64;
 
     void* frames[maxDepth] = {};
     /// Index of the first frame that counts.
     int begin = 0;
-    /// Index behind the last frame.
+    /// One more than the index of the last frame.
     int end = 0;
 
-    /// Captures the chain of the caller's caller, without its innermost @p skip frames.
+    /// Captures the chain from the caller's caller on, without its innermost @p skip frames. Frames
+    /// beyond the depth are missing at the outer end; if none is left, the trace is empty.
     static StackTrace capture(int skip);
 };
 
-/// Writes one line per frame with the demangled name of its function.
+/// Writes one line per frame with the demangled name of its function, after one line end; for an
+/// empty trace one line that tells so. Ends the process if the trace begins after its end.
 std::ostream& operator<<(std::ostream& stream, const StackTrace& trace);
 
-/// Writes the text of the stream operator straight to a descriptor. Ends the process if the trace
-/// begins behind its end.
+/// Writes the text of the stream operator straight to a descriptor, piece by piece. Needs memory;
+/// an error of the descriptor is passed over.
 void writeSymbolsToFd(const StackTrace& trace, int fd);
 
 namespace detail {

@@ -19,8 +19,9 @@
 
 namespace vx::detail {
 
-/// Writer of one type in messages and exception texts. Streams keep their default format, so a
-/// floating-point number shows six significant digits.
+/// Writer of one type in messages and exception texts; by default its stream operator. A type that
+/// should look different there has a specialisation, which must leave the stream's format as it
+/// is.
 template <class T, class Enable = void>
 struct Str {
     static void f(std::ostream& stream, const T& value) { stream << value; }
@@ -48,6 +49,7 @@ struct Str<signed char> {
     static void f(std::ostream& stream, signed char value) { stream << int{value}; }
 };
 
+/// The name of the value; nothing, with a debug line, for a value without a name.
 template <NamedEnum T>
 struct Str<T> {
     static void f(std::ostream& stream, T value) {
@@ -55,11 +57,13 @@ struct Str<T> {
     }
 };
 
+/// The text of `what()`.
 template <std::derived_from<std::exception> T>
 struct Str<T> {
     static void f(std::ostream& stream, const std::exception& value) { stream << value.what(); }
 };
 
+/// The message of the error, as "Connection refused", instead of its category and number.
 template <>
 struct Str<boost::system::error_code> {
     static void f(std::ostream& stream, const boost::system::error_code& value) {
@@ -90,6 +94,7 @@ void write(std::ostream& stream, const char (&text)[n]) {
     Str<const char*>::f(stream, text);
 }
 
+/// The alternative that is held.
 template <class... Alternatives>
 struct Str<std::variant<Alternatives...>> {
     static void f(std::ostream& stream, const std::variant<Alternatives...>& value) {
@@ -104,7 +109,14 @@ std::string withoutTrailingBlank(std::string text);
 
 namespace vx {
 
-/// Text of all arguments in order.
+/// Text of all arguments in order, with nothing between them:
+///
+///     vx::str("slave ", 3, " took ", 0.5, " s")     // slave 3 took 0.5 s
+///
+/// Each type has the form that it has in messages: a named enumeration is its name, an exception
+/// its `what()`, an error code its message, a null `const char*` "null", an eight-bit number a
+/// number. All else is as its stream operator writes it by default: a floating-point number has six
+/// significant digits and `true` is 1.
 template <class... Args>
 std::string str(const Args&... args) {
     std::ostringstream stream;
@@ -112,42 +124,49 @@ std::string str(const Args&... args) {
     return stream.str();
 }
 
-/// Text of all arguments in order, without one trailing blank.
+/// As `str`, without one blank at the end, if there is one.
 template <class... Args>
 std::string strArgs(const Args&... args) {
     return detail::withoutTrailingBlank(str(args...));
 }
 
-/// Path of a source file as messages show it: what follows the last "src/", at most 32 characters.
+/// Path of a source file as messages show it: what follows the last "src/", or all of it, and of
+/// that at most 32 characters, as `trimFileWithDotsToMaxSize` cuts it.
 std::string trimFile(std::string file);
 
 /// Keeps the last 29 characters of a path of more than 32, behind three dots.
 std::string trimFileWithDotsToMaxSize(std::string file);
 
 // Strict number parsing of text from outside: the number and nothing else, no leading blank and no
-// trailing rest.
+// trailing rest. Nothing of this is logged.
 
 /// Decimal integer with an optional sign. A value beyond the range of `long` counts as the end of
 /// that range and is then cut to `int`.
 std::optional<int> tryToInt(const std::string& s);
 
-/// Floating-point number. A leading zero must stand alone or ahead of ".", "e" or "E", which shuts
-/// out what looks octal or hexadecimal.
+/// Floating-point number with an optional sign, also "inf" and "nan"; infinity for one that is too
+/// large. A zero at the start must stand alone or be followed by ".", "e" or "E", so "010" and
+/// "0x10" give nothing. What follows a sign is not checked for this: "-0x10" is -16.
 std::optional<double> tryToDouble(const std::string& s);
 
-/// As `tryToInt`; throws `vx::Exception` where that gives nothing.
+/// As `tryToInt`; where that gives nothing, throws `vx::Exception` "Conversion to integer failed."
+/// with the text.
 int requireInt(const std::string& s);
 
-/// As `tryToDouble`; throws `vx::Exception` where that gives nothing.
+/// As `tryToDouble`; where that gives nothing, throws `vx::Exception` "Conversion to double
+/// failed." with the text.
 double requireDouble(const std::string& s);
 
-/// "0x" and hexadecimal digits for base 16, decimal for any other base.
+/// "0x" and lower-case hexadecimal digits for base 16, decimal for any other base. The hexadecimal
+/// form of a negative number is that of its 64 bits.
 std::string intToString(long long value, int base);
 
-/// Random engine of this thread, seeded at its first use.
+/// Random engine of the calling thread, seeded from the system at its first use. The reference must
+/// not be handed to another thread.
 std::minstd_rand0& threadLocalRandomEngine();
 
-/// Sixteen letters and digits. At most 31 bits of seed stand behind them: a label, not a secret.
+/// Sixteen letters and digits. They come from a seed of 31 bits at most: a label, not a secret, and
+/// not unique for certain.
 std::string randomId();
 
 } // namespace vx
