@@ -51,7 +51,7 @@ Fuf::Fuf(boost::asio::io_context& io, std::chrono::seconds interval, Callback ca
 
 void Fuf::start() {
     m_timer.expires_at(m_timer.expiry() + m_interval);
-    // NOLINTNEXTLINE(readability-identifier-naming): the name is the key in the log
+    // NOLINTNEXTLINE(readability-identifier-naming)
     m_timer.async_wait([this](const boost::system::error_code& error_code) {
         VX_LOG(channel, notice, "retry timer", m_timer.expiry(), error_code);
         m_callback(error_code);

@@ -16,7 +16,6 @@ static LogChannel confLogChannel("vxConf", LogSeverity::notice);
 
 using detail::confLogChannel;
 
-// Outside of an unnamed namespace, so that the signatures in its log lines carry its plain name.
 class ConfImpl final : public Conf {
 public:
     explicit ConfImpl(System& aSystem) : system(aSystem) {}

@@ -14,7 +14,8 @@
 
 namespace vx {
 
-/// How much a message matters; a higher value is more verbose.
+/// How much a message matters; a higher value is more verbose. A channel passes the severities up
+/// to its own, so `print` always passes.
 enum class LogSeverity : std::int32_t {
     print = 0,
     fatal = 1,
@@ -25,6 +26,7 @@ enum class LogSeverity : std::int32_t {
     debug = 6,
 };
 
+/// Names are those of the enumerators.
 EnumTable vxEnum(LogSeverity);
 std::ostream& operator<<(std::ostream& stream, LogSeverity severity);
 
@@ -32,35 +34,54 @@ std::ostream& operator<<(std::ostream& stream, LogSeverity severity);
 LogSeverity logSeverityFromSyslog(int priority);
 
 /// A named source of messages: a static object of the file that owns it.
+///
+///     vx::LogChannel channel("modbusSerial", vx::LogSeverity::notice);
+///
+/// The name stands in each line, and the rules of the operator select channels by it. Any thread
+/// may log on a channel at any time.
 class LogChannel {
 public:
-    /// Registers with the logger, whose default and rules may change the severity at once. A name
-    /// that is already registered throws.
+    /// Registers with the logger, whose default and rules may change the severity at once. Throws
+    /// `vx::Exception` if the name is already registered; for a static object this ends the
+    /// program.
     LogChannel(std::string name, LogSeverity initialSeverity);
     ~LogChannel();
     LogChannel(const LogChannel&) = delete;
     LogChannel& operator=(const LogChannel&) = delete;
 
     const std::string& name() const { return m_name; }
+    /// As if the channel had been made with @p initialSeverity: default and rules still win. Before
+    /// other threads exist, as it takes no lock.
     void setInitialSeverity(LogSeverity initialSeverity);
-    /// Hands @p message to the logger if @p messageSeverity passes.
+    /// Hands @p message to the logger as it is, without position and context, if @p messageSeverity
+    /// passes. For texts that are no list of items; all others use VX_LOG.
     void log(LogSeverity messageSeverity, std::string message) const;
 
 private:
     std::string m_name;
 
 public:
-    /// The most verbose severity that passes. A log statement reads it without any lock.
+    /// The most verbose severity that passes. A log statement reads it without any lock, so it
+    /// should not be changed while other threads log on the channel.
     LogSeverity severity;
 };
 
 /// Writes the channel's name, ":" and its severity.
 std::ostream& operator<<(std::ostream& stream, const LogChannel& channel);
 
-/// As `trimFile(file)`, without what the channel's name already tells.
+/// As `trimFile(file)`, without what the channel's name already tells: on the channel
+/// "modbusSerial" "src/modbus/serial-toolkit.cpp" is "toolkit.cpp". Letters are compared without
+/// their case, and
+/// "_", "-" and "/" are skipped.
 std::string trimFile(std::string file, const LogChannel& channel);
 
-/// Knows all channels and hands each message to one replaceable log function.
+/// Knows all channels and hands each message to one replaceable log function. Where it doesn't say
+/// otherwise, a function may be called from any thread; it takes the logger's lock, so none may be
+/// called by the log function.
+///
+/// The severity of a channel is the one of the last rule that fits its name, else the default, else
+/// the channel's initial one. Rules and default come from the setting VX_LOG (see vx/log-rule.h),
+/// which is read once, when the first channel is made.
 class Logger {
 public:
     using LogFunction =
@@ -71,32 +92,38 @@ public:
         LogSeverity severity;
     };
 
-    /// The one logger. It comes into being with the first channel and is never destroyed, so that
-    /// channels destroyed at exit can still unregister.
+    /// The one logger. It comes into being with the first channel. What it knows is never freed, as
+    /// channels that are destroyed at exit still unregister.
     static Logger& instance();
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
-    /// Calls the log function. Throws `std::bad_function_call` if there is none.
+    /// Calls the log function, whatever the severity of the channel; one call at a time. Throws
+    /// `std::bad_function_call` if there is none, and what the function throws.
     void log(const char* channelName, LogSeverity severity, std::string message) const;
-    /// The log function runs under the logger's lock and must not log itself.
+    /// Replaces the log function, for all channels. It runs under the logger's lock on the thread
+    /// of the statement and must not log itself: it would wait for itself without end.
     void setLogFunction(LogFunction logFunction);
-    /// Writes one line to standard error and syncs it.
+    /// The log function at the start. Writes one line with local time, thread, severity, channel
+    /// and message to standard error and syncs it, in colour if VX_LOG_COLORS is "yes", or on a
+    /// terminal if it isn't "no". Errors of writing are passed over.
     static void defaultLogFunction(const char* channelName, LogSeverity severity,
                                    std::string message);
 
     std::optional<LogSeverity> defaultSeverity() const;
-    /// Resolves every channel's severity anew.
+    /// Resolves the severity of every channel anew, which undoes `setChannelSeverity` where the
+    /// default or a rule applies. Without a default, channels that no rule fits stay as they are.
     void setDefaultSeverity(std::optional<LogSeverity> severity);
     /// All channels in order of registration.
     std::vector<ChannelSeverity> channelSeverities() const;
-    /// Throws if there is no channel of exactly that name.
+    /// Throws `vx::Exception` "Log channel not found." if there is none of exactly that name.
     LogSeverity channelSeverity(std::string_view channelName) const;
-    /// Sets one channel, whatever rules and default say; throws if there is none of that name.
+    /// Sets one channel, whatever rules and default say. Throws as `channelSeverity` does.
     void setChannelSeverity(std::string_view channelName, LogSeverity severity);
 
-    /// Throws if there is already a channel of that name.
+    /// For the channel's constructor. Throws `vx::Exception` if there is already one of that name.
     void addChannel(LogChannel& channel);
+    /// For the channel's destructor.
     void removeChannel(LogChannel& channel);
     /// Applies default and rules. Takes no lock: callers hold it, or run before threads exist.
     void updateChannelSeverity(LogChannel& channel);
@@ -127,7 +154,15 @@ struct LogMessage {
 } // namespace detail
 } // namespace vx
 
-/// Logs the items if @p severityName passes the channel; otherwise evaluates none of them.
+/// Logs the items, the log context and the source position if @p severityName passes @p channel;
+/// otherwise evaluates none of the items. They are evaluated from left to right, and what one of
+/// them throws, the statement throws. A string literal shows as it is, any other expression behind
+/// its source text:
+///
+///     VX_LOG(channel, notice, "Reading meter now", slaveAddress);
+///     // Reading meter now slaveAddress:3 toolkit.cpp:281
+///
+/// The severity is given by its name alone. @p channel is evaluated several times.
 #define VX_LOG(channel, severityName, ...)                                                         \
     do {                                                                                           \
         if (::vx::LogSeverity::severityName <= (channel).severity)                                 \

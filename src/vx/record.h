@@ -30,13 +30,40 @@
 //         VX_FIELDS(Point, x, y)
 //     };
 //
-// A field that equals the value-initialised value of its type is not written, whatever the default
-// of its member is: absence means zero, and no key is required on reading.
+// and then
+//
+//     vx::fromJson<Point>(R"({"x": 3, "z": 1})")     // Point{3, 0}
+//     vx::toJson(vx::toJsonFragment(Point{3, 0}))     // {"x":3}
+//     vx::str("at ", Point{3, 0})                     // at {"x":3}
+//
+// A member may be a bool, a number, a string, an Identifier, a named enumeration, a DateTime, an
+// optional double, a JsonPrimitive, another record, a vector of any of these, or a variant of
+// records with JsonVariantTraits. Further kinds specialise FromJson and ToJsonFragment.
+//
+// A field whose value is zero, empty or false (`T{}` of its type) is not written, whatever the
+// default of its member is. On reading no key is required, keys that the record doesn't have are
+// ignored, and a key that is absent or null leaves the default of its member.
+//
+// Every failure is a `vx::Exception`. It shows the path to the value, innermost key first:
+// "… / length / 3 / registers".
 
 namespace vx {
 
-/// Key and texts by which the alternatives of a variant are told apart in JSON: `key` is the key,
-/// `alternatives` holds one text per alternative, the first one empty.
+/// Tells how the alternatives of the variant `V` are told apart in JSON. The first alternative
+/// stands for none and is `std::monostate`; the others are records that have a field `key`, a
+/// string, whose default is their text:
+///
+///     struct Circle { std::string type = "circle"; … VX_FIELDS(Circle, type, radius) };
+///     using Shape = std::variant<std::monostate, Circle, Square>;
+///
+///     template <>
+///     struct vx::JsonVariantTraits<Shape> {
+///         static constexpr const char* key = "type";
+///         static constexpr const char* alternatives[] = {"", "circle", "square"};
+///     };
+///
+/// Reading an unknown text, or none, gives the first alternative. Writing throws if the field of
+/// the record that is held isn't its text.
 template <class V>
 struct JsonVariantTraits;
 
@@ -60,7 +87,7 @@ concept AlternativesVariant = requires {
 template <class T>
 concept Integer = std::integral<T> && !std::same_as<T, bool>;
 
-/// Whether a field with this value is left out, of the JSON as well as of the text.
+/// Whether a field with this value is left out, of the JSON as well as of the text. A NaN isn't.
 template <class T>
 bool isLeftOut(const T& value) {
     return value == T{};
@@ -68,13 +95,15 @@ bool isLeftOut(const T& value) {
 
 } // namespace detail
 
-/// Value of @p json; a null pointer gives a value-initialised one with its member defaults.
+/// Value of @p json, which still belongs to the caller; a null pointer, which is JSON null, gives a
+/// value-initialised one, a record with its member defaults.
 template <class T>
 T fromJson(json_object* json) {
     return json == nullptr ? T{} : FromJson<T>::call(json);
 }
 
-/// Parses and converts a whole text.
+/// Converts the first JSON value in @p text; what follows it is ignored, as by `parseJsonFragment`.
+/// Throws if there is none.
 template <class T>
 T fromJson(const char* text) {
     return fromJson<T>(parseJsonFragment(text).get());
@@ -85,7 +114,7 @@ inline std::shared_ptr<json_object> fromJson<std::shared_ptr<json_object>>(const
     return parseJsonFragment(text);
 }
 
-/// New fragment of @p value.
+/// New fragment of @p value. Texts go in as they are: they should be UTF-8, which nothing checks.
 template <class T>
 std::shared_ptr<json_object> toJsonFragment(const T& value) {
     return ToJsonFragment<T>::call(value);
@@ -93,6 +122,7 @@ std::shared_ptr<json_object> toJsonFragment(const T& value) {
 
 // Reading
 
+/// Only a JSON boolean, no number and no text.
 template <>
 struct FromJson<bool> {
     static bool call(json_object* json) {
@@ -119,6 +149,8 @@ T narrow(U u) {
 
 } // namespace detail
 
+/// A number, or a string, whose leading digits count; one that begins with none is 0. Fractions are
+/// cut off. A value beyond the range of `T` throws.
 template <detail::Integer T>
 struct FromJson<T> {
     static T call(json_object* json) {
@@ -127,6 +159,7 @@ struct FromJson<T> {
     }
 };
 
+/// A number, or a string that is a number to its end; any other string is 0.
 template <std::floating_point T>
 struct FromJson<T> {
     static T call(json_object* json) {
@@ -135,6 +168,7 @@ struct FromJson<T> {
     }
 };
 
+/// Up to the first NUL.
 template <>
 struct FromJson<std::string> {
     static std::string call(json_object* json) {
@@ -151,6 +185,7 @@ struct FromJson<Identifier<Tag>> {
     }
 };
 
+/// A name. An unknown one gives the value 0, as `toEnum` does, and not the default of the member.
 template <NamedEnum T>
 struct FromJson<T> {
     static T call(json_object* json) {
@@ -160,6 +195,7 @@ struct FromJson<T> {
     }
 };
 
+/// A string in the form of `toDateTime`.
 template <>
 struct FromJson<DateTime> {
     static DateTime call(json_object* json) {
@@ -173,6 +209,7 @@ struct FromJson<std::optional<double>> {
     static std::optional<double> call(json_object* json) { return FromJson<double>::call(json); }
 };
 
+/// An array; a null in it gives a value-initialised element.
 template <class T>
 struct FromJson<std::vector<T>> {
     static std::vector<T> call(json_object* json) {
@@ -221,7 +258,7 @@ struct FromJson<R> {
 
 namespace detail {
 
-/// Reads the alternative @p index if its text is @p text; otherwise tries the ones of lower index.
+/// Reads the alternative @p index if its text is @p text; otherwise tries the lower ones.
 template <class V, std::size_t index = std::variant_size_v<V> - 1>
 V readAlternative(json_object* json, const std::string& text) {
     if constexpr (index == 0) {
@@ -255,6 +292,7 @@ struct ToJsonFragment<bool> {
     }
 };
 
+/// A JSON integer of 64 bits with a sign; a larger unsigned value wraps around.
 template <detail::Integer T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
@@ -262,6 +300,7 @@ struct ToJsonFragment<T> {
     }
 };
 
+/// NaN and infinity, which JSON doesn't have, become null.
 template <std::floating_point T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(double value) {
@@ -284,6 +323,7 @@ struct ToJsonFragment<Identifier<Tag>> {
     }
 };
 
+/// The name; an empty text for a value without one.
 template <NamedEnum T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
@@ -373,7 +413,8 @@ struct ToJsonFragment<V> {
 
 namespace detail {
 
-/// The form of most kinds is the one that messages have.
+/// How a field of this kind shows in the text of its record. Most kinds show as they do in
+/// messages; the others are specialised below.
 template <class T, class Enable = void>
 struct TextForm {
     static void write(std::ostream& stream, const T& value) { detail::write(stream, value); }
@@ -444,7 +485,7 @@ struct TextVisitor {
 
 } // namespace detail
 
-/// Writes the text form of a record.
+/// Writes the text form of a record, `{"key":value,…}`. VX_FIELDS makes it the stream operator.
 template <class R>
 std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
     stream << '{';
@@ -455,8 +496,13 @@ std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
 
 } // namespace vx
 
-/// The field list of a record: its type and its members, in the order of all its forms. The key of
-/// a field is its name.
+/// The field list of a record: its type, then up to 64 members, in the order of all its forms. The
+/// key of a field is the name of its member. It stands inside the struct, behind the members:
+///
+///     VX_FIELDS(Point, x, y)
+///
+/// A member that is left out of the list has no part in JSON and text; a name that is no member
+/// doesn't compile. The record must be comparable by `==` if it is a member of another one.
 #define VX_FIELDS(R, ...)                                                                          \
     template <class VxVisitor>                                                                     \
     static void visitFields(VxVisitor& vxVisitor) {                                                \

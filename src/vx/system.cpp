@@ -57,7 +57,6 @@ std::string readFileImpl(const std::string& filename) {
 
 } // namespace
 
-// Outside of the unnamed namespace, so that the signatures in its log lines carry its plain name.
 class SystemImpl final : public System {
 public:
     explicit SystemImpl(Dirs&& aDirs)
@@ -111,7 +110,7 @@ public:
         }
     }
 
-    // NOLINTNEXTLINE(readability-identifier-naming): the names are keys in the log
+    // NOLINTNEXTLINE(readability-identifier-naming)
     void rename(const std::string& old_p, const std::string& new_p) const override {
         VX_LOG(channel, debug, "Enter", __PRETTY_FUNCTION__, old_p, new_p);
         boost::filesystem::rename(old_p, new_p);
