@@ -237,7 +237,7 @@ HttpStatistics HttpClient::getStats() {
         return stats;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // The figures are wanted as floating-point numbers, which only the older names give.
+    // The figures are wanted as floating-point numbers, which only these deprecated options give.
     curl_easy_getinfo(handle.get(), CURLINFO_TOTAL_TIME, &stats.totalTime);
     curl_easy_getinfo(handle.get(), CURLINFO_SIZE_UPLOAD, &stats.sizeUpload);
     curl_easy_getinfo(handle.get(), CURLINFO_SIZE_DOWNLOAD, &stats.sizeDownload);

@@ -11,6 +11,7 @@
 
 namespace orv {
 
+// The names GET, POST and DELETE are those of the protocol.
 enum class HttpMethod : int {
     GET = 0,
     POST = 1,
@@ -18,15 +19,19 @@ enum class HttpMethod : int {
 };
 
 struct HttpRequest {
+    /// In full, as "http://127.0.0.1:8088/path".
     std::string url;
     HttpMethod method = HttpMethod::GET;
+    /// Value by name, besides those that libcurl sends itself.
     std::unordered_map<std::string, std::string> headers;
+    /// The body of a POST; other methods send none. Sent up to its first NUL.
     std::string postData;
 };
 
 struct HttpResponse {
     /// HTTP status, or -1 if the transfer failed.
     int code = -1;
+    /// As the text that `HttpClient::get` gives.
     std::string content;
 };
 
@@ -39,7 +44,8 @@ struct HttpStatistics {
     double speedDownload = 0.0;
 };
 
-/// Body of one transfer, always zero-terminated once something has been stored.
+/// Body of one transfer, as libcurl hands it over piece by piece; zero-terminated as soon as
+/// `appendCallback` has stored something.
 class URLResult {
 public:
     URLResult() = default;
@@ -47,13 +53,16 @@ public:
     URLResult(const URLResult&) = delete;
     URLResult& operator=(const URLResult&) = delete;
 
+    /// Frees the stored bytes, which leaves it as new.
     void reset();
     /// The stored bytes, or null if there are none.
     const char* content() const;
     /// Makes room for @p n more bytes and a terminator, and returns the address of the first new
-    /// one; null if there is no memory.
-    char* grow_tail(std::size_t n); // NOLINT(readability-identifier-naming): older code calls it so
-    /// libcurl's write function for a `URLResult` as user data.
+    /// one. Writes nothing and leaves `size` to the caller. Null if there is no memory; the stored
+    /// bytes can't be reached any more then.
+    char* grow_tail(std::size_t n); // NOLINT(readability-identifier-naming): its callers know it so
+    /// libcurl's write function for a `URLResult` as user data. Returns the number of bytes;
+    /// without memory -1, which makes libcurl give up, and a notice on the channel "System".
     static std::size_t appendCallback(void* data, std::size_t size, std::size_t nmemb,
                                       void* userdata);
 
@@ -62,24 +71,39 @@ public:
     std::size_t size = 0;
 };
 
-/// Synchronous HTTP client over libcurl. Requests return the HTTP status, or -1 if the transfer
-/// failed; they never throw for it. A client may be used by one thread at a time.
+/// Synchronous HTTP client over libcurl. Requests return the HTTP status, whatever it is, or -1 if
+/// the transfer failed, with one error line on the channel "HttpClient"; they never throw for it. A
+/// request ends after 120 seconds at the latest. The proxy that the environment names, if any, is
+/// used. A client may be used by one thread at a time.
+///
+///     orv::HttpClient client(false);
+///     std::string body;
+///     if (client.get("http://127.0.0.1:8088/api", &body, false) == 200)
+///         use(body);
 class HttpClient {
 public:
-    /// With @p reuseHandle the client keeps its connections across requests.
+    /// With @p reuseHandle the client keeps its connections across requests, and `getStats` tells
+    /// of the last one.
     explicit HttpClient(bool reuseHandle);
 
     /// The body goes to @p result, cut at its first NUL; an empty body leaves it unchanged, and
-    /// null means that the caller does not want it. GET follows redirects.
+    /// null means that the caller does not want it. A failed transfer leaves it unchanged. GET
+    /// follows redirects, the other methods don't. @p insecure accepts any certificate.
     long get(const std::string& url, std::string* result, bool insecure);
     long get(const std::string& url, const std::unordered_map<std::string, std::string>& headers,
              std::string* result, bool insecure);
+    /// As `get`. Sends @p postData, if there is any, as "application/x-www-form-urlencoded", unless
+    /// the headers say otherwise.
     long post(const std::string& url, const std::string& postData, std::string* result);
     long post(const std::string& url, const std::unordered_map<std::string, std::string>& headers,
               const std::string& postData, std::string* result);
+    /// Certificates are checked.
     long request(const HttpRequest& httpRequest, std::string* result);
     HttpResponse request(const HttpRequest& httpRequest);
-    /// Writes the body to the file @p path. A partly written file stays after a failure.
+    /// Gets @p url and writes the body to the file @p path, whatever the status. An existing file
+    /// is emptied first, and a partly written one stays after a failure. Gives -1 without a line in
+    /// the log if the file can't be opened. Follows no redirect and has no time limit; but on a
+    /// kept handle the options of the last request stay in force.
     long downloadFile(const std::string& url, const std::string& path);
     /// Of the last transfer on the handle; all zero if no handle is kept.
     HttpStatistics getStats();
@@ -87,6 +111,7 @@ public:
     /// libcurl's write function for a body that nobody wants.
     static std::size_t writeCallbackMute(void*, std::size_t size, std::size_t nmemb, void*);
 
+    /// Channel "HttpClient", at info.
     static vx::LogChannel vxLogChannel;
 
 private:
@@ -109,14 +134,16 @@ private:
     std::unique_ptr<CURL, CurlHandleDeleter> handle;
 };
 
-/// A client that can be swapped.
+/// What a component takes that makes requests, so that another client can be put in its place.
 class SimpleHttpClient {
 public:
     virtual ~SimpleHttpClient() = default;
+    /// As `HttpClient::request`.
     virtual HttpResponse request(const HttpRequest& httpRequest) = 0;
 };
 
-/// Makes a new `HttpClient` for each request, so it keeps nothing between calls.
+/// Makes a new `HttpClient` for each request, so it keeps nothing between calls and any thread may
+/// call it.
 class SimpleHttpClientImpl : public SimpleHttpClient {
 public:
     HttpResponse request(const HttpRequest& httpRequest) override;
