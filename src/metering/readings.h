@@ -9,24 +9,31 @@
 
 namespace orv::metering::readings {
 
-/// Identity of a meter at the metering service.
+/// Identity of a meter at the metering service: its serial.
 using MeterId = vx::Identifier<struct MeterIdTag>;
 
 /// The result of one read of one meter; its JSON text is the one message that the daemon sends.
 /// Energies are in watt-seconds if the register's scale gives kilowatt-hours; powers are in the
-/// unit that the scale gives. A record that holds a NaN is not equal to itself.
+/// unit that the scale gives. The numbers passed through single precision. A value of zero is left
+/// out of the message, a NaN or an infinity stands as null. A record that holds a NaN is not equal
+/// to itself.
 struct ModbusMeteringSystem {
+    /// Empty if the serial isn't known; such a record is not sent.
     MeterId id = {};
+    /// The low eight bits of the address on the bus.
     std::uint8_t slaveAddress = 0;
     /// Kind of the source; "modbus" for this daemon.
     std::string meteringType = {};
     /// Moment at which the read of the meter began.
     std::chrono::system_clock::time_point lastChanged = {};
     bool tariffEnabled = false;
+    /// Consumed is what flows to the consumer (import), produced what it delivers (export). Neither
+    /// is negative unless a register of type `powerExport`, or its scale, says so.
     double powerConsumed = 0.0;
     double powerProduced = 0.0;
     double energyConsumed = 0.0;
     double energyProduced = 0.0;
+    /// By tariff, one to six.
     double t1EnergyConsumed = 0.0;
     double t1EnergyProduced = 0.0;
     double t2EnergyConsumed = 0.0;

@@ -10,14 +10,15 @@ namespace orv::modbus {
 
 /// How the bus is reached. Zero and empty values ask for the built-in behaviour.
 struct ModbusMiscConfig {
-    /// Host of a Modbus TCP server; empty means the serial line.
+    /// IPv4 address of a Modbus TCP server, as text; empty means the serial line.
     std::string modbusTCPServer;
+    /// TCP port of that server, handed to the Modbus library as it is; there is no default.
     std::int32_t port = 0;
     /// Kept in the file format and shown in the log; the pause on the bus is fixed.
     std::int32_t readIntervalUSec = 0;
-    /// Whole seconds; 0 means 5.
+    /// How long a read waits for its answer, in seconds; 0 means 5.
     std::int32_t timeoutResponseSec = 0;
-    /// Whole seconds; 0 means 5.
+    /// The Modbus library's time-out for indications, in seconds; 0 means 5.
     std::int32_t timeoutIndicationSec = 0;
 
     bool operator==(const ModbusMiscConfig&) const = default;
@@ -25,7 +26,9 @@ struct ModbusMiscConfig {
               timeoutIndicationSec)
 };
 
-/// The optional local file "modbus-config.json".
+/// The optional local file "modbus-config.json" in the directory `etc` of the system:
+///
+///     {"modbusMiscConfig": {"modbusTCPServer": "192.168.1.5", "port": 502}}
 struct ConfigFile {
     ModbusMiscConfig modbusMiscConfig;
 
@@ -33,8 +36,9 @@ struct ConfigFile {
     VX_FIELDS(ConfigFile, modbusMiscConfig)
 };
 
-/// Reads the file anew; its absence gives the defaults. Throws `vx::Exception` if it is not JSON or
-/// has a value of a wrong type.
+/// Reads the file anew; its absence gives the defaults, with a line in the log. Throws
+/// `vx::Exception` if it is not JSON or has a value of a wrong type, and as
+/// `System::readFileIfExists` if it can't be read. What the values mean is not checked.
 ConfigFile loadConfigFile(vx::System& system);
 
 } // namespace orv::modbus

@@ -5,10 +5,12 @@
 
 #include <vector>
 
-// The envelopes of the local server's answers. Only their key "data" is read.
+// The envelopes of the local server's answers. Only their key "data" is read; without it an answer
+// counts as an empty one: no serial parameters, no meters, no models.
 
 namespace orv::modbusreader {
 
+/// The answer to `rtuconfig`.
 struct SerialPortConfigReply {
     vxModel::SerialPortConfig data;
 
@@ -16,6 +18,7 @@ struct SerialPortConfigReply {
     VX_FIELDS(SerialPortConfigReply, data)
 };
 
+/// The answer to `attached`.
 struct AttachedMetersReply {
     std::vector<vxModel::ModbusMeter> data;
 
@@ -23,6 +26,7 @@ struct AttachedMetersReply {
     VX_FIELDS(AttachedMetersReply, data)
 };
 
+/// The answer to `config/supported`.
 struct MeterConfigReply {
     std::vector<vxModel::ElectricityMeterConfig> data;
 

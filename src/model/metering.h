@@ -11,11 +11,15 @@
 #include <vector>
 
 // The records in which the local server's metering interface speaks. The daemon doesn't ask for
-// them; they stand here so that the model of the server is whole.
+// them; they complete the model of the server. Texts whose meaning isn't told are the server's own
+// and are neither checked nor changed.
 
 namespace vxModel {
 
 using ControllerId = vx::Identifier<struct ControllerIdTag>;
+
+// The origins of a metering. The field `type` is the text by which `MeteringOrigin` tells them
+// apart, so it must keep its default.
 
 struct ApartmentMeteringOrigin {
     std::string type = "apartment";
@@ -52,7 +56,7 @@ struct ModbusMeteringOrigin {
     VX_FIELDS(ModbusMeteringOrigin, type, isGlobal, slaveAddress, serialNumber, application)
 };
 
-/// Where a metering comes from, told apart by the key "type".
+/// Where a metering comes from, told apart by the key "type"; index 0 if that is absent or unknown.
 using MeteringOrigin =
     std::variant<std::monostate, ApartmentMeteringOrigin, ControllerMeteringOrigin,
                  OpenMeteringSystemOrigin, ModbusMeteringOrigin>;
@@ -68,6 +72,7 @@ struct vx::JsonVariantTraits<vxModel::MeteringOrigin> {
 
 namespace vxModel {
 
+/// What a metering measures, and where.
 struct MeteringAttributes {
     std::string unit;
     std::string technicalName;
@@ -97,6 +102,7 @@ struct Meterings {
 };
 
 struct MeteringValueAttributes {
+    /// Nothing, which is an absent key, for a metering without a current value.
     std::optional<double> value;
 
     bool operator==(const MeteringValueAttributes&) const = default;
@@ -122,7 +128,7 @@ struct MeteringValues {
     VX_FIELDS(MeteringValues, values)
 };
 
-/// One entry of a series.
+/// One entry of a series in the compatibility form. The server defines what each number stands for.
 struct SeriesRealCompatValueValue {
     std::vector<double> value;
 
@@ -130,7 +136,8 @@ struct SeriesRealCompatValueValue {
     VX_FIELDS(SeriesRealCompatValueValue, value)
 };
 
-/// One series.
+/// One series in the compatibility form. An empty object reads as one with `type` "power" and `ok`
+/// true.
 struct SeriesCompatValue {
     std::string type = "power";
     std::string meterID;
@@ -151,7 +158,7 @@ struct SeriesCompatValues {
     VX_FIELDS(SeriesCompatValues, values)
 };
 
-/// A value with its moment.
+/// A value with its moment; nothing for a moment without a value.
 struct SeriesCompatValueValue {
     vx::DateTime timestamp;
     std::optional<double> value;

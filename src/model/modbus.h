@@ -10,7 +10,8 @@
 #include <vector>
 
 // The vocabulary in which the local server describes the Modbus installation. Enumerations travel
-// as their names; an unknown name reads as value 0. No key of a record is required.
+// as their names, misspelt ones included; an unknown name reads as value 0. No key of a record is
+// required. Nothing is checked beyond the types: a record may hold any address, length or scale.
 
 namespace vxModel {
 
@@ -21,7 +22,9 @@ std::ostream& operator<<(std::ostream& stream, E value) {
     return stream;
 }
 
-/// Which reading a register carries.
+/// Which reading a register carries. Powers and energies are measured values, scaled on decoding;
+/// `model`, `manufacturer` and `dateTime` are read and dropped; `serial` is the identity of the
+/// meter.
 enum class ModbusFieldType : std::int32_t {
     none = 0,
     powerImport = 1,
@@ -47,7 +50,8 @@ enum class ModbusFieldType : std::int32_t {
     tariffEnabled = 21,
 };
 
-/// How the words of a register are to be read.
+/// How the words of a register are to be read. `none`, `int16`, `bitmap` and `dateTime` are known
+/// to the server but not decoded.
 enum class ModbusDataType : std::int32_t {
     none = 0,
     int16 = 1,
@@ -62,14 +66,14 @@ enum class ModbusDataType : std::int32_t {
     dateTime = 10,
 };
 
-/// Which Modbus register space an address lies in.
+/// Which Modbus register space an address lies in: function 4 reads `input`, function 3 all others.
 enum class ModbusRegisterType : std::int32_t {
     none = 0,
     input = 1,
     holding = 2,
 };
 
-/// Speed of the serial line.
+/// Speed of the serial line in bits per second. With `none`, no line is opened.
 enum class BaudRateType : std::int32_t {
     none = 0,
     baud9600 = 1,
@@ -87,7 +91,7 @@ enum class Parity : std::int32_t {
     odd = 3,
 };
 
-/// Data bits of the serial line.
+/// Data bits of the serial line. With `none`, no line is opened; any other value runs at eight.
 enum class DataBits : std::int32_t {
     none = 0,
     bits7 = 1,
@@ -95,14 +99,15 @@ enum class DataBits : std::int32_t {
     bits9 = 3,
 };
 
-/// Stop bits of the serial line.
+/// Stop bits of the serial line. With `none`, no line is opened.
 enum class StopBits : std::int32_t {
     none = 0,
     bits1 = 1,
     bits2 = 2,
 };
 
-/// What a meter is attached to. Value 0 is "not yet set"; `none` is a real setting.
+/// What a meter is attached to. Value 0 is "not yet set"; `none` is a real setting. Nothing depends
+/// on it here.
 enum class MeterApplication : std::int32_t {
     unitialized = 0,
     none = 1,
@@ -111,7 +116,7 @@ enum class MeterApplication : std::int32_t {
     battery = 4,
 };
 
-/// Kind of a metering.
+/// Kind of a metering, for the records of model/metering.h.
 enum class MeteringType : std::int32_t {
     none = 0,
     energyMetering = 1,
@@ -132,6 +137,7 @@ enum class MeteringType : std::int32_t {
     energyProducedTariff6Metering = 16,
 };
 
+// The names are those of the enumerators.
 vx::EnumTable vxEnum(ModbusFieldType);
 vx::EnumTable vxEnum(ModbusDataType);
 vx::EnumTable vxEnum(ModbusRegisterType);
@@ -142,6 +148,7 @@ vx::EnumTable vxEnum(StopBits);
 vx::EnumTable vxEnum(MeterApplication);
 vx::EnumTable vxEnum(MeteringType);
 
+/// Identity of a metering at the local server; the daemon sends the meter's serial instead.
 using MeteringId = vx::Identifier<struct MeteringIdTag>;
 
 /// One field of a meter's register map.
@@ -150,8 +157,11 @@ struct ModbusRegister {
     std::uint16_t address = 0;
     ModbusFieldType fieldType = ModbusFieldType::none;
     ModbusDataType modbusDataType = ModbusDataType::none;
-    /// Number of values of the data type, not of registers.
+    /// Number of values of the data type, not of registers. All are read, but a numeric type
+    /// decodes the first one only.
     std::uint8_t length = 0;
+    /// Factor by which the number is multiplied. It takes an energy to kilowatt-hours, and a power
+    /// to the unit in which it is sent.
     float scaleValue = 1.0F;
     ModbusRegisterType registerType = ModbusRegisterType::holding;
 
@@ -159,7 +169,7 @@ struct ModbusRegister {
     VX_FIELDS(ModbusRegister, address, fieldType, modbusDataType, length, scaleValue, registerType)
 };
 
-/// A supported meter model with its register map.
+/// A supported meter model with its register map. The registers are read in this order, one by one.
 struct ElectricityMeterConfig {
     std::string id = {};
     std::string displayName = {};
@@ -173,6 +183,7 @@ struct ElectricityMeterConfig {
 
 /// The serial parameters of the RS-485 bus.
 struct SerialPortConfig {
+    /// Compared and logged, never opened: the port is a property of the hardware.
     std::string serialDevice = {};
     BaudRateType baudRate = BaudRateType::none;
     Parity parity = Parity::uninitilzed;
@@ -186,14 +197,16 @@ struct SerialPortConfig {
 /// One attached meter.
 struct ModbusMeter {
     MeteringId id = {};
-    /// The `ElectricityMeterConfig::id` of its model.
+    /// The `ElectricityMeterConfig::id` of its model. Several models may have it; all are read.
     std::string configId = {};
     std::string model = {};
     std::string manufacturer = {};
+    /// If set, stands for what a register of type `serial` would give.
     std::string serial = {};
     std::string name = {};
     bool tariffEnabled = false;
     bool isGlobal = false;
+    /// Unit on the bus. Not checked here: the Modbus library takes or refuses it.
     std::int32_t slaveAddress = 0;
     MeterApplication application = MeterApplication::unitialized;
 
