@@ -32,7 +32,8 @@ vx::LogChannel channel("base", vx::LogSeverity::notice);
 
 constexpr const char* blanks = " \t\n\r";
 
-/// Result of a converter of the C library that must take all of @p text.
+/// The number that @p convert, such as `strtol`, makes of @p text; nothing unless it takes all of
+/// it.
 template <class Number, class Converter>
 std::optional<Number> parseWhole(const std::string& text, Converter convert) {
     char* end = nullptr;
@@ -71,7 +72,8 @@ bool isContinuationByte(char c) {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
 }
 
-/// Whether @p lead announces exactly @p continuationBytes, one to four, behind it.
+/// Whether @p lead, the first byte of a UTF-8 character, announces exactly that many further bytes.
+/// One to four are known.
 bool announces(char lead, std::size_t continuationBytes) {
     struct Pattern {
         unsigned char mask;
@@ -231,7 +233,7 @@ std::string::size_type findAndUnescape(std::string& s, char c, unsigned from) {
     auto hit = s.find(c, from);
     while (hit != std::string::npos && hit > 0 && s[hit - 1] == '\\') {
         s.erase(hit - 1, 1);
-        // The character has moved to where its backslash was.
+        // The character now stands where its backslash was.
         hit = s.find(c, hit);
     }
     return hit;

@@ -12,7 +12,7 @@ namespace {
 
 using Headers = std::unordered_map<std::string, std::string>;
 
-/// Of the whole transfer; there is no separate limit for the connect.
+/// For a whole transfer; the connect has no limit of its own.
 constexpr long timeoutSeconds = 120;
 
 // These messages are built every time; LogChannel::log drops them if their severity doesn't pass.
@@ -128,7 +128,7 @@ long HttpClient::internalRequest(const std::string& url, HttpMethod method, cons
         if (body.content() != nullptr)
             *result = body.content();
         curl_slist_free_all(headerList);
-        // A kept handle must not reach the freed list.
+        // A kept handle must not reach the freed list any more.
         curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, nullptr);
         code = responseCode();
     } else {
@@ -149,7 +149,8 @@ long HttpClient::downloadFile(const std::string& url, const std::string& path) {
     curl_easy_setopt(handle.get(), CURLOPT_HTTPGET, 1L);
     curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, errorBuffer);
     if (std::FILE* file = std::fopen(path.c_str(), "w")) {
-        // A null function is libcurl's own; an earlier request's would take the file for a body.
+        // Without a function libcurl writes to the file itself. That of an earlier request on this
+        // handle would take the file for a URLResult.
         curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, nullptr);
         curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, file);
         logDebug("download : " + url);
@@ -187,7 +188,7 @@ void HttpClient::setMethod(HttpMethod method, const std::string& postData) {
     case HttpMethod::POST:
         curl_easy_setopt(handle.get(), CURLOPT_POST, 1L);
         if (postData.empty()) {
-            // An empty form; the option's successor would send another content type.
+            // Sends an empty form. The option's successor would send another content type.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
             curl_easy_setopt(handle.get(), CURLOPT_HTTPPOST, nullptr);
@@ -227,7 +228,7 @@ void HttpClient::releaseHandle() {
         handle.reset();
         return;
     }
-    // The buffer lived only for the transfer and must not be reached through a handle that is kept.
+    // The error buffer ends with the transfer; a kept handle must not reach it any more.
     curl_easy_setopt(handle.get(), CURLOPT_ERRORBUFFER, nullptr);
 }
 

@@ -17,27 +17,27 @@ namespace {
 
 vx::LogChannel channel("modbusreaderMain", vx::LogSeverity::notice);
 
-/// Keeps the bus and other sockets from the places of descriptors 0 to 2 that were closed at the
-/// start: the log would go there.
+/// Opens those of the descriptors 0 to 2 that were closed at the start. Otherwise the bus or a
+/// socket would get such a number, and the log would be written to it.
 void occupyStandardDescriptors() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (fcntl(descriptor, F_GETFD) == -1)
             open("/dev/null", O_RDWR);
 }
 
-/// The Modbus library waits by `select`, which aborts the process for a descriptor beyond its sets.
-/// At the limit an opening fails instead, and the poll goes on.
+/// The Modbus library waits by `select`, which aborts the process for a descriptor of 1024 or more.
+/// With this limit no such descriptor is given out: opening it fails, and the poll goes on.
 void limitDescriptors() {
     rlimit limit{};
-    // The service refuses both calls, and has this limit already.
+    // Under the service both calls are refused, and this limit is set already.
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return;
     limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE);
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// The environment is for the log alone; the HTTP library would ask a proxy that it names for the
-/// local server too.
+/// Removes the proxies from the environment: the HTTP library would ask them for the local server
+/// too.
 void forgetProxies() {
     for (const char* variable :
          {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})

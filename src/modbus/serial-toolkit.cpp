@@ -55,7 +55,7 @@ using Record = ModbusMeteringSystem;
 /// A power or an energy: the member of the record that its register fills, and in which unit.
 struct MeasuredField {
     ModbusFieldType fieldType;
-    /// Null for powerImport, whose sign chooses between its members.
+    /// Null for powerImport, which `convertPowerImport` stores in one of two members by its sign.
     float (*scale)(float value, float scaleValue);
     double ModbusMeteringSystem::*member;
     /// Whether the member keeps its previous value when the register could not be read.
@@ -157,8 +157,8 @@ int numberOfName(const std::string& name) {
 void configureRs485(const char* serialDevice) {
     serial_rs485 conf{};
     // Left open on purpose: the setting belongs to the tty and must survive the library's own open
-    // and close of the device. As the terminal of a process that leads its session, the bus could
-    // end it by a hang-up or a byte.
+    // and close of the device. O_NOCTTY, as the device must not become the terminal of the process:
+    // a hang-up, or a certain byte on the bus, could end it then.
     const int fd = open(serialDevice, O_RDWR | O_NOCTTY);
     conf.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
     if (fd == -1 || ioctl(fd, TIOCSRS485, &conf) == -1)
@@ -284,7 +284,7 @@ void SerialConnection::cycleMeters(const std::vector<vxModel::ElectricityMeterCo
     }
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): a read works on a model of its own
+// NOLINTNEXTLINE(performance-unnecessary-value-param): each read has a copy of its own
 void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConfig meterConfig) {
     ModbusMeteringSystem aReading;
     aReading.slaveAddress = static_cast<std::uint8_t>(slaveAddress);
@@ -298,8 +298,8 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
         if (!readRegister(aReading, slaveAddress, aRegister))
             failedFields.push_back(aRegister.fieldType);
 
-    // After all decoding, so that a carried power wins over one decoded in this poll.
-    // The record's own eight bits are the key.
+    // After all decoding, so that a carried power wins over one decoded in this poll. Addresses
+    // with the same low eight bits share a record.
     const int key = aReading.slaveAddress;
     if (const auto previous = m_readings.find(key); previous != m_readings.end())
         for (const ModbusFieldType failedField : failedFields)
@@ -312,7 +312,8 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
 
 namespace {
 
-/// Reads the words of a register from the slave that is set. Returns -1 with `errno` on failure.
+/// Reads the words of a register from the slave that was set before. Returns -1 with `errno` on
+/// failure.
 int readWords(const ModbusRegister& aRegister, RegisterBuffer& buffer) {
     // The library aborts the process on a read from a serial line whose slave was never set, as
     // when it refused the first address.
@@ -344,7 +345,7 @@ bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddr
         VX_LOG(channel, warning, "Could not read register", strerror(errno), aRegister);
         return false;
     }
-    // Built whether or not it is logged.
+    // This text is built even if it isn't logged.
     std::string debug;
     for (const std::uint16_t word : buffer)
         debug += " " + std::to_string(word);
@@ -401,7 +402,7 @@ void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
         reading.id = metering::readings::MeterId(decodeText(words, aRegister.length));
     if (isSerial && type == ModbusDataType::uint32)
         reading.id = metering::readings::MeterId(std::to_string(unsigned32(words)));
-    // Only a uint16 goes on to the conversion for a field that is not measured.
+    // A field that is not measured is converted from a uint16 only.
     if (!isMeasured(aRegister.fieldType) &&
         !(type == ModbusDataType::uint16 && isTextOrSwitch(aRegister.fieldType)))
         return;
@@ -425,7 +426,8 @@ float scaleEnergy(float value, float scaleValue) {
 
 namespace {
 
-/// One signed register describes the flow in both directions. A zero, also a NaN, is production.
+/// One signed register describes the flow in both directions. What is not above zero, a NaN
+/// included, is production.
 void convertPowerImport(ModbusMeteringSystem& reading, float value, float scaleValue) {
     VX_LOG(channel, debug, "power conversion", value, scaleValue);
     value = scalePower(value, scaleValue);

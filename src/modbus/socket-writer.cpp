@@ -26,8 +26,8 @@ void SocketClient::doConnect() {
     VX_LOG(channel, debug, "Connect");
     auto self = shared_from_this();
     m_socket.async_connect(m_endpoint, [self](const boost::system::error_code& ec) {
-        // Past the log system on purpose: operators count deliveries by this line. Unlike a C++
-        // stream, this one writes again after a write that failed.
+        // Not through the logger: operators count deliveries by this line, whatever the log's rules
+        // are. `stderr`, as a C++ stream writes nothing any more once a write has failed.
         std::fputs("=================================\n", stderr);
         std::fflush(stderr);
         if (!ec)
@@ -40,7 +40,7 @@ void SocketClient::doConnect() {
 void SocketClient::doWrite() {
     VX_LOG(channel, notice, "Writing ", m_buffer);
     auto self = shared_from_this();
-    // One send operation and no composed write: a short write drops the rest, and the next poll
+    // One write that may take less than all of the message. The rest is dropped, as the next poll
     // brings a fresher message anyway.
     m_socket.async_write_some(boost::asio::buffer(m_buffer),
                               [self](const boost::system::error_code& ec, std::size_t size) {

@@ -29,7 +29,7 @@ void writeNumber(long number) {
     writePiece(text);
 }
 
-/// Runs what may throw: the pieces behind it still count, and the process must not live on.
+/// Runs what may throw. An exception must stop neither the next pieces nor the abort.
 template <class Function>
 void tryPiece(Function function) {
     try {
@@ -39,11 +39,12 @@ void tryPiece(Function function) {
 }
 
 void writeLogContext() {
-    // An unknown value in the context would be reported through the logger.
+    // Otherwise an enumeration value without a name would be reported through the logger.
     const detail::EnumReportPause pause;
     std::ostringstream stream;
-    // The text of a context can fail an assertion, throw or log itself, which would write the same
-    // context again, without end. So it doesn't find it any more.
+    // The text of a context may itself log, throw by VX_THROW or fail an assertion, and each of
+    // these would ask for the same text again, without end. So the thread has no context from here
+    // on.
     stream << detail::takeLogContext();
     writePiece(stream.str());
 }
@@ -59,7 +60,7 @@ void writeTraces(const StackTrace& trace) {
 
 } // namespace
 
-// Never inlined: the trace leaves out exactly one frame for it.
+// Never inlined: the captured trace leaves out one frame for this function.
 [[gnu::noinline]] void assertFailed(const char* condition, const char* message,
                                     const char* function, const char* file, long line) {
     // If descriptor 2 is a pipe that nobody reads any more, a write would end the process by

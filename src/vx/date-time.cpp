@@ -36,7 +36,7 @@ int millisecondsOfSecond(DateTime time) {
     return static_cast<int>(duration_cast<milliseconds>(time.time_since_epoch()).count() % 1000);
 }
 
-/// Up to three decimal digits from the start of @p s, counted as hundreds, tens and units.
+/// The milliseconds that @p s begins with: up to three digits, of which the first counts hundreds.
 int parseMilliseconds(CharSpan s) {
     int result = 0;
     int unit = 100;
@@ -49,7 +49,7 @@ int parseMilliseconds(CharSpan s) {
     return result;
 }
 
-/// A year that nanoseconds can't reach wraps around, as the count itself does.
+/// Counts without a sign, so that a year beyond the range of `DateTime` wraps around.
 DateTime fromParts(std::time_t whole, int thousandths) {
     const auto count = static_cast<std::uint64_t>(whole) * 1000000000U +
                        static_cast<std::uint64_t>(thousandths) * 1000000U;
@@ -90,7 +90,8 @@ std::string toLocalMsIsoString(DateTime time) {
     // The offset comes without the colon that ISO 8601 wants beside a colon in the time.
     constexpr std::size_t colonIndex = 26;
     if (text[colonIndex] != ':') {
-        // A moment before 1970 with its signed milliseconds fills the whole text already.
+        // Only the two digits of the minutes are moved: with the sign that milliseconds have before
+        // 1970, there is no room for more.
         std::memmove(text + colonIndex + 1, text + colonIndex, 2);
         text[colonIndex] = ':';
         text[colonIndex + 3] = '\0';

@@ -35,7 +35,7 @@ std::string detail::enumName(const EnumTable& table, std::int32_t value) {
     const LogChannel& channel = enumLogChannel();
     if (channel.severity < LogSeverity::debug)
         return {};
-    // The log context may hold this very value, which would be reported again without end.
+    // The log context may show this very value, which would be reported again, without end.
     const EnumReportPause pause;
     channel.log(LogSeverity::debug,
                 strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),

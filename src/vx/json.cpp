@@ -14,7 +14,7 @@ std::mutex jsonTextMutex;
 
 using Tokener = std::unique_ptr<json_tokener, void (*)(json_tokener*)>;
 
-/// What json-c says of a failed parse, as a message without a key.
+/// json-c's reason for a failed parse.
 const char* errorDescription(json_tokener* tok) {
     return json_tokener_error_desc(json_tokener_get_error(tok));
 }
@@ -24,7 +24,7 @@ const char* errorDescription(json_tokener* tok) {
 std::shared_ptr<json_object> parseJsonFragment(const char* text) {
     const Tokener tok(json_tokener_new(), json_tokener_free);
     VX_THROW_UNLESS(tok);
-    // json-c answers a null pointer to this text too, which is otherwise the sign of a failure.
+    // For this text json-c gives a null pointer, as it does for a failure.
     if (std::string_view(text) == "null")
         return nullptr;
     json_object* object = json_tokener_parse_ex(tok.get(), text, -1);

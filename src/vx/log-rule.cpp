@@ -39,7 +39,7 @@ std::optional<std::string> findInFile(std::string_view name) {
     for (std::string line; std::getline(file, line);) {
         if (!line.starts_with(name))
             continue;
-        // The bounds check is wanted: a line of the bare name ends the search with its message.
+        // `at`, as a line of the bare name must end the search with the message of its exception.
         const bool assigned = line.at(name.size()) == '=';
         if (assigned && line.size() > name.size() + 1)
             return line.substr(name.size() + 1);
@@ -81,8 +81,8 @@ std::vector<LogRule> tryParseLogRules(const char* text) {
 }
 
 std::optional<std::string> getEnvOrConfig(const char* name) {
-    // Before threads exist, and nothing here changes the environment.
-    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+    // Called before threads exist, and nothing here changes the environment.
+    const char* value = std::getenv(name);
     if (value != nullptr && *value != '\0')
         return value;
     if (access(configFile, F_OK) != 0)
@@ -90,7 +90,7 @@ std::optional<std::string> getEnvOrConfig(const char* name) {
     try {
         return findInFile(name);
     } catch (const std::exception& e) {
-        // The logger is just being built and can't be asked to say this.
+        // The logger is still being made, so it can't say this.
         std::fprintf(stderr, "Failed to parse %s, error:%s\n", configFile, e.what());
         return std::nullopt;
     }

@@ -116,7 +116,7 @@ void Logger::readSettings() {
 
 void Logger::log(const char* channelName, LogSeverity severity, std::string message) const {
     const std::scoped_lock lock(m_body->mutex);
-    // A log function that writes an unknown enumeration value would have it reported, through the
+    // A log function may write an enumeration value without a name. Its report would come to the
     // logger, which would wait for its own lock.
     const detail::EnumReportPause pause;
     m_body->logFunction(channelName, severity, std::move(message));
@@ -124,9 +124,9 @@ void Logger::log(const char* channelName, LogSeverity severity, std::string mess
 
 void Logger::setLogFunction(LogFunction logFunction) {
     const std::scoped_lock lock(m_body->mutex);
-    // For the same reason: what the old function owns may write such a value when it is destroyed.
+    // The assignment destroys the old function under the lock, and what that owns may write such a
+    // value too.
     const detail::EnumReportPause pause;
-    // The assignment destroys the old function, so that happens under the lock.
     m_body->logFunction = std::move(logFunction);
 }
 
@@ -175,12 +175,12 @@ void Logger::setChannelSeverity(std::string_view channelName, LogSeverity severi
             return;
         }
     }
-    // Outside the lock: the text of an unknown severity may register a channel.
+    // Not under the lock: the text of a severity without a name may make the channel "vxEnum".
     VX_THROW("Log channel not found.");
 }
 
 void Logger::addChannel(LogChannel& channel) {
-    // Outside the lock: the text of an unknown value in the context may register a channel.
+    // Not under the lock: a value without a name in the context may make the channel "vxEnum".
     if (!tryAddChannel(channel))
         throw Exception(strArgs("Log channels with duplicate name detected. channel.name():",
                                 channel.name(), " condition:x->name() != channel.name() ",
@@ -258,7 +258,7 @@ void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
            << (channelName == nullptr ? "null" : channelName) << ' ' << message << '\n';
     const std::string line = stream.str();
     detail::writeToFd(body.logFd, line.data(), line.size());
-    // The line is out before the next statement runs, also when the process dies right after.
+    // So that the line stays even if the machine dies right after it.
     fsync(body.logFd);
 }
 

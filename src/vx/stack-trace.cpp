@@ -11,7 +11,7 @@
 namespace vx {
 namespace {
 
-/// Demangles into one buffer, which the ABI's function may have to enlarge.
+/// Demangles names into one buffer, which `__cxa_demangle` enlarges when it must.
 class Demangler {
 public:
     Demangler() : m_buffer(static_cast<char*>(std::malloc(initialSize))) {}
@@ -67,7 +67,7 @@ void writeSymbols(const StackTrace& trace, Sink sink) {
 
 } // namespace
 
-// Never inlined: the trace leaves out exactly one frame for it.
+// Never inlined: the two frames that are left out are this function's and its caller's.
 [[gnu::noinline]] StackTrace StackTrace::capture(int skip) {
     StackTrace trace;
     trace.end = backtrace(trace.frames, maxDepth);

@@ -88,7 +88,7 @@ std::minstd_rand0& threadLocalRandomEngine() {
     thread_local std::minstd_rand0 engine;
     thread_local bool seeded = false;
     if (!seeded) {
-        // Zero is the engine's fixed point.
+        // A state of zero would never change.
         const unsigned v = std::random_device("default")();
         engine.seed(std::max(v % 0x7fffffff, 1U));
         seeded = true;

@@ -152,14 +152,14 @@ public:
     long long utcOffsetSeconds() const override {
         timeval now{};
         if (gettimeofday(&now, nullptr) != 0)
-            throw std::runtime_error(strerror(errno)); // NOLINT(concurrency-mt-unsafe)
+            throw std::runtime_error(strerror(errno));
         std::tm tm{};
         localtime_r(&now.tv_sec, &tm);
         return tm.tm_gmtoff;
     }
 
 private:
-    /// A missing file means devel, as any unknown text does.
+    /// Devel if there is no such file or its text is unknown.
     Release readRelease() const {
         const std::string text = readFileIfExists(m_dirs.etc + "/release-type").value_or("");
         return toEnum<Release>(boost::trim_copy(text, std::locale::classic()));
