@@ -22,7 +22,6 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <string_view>
 #include <unistd.h>
 
 namespace orv {

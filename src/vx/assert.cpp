@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <execinfo.h>
 #include <sstream>
-#include <string>
 #include <string_view>
 #include <unistd.h>
 

@@ -1,5 +1,6 @@
 #include "vx/exception.h"
 
+#include <iterator>
 #include <utility>
 
 namespace vx {

@@ -9,6 +9,7 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
 #include <sstream>
 #include <sys/syscall.h>

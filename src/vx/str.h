@@ -13,8 +13,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <string_view>
-#include <type_traits>
 #include <variant>
 
 namespace vx::detail {
