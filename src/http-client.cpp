@@ -106,13 +106,7 @@ long HttpClient::internalRequest(const std::string& url, HttpMethod method, cons
     URLResult body;
     char errorBuffer[CURL_ERROR_SIZE] = {};
     long code = -1;
-    if (handle) {
-        logDebug("reuse handle");
-        curl_easy_reset(handle.get());
-    } else {
-        logDebug("create new handle");
-        makeHandle();
-    }
+    resetOrMakeHandle();
     curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
     setVerification(insecure);
     curl_slist* headerList = setHeaders(headers);
@@ -162,6 +156,16 @@ long HttpClient::downloadFile(const std::string& url, const std::string& path) {
     }
     releaseHandle();
     return code;
+}
+
+void HttpClient::resetOrMakeHandle() {
+    if (handle) {
+        logDebug("reuse handle");
+        curl_easy_reset(handle.get());
+    } else {
+        logDebug("create new handle");
+        makeHandle();
+    }
 }
 
 void HttpClient::makeHandle() {

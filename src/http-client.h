@@ -122,6 +122,7 @@ private:
     long internalRequest(const std::string& url, HttpMethod method,
                          const std::unordered_map<std::string, std::string>& headers,
                          const std::string& postData, std::string* result, bool insecure);
+    void resetOrMakeHandle();
     void makeHandle();
     void setVerification(bool insecure);
     curl_slist* setHeaders(const std::unordered_map<std::string, std::string>& headers);
