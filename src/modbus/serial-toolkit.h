@@ -63,8 +63,8 @@ void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
                     const vxModel::ModbusRegister& aRegister);
 
 /// The bus and the state that survives a poll. Everything runs on the thread of the event loop and
-/// blocks it. Failures of server, bus and meters are logged, and the next poll tries again. There
-/// is one Modbus context in the process, so only one object of this class is of use.
+/// blocks it. What fails is logged, and the next poll asks server and meters anew. There is one
+/// Modbus context in the process, so only one object of this class is of use.
 class SerialConnection {
 public:
     /// One poll: asks the local server, reads all meters, and blocks for one second more.
@@ -91,7 +91,7 @@ public:
     vxModel::SerialPortConfig m_config;
     boost::asio::io_context& m_ioContext;
     SenderQueue& m_senderQueue;
-    /// List of the last good "attached" reply.
+    /// List of the last "attached" reply; empty after one that can't be read.
     std::vector<vxModel::ModbusMeter> m_attachedMeters = {};
     /// Last record of each slave address.
     std::unordered_map<int, ModbusMeteringSystem> m_readings = {};
