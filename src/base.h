@@ -13,10 +13,10 @@
 namespace orv {
 
 // Numbers from text. Blanks at the start are skipped; what follows must be a number to its end. In
-// base 0 of the C library "0x10" is hexadecimal and "010" octal. A number that is too large for the
-// C library's function counts as the largest it has, which is then cut to the type of the result;
-// the unsigned ones take a "-" and wrap around. For any other text the forms with a default return
-// that, and the others throw `std::invalid_argument` with the text. vx/str.h has stricter ones.
+// base 0 of the C library "0x10" is hexadecimal and "010" octal. A number that doesn't fit the
+// result is cut to its low bits; the unsigned ones take a "-" and wrap around. For any other text
+// the forms with a default return that, and the others throw `std::invalid_argument` with the text.
+// vx/str.h has stricter ones.
 
 int strToIntDef(const std::string& value, int defaultValue);
 unsigned strToUIntDef(const std::string& value, unsigned defaultValue);
@@ -56,9 +56,9 @@ std::pair<std::string, std::string> splitIntoKeyValue(const std::string& s);
 std::string join(const std::vector<std::string>& parts, const std::string& delimiter);
 /// Replaces in place and never looks at a replacement again. Nothing happens for an empty @p from.
 void replaceAll(std::string& s, const std::string& from, const std::string& to);
-/// Position of the first @p c at or behind @p from that has no backslash ahead of it, or `npos`.
-/// Each
-/// @p c that is passed over loses its backslash, so the text gets shorter.
+/// Position of the first @p c at or behind @p from that has no backslash ahead of it, or `npos` if
+/// there is none. Each @p c that is passed over on the way loses its backslash, so the text gets
+/// shorter.
 std::string::size_type findAndUnescape(std::string& s, char c, unsigned from);
 bool beginsWith(const std::string& s, const std::string& prefix);
 bool endsWith(const std::string& s, const std::string& suffix);

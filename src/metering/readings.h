@@ -27,8 +27,8 @@ struct ModbusMeteringSystem {
     /// Moment at which the read of the meter began.
     std::chrono::system_clock::time_point lastChanged = {};
     bool tariffEnabled = false;
-    /// Consumed is what flows to the consumer (import), produced what it delivers (export). Neither
-    /// is negative unless a register of type `powerExport`, or its scale, says so.
+    /// Consumed is what flows to the consumer (import), produced what it delivers (export). No
+    /// power is negative unless a register of type `powerExport`, or its scale, says so.
     double powerConsumed = 0.0;
     double powerProduced = 0.0;
     double energyConsumed = 0.0;

@@ -25,7 +25,7 @@ using CharSpan = gsl::basic_string_span<const char>;
 /// clock ends in 2038; this one doesn't.
 DateTime now();
 
-// The texts are those of moments from 1970 on. Ahead of it the milliseconds have a sign of their
+// The texts are meant for moments from 1970 on. Before that the milliseconds have a sign of their
 // own.
 
 /// ISO 8601 in UTC with milliseconds, 24 characters: 2026-11-14T02:24:09.123Z

@@ -70,9 +70,9 @@ public:
 std::ostream& operator<<(std::ostream& stream, const LogChannel& channel);
 
 /// As `trimFile(file)`, without what the channel's name already tells: on the channel
-/// "modbusSerial" "src/modbus/serial-toolkit.cpp" is "toolkit.cpp". Letters are compared without
-/// their case, and
-/// "_", "-" and "/" are skipped.
+/// "modbusSerial" the file "src/modbus/serial-toolkit.cpp" is "toolkit.cpp". It drops the start of
+/// the path for as long as that spells the name. Upper and lower case count as the same, and a "_",
+/// "-" or "/" of the path as nothing.
 std::string trimFile(std::string file, const LogChannel& channel);
 
 /// Knows all channels and hands each message to one replaceable log function. Where it doesn't say

@@ -138,8 +138,8 @@ std::string trimFileWithDotsToMaxSize(std::string file);
 // Strict number parsing of text from outside: the number and nothing else, no leading blank and no
 // trailing rest. Nothing of this is logged.
 
-/// Decimal integer with an optional sign. A value beyond the range of `long` counts as the end of
-/// that range and is then cut to `int`.
+/// Decimal integer with an optional sign. A value that doesn't fit `int` is cut to its low bits;
+/// one that doesn't even fit `long` counts as the end of that range first.
 std::optional<int> tryToInt(const std::string& s);
 
 /// Floating-point number with an optional sign, also "inf" and "nan"; infinity for one that is too
