@@ -1,4 +1,5 @@
-#include "e2e/reader-process.h"
+#include "e2e/process-world.h"
+#include "support/lines.h"
 #include "support/test-assert.h"
 
 #include <gmock/gmock.h>
@@ -9,60 +10,50 @@
 
 using testing::AllOf;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::StartsWith;
+using testing::SizeIs;
 
 namespace {
 
-/// Starts the reader with the library that misbehaves at the end of a poll.
-std::vector<std::string> misbehaving(const std::string& how) {
-    return {"LD_PRELOAD=" MISBEHAVING_LIBRARY, "MISBEHAVE=" + how, "VX_TEST_ASSERT=1",
-            "ASAN_OPTIONS=verify_asan_link_order=0:handle_abort=0"};
-}
-
-std::vector<std::string> linesFrom(const std::vector<std::string>& lines, std::string_view first) {
-    return linesBetween(lines, first, "\n");
-}
+class Crash : public ProcessWorld {
+protected:
+    /// Starts the reader with the library that misbehaves at the end of a poll, and waits until
+    /// that has aborted it.
+    void abortBy(const std::string& how) {
+        start({"LD_PRELOAD=" MISBEHAVING_LIBRARY, "MISBEHAVE=" + how, "VX_TEST_ASSERT=1",
+               "ASAN_OPTIONS=verify_asan_link_order=0:handle_abort=0"});
+        const int status = reader->waitForExit();
+        EXPECT_TRUE(WIFSIGNALED(status));
+        EXPECT_EQ(WTERMSIG(status), SIGABRT);
+    }
+};
 
 } // namespace
 
-TEST(Crash, aFailedAssertionWritesItsTextAndBothTracesAndAborts) {
-    ReaderProcess reader(misbehaving("assert"));
+TEST_F(Crash, aFailedAssertionWritesItsTextAndBothTracesAndAborts) {
+    abortBy("assert");
 
-    const int status = reader.waitForExit();
-
-    EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), SIGABRT);
-    const auto lines = linesFrom(reader.rawLog(), "Assertion failed.");
+    const auto lines = linesBetween(reader->rawLog(), "Assertion failed.", "\n");
     ASSERT_GT(lines.size(), 4);
     EXPECT_THAT(lines[0], AllOf(MatchesRegex("Assertion failed\\. Test assert\\. condition:false "
                                              "src/vx/log-rule\\.cpp:[0-9]+  [^ ].*"),
                                 EndsWith(std::string("  ") + functionOfTestAssert)));
     EXPECT_THAT(lines[1], MatchesRegex("Stacktrace:.*modbus-reader\\(.*\\[0x[0-9a-f]+\\]"));
-    EXPECT_THAT(linesWith(lines, "Decoded stacktrace:").size(), 1);
-    EXPECT_THAT(linesWith(lines, " : vx::testAssert() +0x").size(), 1);
-    EXPECT_THAT(linesWith(lines, " : orv::modbusreader::runReader() +0x").size(), 1);
+    EXPECT_THAT(linesWith(lines, "Decoded stacktrace:"), SizeIs(1));
+    EXPECT_THAT(linesWith(lines, " : vx::testAssert() +0x"), SizeIs(1));
+    EXPECT_THAT(linesWith(lines, " : orv::modbusreader::runReader() +0x"), SizeIs(1));
 }
 
-TEST(Crash, anExceptionThatNoHandlerTakesEndsTheProcessThroughTerminate) {
-    ReaderProcess reader(misbehaving("throw"));
+TEST_F(Crash, anExceptionThatNoHandlerTakesEndsTheProcessThroughTerminate) {
+    abortBy("throw");
 
-    const int status = reader.waitForExit();
-
-    EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), SIGABRT);
-    EXPECT_EQ(linesWith(reader.rawLog(), "terminate called after throwing").size(), 1);
-    EXPECT_EQ(linesWith(reader.rawLog(), "retry timer").size(), 0);
+    EXPECT_THAT(log("terminate called after throwing"), SizeIs(1));
+    EXPECT_THAT(log("retry timer"), SizeIs(0));
 }
 
-TEST(Crash, anExceptionOutOfATicksPollEndsTheProcessThroughTerminateToo) {
-    ReaderProcess reader(misbehaving("throw in a later poll"));
+TEST_F(Crash, anExceptionOutOfATicksPollEndsTheProcessThroughTerminateToo) {
+    abortBy("throw in a later poll");
 
-    const int status = reader.waitForExit();
-
-    EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), SIGABRT);
-    EXPECT_EQ(linesWith(reader.rawLog(), "terminate called after throwing").size(), 1);
-    EXPECT_EQ(linesWith(reader.rawLog(), "retry timer").size(), 1);
+    EXPECT_THAT(log("terminate called after throwing"), SizeIs(1));
+    EXPECT_THAT(log("retry timer"), SizeIs(1));
 }

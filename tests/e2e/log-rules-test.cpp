@@ -1,4 +1,5 @@
-#include "e2e/reader-process.h"
+#include "e2e/process-world.h"
+#include "support/lines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,90 +9,93 @@
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
-using testing::StartsWith;
 
 namespace {
 
-constexpr const char* alive = "DEBUG modbusSerial Main loop is alive toolkit.cpp:<line>";
+constexpr const char* alive = "debug modbusSerial Main loop is alive toolkit.cpp:<line>";
 
 void writeSettings(const std::string& text) {
     std::ofstream("/etc/libvx") << text;
 }
 
-/// The log of the first poll.
-std::vector<std::string> firstPoll(const ReaderProcess& reader) {
-    reader.waitForLog("config/supported");
-    return reader.log();
-}
+/// A home without meters, where nothing of a meter is told.
+class LogRules : public ProcessWorld {
+protected:
+    LogRules() { serveAttached(R"({"data":[]})"); }
+
+    /// The log of the first poll, up to its last line.
+    std::vector<std::string> logOfPoll() { return logUntil("Cycling meters"); }
+};
 
 } // namespace
 
-TEST(LogRules, theEnvironmentRaisesTheNamedChannelAlone) {
-    ReaderProcess reader({"VX_LOG=modbusSerial:D"});
+TEST_F(LogRules, theEnvironmentRaisesTheNamedChannelAlone) {
+    start({"VX_LOG=modbusSerial:D"});
 
-    const auto lines = firstPoll(reader);
+    const auto lines = logOfPoll();
 
-    EXPECT_THAT(linesWith(lines, "DEBUG"), ElementsAre(alive));
+    EXPECT_THAT(linesWith(lines, "debug"), ElementsAre(alive));
 }
 
-TEST(LogRules, theFileRaisesTheNamedChannelAlone) {
+TEST_F(LogRules, theFileRaisesTheNamedChannelAlone) {
     writeSettings("VX_LOG=modbusSerial:D\n");
-    ReaderProcess reader;
+    start();
 
-    const auto lines = firstPoll(reader);
+    const auto lines = logOfPoll();
 
-    EXPECT_THAT(linesWith(lines, "DEBUG"), ElementsAre(alive));
+    EXPECT_THAT(linesWith(lines, "debug"), ElementsAre(alive));
 }
 
-TEST(LogRules, debugOfTheHttpClientShowsANewHandleForEachRequest) {
-    ReaderProcess reader({"VX_LOG=HttpClient:D"});
+TEST_F(LogRules, debugOfTheHttpClientShowsANewHandleForEachRequest) {
+    start({"VX_LOG=HttpClient:D"});
 
-    reader.waitForLog("retry timer");
-
-    const std::string fresh = "DEBUG HttpClient create new handle";
-    EXPECT_THAT(linesWith(linesBetween(reader.log(), "", "retry timer"), "handle"),
-                ElementsAre(fresh, fresh, fresh));
+    const std::string fresh = "debug HttpClient create new handle";
+    EXPECT_THAT(linesWith(logOfPoll(), "handle"), ElementsAre(fresh, fresh, fresh));
 }
 
-TEST(LogRules, theEnvironmentWinsOverTheWholeFile) {
+TEST_F(LogRules, theEnvironmentWinsOverTheWholeFile) {
     writeSettings("VX_LOG=modbusSerial:D\n");
-    ReaderProcess reader({"VX_LOG=HttpClient:D"});
+    start({"VX_LOG=HttpClient:D"});
 
-    const auto lines = firstPoll(reader);
+    const auto lines = logOfPoll();
 
-    EXPECT_THAT(lines, Contains("DEBUG HttpClient create new handle"));
-    EXPECT_THAT(linesWith(lines, "DEBUG modbusSerial"), IsEmpty());
+    EXPECT_THAT(lines, Contains("debug HttpClient create new handle"));
+    EXPECT_THAT(linesWith(lines, "debug modbusSerial"), IsEmpty());
 }
 
-TEST(LogRules, anEmptyVariableFallsThroughToTheFile) {
+TEST_F(LogRules, anEmptyVariableFallsThroughToTheFile) {
     writeSettings("VX_LOG=modbusSerial:D\n");
-    ReaderProcess reader({"VX_LOG="});
+    start({"VX_LOG="});
 
-    const auto lines = firstPoll(reader);
+    const auto lines = logOfPoll();
 
-    EXPECT_THAT(linesWith(lines, "DEBUG"), ElementsAre(alive));
+    EXPECT_THAT(linesWith(lines, "debug"), ElementsAre(alive));
 }
 
-TEST(LogRules, aLineOfTheBareNameIsReportedAndLeavesTheDefaults) {
+TEST_F(LogRules, aLineOfTheBareNameIsReportedAndLeavesTheDefaults) {
     writeSettings("VX_LOG\nVX_LOG=modbusSerial:D\n");
-    ReaderProcess reader;
+    start();
 
-    const auto lines = firstPoll(reader);
+    const auto lines = logOfPoll();
 
     EXPECT_EQ(lines.front(),
               "Failed to parse /etc/libvx, error:basic_string::at: __n (which is 6) >= "
               "this->size() (which is 6)");
-    EXPECT_THAT(linesWith(lines, "DEBUG"), IsEmpty());
+    EXPECT_THAT(linesWith(lines, "debug"), IsEmpty());
 }
 
-TEST(LogRules, coloursAreOffInAFileAndOnByOrder) {
-    ReaderProcess plain;
-    ReaderProcess coloured({"VX_LOG_COLORS=yes"});
+TEST_F(LogRules, coloursAreOffInAFileAndOnByOrder) {
+    start();
+    logUntil("Starting");
+    const std::string plain = reader->rawLog().front();
+    end();
+    start({"VX_LOG_COLORS=yes"});
+    logUntil("Starting");
 
-    plain.waitForLog("Starting");
-    coloured.waitForLog("Starting");
-
-    EXPECT_THAT(plain.log().front(), StartsWith("NOTIC modbusreaderMain"));
-    EXPECT_THAT(coloured.log().front(), StartsWith("\x1B[36mNOTIC\x1B[0m modbusreaderMain"));
+    EXPECT_THAT(plain, MatchesRegex("\\[.*\\] +[0-9]+ NOTIC modbusreaderMain Starting .*"));
+    EXPECT_THAT(reader->rawLog().front(),
+                MatchesRegex("\\[.*\\] +[0-9]+ \x1B\\[36mNOTIC\x1B\\[0m modbusreaderMain "
+                             "Starting .*"));
 }

@@ -1,12 +1,12 @@
 #include "e2e/reader-process.h"
 
 #include "house/patience.h"
-#include "support/log-capture.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <csignal>
 #include <fstream>
+#include <map>
 #include <poll.h>
 #include <regex>
 #include <sstream>
@@ -14,20 +14,6 @@
 #include <unistd.h>
 
 namespace {
-
-std::string readAll(const std::string& file) {
-    std::ostringstream content;
-    content << std::ifstream(file).rdbuf();
-    return content.str();
-}
-
-std::size_t count(const std::string& haystack, std::string_view needle) {
-    std::size_t found = 0;
-    for (auto at = haystack.find(needle); at != std::string::npos;
-         at = haystack.find(needle, at + needle.size()))
-        ++found;
-    return found;
-}
 
 /// Tells each change of a file.
 class FileWatch {
@@ -54,14 +40,24 @@ private:
     int m_fd;
 };
 
-std::string withoutRunningValues(const std::string& line) {
-    static const std::regex head(R"(^\[[^\]]*\] +\d+ )");
-    static const std::regex expiry(R"(m_timer\.expiry\(\):[^ ]+)");
-    static const std::regex milliseconds(R"(after \d+ ms)");
-    std::string text = std::regex_replace(line, head, "");
-    text = std::regex_replace(text, expiry, "m_timer.expiry():<seconds>");
-    text = std::regex_replace(text, milliseconds, "after <ms> ms");
-    return withoutLineNumbers(withoutTime(text));
+std::vector<std::string> wholeLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream content(text);
+    for (std::string line; std::getline(content, line) && !content.eof();)
+        lines.push_back(line);
+    return lines;
+}
+
+/// A line of the log without time and thread, and with the whole word for its severity.
+std::string plain(const std::string& line) {
+    static const std::map<std::string, std::string> words = {
+        {"FATAL", "fatal"},  {"ERROR", "error"}, {"WARN ", "warning"},
+        {"NOTIC", "notice"}, {"INFO ", "info"},  {"DEBUG", "debug"}};
+    static const std::regex head(R"(^\[[^\]]*\] +\d+ (.{5}) )");
+    std::smatch match;
+    if (!std::regex_search(line, match, head) || !words.contains(match.str(1)))
+        return line;
+    return words.at(match.str(1)) + " " + match.suffix().str();
 }
 
 } // namespace
@@ -76,30 +72,31 @@ ReaderProcess::ReaderProcess(const std::vector<std::string>& environment,
     m_process = std::make_unique<house::ChildProcess>(command, m_logFile, environment);
 }
 
-void ReaderProcess::waitForLog(std::string_view text, std::size_t times) const {
+void ReaderProcess::waitForLog(const std::function<bool()>& condition) const {
     const auto end =
         std::chrono::steady_clock::now() + house::Patience::limit(std::chrono::seconds(30));
     const FileWatch watch(m_logFile);
-    while (count(readAll(m_logFile), text) < times)
+    while (!condition())
         if (!watch.waitForChange(end)) {
-            ADD_FAILURE() << "Not " << times << " times in the log: " << text << "\n"
-                          << readAll(m_logFile);
+            ADD_FAILURE() << "Not in the log in time:\n" << contentOf(m_logFile);
             return;
         }
 }
 
 std::vector<std::string> ReaderProcess::rawLog() const {
-    std::vector<std::string> lines;
-    std::istringstream content(readAll(m_logFile));
-    for (std::string line; std::getline(content, line) && !content.eof();)
-        lines.push_back(line);
-    return lines;
+    return wholeLines(contentOf(m_logFile));
 }
 
-std::vector<std::string> ReaderProcess::log() const {
-    std::vector<std::string> lines;
-    for (const std::string& line : rawLog())
-        lines.push_back(withoutRunningValues(line));
+std::vector<std::string> ReaderProcess::takeNewLines() {
+    std::ifstream file(m_logFile);
+    file.seekg(m_taken);
+    std::ostringstream content;
+    content << file.rdbuf();
+    std::vector<std::string> lines = wholeLines(content.str());
+    for (std::string& line : lines) {
+        m_taken += static_cast<std::streamoff>(line.size() + 1);
+        line = plain(line);
+    }
     return lines;
 }
 
@@ -109,24 +106,9 @@ int ReaderProcess::waitForExit() {
     return status.value_or(-1);
 }
 
-std::vector<std::string> linesBetween(const std::vector<std::string>& lines, std::string_view first,
-                                      std::string_view end) {
-    const auto contains = [](std::string_view text) {
-        return [text](const std::string& line) { return line.find(text) != std::string::npos; };
-    };
-    const auto from = std::find_if(lines.begin(), lines.end(), contains(first));
-    return {from, std::find_if(from, lines.end(), contains(end))};
-}
-
-std::vector<std::string> linesWith(const std::vector<std::string>& lines, std::string_view text) {
-    std::vector<std::string> result;
-    for (const std::string& line : lines)
-        if (line.find(text) != std::string::npos)
-            result.push_back(line);
-    return result;
-}
-
-std::string withoutTime(const std::string& message) {
-    static const std::regex time(R"((lastChanged":"?)\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)");
-    return std::regex_replace(message, time, "$1<time>");
+void ReaderProcess::end() {
+    if (!running())
+        return;
+    signal(SIGKILL);
+    waitForExit();
 }

@@ -3,10 +3,10 @@
 #include "house/child-process.h"
 #include "support/temporary-directory.h"
 
-#include <cstddef>
+#include <functional>
+#include <ios>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 /// The real executable, running, with its log in a file. It ends with the object.
@@ -18,35 +18,27 @@ public:
                            const std::vector<std::string>& arguments = {},
                            const std::vector<std::string>& launcher = {});
 
-    /// Waits until the log holds @p text @p count times. Fails the test when the limit passes.
-    void waitForLog(std::string_view text, std::size_t count = 1) const;
+    /// Waits until @p condition holds, and looks after each change of the log. Fails the test when
+    /// the limit passes.
+    void waitForLog(const std::function<bool()>& condition) const;
 
     /// The whole lines so far, as they are.
     std::vector<std::string> rawLog() const;
-
-    /// The whole lines so far without what differs from run to run: time and thread are left out,
-    /// and numbers of positions, expiries and milliseconds read `<line>`, `<seconds>`, `<ms>`.
-    std::vector<std::string> log() const;
+    /// The whole lines since the last call, as "severity channel message". What has no severity is
+    /// left as it is.
+    std::vector<std::string> takeNewLines();
 
     void signal(int number) { m_process->signal(number); }
     pid_t pid() const { return m_process->pid(); }
     bool running() { return m_process->running(); }
     /// Wait status as of `waitpid`; fails the test when the limit passes.
     int waitForExit();
+    /// Kills the process, if it still runs. Its log is complete then.
+    void end();
 
 private:
     TemporaryDirectory m_directory;
     std::string m_logFile;
+    std::streamoff m_taken = 0;
     std::unique_ptr<house::ChildProcess> m_process;
 };
-
-/// The lines from the first that contains @p first up to the last ahead of one that contains
-/// @p end.
-std::vector<std::string> linesBetween(const std::vector<std::string>& lines, std::string_view first,
-                                      std::string_view end);
-
-/// The lines that contain @p text.
-std::vector<std::string> linesWith(const std::vector<std::string>& lines, std::string_view text);
-
-/// Text in which the moment of a message reads `<time>`.
-std::string withoutTime(const std::string& message);

@@ -1,5 +1,5 @@
-#include "e2e/reader-process.h"
-#include "e2e/small-home.h"
+#include "e2e/process-world.h"
+#include "support/lines.h"
 
 #include "house/patience.h"
 #include "vx/date-time.h"
@@ -17,12 +17,12 @@
 #include <regex>
 #include <sys/wait.h>
 
+using house::Answer;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr const char* refused =
-    ", Reason: Failed to connect to 127.0.0.1 port 8088 after <ms> ms: Couldn't connect to server";
+using StartUp = ProcessWorld;
 
 /// Seconds from the epoch to the moment of a log line.
 double momentOf(const std::string& line) {
@@ -63,46 +63,49 @@ std::ptrdiff_t entriesOf(const std::filesystem::path& directory) {
 
 } // namespace
 
-TEST(StartUp, firstPollRunsBeforeTheTimerAndOnlyWarnsWhileTheLocalServerIsDown) {
-    ReaderProcess reader;
+TEST_F(StartUp, firstPollRunsBeforeTheTimerAndOnlyWarnsWhileTheLocalServerIsDown) {
+    closeServer();
+    start();
 
-    reader.waitForLog("callback");
+    const auto lines = logUntil("callback");
 
-    const std::string server = "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/";
+    const std::string failed = "error HttpClient Request failed: GET "
+                               "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/";
+    const std::string refused = ", Reason: Failed to connect to 127.0.0.1 port 8088 after <ms> ms: "
+                                "Couldn't connect to server";
+    const std::string warning =
+        "warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>";
     EXPECT_THAT(
-        linesBetween(reader.log(), "", "callback"),
+        lines,
         ElementsAre(
-            "NOTIC modbusreaderMain Starting modbus Reader main.cpp:<line>",
-            "NOTIC modbusreaderMain ------------------------------------------------------------ "
+            "notice modbusreaderMain Starting modbus Reader main.cpp:<line>",
+            "notice modbusreaderMain ------------------------------------------------------------ "
             "main.cpp:<line>",
-            "ERROR HttpClient Request failed: GET " + server + "rtuconfig" + refused,
-            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
-            "ERROR HttpClient Request failed: GET " + server + "attached" + refused,
-            "NOTIC modbusSerial Attached Meters result: toolkit.cpp:<line>",
-            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
-            "ERROR HttpClient Request failed: GET " + server + "config/supported" + refused,
-            "WARN  modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>",
-            "NOTIC modbusreaderMain retry timer m_timer.expiry():<seconds> error_code:Success "
+            failed + "rtuconfig" + refused, warning, failed + "attached" + refused,
+            "notice modbusSerial Attached Meters result: toolkit.cpp:<line>", warning,
+            failed + "config/supported" + refused, warning,
+            "notice modbusreaderMain retry timer m_timer.expiry():<seconds> error_code:Success "
             "main.cpp:<line>"));
+    end();
 }
 
-TEST(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {
-    ReaderProcess reader;
+TEST_F(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {
+    start();
 
-    reader.waitForLog("Starting modbus Reader");
+    logUntil("Starting modbus Reader");
 
-    EXPECT_THAT(reader.rawLog().front(),
+    EXPECT_THAT(reader->rawLog().front(),
                 testing::MatchesRegex("\\[[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\."
                                       "[0-9]{3}[+-][0-9]{2}:[0-9]{2}\\] [ 0-9]{4}[0-9] NOTIC "
                                       "modbusreaderMain Starting modbus Reader main\\.cpp:[0-9]+"));
 }
 
-TEST(StartUp, firstTickComesTwoIntervalsAfterTheFirstPoll) {
-    ReaderProcess reader;
+TEST_F(StartUp, firstTickComesTwoIntervalsAfterTheFirstPoll) {
+    start();
 
-    reader.waitForLog("retry timer");
+    logUntil("retry timer");
 
-    const auto lines = reader.rawLog();
+    const auto lines = reader->rawLog();
     const double passed =
         momentOf(linesWith(lines, "retry timer").front()) - momentOf(lines.front());
     // One second of sleep ends the poll, and two intervals follow.
@@ -110,17 +113,14 @@ TEST(StartUp, firstTickComesTwoIntervalsAfterTheFirstPoll) {
     EXPECT_LT(passed, scaled(3.9));
 }
 
-TEST(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
+TEST_F(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
     // A server that answers late makes each poll longer than the timer's second.
-    house::LocalServer server;
-    small_home::serveOn(server);
-    server.answerAlways(house::LocalServer::attachedPath,
-                        house::Answer::late(std::chrono::milliseconds(700)));
-    ReaderProcess reader;
+    server->answerAlways(LocalServer::attachedPath, Answer::late(std::chrono::milliseconds(700)));
+    start();
 
-    reader.waitForLog("retry timer", 4);
+    logUntil("retry timer", 4);
 
-    const auto ticks = linesWith(reader.rawLog(), "retry timer");
+    const auto ticks = linesWith(reader->rawLog(), "retry timer");
     for (std::size_t i = 1; i < 4; ++i) {
         // Each expiry is one interval after the one before.
         EXPECT_NEAR(expiryOf(ticks[i]) - expiryOf(ticks[i - 1]), 1.0,
@@ -132,87 +132,86 @@ TEST(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
     EXPECT_GT(lagOfLast, lagOfFirst + 2.0 - roundingOf(expiryOf(ticks[3])));
 }
 
-TEST(StartUp, afterALongPollTheNextTickComesAtOnce) {
-    house::LocalServer server;
-    small_home::serveOn(server);
-    server.answerNext(house::LocalServer::attachedPath,
-                      house::Answer::late(std::chrono::milliseconds(0)));
-    server.answerNext(house::LocalServer::attachedPath,
-                      house::Answer::late(std::chrono::milliseconds(3000)));
-    ReaderProcess reader;
+TEST_F(StartUp, afterALongPollTheNextTickComesAtOnce) {
+    server->answerNext(LocalServer::attachedPath, Answer());
+    server->answerNext(LocalServer::attachedPath, Answer::late(std::chrono::seconds(3)));
+    start();
 
-    reader.waitForLog("retry timer", 4);
+    logUntil("retry timer", 4);
 
     // The second poll alone took four seconds, so the ticks that fell due meanwhile follow with
     // only the polls' own second between them; none is lost.
-    const auto ticks = linesWith(reader.rawLog(), "retry timer");
+    const auto ticks = linesWith(reader->rawLog(), "retry timer");
     EXPECT_GE(momentOf(ticks[1]) - momentOf(ticks[0]), 3.99);
     EXPECT_LT(momentOf(ticks[2]) - momentOf(ticks[1]), scaled(1.9));
     EXPECT_NEAR(expiryOf(ticks[3]) - expiryOf(ticks[0]), 3.0, roundingOf(expiryOf(ticks[3])));
 }
 
-TEST(StartUp, argumentsAreNotRead) {
-    ReaderProcess reader({}, {"--help", "/nowhere"});
+TEST_F(StartUp, argumentsAreNotRead) {
+    start({}, {"--help", "/nowhere"});
 
-    reader.waitForLog("callback");
+    EXPECT_EQ(transcriptUntil("retry timer"), firstPoll);
 
-    EXPECT_TRUE(reader.running());
-    EXPECT_EQ(reader.log().front(),
-              "NOTIC modbusreaderMain Starting modbus Reader main.cpp:<line>");
+    EXPECT_TRUE(reader->running());
+    EXPECT_THAT(reader->rawLog().front(), testing::HasSubstr("Starting modbus Reader"));
 }
 
-TEST(StartUp, withItsStandardDescriptorsClosedNothingElseTakesTheirPlaces) {
-    small_home::OverTcp home;
-    ReaderProcess reader({}, {}, {"/bin/sh", "-c", "exec \"$0\" <&- >&- 2>&-"});
+TEST_F(StartUp, withItsStandardDescriptorsClosedNothingElseTakesTheirPlaces) {
+    start({}, {}, {"/bin/sh", "-c", "exec \"$0\" <&- >&- 2>&-"});
 
-    ASSERT_TRUE(home.server.waitForRequests(house::LocalServer::supportedPath, 2));
+    ASSERT_TRUE(server->waitForRequests(LocalServer::supportedPath, 2));
 
     // Not the bus, which would be sent the log.
     for (int descriptor = 0; descriptor <= 2; ++descriptor)
         EXPECT_EQ(
-            std::filesystem::read_symlink(vx::str("/proc/", reader.pid(), "/fd/", descriptor)),
+            std::filesystem::read_symlink(vx::str("/proc/", reader->pid(), "/fd/", descriptor)),
             "/dev/null")
             << descriptor;
 }
 
-TEST(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
-    ReaderProcess reader({}, {}, {"/bin/sh", "-c", "ulimit -n 2048 && exec \"$0\""});
+TEST_F(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
+    start({}, {}, {"/bin/sh", "-c", "ulimit -n 2048 && exec \"$0\""});
 
-    reader.waitForLog("Starting modbus Reader");
+    logUntil("Starting modbus Reader");
 
-    const std::string limits = contentOf(vx::str("/proc/", reader.pid(), "/limits"));
+    const std::string limits = contentOf(vx::str("/proc/", reader->pid(), "/limits"));
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +2048 +files"));
 }
 
-TEST(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
-    small_home::OverTcp home;
+TEST_F(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
     for (const std::string variable : {"http_proxy", "all_proxy", "ALL_PROXY"}) {
-        home.server.clearRequests();
         // The exceptions from a proxy usually hold this machine.
-        ReaderProcess reader({variable + "=http://127.0.0.1:1", "no_proxy=", "NO_PROXY="});
+        start({variable + "=http://127.0.0.1:1", "no_proxy=", "NO_PROXY="});
 
-        EXPECT_TRUE(home.server.waitForRequests(house::LocalServer::rtuConfigPath, 1)) << variable;
+        EXPECT_EQ(transcriptUntil("Reading meter now"), R"(?? GET …/rtuconfig                200
+-- reconnect
+?? GET …/attached                 200
+?? GET …/config/supported         200
+)") << variable;
+        end();
     }
 }
 
-TEST(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
-    ReaderProcess reader;
-    reader.waitForLog("Error requesting from server", 3);
-    const auto linesAhead = reader.log().size();
+TEST_F(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
+    start();
+    const std::string lastLineOfPoll = "modbusreaderSocketWriter Connect";
+    logUntil(lastLineOfPoll);
 
-    reader.signal(SIGTERM);
-    const int status = reader.waitForExit();
+    reader->signal(SIGTERM);
+    const int status = reader->waitForExit();
 
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_EQ(WTERMSIG(status), SIGTERM);
-    EXPECT_EQ(reader.log().size(), linesAhead);
+    EXPECT_THAT(log(), ElementsAre(testing::HasSubstr(lastLineOfPoll)));
 }
 
-TEST(StartUp, noFileTellsTheProcessId) {
+TEST_F(StartUp, noFileTellsTheProcessId) {
+    closeService();
     ASSERT_EQ(entriesOf("/run"), 0);
-    ReaderProcess reader;
+    start();
 
-    reader.waitForLog("callback");
+    logUntil("callback");
 
     EXPECT_EQ(entriesOf("/run"), 0);
+    end();
 }

@@ -1,7 +1,7 @@
 #include "modbus/main.h"
 
 #include "house/patience.h"
-#include "modbus/reader-world.h"
+#include "modbus/legacy.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "modbus/reader-world.h"
+#include "modbus/legacy.h"
 #include "support/log-capture.h"
 #include "support/recorded-bus.h"
 

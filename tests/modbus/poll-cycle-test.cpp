@@ -1,14 +1,13 @@
 #include "modbus/poll-cycle.h"
-#include "support/recorded-curl.h"
-#include "support/recorded-sleep.h"
+#include "support/curl-calls.h"
+#include "support/log-capture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
-
 #include <chrono>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 using house::Answer;
@@ -18,59 +17,50 @@ using testing::Key;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
-namespace {
-
-std::vector<std::string> warnings(const std::vector<std::string>& lines) {
-    return with("warning modbusSerial", lines);
-}
-
-} // namespace
+// What a poll asks the local server for, and what becomes of each answer.
 
 TEST_F(PollCycle, asksThePathsInOrderByPlainGets) {
+    const curl_calls::Numbers numbers;
     std::mutex mutex;
     std::vector<long> verifications;
-    server.whenRequested([&](const house::Request&) {
+    whenRequested([&](const house::Request&) {
         const std::scoped_lock lock(mutex);
-        verifications.push_back(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER));
+        verifications.push_back(numbers.all().at(CURLOPT_SSL_VERIFYPEER));
     });
 
     poll();
 
-    std::vector<std::string> asked;
-    for (const house::Request& request : server.requests()) {
-        asked.push_back(request.method + " " + request.path);
+    for (const house::Request& request : server->requests()) {
         EXPECT_EQ(request.body, "");
         // What libcurl sends of its own.
         EXPECT_THAT(request.headers, UnorderedElementsAre(Key("Host"), Key("Accept")));
     }
-    EXPECT_THAT(asked, ElementsAre("GET /api/v1/apartment/meterings/modbus/rtuconfig",
-                                   "GET /api/v1/apartment/meterings/modbus/attached",
-                                   "GET /api/v1/apartment/meterings/modbus/config/supported"));
     const std::scoped_lock lock(mutex);
     EXPECT_THAT(verifications, ElementsAre(1, 1, 1));
+    expectTranscriptOfFile(transcript());
 }
 
 TEST_F(PollCycle, firstGoodReplyDiffersFromTheStartAndReconnects) {
-    const auto lines = poll();
+    poll();
 
-    EXPECT_THAT(with("doReconnect", lines), SizeIs(1));
+    EXPECT_THAT(log("doReconnect"), SizeIs(1));
     EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
 }
 
 TEST_F(PollCycle, anEqualReplyDoesNothingMore) {
+    firstPoll();
+
     poll();
 
-    const auto lines = poll();
-
-    EXPECT_THAT(with("doReconnect", lines), IsEmpty());
-    EXPECT_THAT(with("querySerialConnectionConfig", lines),
+    EXPECT_THAT(log("querySerialConnectionConfig"),
                 ElementsAre(R"(notice modbusSerial querySerialConnectionConfig m_config:)"
                             R"({"serialDevice":/dev/a,"baudRate":baud9600} serverConfig.data:)"
                             R"({"serialDevice":/dev/a,"baudRate":baud9600} toolkit.cpp:<line>)"));
+    EXPECT_EQ(transcript(), secondPoll);
 }
 
 TEST_F(PollCycle, eachSerialParameterThatChangesAloneReconnects) {
-    poll();
+    firstPoll();
     // One key differs from row to row.
     const std::vector<std::pair<const char*, const char*>> changes = {
         {R"({"data":{"serialDevice":"/dev/b","baudRate":"baud9600"}})",
@@ -89,121 +79,128 @@ TEST_F(PollCycle, eachSerialParameterThatChangesAloneReconnects) {
     };
 
     for (const auto& [reply, parameters] : changes) {
-        server.serve(LocalServer::rtuConfigPath, reply);
+        serveRtuConfig(reply);
 
-        EXPECT_THAT(with("doReconnect", poll()),
+        poll();
+
+        EXPECT_THAT(log("doReconnect"),
                     ElementsAre(vx::str("notice modbusSerial doReconnect m_config:", parameters,
                                         " toolkit.cpp:<line>")));
     }
 }
 
 TEST_F(PollCycle, anEmptyObjectEqualsTheStartSoNoConnectionIsMade) {
-    server.serve(LocalServer::rtuConfigPath, "{}");
+    serveRtuConfig("{}");
 
-    const auto lines = poll();
+    poll();
 
-    EXPECT_THAT(with("doReconnect", lines), IsEmpty());
-    EXPECT_EQ(slave.transcript(), "");
-    EXPECT_THAT(with("Could not read register", lines), SizeIs(2));
+    expectTranscriptOfFile(transcript());
 }
 
 TEST_F(PollCycle, anEmptyObjectAfterAGoodReplyReconnects) {
-    poll();
-    server.serve(LocalServer::rtuConfigPath, "{}");
+    firstPoll();
+    serveRtuConfig("{}");
 
-    EXPECT_THAT(with("doReconnect", poll()),
+    poll();
+
+    EXPECT_THAT(log("doReconnect"),
                 ElementsAre("notice modbusSerial doReconnect m_config:{} toolkit.cpp:<line>"));
 }
 
 TEST_F(PollCycle, anErrorStatusOnRtuconfigKeepsParametersAndConnection) {
+    firstPoll();
+    server->answerNext(LocalServer::rtuConfigPath, Answer::withStatus(500, "broken"));
+
     poll();
-    server.answerNext(LocalServer::rtuConfigPath, Answer::withStatus(500, "broken"));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Error requesting from server code:500 "
-                            "result:broken toolkit.cpp:<line>"));
-    EXPECT_EQ(lines.front(), warnings(lines).front());
     EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
-    EXPECT_EQ(slave.transcript(), readBoth);
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                500
+!! warning modbusSerial Error requesting from server code:500 result:broken toolkit.cpp:<line>
+)" + std::string(restOfSecondPoll));
 }
 
 TEST_F(PollCycle, onlyStatus200IsAnAnswer) {
     for (const char* path :
          {LocalServer::rtuConfigPath, LocalServer::attachedPath, LocalServer::supportedPath})
-        server.answerAlways(path, Answer::withStatus(201, "{}"));
+        server->answerAlways(path, Answer::withStatus(201, "{}"));
 
-    const std::string warning =
-        "warning modbusSerial Error requesting from server code:201 result:{} toolkit.cpp:<line>";
-    EXPECT_THAT(warnings(poll()), ElementsAre(warning, warning, warning));
+    poll();
+
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                201
+!! warning modbusSerial Error requesting from server code:201 result:{} toolkit.cpp:<line>
+?? GET …/attached                 201
+!! warning modbusSerial Error requesting from server code:201 result:{} toolkit.cpp:<line>
+?? GET …/config/supported         201
+!! warning modbusSerial Error requesting from server code:201 result:{} toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, theGoodBodyOfAnErrorStatusIsLoggedAndNotTaken) {
-    poll();
+    firstPoll();
     const auto parameters = reader.connection.m_config;
     const auto meters = reader.connection.m_attachedMeters;
-    server.answerNext(LocalServer::rtuConfigPath,
-                      Answer::withStatus(500, R"({"data":{"serialDevice":"/dev/b"}})"));
-    server.answerNext(LocalServer::attachedPath,
-                      Answer::withStatus(500, R"({"data":[{"configId":"c","slaveAddress":9}]})"));
-    server.answerNext(LocalServer::supportedPath,
-                      Answer::withStatus(500, R"({"data":[{"id":"c","registers":[{}]}]})"));
-    slave.clearTranscript();
+    server->answerNext(LocalServer::rtuConfigPath,
+                       Answer::withStatus(500, R"({"data":{"serialDevice":"/dev/b"}})"));
+    server->answerNext(LocalServer::attachedPath,
+                       Answer::withStatus(500, R"({"data":[{"configId":"c","slaveAddress":9}]})"));
+    server->answerNext(LocalServer::supportedPath,
+                       Answer::withStatus(500, R"({"data":[{"id":"c","registers":[{}]}]})"));
 
-    const auto lines = poll();
+    poll();
 
-    const std::string warning = "warning modbusSerial Error requesting from server code:500 ";
-    EXPECT_THAT(
-        warnings(lines),
-        ElementsAre(warning + R"(result:{"data":{"serialDevice":"/dev/b"}} toolkit.cpp:<line>)",
-                    warning + R"(result:{"data":[{"configId":"c","slaveAddress":9}]} )"
-                              R"(toolkit.cpp:<line>)",
-                    warning + R"(result:{"data":[{"id":"c","registers":[{}]}]} )"
-                              R"(toolkit.cpp:<line>)"));
     EXPECT_EQ(reader.connection.m_config, parameters);
     EXPECT_EQ(reader.connection.m_attachedMeters, meters);
-    EXPECT_EQ(slave.transcript(), "");
-    EXPECT_THAT(with("Reading meter", lines), IsEmpty());
+    EXPECT_THAT(log("Reading meter"), IsEmpty());
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                500
+!! warning modbusSerial Error requesting from server code:500 result:{"data":{"serialDevice":"/dev/b"}} toolkit.cpp:<line>
+?? GET …/attached                 500
+!! warning modbusSerial Error requesting from server code:500 result:{"data":[{"configId":"c","slaveAddress":9}]} toolkit.cpp:<line>
+?? GET …/config/supported         500
+!! warning modbusSerial Error requesting from server code:500 result:{"data":[{"id":"c","registers":[{}]}]} toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, anUnparsableRtuconfigKeepsParametersAndConnection) {
+    firstPoll();
+    server->answerNext(LocalServer::rtuConfigPath, Answer::withBody("<html>"));
+
     poll();
-    server.answerNext(LocalServer::rtuConfigPath, Answer::withBody("<html>"));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
-                            "unexpected character condition:object vx/json.cpp:<line> "
-                            "toolkit.cpp:<line>"));
-    EXPECT_EQ(lines.front(), "notice modbusSerial result:<html> toolkit.cpp:<line>");
+    EXPECT_EQ(log(" result:").front(), "notice modbusSerial result:<html> toolkit.cpp:<line>");
     EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
-    EXPECT_EQ(slave.transcript(), readBoth);
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+!! warning modbusSerial Could not convert reply e:Failed to parse json. unexpected character condition:object vx/json.cpp:<line> toolkit.cpp:<line>
+)" + std::string(restOfSecondPoll));
 }
 
 TEST_F(PollCycle, aReplyThatIsAnArrayCouldNotBeConverted) {
-    server.serve(LocalServer::rtuConfigPath, "[]");
+    firstPoll();
+    server->answerNext(LocalServer::rtuConfigPath, Answer::withBody("[]"));
 
-    EXPECT_EQ(warnings(poll()).front(),
-              "warning modbusSerial Could not convert reply e:Expecting json object. jsonType:5 "
-              "condition:jsonType == json_type_object vx/record.h:<line> toolkit.cpp:<line>");
+    poll();
+
+    EXPECT_THAT(complaints(),
+                ElementsAre("warning modbusSerial Could not convert reply e:Expecting json object. "
+                            "jsonType:5 condition:jsonType == json_type_object vx/record.h:<line> "
+                            "toolkit.cpp:<line>"));
 }
 
 TEST_F(PollCycle, aBrokenConfigurationFileLeavesTheParametersAcceptedAndIsNotTriedAgain) {
     writeConfigFile("{broken");
 
-    const auto first = poll();
-    const auto second = poll();
+    poll();
+    const auto reported = log("Could not convert reply");
+    forget();
+    poll();
 
-    EXPECT_THAT(with("Could not convert reply", first),
+    EXPECT_THAT(reported,
                 ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
                             "quoted object property name expected condition:object "
                             "vx/json.cpp:<line> toolkit.cpp:<line>"));
     EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
-    EXPECT_THAT(with("doReconnect", second), IsEmpty());
+    EXPECT_THAT(log("doReconnect"), IsEmpty());
+    // Nothing but the reads that fail without a connection.
+    expectTranscriptOfFile(transcript());
 }
 
 TEST_F(PollCycle, anyStandardExceptionOfAReconnectIsCaught) {
@@ -216,45 +213,50 @@ TEST_F(PollCycle, anyStandardExceptionOfAReconnectIsCaught) {
         });
 
     reader.connection.querySerialConnectionConfig();
-    vx::Logger::instance().setLogFunction(vx::Logger::defaultLogFunction);
 
     EXPECT_EQ(lines.back(), "Could not convert reply e:too far toolkit.cpp:<line>");
     EXPECT_EQ(reader.connection.m_config.serialDevice, "/dev/a");
 }
 
 TEST_F(PollCycle, aChangedConfigurationFileTakesEffectOnlyAtTheNextReconnect) {
-    poll();
+    firstPoll();
     house::ModbusSlave other{house::TcpPort{}};
-    useTcp(other);
-    slave.clearTranscript();
-
-    poll();
-    EXPECT_EQ(slave.transcript(), readBoth);
-    EXPECT_EQ(other.transcript(), "");
-    server.serve(LocalServer::rtuConfigPath, R"({"data":{"serialDevice":"/dev/b"}})");
     other.unit(7).holding(10, {70});
     other.unit(8).holding(10, {80});
+    writeConfigFile(vx::str(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)",
+                            other.port(), "}}"));
+
     poll();
-    EXPECT_EQ(other.transcript(), readBoth);
+    EXPECT_EQ(transcript(), secondPoll);
+    EXPECT_EQ(other.transcript(), "");
+    serveRtuConfig(R"({"data":{"serialDevice":"/dev/b"}})");
+    poll();
+
+    EXPECT_EQ(conversation(), "");
+    EXPECT_EQ(other.transcript(), R"(>> unit 7  read holding 10 x1
+<< 0046
+>> unit 8  read holding 10 x1
+<< 0050
+)");
 }
 
 TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) {
-    poll();
-    server.answerNext(LocalServer::attachedPath, Answer::withStatus(404, "gone"));
-    server.serve(LocalServer::supportedPath,
-                 R"({"data":[{"id":"c","registers":[{"address":11,"length":1}]}]})");
-    slave.clearTranscript();
-
-    const auto lines = poll();
-
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Error requesting from server code:404 "
-                            "result:gone toolkit.cpp:<line>"));
-    // The body's line comes before the look at the status.
-    EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result:gone toolkit.cpp:<line>");
-    EXPECT_EQ(lines[3], warnings(lines).front());
+    firstPoll();
+    server->answerNext(LocalServer::attachedPath, Answer::withStatus(404, "gone"));
     // Their register maps are this poll's.
-    EXPECT_EQ(slave.transcript(), R"(>> unit 7  read holding 11 x1
+    serveSupported(R"({"data":[{"id":"c","registers":[{"address":11,"length":1}]}]})");
+
+    poll();
+
+    // The body is logged before the look at the status.
+    EXPECT_THAT(log(" result:gone"),
+                ElementsAre("notice modbusSerial Attached Meters result:gone toolkit.cpp:<line>",
+                            "warning modbusSerial Error requesting from server code:404 "
+                            "result:gone toolkit.cpp:<line>"));
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 404
+?? GET …/config/supported         200
+>> unit 7  read holding 11 x1
 << 0047
 >> unit 8  read holding 11 x1
 << 0051
@@ -262,162 +264,163 @@ TEST_F(PollCycle, anErrorStatusOnAttachedStillReadsTheMetersOfTheLastGoodReply) 
 }
 
 TEST_F(PollCycle, anUnparsableAttachedBodyEmptiesTheListUntilTheNextGoodReply) {
+    firstPoll();
+    server->answerNext(LocalServer::attachedPath, Answer::withBody("oops"));
+
     poll();
-    server.answerNext(LocalServer::attachedPath, Answer::withBody("oops"));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_THAT(warnings(lines),
-                ElementsAre("warning modbusSerial Could not convert reply e:Failed to parse json. "
-                            "unexpected character condition:object vx/json.cpp:<line> "
-                            "toolkit.cpp:<line>"));
     EXPECT_THAT(reader.connection.m_attachedMeters, IsEmpty());
     // The models are asked for all the same.
-    EXPECT_THAT(with("Supported Meters", lines), SizeIs(1));
-    EXPECT_EQ(server.requestCount(LocalServer::supportedPath), 2);
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_THAT(log("Supported Meters"), SizeIs(1));
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+!! warning modbusSerial Could not convert reply e:Failed to parse json. unexpected character condition:object vx/json.cpp:<line> toolkit.cpp:<line>
+?? GET …/config/supported         200
+)");
     poll();
-    EXPECT_EQ(slave.transcript(), readBoth);
+    EXPECT_EQ(transcript(), secondPoll);
 }
 
 TEST_F(PollCycle, anEmptyBodyOnAttachedEmptiesTheList) {
+    firstPoll();
+    server->answerNext(LocalServer::attachedPath, Answer::withBody(""));
+
     poll();
-    server.answerNext(LocalServer::attachedPath, Answer::withBody(""));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_EQ(lines[2], "notice modbusSerial Attached Meters result: toolkit.cpp:<line>");
-    EXPECT_THAT(
-        warnings(lines),
-        ElementsAre(
-            "warning modbusSerial Could not convert reply e:Failed to parse json. "
-            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
+    EXPECT_THAT(log("Attached Meters"),
+                ElementsAre("notice modbusSerial Attached Meters result: toolkit.cpp:<line>"));
     EXPECT_THAT(reader.connection.m_attachedMeters, IsEmpty());
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+!! warning modbusSerial Could not convert reply e:Failed to parse json. unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>
+?? GET …/config/supported         200
+)");
 }
 
 TEST_F(PollCycle, anEmptyBodyOnSupportedReadsNoMeter) {
+    firstPoll();
+    server->answerNext(LocalServer::supportedPath, Answer::withBody(""));
+
     poll();
-    server.answerNext(LocalServer::supportedPath, Answer::withBody(""));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_THAT(with("Supported Meters", lines),
+    EXPECT_THAT(log("Supported Meters"),
                 ElementsAre("notice modbusSerial Supported Meters result: toolkit.cpp:<line>"));
-    EXPECT_THAT(
-        warnings(lines),
-        ElementsAre(
-            "warning modbusSerial Could not convert reply e:Failed to parse json. "
-            "unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>"));
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+?? GET …/config/supported         200
+!! warning modbusSerial Could not convert reply e:Failed to parse json. unexpected end of data condition:object vx/json.cpp:<line> toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, anEmptyAttachedListYieldsNoBusTrafficAndNoRecord) {
-    server.serve(LocalServer::attachedPath, R"({"data":[]})");
+    serveAttached(R"({"data":[]})");
 
-    const auto lines = poll();
+    poll();
 
-    EXPECT_THAT(warnings(lines), IsEmpty());
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_EQ(conversation(), "");
     EXPECT_THAT(reader.connection.m_readings, IsEmpty());
 }
 
 TEST_F(PollCycle, anEmptyAttachedListTakesTheMetersAway) {
-    const std::string sending = "modbusreaderSocketWriter Connect";
-    EXPECT_THAT(with(sending, poll()), SizeIs(2));
-    server.serve(LocalServer::attachedPath, R"({"data":[]})");
-    slave.clearTranscript();
+    poll();
+    EXPECT_THAT(messages(), SizeIs(2));
+    forget();
+    serveAttached(R"({"data":[]})");
 
-    const auto lines = poll();
+    poll();
 
-    EXPECT_EQ(slave.transcript(), "");
     // Their last records are kept, but not sent again.
     EXPECT_THAT(reader.connection.m_readings, SizeIs(2));
-    EXPECT_THAT(with(sending, lines), IsEmpty());
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+?? GET …/config/supported         200
+)");
 }
 
 TEST_F(PollCycle, theRecordOfAMeterThatLeftIsCarriedWhenItIsBack) {
-    poll();
-    server.answerNext(LocalServer::attachedPath,
-                      Answer::withBody(R"({"data":[{"configId":"c","slaveAddress":8}]})"));
-    poll();
-    slave.unit(7).failAlways(house::Fault::exception(4));
+    firstPoll();
+    server->answerNext(LocalServer::attachedPath,
+                       Answer::withBody(R"({"data":[{"configId":"c","slaveAddress":8}]})"));
+    firstPoll();
+    bus->unit(7).failAlways(house::Fault::exception(4));
 
-    const auto lines = poll();
+    poll();
 
-    EXPECT_THAT(with("Interpolating field", lines), SizeIs(1));
+    EXPECT_THAT(log("Interpolating field"), SizeIs(1));
+    EXPECT_THAT(complaints(), SizeIs(1));
     EXPECT_EQ(reader.connection.m_readings.at(7).powerConsumed, 70.0);
 }
 
 TEST_F(PollCycle, anErrorStatusOnSupportedReadsNoMeter) {
+    firstPoll();
+    server->answerNext(LocalServer::supportedPath, Answer::withStatus(503, "later"));
+
     poll();
-    server.answerNext(LocalServer::supportedPath, Answer::withStatus(503, "later"));
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_EQ(lines.back(), "warning modbusSerial Error requesting from server code:503 "
-                            "result:later toolkit.cpp:<line>");
-    EXPECT_THAT(with("Supported Meters", lines), IsEmpty());
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_THAT(log("Supported Meters"), IsEmpty());
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+?? GET …/config/supported         503
+!! warning modbusSerial Error requesting from server code:503 result:later toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, anUnparsableSupportedBodyReadsNoMeter) {
+    firstPoll();
+    serveSupported(R"({"data":{}})");
+
     poll();
-    server.serve(LocalServer::supportedPath, R"({"data":{}})");
-    slave.clearTranscript();
 
-    const auto lines = poll();
-
-    EXPECT_EQ(lines.back(),
-              "warning modbusSerial Could not convert reply e:Expecting json array. jsonType:4 "
-              "condition:jsonType == json_type_array vx/record.h:<line> / data toolkit.cpp:<line>");
-    EXPECT_THAT(with("Supported Meters", lines), SizeIs(1));
-    EXPECT_THAT(with("Cycling meters", lines), IsEmpty());
-    EXPECT_EQ(slave.transcript(), "");
+    EXPECT_THAT(log("Supported Meters"), SizeIs(1));
+    EXPECT_THAT(log("Cycling meters"), IsEmpty());
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+?? GET …/config/supported         200
+!! warning modbusSerial Could not convert reply e:Expecting json array. jsonType:4 condition:jsonType == json_type_array vx/record.h:<line> / data toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, aFailingRequestDoesNotStopTheNextOnes) {
-    server.answerAlways(LocalServer::rtuConfigPath, Answer::dropped());
-    server.answerAlways(LocalServer::attachedPath, Answer::dropped());
-    server.answerAlways(LocalServer::supportedPath, Answer::dropped());
+    for (const char* path :
+         {LocalServer::rtuConfigPath, LocalServer::attachedPath, LocalServer::supportedPath})
+        server->answerAlways(path, Answer::dropped());
 
-    const auto lines = poll();
+    poll();
 
-    EXPECT_EQ(server.requests().size(), 3);
-    const std::string warning =
-        "warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>";
-    EXPECT_THAT(warnings(lines), ElementsAre(warning, warning, warning));
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                dropped
+!! error HttpClient Request failed: GET http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/rtuconfig, Reason: Empty reply from server
+!! warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>
+?? GET …/attached                 dropped
+!! error HttpClient Request failed: GET http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/attached, Reason: Empty reply from server
+!! warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>
+?? GET …/config/supported         dropped
+!! error HttpClient Request failed: GET http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/config/supported, Reason: Empty reply from server
+!! warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>
+)");
 }
 
 TEST_F(PollCycle, startRunsAWholePollAndBlocksForOneSecondMore) {
-    server.serve(LocalServer::attachedPath, R"({"data":[]})");
+    serveAttached(R"({"data":[]})");
     const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    std::mutex mutex;
-    std::vector<std::string> busyAt;
-    const auto note = [&](const std::string& moment) {
-        const std::scoped_lock lock(mutex);
-        busyAt.push_back(moment + (reader.connection.m_busy ? " busy" : " idle"));
-    };
-    server.whenRequested([&](const house::Request&) {
-        // Its lock is what this thread shares with the reader, which has set options just before.
-        recorded_curl::numbers();
-        note("request");
+    // Its lock is what the server's thread shares with this one, which sets options before it asks.
+    const curl_calls::Numbers numbers;
+    std::vector<bool> wasBusy;
+    whenRequested([&](const house::Request&) {
+        numbers.all();
+        wasBusy.push_back(reader.connection.m_busy);
     });
-    const recorded_sleep::Observer observer(
-        [&](unsigned seconds) { note(vx::str("sleep ", seconds)); });
-    const auto begin = std::chrono::steady_clock::now();
+    const auto sleeping = c_calls::sleep.replaceBy([&](unsigned seconds) {
+        happened(Transcript::Kind::call, vx::str("sleep ", seconds, " s"));
+        wasBusy.push_back(reader.connection.m_busy);
+        return 0U;
+    });
 
     reader.connection.start();
-    note("end");
 
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-    EXPECT_EQ(log.take().front(), "debug modbusSerial Main loop is alive toolkit.cpp:<line>");
-    EXPECT_THAT(busyAt, ElementsAre("request busy", "request busy", "request busy", "sleep 1 busy",
-                                    "end idle"));
+    EXPECT_EQ(log("Main loop").front(), "debug modbusSerial Main loop is alive toolkit.cpp:<line>");
+    EXPECT_THAT(wasBusy, ElementsAre(true, true, true, true));
+    EXPECT_FALSE(reader.connection.m_busy);
+    expectTranscriptOfFile(transcript());
 }
 
 TEST_F(PollCycle, whatIsNoStandardExceptionLeavesThePollBusy) {

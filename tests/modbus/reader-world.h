@@ -1,14 +1,15 @@
 #pragma once
 
-#include "house/local-server.h"
-#include "house/metering-service.h"
-#include "house/modbus-slave.h"
 #include "modbus/serial-toolkit.h"
+#include "support/c-calls.h"
+#include "support/modbus-calls.h"
+#include "support/world.h"
 
 #include <boost/asio/io_context.hpp>
+#include <linux/serial.h>
 
-#include <fstream>
-#include <regex>
+#include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,26 +20,63 @@ struct Reader {
     orv::modbusreader::SerialConnection connection{
         orv::HttpClient(false), {}, ioContext, senderQueue};
 
-    /// Lets the messages of the poll go out.
+    /// Lets the messages so far go out.
     void deliver() {
         ioContext.restart();
         ioContext.run();
     }
 };
 
-inline void writeConfigFile(const std::string& text) {
-    std::ofstream("/etc/modbus-config.json") << text;
-}
+/// A world with the reader's code in this process. Its pauses on the bus take no time.
+class ReaderWorld : public World {
+protected:
+    ReaderWorld();
+    /// Leaves the code without a connection, as it was.
+    ~ReaderWorld() override;
 
-/// Configuration file that sends the reader to the Modbus TCP server @p slave.
-inline void useTcp(const house::ModbusSlave& slave) {
-    writeConfigFile(vx::str(
-        R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","timeoutResponseSec":1,"port":)",
-        slave.port(), "}}"));
-}
+    Reader reader;
 
-/// Text in which the moment of a message reads `<time>`.
-inline std::string withoutTime(const std::string& message) {
-    static const std::regex time(R"((lastChanged":"?)\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)");
-    return std::regex_replace(message, time, "$1<time>");
-}
+    /// A poll without its last second, and its delivery.
+    void poll();
+    /// Lets the messages so far go out, and waits until the service has them.
+    void deliver();
+
+    /// What the library was asked on the bus so far, such as
+    ///
+    ///     set_slave 7
+    ///     usleep 20000
+    ///     read_input_registers 30001 x2
+    std::vector<std::string> steps();
+
+    /// A setting of the port for RS-485. No pseudo terminal can be set so.
+    struct Rs485Setting {
+        /// O_RDONLY, O_WRONLY or O_RDWR.
+        int accessMode;
+        serial_rs485 conf;
+        /// How many descriptors this process had of the port at that moment.
+        std::size_t descriptors;
+    };
+    std::vector<Rs485Setting> rs485Settings;
+    /// Lets the settings from now on succeed.
+    void letRs485Succeed() { m_rs485Succeeds = true; }
+
+private:
+    /// Replaces a library's function, or tells each call of it, as long as this world lasts.
+    template <class Call, class Replacement>
+    void replace(Call& call, const Replacement& replacement);
+    template <class Call, class Observer>
+    void observe(Call& call, const Observer& observer);
+    void observeConnection();
+    void observeReads();
+    void called(const std::string& text);
+    void stepped(const std::string& text);
+    int setRs485(int fd, serial_rs485* conf);
+    void leaveNoConnection();
+
+    bool m_rs485Succeeds = false;
+    std::vector<int> m_rs485Descriptors;
+    std::string m_address;
+
+    /// The stand-ins of this world.
+    std::vector<std::shared_ptr<void>> m_scopes;
+};

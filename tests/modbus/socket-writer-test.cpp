@@ -1,4 +1,4 @@
-#include "modbus/reader-world.h"
+#include "modbus/legacy.h"
 #include "support/descriptors.h"
 #include "support/log-capture.h"
 

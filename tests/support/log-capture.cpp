@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <utility>
 
 LogCapture::LogCapture(Mode mode) : m_mode(mode) {
@@ -41,11 +40,6 @@ std::vector<std::string> LogCapture::takeFrom(std::string_view channelName) {
         if (line.channel == channelName)
             texts.push_back(std::move(line.text));
     return texts;
-}
-
-std::string withoutLineNumbers(const std::string& text) {
-    static const std::regex position(R"(((?:^|[ /])[-./\w]*\.(?:cpp|h)):\d+)");
-    return std::regex_replace(text, position, "$1:<line>");
 }
 
 ChannelSeverity::ChannelSeverity(std::string channelName, vx::LogSeverity severity)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/lines.h"
 #include "vx/log.h"
 
 #include <mutex>
@@ -41,9 +42,6 @@ private:
     std::mutex m_mutex;
     std::vector<Line> m_lines;
 };
-
-/// Text of a message or an exception in which the numbers of source positions read `<line>`.
-std::string withoutLineNumbers(const std::string& text);
 
 /// Sets the severity of a channel for its scope.
 class ChannelSeverity {
