@@ -1,9 +1,9 @@
 #include "modbus/reader-world.h"
 
-#include "support/descriptors.h"
 #include "vx/log.h"
 #include "vx/str.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -27,7 +27,7 @@ ReaderWorld::ReaderWorld() {
     observeConnection();
     observeReads();
     replace(c_calls::ioctl, [this](int fd, unsigned long request, void* argument) {
-        return request == TIOCSRS485 ? setRs485(fd, static_cast<serial_rs485*>(argument))
+        return request == TIOCSRS485 ? setRs485(fd, *static_cast<serial_rs485*>(argument))
                                      : c_calls::ioctl.real(fd, request, argument);
     });
     vx::Logger::instance().setLogFunction(
@@ -119,9 +119,11 @@ void ReaderWorld::stepped(const std::string& text) {
         happened(Kind::step, text);
 }
 
-int ReaderWorld::setRs485(int fd, serial_rs485* conf) {
-    rs485Settings.push_back(
-        {fcntl(fd, F_GETFL) & O_ACCMODE, *conf, openDescriptorsOf(nameOfDescriptor(fd))});
+int ReaderWorld::setRs485(int fd, const serial_rs485& conf) {
+    const bool readsAndWrites = (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDWR;
+    called(vx::str("rs485 ", readsAndWrites ? "read-write" : "one-way", " flags ", conf.flags,
+                   " delays ", conf.delay_rts_before_send, " ", conf.delay_rts_after_send));
     m_rs485Descriptors.push_back(fd);
-    return m_rs485Succeeds ? 0 : c_calls::ioctl.real(fd, TIOCSRS485, conf);
+    errno = ENOTTY;
+    return rs485Succeeds ? 0 : -1;
 }

@@ -8,7 +8,6 @@
 #include <boost/asio/io_context.hpp>
 #include <linux/serial.h>
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,17 +47,8 @@ protected:
     ///     read_input_registers 30001 x2
     std::vector<std::string> steps();
 
-    /// A setting of the port for RS-485. No pseudo terminal can be set so.
-    struct Rs485Setting {
-        /// O_RDONLY, O_WRONLY or O_RDWR.
-        int accessMode;
-        serial_rs485 conf;
-        /// How many descriptors this process had of the port at that moment.
-        std::size_t descriptors;
-    };
-    std::vector<Rs485Setting> rs485Settings;
-    /// Lets the settings from now on succeed.
-    void letRs485Succeed() { m_rs485Succeeds = true; }
+    /// Whether the port can be set for RS-485, as no pseudo terminal can.
+    bool rs485Succeeds = true;
 
 private:
     /// Replaces a library's function, or tells each call of it, as long as this world lasts.
@@ -70,10 +60,9 @@ private:
     void observeReads();
     void called(const std::string& text);
     void stepped(const std::string& text);
-    int setRs485(int fd, serial_rs485* conf);
+    int setRs485(int fd, const serial_rs485& conf);
     void leaveNoConnection();
 
-    bool m_rs485Succeeds = false;
     std::vector<int> m_rs485Descriptors;
     std::string m_address;
 
