@@ -16,6 +16,7 @@ namespace {
 constexpr const char* configFile = "/etc/modbus-config.json";
 constexpr const char* logSettings = "/etc/libvx";
 constexpr const char* port = "/dev/ttymxc2";
+constexpr const char* meteringSocket = "/var/run/orv-metering.sock";
 
 /// The request and the status of its answer, in columns.
 std::string textOf(const house::Request& request) {
@@ -63,7 +64,7 @@ World::World() {
 
 World::~World() {
     closeAll();
-    for (const char* left : {configFile, logSettings, port})
+    for (const char* left : {configFile, logSettings, port, meteringSocket})
         std::filesystem::remove(left);
     for (const std::string& complaint : m_transcript.takeAll(Kind::complaint))
         ADD_FAILURE() << "Not taken: " << complaint;
