@@ -1,88 +1,80 @@
 #pragma once
 
-#include "modbus/legacy.h"
+#include "modbus/reader-world.h"
 #include "support/descriptors.h"
-#include "support/log-capture.h"
-#include "support/recorded-bus.h"
-#include "support/recorded-ioctl.h"
-
-#include "house/pty-pair.h"
-
-#include <gtest/gtest.h>
+#include "support/lines.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
-inline vxModel::SerialPortConfig serialConfig() {
-    return {"/dev/any", vxModel::BaudRateType::baud19200, vxModel::Parity::even,
-            vxModel::DataBits::bits8, vxModel::StopBits::bits1};
-}
+inline const vxModel::SerialPortConfig serialConfig = {
+    "/dev/any", vxModel::BaudRateType::baud19200, vxModel::Parity::even, vxModel::DataBits::bits8,
+    vxModel::StopBits::bits1};
 
-/// A meter at address 7 whose one register holds 5, and its map.
-inline void liveOn(house::ModbusSlave& slave) {
-    slave.unit(7).holding(10, {5});
-}
-
-inline vxModel::ElectricityMeterConfig meterConfig() {
-    vxModel::ElectricityMeterConfig config;
-    config.registers = {vxModel::ModbusRegister{.address = 10,
-                                                .fieldType = vxModel::ModbusFieldType::powerImport,
-                                                .modbusDataType = vxModel::ModbusDataType::uint16,
-                                                .length = 1}};
-    return config;
-}
-
-inline bool canReadMeter(Reader& reader) {
-    reader.connection.m_readings.clear();
-    reader.connection.readMeter(7, meterConfig());
-    return reader.connection.m_readings.at(7).powerConsumed == 5.0;
-}
-
-/// The lines that contain @p text.
-inline std::vector<std::string> of(const std::string& text, const std::vector<std::string>& lines) {
-    std::vector<std::string> result;
-    for (const std::string& line : lines)
-        if (line.find(text) != std::string::npos)
-            result.push_back(line);
-    return result;
-}
-
-/// A serial line whose one end is the reader's port.
-class SerialBus : public testing::Test {
+/// A meter on the bus at the slave address 7, whose one register holds 5.
+class BusConnection : public ReaderWorld {
 protected:
-    SerialBus() {
-        line.linkMasterEnd("/dev/ttymxc2");
-        recorded_bus::take();
+    static void putMeterOn(house::ModbusSlave& slave) { slave.unit(7).holding(10, {5}); }
+
+    void readMeter(int slaveAddress, const std::vector<std::uint16_t>& addresses = {10}) {
+        vxModel::ElectricityMeterConfig config;
+        for (const std::uint16_t address : addresses)
+            config.registers.push_back({.address = address,
+                                        .fieldType = vxModel::ModbusFieldType::powerImport,
+                                        .modbusDataType = vxModel::ModbusDataType::uint16,
+                                        .length = 1});
+        reader.connection.readMeter(slaveAddress, config);
     }
 
-    void reconnect(const vxModel::SerialPortConfig& config) {
+    bool canReadMeter() {
+        reader.connection.m_readings.clear();
+        readMeter(7);
+        return reader.connection.m_readings.at(7).powerConsumed == 5.0;
+    }
+
+    /// The warning of the meter's register.
+    static std::string unreadable(const std::string& reason) {
+        return "warning modbusSerial Could not read register strerror((*__errno_location ())):" +
+               reason +
+               R"( aRegister:{"address":10,"fieldType":powerImport,"modbusDataType":uint16,)"
+               R"("length":1,"scaleValue":1,"registerType":holding} toolkit.cpp:<line>)";
+    }
+
+    /// What the reader did to its connection so far: the calls that contain @p text.
+    std::vector<std::string> calls(std::string_view text) {
+        return linesWith(m_transcript.takeAll(Transcript::Kind::call), text);
+    }
+};
+
+/// A reader with a serial line.
+class SerialBus : public BusConnection {
+protected:
+    SerialBus() {
+        useLine();
+        putMeterOn(*bus);
+        // The slave asks the library for its own connection.
+        forget();
+        m_ofTheLine = openDescriptorsOf(serialLine->masterEnd());
+    }
+
+    void reconnect(const vxModel::SerialPortConfig& config = serialConfig) {
         reader.connection.m_config = config;
         reader.connection.doReconnect();
     }
 
-    /// Descriptors that the reader holds of its port, now or when the port was set up last.
-    std::size_t descriptors() const { return openDescriptorsOf(line.masterEnd()) - m_ofTheLine; }
-    std::size_t descriptorsAtTheLastSetUp() const {
-        return recorded_ioctl::rs485Calls().back().descriptors - m_ofTheLine;
+    /// Descriptors that the reader holds of its port.
+    std::size_t descriptors() const {
+        return openDescriptorsOf(serialLine->masterEnd()) - m_ofTheLine;
     }
-
-    LogCapture log{LogCapture::Mode::lenient};
-    house::PtyPair line;
-    Reader reader;
 
 private:
     /// The pair of terminals keeps its own ends open.
-    std::size_t m_ofTheLine = openDescriptorsOf(line.masterEnd());
+    std::size_t m_ofTheLine;
 };
 
-class TcpBus : public testing::Test {
+/// A reader whose configuration file names a server.
+class TcpBus : public BusConnection {
 protected:
-    TcpBus() {
-        // The slave made a context of its own.
-        recorded_bus::take();
-    }
-
-    LogCapture log{LogCapture::Mode::lenient};
-    house::ModbusSlave slave{house::TcpPort{}};
-    Reader reader;
+    TcpBus() { putMeterOn(*bus); }
 };

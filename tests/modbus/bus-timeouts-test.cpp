@@ -8,53 +8,47 @@
 #include <chrono>
 #include <filesystem>
 
-using house::Fault;
 using testing::ElementsAre;
+using testing::SizeIs;
 
 // When and to what a reconnect sets the time-outs of the bus.
 
-namespace {
-
-/// The time-outs given to the library so far; the other calls are forgotten.
-std::vector<std::string> timeouts() {
-    return of("timeout", recorded_bus::take());
-}
-
-} // namespace
-
 TEST_F(TcpBus, timeoutsAreSetOnTheNewContextAfterItsConnect) {
-    writeConfigFile(vx::str(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)",
-                            slave.port(), R"(,"timeoutResponseSec":2}})"));
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1502,)"
+                    R"("timeoutResponseSec":2}})");
 
     reader.connection.doReconnect();
 
     // A response time-out set earlier would be the limit of the connect as well, and a dead gateway
     // would hold up the poll for longer than the library's own half second.
-    EXPECT_THAT(recorded_bus::take(),
-                ElementsAre("modbus_close", "modbus_free",
-                            vx::str("modbus_new_tcp 127.0.0.1 ", slave.port()), "modbus_connect",
-                            "modbus_set_response_timeout 2 0",
-                            "modbus_set_indication_timeout 5 0"));
+    EXPECT_EQ(transcript(), R"(-- close
+-- free
+-- connect tcp 127.0.0.1:1502
+-- response timeout 2 s 0 us
+-- indication timeout 5 s 0 us
+)");
 }
 
 TEST_F(SerialBus, timeoutsAreSetOnTheNewContextAfterItsConnect) {
-    reconnect(serialConfig());
+    reconnect();
 
-    EXPECT_THAT(recorded_bus::take(),
-                ElementsAre("modbus_close", "modbus_free",
-                            "modbus_new_rtu /dev/ttymxc2 19200 E 1 1", "modbus_connect",
-                            "modbus_set_response_timeout 5 0",
-                            "modbus_set_indication_timeout 5 0"));
+    EXPECT_EQ(transcript(), R"(-- close
+-- free
+-- rs485 read-write flags 3 delays 0 0
+-- connect rtu /dev/ttymxc2 19200 E 1 1
+-- response timeout 5 s 0 us
+-- indication timeout 5 s 0 us
+)");
 }
 
 TEST_F(TcpBus, timeoutsOfZeroYieldFiveSeconds) {
-    writeConfigFile(vx::str(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)",
-                            slave.port(), R"(,"timeoutResponseSec":0}})"));
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1502,)"
+                    R"("timeoutResponseSec":0}})");
 
     reader.connection.doReconnect();
 
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 5 0",
-                                        "modbus_set_indication_timeout 5 0"));
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 5 s 0 us", "indication timeout 5 s 0 us"));
 }
 
 TEST_F(TcpBus, timeoutsOfTheFileAreTakenInWholeSecondsAlsoWhenTheConnectFailed) {
@@ -63,54 +57,57 @@ TEST_F(TcpBus, timeoutsOfTheFileAreTakenInWholeSecondsAlsoWhenTheConnectFailed) 
 
     reader.connection.doReconnect();
 
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 1 0",
-                                        "modbus_set_indication_timeout 7 0"));
+    EXPECT_THAT(log("Could not connect TCP"), SizeIs(1));
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 1 s 0 us", "indication timeout 7 s 0 us"));
 }
 
 TEST_F(TcpBus, negativeTimeoutsReachTheLibraryAsTheyAre) {
-    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1,)"
+    writeConfigFile(R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":1502,)"
                     R"("timeoutResponseSec":-1,"timeoutIndicationSec":-4}})");
 
     reader.connection.doReconnect();
 
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 4294967295 0",
-                                        "modbus_set_indication_timeout 4294967292 0"));
+    EXPECT_THAT(calls("timeout"), ElementsAre("response timeout 4294967295 s 0 us",
+                                              "indication timeout 4294967292 s 0 us"));
 }
 
 TEST_F(SerialBus, withoutAFileOrWithAnEmptyOneTimeoutsAreFiveSeconds) {
-    reconnect(serialConfig());
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 5 0",
-                                        "modbus_set_indication_timeout 5 0"));
+    reconnect();
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 5 s 0 us", "indication timeout 5 s 0 us"));
     writeConfigFile("{}");
 
-    reconnect(serialConfig());
+    reconnect();
 
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 5 0",
-                                        "modbus_set_indication_timeout 5 0"));
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 5 s 0 us", "indication timeout 5 s 0 us"));
 }
 
 TEST_F(SerialBus, timeoutsAreSetOnTheSerialLineTooAlsoWithoutAPort) {
     writeConfigFile(R"({"modbusMiscConfig":{"timeoutResponseSec":2}})");
-    reconnect(serialConfig());
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 2 0",
-                                        "modbus_set_indication_timeout 5 0"));
+    reconnect();
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 2 s 0 us", "indication timeout 5 s 0 us"));
     std::filesystem::remove("/dev/ttymxc2");
 
-    reconnect(serialConfig());
+    reconnect();
 
-    EXPECT_THAT(timeouts(), ElementsAre("modbus_set_response_timeout 2 0",
-                                        "modbus_set_indication_timeout 5 0"));
+    EXPECT_THAT(log("Could not connect serial"), SizeIs(1));
+    EXPECT_THAT(complaints(), SizeIs(1)); // that RS-485 could not be set
+    EXPECT_THAT(calls("timeout"),
+                ElementsAre("response timeout 2 s 0 us", "indication timeout 5 s 0 us"));
 }
 
 TEST_F(TcpBus, aResponseTimeoutOfOneMakesASilentMeterCostOneSecond) {
-    slave.unit(7).failAlways(Fault::silence);
-    useTcp(slave);
+    bus->unit(7).failAlways(house::Fault::silence);
     reader.connection.doReconnect();
     const auto begin = std::chrono::steady_clock::now();
 
-    EXPECT_FALSE(canReadMeter(reader));
+    EXPECT_FALSE(canReadMeter());
 
     const auto passed = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(passed, std::chrono::milliseconds(990));
     EXPECT_LT(passed, house::Patience::limit(std::chrono::milliseconds(4500)));
+    EXPECT_THAT(complaints(), ElementsAre(unreadable("Connection timed out")));
 }
