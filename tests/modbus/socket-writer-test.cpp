@@ -1,6 +1,5 @@
-#include "modbus/legacy.h"
+#include "modbus/reader-world.h"
 #include "support/descriptors.h"
-#include "support/log-capture.h"
 
 #include "house/patience.h"
 
@@ -11,37 +10,13 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <future>
-#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
-using orv::modbusreader::SenderQueue;
 using orv::modbusreader::SocketClient;
-using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
-
-bool noDescriptorLeft = false;
-
-/// Names of the sockets that this thread made. The service accepts its own ones on another.
-thread_local std::vector<std::string> madeSockets;
-
-} // namespace
-
-/// Stands in for the C library's function of the same name: a process under a sanitizer doesn't
-/// live without descriptors of its own.
-extern "C" int socket(int domain, int type, int protocol) noexcept {
-    if (noDescriptorLeft) {
-        errno = EMFILE;
-        return -1;
-    }
-    const int fd = static_cast<int>(syscall(SYS_socket, domain, type, protocol));
-    if (fd != -1)
-        madeSockets.push_back(nameOfDescriptor(fd));
-    return fd;
-}
+using testing::SizeIs;
 
 namespace {
 
@@ -50,18 +25,18 @@ constexpr const char* equalSigns = "=================================\n";
 constexpr const char* connecting =
     "debug modbusreaderSocketWriter Connect socket-writer.cpp:<line>";
 
-std::string couldNotConnect(const std::string& reason, const std::string& path = socketPath) {
+std::string couldNotConnect(const std::string& reason) {
     return "warning modbusreaderSocketWriter Could not connect ec:" + reason +
-           " self->m_endpoint.path():" + path + " socket-writer.cpp:<line>";
+           " self->m_endpoint.path():/var/run/orv-metering.sock socket-writer.cpp:<line>";
 }
 
-class SocketWriter : public testing::Test {
+class SocketWriter : public ReaderWorld {
 protected:
     /// Hands a message to a client of its own, which only its pending handlers keep alive.
     void start(std::string&& message, const std::string& path = socketPath) {
         testing::internal::CaptureStderr();
-        madeSockets.clear();
-        auto client = std::make_shared<SocketClient>(ioContext, path);
+        m_made.clear();
+        auto client = std::make_shared<SocketClient>(reader.ioContext, path);
         client->send(std::move(message));
         m_client = client;
         client.reset();
@@ -71,10 +46,9 @@ protected:
     /// Runs the loop to its end and gives what was written to standard error since the start.
     /// Whatever became of the message, neither the client nor its socket is left.
     std::string finish() {
-        ioContext.run();
-        ioContext.restart();
+        deliver();
         EXPECT_TRUE(m_client.expired());
-        for (const std::string& made : madeSockets)
+        for (const std::string& made : m_made)
             EXPECT_EQ(openDescriptorsOf(made), 0) << made;
         return testing::internal::GetCapturedStderr();
     }
@@ -84,89 +58,97 @@ protected:
         return finish();
     }
 
-    LogCapture log;
-    boost::asio::io_context ioContext;
+    /// A process under a sanitizer doesn't live without descriptors of its own.
+    std::string sendWithoutADescriptorLeft(std::string message) {
+        const auto none = c_calls::socket.replaceBy([](int, int, int) {
+            errno = EMFILE;
+            return -1;
+        });
+        return send(std::move(message));
+    }
 
 private:
     std::weak_ptr<SocketClient> m_client;
+    /// Names of the sockets made since the start.
+    std::vector<std::string> m_made;
+    decltype(c_calls::socket)::Scope m_socket =
+        c_calls::socket.replaceBy([this](int domain, int type, int protocol) {
+            const int fd = c_calls::socket.real(domain, type, protocol);
+            m_made.push_back(nameOfDescriptor(fd));
+            return fd;
+        });
 };
 
 } // namespace
 
 TEST_F(SocketWriter, aReadingServiceReceivesExactlyTheTextAndThenEndOfStream) {
-    house::MeteringService service;
+    EXPECT_EQ(send(R"({"id":"S"})"), equalSigns);
 
-    const std::string written = send(R"({"id":"S"})");
-
-    ASSERT_TRUE(service.waitForMessages(1));
-    EXPECT_THAT(service.texts(), ElementsAre(R"({"id":"S"})"));
-    EXPECT_EQ(written, equalSigns);
-    EXPECT_THAT(log.take(),
+    EXPECT_THAT(messages(), ElementsAre(R"({"id":"S"})"));
+    EXPECT_THAT(log(),
                 ElementsAre(connecting,
                             R"(notice modbusreaderSocketWriter Writing  m_buffer:{"id":"S"} )"
                             R"(socket-writer.cpp:<line>)",
-                            "notice modbusreaderSocketWriter TRANSFERRED  self->m_buffer.size():10 "
-                            "size:10 socket-writer.cpp:<line>"));
+                            "notice modbusreaderSocketWriter TRANSFERRED  "
+                            "self->m_buffer.size():10 size:10 socket-writer.cpp:<line>"));
 }
 
 TEST_F(SocketWriter, anAbsentServiceCostsOneLineOfEqualSignsAndOneWarning) {
+    closeService();
+
     EXPECT_EQ(send("x"), equalSigns);
 
-    EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("No such file or directory")));
+    EXPECT_THAT(log(), ElementsAre(connecting, couldNotConnect("No such file or directory")));
 }
 
 TEST_F(SocketWriter, aServiceThatIsNotListeningRefuses) {
-    boost::asio::local::stream_protocol::socket bound(ioContext);
+    closeService();
+    boost::asio::local::stream_protocol::socket bound(reader.ioContext);
     bound.open();
     bound.bind({socketPath});
 
     EXPECT_EQ(send("x"), equalSigns);
 
-    EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("Connection refused")));
+    EXPECT_THAT(log(), ElementsAre(connecting, couldNotConnect("Connection refused")));
 }
 
 TEST_F(SocketWriter, aFullBacklogOfTheServiceLosesTheMessage) {
-    boost::asio::local::stream_protocol::acceptor acceptor(ioContext);
+    closeService();
+    boost::asio::local::stream_protocol::acceptor acceptor(reader.ioContext);
     acceptor.open();
     acceptor.bind({socketPath});
     acceptor.listen(0);
-    boost::asio::local::stream_protocol::socket waiting(ioContext);
+    boost::asio::local::stream_protocol::socket waiting(reader.ioContext);
     waiting.connect({socketPath});
 
     EXPECT_EQ(send("x"), equalSigns);
 
     // Boost's word for a connect that would have to wait.
-    EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("No buffer space available")));
+    EXPECT_THAT(log(), ElementsAre(connecting, couldNotConnect("No buffer space available")));
 }
 
 TEST_F(SocketWriter, theEqualSignsComeAgainAfterAStandardErrorThatWasFull) {
     const int standardError = dup(STDERR_FILENO);
     const int full = open("/dev/full", O_WRONLY);
     dup2(full, STDERR_FILENO);
-    auto client = std::make_shared<SocketClient>(ioContext, socketPath);
-    client->send("lost line");
-    client.reset();
-    ioContext.run();
+    reader.senderQueue.send("lost line");
+    deliver();
     dup2(standardError, STDERR_FILENO);
     close(full);
     close(standardError);
 
-    ioContext.restart();
     EXPECT_EQ(send("x"), equalSigns);
-    log.take();
 }
 
 TEST_F(SocketWriter, withoutADescriptorLeftTheSameWarningTellsTheSocketsError) {
-    noDescriptorLeft = true;
-    const std::string written = send("x");
-    noDescriptorLeft = false;
+    EXPECT_EQ(sendWithoutADescriptorLeft("x"), equalSigns);
 
-    EXPECT_EQ(written, equalSigns);
-    EXPECT_THAT(log.take(), ElementsAre(connecting, couldNotConnect("Too many open files")));
+    EXPECT_THAT(log(), ElementsAre(connecting, couldNotConnect("Too many open files")));
 }
 
 TEST_F(SocketWriter, aPeerThatClosesAtOnceCostsAnErrorLineAndNoSignal) {
-    boost::asio::local::stream_protocol::acceptor acceptor(ioContext, {socketPath});
+    closeService();
+    boost::asio::local::stream_protocol::acceptor acceptor(reader.ioContext, {socketPath});
     std::promise<void> closed;
     // Accepts and closes while the client waits for its turn in the loop.
     std::thread peer([&] {
@@ -175,12 +157,11 @@ TEST_F(SocketWriter, aPeerThatClosesAtOnceCostsAnErrorLineAndNoSignal) {
     });
     start("x");
     ASSERT_EQ(closed.get_future().wait_for(house::Patience::limit()), std::future_status::ready);
-    const std::string written = finish();
+    EXPECT_EQ(finish(), equalSigns);
     peer.join();
 
-    EXPECT_EQ(written, equalSigns);
     EXPECT_THAT(
-        log.take(),
+        log(),
         ElementsAre(connecting,
                     "notice modbusreaderSocketWriter Writing  m_buffer:x socket-writer.cpp:<line>",
                     "notice modbusreaderSocketWriter TRANSFERRED  self->m_buffer.size():1 size:0 "
@@ -189,57 +170,51 @@ TEST_F(SocketWriter, aPeerThatClosesAtOnceCostsAnErrorLineAndNoSignal) {
 }
 
 TEST_F(SocketWriter, aShortWriteDropsTheRestWithoutAnError) {
-    house::MeteringService service;
     const std::string message(1U << 20U, 'x');
 
     send(message);
 
-    ASSERT_TRUE(service.waitForMessages(1));
-    const std::string received = service.texts().front();
+    ASSERT_TRUE(service->waitForMessages(1));
+    const std::string received = service->texts().front();
     EXPECT_LT(received.size(), message.size());
     EXPECT_EQ(received, message.substr(0, received.size()));
-    EXPECT_EQ(log.take().back(),
+    EXPECT_EQ(log().back(),
               vx::str("notice modbusreaderSocketWriter TRANSFERRED  self->m_buffer.size():1048576 "
                       "size:",
                       received.size(), " socket-writer.cpp:<line>"));
 }
 
 TEST_F(SocketWriter, aLongMessageGoesOutWholeInOneWrite) {
-    house::MeteringService service;
     const std::string message(50000, 'x');
 
     send(message);
 
-    ASSERT_TRUE(service.waitForMessages(1));
-    EXPECT_THAT(service.texts(), ElementsAre(message));
-    EXPECT_EQ(log.take().back(), "notice modbusreaderSocketWriter TRANSFERRED  "
-                                 "self->m_buffer.size():50000 size:50000 socket-writer.cpp:<line>");
+    EXPECT_THAT(messages(), ElementsAre(message));
+    EXPECT_THAT(log("TRANSFERRED"),
+                ElementsAre("notice modbusreaderSocketWriter TRANSFERRED  "
+                            "self->m_buffer.size():50000 size:50000 socket-writer.cpp:<line>"));
 }
 
 TEST_F(SocketWriter, anEmptyMessageConnectsWritesNothingAndCloses) {
-    house::MeteringService service;
-
     EXPECT_EQ(send(""), equalSigns);
 
-    ASSERT_TRUE(service.waitForMessages(1));
-    EXPECT_THAT(service.texts(), ElementsAre(""));
-    EXPECT_EQ(log.take().back(), "notice modbusreaderSocketWriter TRANSFERRED  "
-                                 "self->m_buffer.size():0 size:0 socket-writer.cpp:<line>");
+    EXPECT_THAT(messages(), ElementsAre(""));
+    EXPECT_EQ(log().back(), "notice modbusreaderSocketWriter TRANSFERRED  "
+                            "self->m_buffer.size():0 size:0 socket-writer.cpp:<line>");
 }
 
 TEST_F(SocketWriter, afterAnyOutcomeNoObjectSurvivesAndNoDescriptorStaysOpen) {
     // Each sending looks for what is left of it by itself.
+    closeService();
     send("absent service");
-    noDescriptorLeft = true;
-    send("no descriptor");
-    noDescriptorLeft = false;
-    const house::MeteringService service;
+    sendWithoutADescriptorLeft("no descriptor");
+    EXPECT_THAT(complaints(), SizeIs(2));
+    openService();
     send("delivered");
     send("");
     send(std::string(1U << 20U, 'x'));
 
-    EXPECT_TRUE(service.waitForMessages(3));
-    log.take();
+    EXPECT_TRUE(service->waitForMessages(3));
 }
 
 TEST_F(SocketWriter, aMessageIsMovedIn) {
@@ -249,13 +224,12 @@ TEST_F(SocketWriter, aMessageIsMovedIn) {
 
     EXPECT_TRUE(message.empty()); // NOLINT(bugprone-use-after-move): the move is what is tested
     finish();
-    log.take();
 }
 
 TEST_F(SocketWriter, aPathOf107CharactersIsTakenAndALongerOneThrows) {
-    EXPECT_NO_THROW(SocketClient(ioContext, std::string(107, 'x')));
+    EXPECT_NO_THROW(SocketClient(reader.ioContext, std::string(107, 'x')));
     try {
-        SocketClient(ioContext, std::string(108, 'x'));
+        SocketClient(reader.ioContext, std::string(108, 'x'));
         FAIL() << "A path of 108 characters was taken";
     } catch (const boost::system::system_error& e) {
         EXPECT_EQ(e.code(), boost::asio::error::name_too_long);
@@ -265,94 +239,74 @@ TEST_F(SocketWriter, aPathOf107CharactersIsTakenAndALongerOneThrows) {
 TEST_F(SocketWriter, theEmptyPathFailsOnlyAtTheConnect) {
     send("x", "");
 
-    EXPECT_THAT(log.take(), ElementsAre(connecting, testing::StartsWith(
-                                                        "warning modbusreaderSocketWriter Could "
-                                                        "not connect ec:")));
+    EXPECT_THAT(
+        log(), ElementsAre(connecting, testing::StartsWith("warning modbusreaderSocketWriter Could "
+                                                           "not connect ec:")));
 }
 
 TEST_F(SocketWriter, disconnectDoesNothing) {
-    house::MeteringService service;
-    auto client = std::make_shared<SocketClient>(ioContext, socketPath);
+    auto client = std::make_shared<SocketClient>(reader.ioContext, socketPath);
     client->send("x");
-    log.take();
+    forget();
 
     client->disconnect();
 
-    EXPECT_THAT(log.take(), IsEmpty());
+    EXPECT_THAT(log(), IsEmpty());
     client.reset();
-    ioContext.run();
-
-    ASSERT_TRUE(service.waitForMessages(1));
-    EXPECT_THAT(service.texts(), ElementsAre("x"));
-    log.take();
+    deliver();
+    EXPECT_THAT(messages(), ElementsAre("x"));
 }
 
-TEST(SenderQueue, anyNumberOfCallsCreatesAsManyIndependentConnections) {
-    const LogCapture log(LogCapture::Mode::lenient);
-    house::MeteringService service;
-    boost::asio::io_context ioContext;
-    SenderQueue queue(ioContext, socketPath);
+namespace {
 
+class SenderQueue : public ReaderWorld {};
+
+} // namespace
+
+TEST_F(SenderQueue, anyNumberOfCallsCreatesAsManyIndependentConnections) {
     for (int i = 0; i < 20; ++i)
-        queue.send(std::to_string(i));
-    ioContext.run();
+        reader.senderQueue.send(std::to_string(i));
+    deliver();
 
-    ASSERT_TRUE(service.waitForMessages(20));
-    EXPECT_THAT(service.texts(), testing::SizeIs(20));
-    EXPECT_TRUE(service.waitForConnections(20));
+    EXPECT_THAT(messages(), SizeIs(20));
+    EXPECT_TRUE(service->waitForConnections(20));
 }
 
-TEST(SenderQueue, sendReturnsBeforeAByteIsWritten) {
-    LogCapture log;
-    house::MeteringService service;
-    boost::asio::io_context ioContext;
-    SenderQueue queue(ioContext, socketPath);
-
-    queue.send("x");
+TEST_F(SenderQueue, sendReturnsBeforeAByteIsWritten) {
+    reader.senderQueue.send("x");
 
     // Not even the connection is complete until the loop runs.
-    EXPECT_THAT(log.take(), ElementsAre(connecting));
-    EXPECT_THAT(service.texts(), IsEmpty());
-    ioContext.run();
-    EXPECT_TRUE(service.waitForMessages(1));
-    log.take();
+    EXPECT_THAT(log(), ElementsAre(connecting));
+    EXPECT_THAT(service->texts(), IsEmpty());
+    deliver();
+    EXPECT_THAT(messages(), ElementsAre("x"));
 }
 
-TEST(SenderQueue, eachMessageConnectsAtOnceWithoutWaitingForAnother) {
-    LogCapture log;
-    house::MeteringService service;
-    boost::asio::io_context ioContext;
-    SenderQueue queue(ioContext, socketPath);
-
-    queue.send("first");
-    queue.send("second");
+TEST_F(SenderQueue, eachMessageConnectsAtOnceWithoutWaitingForAnother) {
+    reader.senderQueue.send("first");
+    reader.senderQueue.send("second");
 
     // The loop, without which neither message can be finished, hasn't run.
-    EXPECT_THAT(log.take(), ElementsAre(connecting, connecting));
-    EXPECT_TRUE(service.waitForConnections(2));
-    ioContext.run();
-    ASSERT_TRUE(service.waitForMessages(2));
-    EXPECT_THAT(service.texts(), testing::UnorderedElementsAre("first", "second"));
-    log.take();
+    EXPECT_THAT(log(), ElementsAre(connecting, connecting));
+    EXPECT_TRUE(service->waitForConnections(2));
+    deliver();
+    EXPECT_THAT(messages(), ElementsAre("first", "second"));
 }
 
-TEST(SenderQueue, aLostMessageDoesNotHoldUpTheNext) {
-    const LogCapture log(LogCapture::Mode::lenient);
-    boost::asio::io_context ioContext;
-    SenderQueue queue(ioContext, socketPath);
-    queue.send("lost, as no service is there");
-    house::MeteringService service;
+TEST_F(SenderQueue, aLostMessageDoesNotHoldUpTheNext) {
+    closeService();
+    reader.senderQueue.send("lost, as no service is there");
+    openService();
 
-    queue.send("arrives");
-    ioContext.run();
+    reader.senderQueue.send("arrives");
+    deliver();
 
-    ASSERT_TRUE(service.waitForMessages(1));
-    EXPECT_THAT(service.texts(), ElementsAre("arrives"));
+    EXPECT_THAT(complaints(), SizeIs(1));
+    EXPECT_THAT(messages(), ElementsAre("arrives"));
 }
 
-TEST(SenderQueue, aPathTooLongForASocketThrowsFromSend) {
-    boost::asio::io_context ioContext;
-    SenderQueue queue(ioContext, std::string(108, 'x'));
+TEST_F(SenderQueue, aPathTooLongForASocketThrowsFromSend) {
+    orv::modbusreader::SenderQueue queue(reader.ioContext, std::string(108, 'x'));
 
     EXPECT_THROW(queue.send("x"), boost::system::system_error);
 }
