@@ -1,7 +1,7 @@
 #include "modbus/main.h"
 
 #include "house/patience.h"
-#include "modbus/legacy.h"
+#include "modbus/reader-world.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>
@@ -9,9 +9,7 @@
 
 #include <chrono>
 
-using boost::asio::io_context;
 using boost::system::error_code;
-using orv::modbusreader::Fuf;
 using orv::modbusreader::pollOnTick;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -20,17 +18,23 @@ using testing::ElementsAre;
 
 namespace {
 
-/// A timer whose wait can be cancelled.
-class CancellableFuf : public Fuf {
-public:
-    using Fuf::Fuf;
-    using Fuf::m_timer;
+class Fuf : public ReaderWorld {
+protected:
+    /// A timer whose wait can be cancelled.
+    class CancellableFuf : public orv::modbusreader::Fuf {
+    public:
+        using Fuf::Fuf;
+        using Fuf::m_timer;
+    };
+
+    boost::asio::io_context& ioContext = reader.ioContext;
 };
+
+class PollOnTick : public ReaderWorld {};
 
 } // namespace
 
-TEST(Fuf, theFirstExpiryIsTwoIntervalsAfterConstruction) {
-    io_context ioContext;
+TEST_F(Fuf, theFirstExpiryIsTwoIntervalsAfterConstruction) {
     const auto constructed = steady_clock::now();
     CancellableFuf fuf(ioContext, seconds(1), [](const error_code&) {});
     const auto one = fuf.m_timer.expiry();
@@ -41,23 +45,23 @@ TEST(Fuf, theFirstExpiryIsTwoIntervalsAfterConstruction) {
     EXPECT_EQ(fuf.m_timer.expiry(), one + seconds(1));
 }
 
-TEST(Fuf, constructionStartsNothing) {
-    const LogCapture log;
-    io_context ioContext;
-    const Fuf fuf(ioContext, seconds(0), [](const error_code&) { FAIL() << "A tick came"; });
+TEST_F(Fuf, constructionStartsNothing) {
+    const CancellableFuf fuf(ioContext, seconds(0),
+                             [](const error_code&) { FAIL() << "A tick came"; });
 
     EXPECT_EQ(ioContext.run(), 0);
+    EXPECT_THAT(log(), ElementsAre());
 }
 
-TEST(Fuf, logsTheExpiryInSecondsAndTheErrorBeforeTheCallback) {
-    LogCapture log;
-    io_context ioContext;
+TEST_F(Fuf, logsTheExpiryInSecondsAndTheErrorBeforeTheCallback) {
+    // The world's log leaves the expiry out.
+    LogCapture capture;
     bool ticked = false;
     CancellableFuf fuf(ioContext, seconds(1), [&](const error_code&) {
         ticked = true;
-        EXPECT_THAT(log.take(), ElementsAre("notice modbusreaderMain retry timer "
-                                            "m_timer.expiry():2.5 error_code:Success "
-                                            "main.cpp:<line>"));
+        EXPECT_THAT(capture.take(), ElementsAre("notice modbusreaderMain retry timer "
+                                                "m_timer.expiry():2.5 error_code:Success "
+                                                "main.cpp:<line>"));
         // The line and the callback come before the next expiry.
         EXPECT_EQ(fuf.m_timer.expiry(), steady_clock::time_point(milliseconds(2500)));
     });
@@ -71,9 +75,7 @@ TEST(Fuf, logsTheExpiryInSecondsAndTheErrorBeforeTheCallback) {
     EXPECT_EQ(fuf.m_timer.expiry(), steady_clock::time_point(milliseconds(3500)));
 }
 
-TEST(Fuf, aTickWithAnErrorStillCallsBackAndRearms) {
-    LogCapture log;
-    io_context ioContext;
+TEST_F(Fuf, aTickWithAnErrorStillCallsBackAndRearms) {
     std::vector<error_code> ticks;
     CancellableFuf fuf(ioContext, seconds(1000), [&](const error_code& ec) {
         ticks.push_back(ec);
@@ -91,13 +93,12 @@ TEST(Fuf, aTickWithAnErrorStillCallsBackAndRearms) {
 
     EXPECT_THAT(ticks, ElementsAre(boost::asio::error::operation_aborted,
                                    boost::asio::error::operation_aborted));
-    EXPECT_THAT(log.take(),
-                testing::Each(testing::EndsWith("error_code:Operation canceled main.cpp:<line>")));
+    const std::string line = "notice modbusreaderMain retry timer m_timer.expiry():<seconds> "
+                             "error_code:Operation canceled main.cpp:<line>";
+    EXPECT_THAT(log(), ElementsAre(line, line));
 }
 
-TEST(Fuf, expiriesAdvanceFromThePreviousOneSoLateTicksFollowAtOnce) {
-    const LogCapture log(LogCapture::Mode::lenient);
-    io_context ioContext;
+TEST_F(Fuf, expiriesAdvanceFromThePreviousOneSoLateTicksFollowAtOnce) {
     int ticks = 0;
     CancellableFuf fuf(ioContext, seconds(1), [&](const error_code&) { ++ticks; });
     fuf.start();
@@ -113,36 +114,33 @@ TEST(Fuf, expiriesAdvanceFromThePreviousOneSoLateTicksFollowAtOnce) {
     EXPECT_EQ(fuf.m_timer.expiry(), longAgo + seconds(10));
 }
 
-TEST(Fuf, anEmptyCallbackThrowsOutOfTheLoop) {
-    const LogCapture log(LogCapture::Mode::lenient);
-    io_context ioContext;
-    Fuf fuf(ioContext, seconds(0), nullptr);
+TEST_F(Fuf, anEmptyCallbackThrowsOutOfTheLoop) {
+    CancellableFuf fuf(ioContext, seconds(0), nullptr);
     fuf.start();
 
     EXPECT_THROW(ioContext.run(), std::bad_function_call);
 }
 
-TEST(PollOnTick, logsTheErrorAndPollsWhateverItIs) {
-    LogCapture log(LogCapture::Mode::lenient);
-    Reader reader;
+TEST_F(PollOnTick, logsTheErrorAndPollsWhateverItIs) {
+    serve({"{}", "{}", "{}"});
+    const auto dozing = c_calls::sleep.replaceBy([](unsigned) { return 0U; });
 
     pollOnTick(reader.connection)(boost::asio::error::operation_aborted);
 
-    const auto lines = log.take();
-    EXPECT_EQ(lines.front(),
+    EXPECT_EQ(log().front(),
               "notice modbusreaderMain callback ec:Operation canceled main.cpp:<line>");
-    EXPECT_THAT(lines, testing::Contains("notice modbusSerial Attached Meters result: "
-                                         "toolkit.cpp:<line>"));
+    EXPECT_EQ(transcript(), R"(?? GET …/rtuconfig                200
+?? GET …/attached                 200
+?? GET …/config/supported         200
+)");
     EXPECT_FALSE(reader.connection.m_busy);
 }
 
-TEST(PollOnTick, doesNothingButLogWhileAPollIsInProgress) {
-    LogCapture log;
-    Reader reader;
+TEST_F(PollOnTick, doesNothingButLogWhileAPollIsInProgress) {
     reader.connection.m_busy = true;
 
     pollOnTick(reader.connection)(error_code());
 
-    EXPECT_THAT(log.take(),
-                ElementsAre("notice modbusreaderMain callback ec:Success main.cpp:<line>"));
+    EXPECT_THAT(log(), ElementsAre("notice modbusreaderMain callback ec:Success main.cpp:<line>"));
+    EXPECT_EQ(transcript(), "");
 }
