@@ -130,10 +130,12 @@ TEST_F(LoadConfigFile, noOtherPlaceIsSearched) {
     const std::string text = R"({"modbusMiscConfig":{"port":502}})";
     share.write("modbus-config.json", text);
     working.write("modbus-config.json", text);
-    std::filesystem::current_path(working.path());
+    const auto before = std::filesystem::current_path();
     const auto system = vx::makeSystem({directory.path().string(), share.path().string()});
 
+    std::filesystem::current_path(working.path());
     EXPECT_EQ(loadConfigFile(*system), ConfigFile());
+    std::filesystem::current_path(before);
 }
 
 TEST_F(LoadConfigFile, aHostThatIsNoStringThrows) {
