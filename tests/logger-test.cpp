@@ -1,5 +1,6 @@
 #include "logger.h"
 
+#include "support/log-capture.h"
 #include "support/thrown-text.h"
 #include "vx/log-context.h"
 
@@ -20,8 +21,7 @@ TEST(LoggerBridge, isTheChannelSystemAtNotice) {
 
 TEST(LoggerBridge, theTwoScalesRunInOppositeDirections) {
     Logger::getInstance();
-    const ChannelSeverity debug("System", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("System");
 
     for (unsigned severity = 0; severity <= 5; ++severity)
         Logger::log("x", static_cast<aLogSeverity>(severity));

@@ -182,9 +182,7 @@ TEST(ModbusModel, enumeratorsAreHeldIn32Bits) {
 }
 
 TEST(ModbusModel, anUnknownEnumeratorInAStreamWritesNothingAndIsReported) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ((std::ostringstream() << static_cast<Parity>(9)).str(), "");
 
@@ -390,9 +388,7 @@ TEST(ServerReply, aLengthOf300InTheFourthRegisterOfTheThirdModelNamesItsWholePat
 }
 
 TEST(ServerReply, anUnknownNameIsReportedWithItsWholePath) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     vx::fromJson<orv::modbusreader::MeterConfigReply>(
         R"({"data":[{},{},{"registers":[{},{},{},{"registerType":"coil"}]}]})");

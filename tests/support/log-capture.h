@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/channel-severity.h"
 #include "support/lines.h"
 #include "vx/log.h"
 
@@ -12,11 +13,14 @@
 /// `severity channel message`, in which the number of a source position reads `<line>`:
 ///
 ///     notice modbusSerial doReconnect m_config:{} toolkit.cpp:<line>
+///
+/// It serves the tests that have no `World`.
 class LogCapture {
 public:
     enum class Mode {
         /// A line that nobody took by the end of the scope fails the test.
         strict,
+        /// Only a warning or something worse does.
         lenient,
     };
 
@@ -27,31 +31,30 @@ public:
 
     /// All lines so far, which are then forgotten.
     std::vector<std::string> take();
-    /// As `take`, of one channel alone; the lines of the others are forgotten too.
+    /// As `take`, of one channel alone; the lines of the others stay.
     std::vector<std::string> takeFrom(std::string_view channelName);
 
 private:
     struct Line {
         std::string channel;
+        vx::LogSeverity severity;
         std::string text;
     };
 
-    std::vector<Line> takeLines();
+    template <class Wanted>
+    std::vector<std::string> takeLines(const Wanted& isWanted);
 
     Mode m_mode;
     std::mutex m_mutex;
     std::vector<Line> m_lines;
 };
 
-/// Sets the severity of a channel for its scope.
-class ChannelSeverity {
+/// A strict capture of a channel from debug on, and of the others.
+class DebugCapture : public LogCapture {
 public:
-    ChannelSeverity(std::string channelName, vx::LogSeverity severity);
-    ~ChannelSeverity();
-    ChannelSeverity(const ChannelSeverity&) = delete;
-    ChannelSeverity& operator=(const ChannelSeverity&) = delete;
+    explicit DebugCapture(const std::string& channelName)
+        : m_debug(channelName, vx::LogSeverity::debug) {}
 
 private:
-    std::string m_channelName;
-    vx::LogSeverity m_previous;
+    ChannelSeverity m_debug;
 };

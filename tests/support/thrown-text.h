@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/log-capture.h"
+#include "support/lines.h"
 #include "support/thrown-by.h"
 #include "vx/exception.h"
 

@@ -2,8 +2,7 @@
 
 #include "sanitizer-frames.h"
 #include "standard-error-pieces.h"
-#include "support/log-capture.h"
-#include "system-calls.h"
+#include "support/lines.h"
 #include "vx/enum.h"
 #include "vx/exception.h"
 #include "vx/log-context.h"
@@ -267,10 +266,11 @@ TEST(Assert, anItemThatThrowsLeavesTheMessageEmpty) {
 
 TEST(Assert, failedPieceDoesNotKeepTheOthersFromBeingTried) {
     const auto pieces = piecesOfAbort([] {
-        systemCalls.write = [](int fd, const void* data, std::size_t size) {
-            const std::string_view piece(static_cast<const char*>(data), size);
-            return piece == " condition:" ? -1 : plainWrite(fd, data, size);
-        };
+        const auto writing =
+            c_calls::write.replaceBy([](int fd, const void* data, std::size_t size) {
+                const std::string_view piece(static_cast<const char*>(data), size);
+                return piece == " condition:" ? -1 : c_calls::write.real(fd, data, size);
+            });
         vx::assertFailed("a == b", "Message.", "void f()", "file.cpp", 40);
     });
 
@@ -280,9 +280,8 @@ TEST(Assert, failedPieceDoesNotKeepTheOthersFromBeingTried) {
 
 TEST(Assert, shortWritesAreContinued) {
     const auto pieces = piecesOfAbort([] {
-        systemCalls.write = [](int fd, const void* data, std::size_t) {
-            return plainWrite(fd, data, 1);
-        };
+        const auto writing = c_calls::write.replaceBy(
+            [](int fd, const void* data, std::size_t) { return c_calls::write.real(fd, data, 1); });
         vx::assertFailed("a == b", "Message.", "void f()", "file.cpp", 40);
     });
 

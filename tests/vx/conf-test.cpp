@@ -1,5 +1,6 @@
 #include "vx/conf.h"
 
+#include "entered.h"
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
@@ -201,38 +202,29 @@ TEST_F(ConfTest, malformedContentIsLoggedBeforeItsFailure) {
 }
 
 TEST_F(ConfTest, readLogsItsKeyAtDebug) {
-    const ChannelSeverity debug("vxConf", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxConf");
 
     conf->readJsonIfExists("key");
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxConf Enter virtual .* vx::ConfImpl::readJsonIfExists\\(.*\\) "
-                    "const key:key .cpp:<line>")));
+                ElementsAre(entered("vxConf", " vx::ConfImpl::readJsonIfExists", "key:key")));
 }
 
 TEST_F(ConfTest, writeLogsKeyAndTextAtDebug) {
-    const ChannelSeverity debug("vxConf", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxConf");
 
     conf->writeJson("key", "[1]");
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxConf Enter virtual .*void vx::ConfImpl::writeJson\\(.*\\) const "
-                    "key:key json:\\[1\\] .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxConf", "void vx::ConfImpl::writeJson",
+                                                "key:key json:\\[1\\]")));
 }
 
 TEST_F(ConfTest, writeThatFailsIsLoggedTheSame) {
     std::filesystem::remove_all(etc());
-    const ChannelSeverity debug("vxConf", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxConf");
 
     EXPECT_THROW(conf->writeJson("key", "[1]"), vx::Exception);
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxConf Enter virtual .*void vx::ConfImpl::writeJson\\(.*\\) const "
-                    "key:key json:\\[1\\] .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxConf", "void vx::ConfImpl::writeJson",
+                                                "key:key json:\\[1\\]")));
 }

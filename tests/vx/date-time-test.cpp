@@ -1,9 +1,9 @@
 #include "vx/date-time.h"
 
+#include "real-time.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
 #include "support/time-zone.h"
-#include "system-calls.h"
 #include "vx/record.h"
 
 #include <gtest/gtest.h>
@@ -62,8 +62,7 @@ TEST(DateTimeToString, signOfMillisecondsBeforeTheEpochPushesTheZOutOfThe24Chara
 }
 
 TEST(DateTimeNow, beyondTheYear2038GoesThroughJsonAndBack) {
-    const SystemCallsReset reset;
-    systemCalls.realTime = 0x100000000;
+    const auto clock = realTimeAt(0x100000000);
 
     const auto json = vx::toJsonFragment(vx::now());
 

@@ -60,9 +60,7 @@ TEST(ToEnum, neitherPrefixNorBlanksMatch) {
 }
 
 TEST(ToEnum, aTextWithAnEmbeddedNulMatchesNoRowAndIsReportedWhole) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const std::string text("north\0", 6);
 
     EXPECT_EQ(toEnum<Street>(text), Street::none);
@@ -72,9 +70,7 @@ TEST(ToEnum, aTextWithAnEmbeddedNulMatchesNoRowAndIsReportedWhole) {
 }
 
 TEST(ToEnum, anEmptyTextYieldsZeroWithAFailureLine) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(toEnum<Street>(""), Street::none);
     EXPECT_EQ(toEnum<Street>(std::string()), Street::none);
@@ -113,12 +109,11 @@ TEST(Enum, atItsDefaultSeverityNeitherFailureWritesAnything) {
 }
 
 TEST(Enum, belowDebugNoLineIsEvenBuilt) {
-    vx::enumLogChannel();
     int built = 0;
     const vx::detail::LogContextImpl context([&](std::ostream&) { ++built; });
 
     for (const auto severity : {LogSeverity::notice, LogSeverity::info}) {
-        const ChannelSeverity below("vxEnum", severity);
+        const ChannelSeverity below(vx::enumLogChannel().name(), severity);
         toEnum<Street>("west");
         fromEnum<std::string>(static_cast<Street>(5));
     }
@@ -127,9 +122,7 @@ TEST(Enum, belowDebugNoLineIsEvenBuilt) {
 }
 
 TEST(Enum, unknownValueIsReportedAtDebugWithTheContextAheadOfThePosition) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const int meter = 7;
     VX_LOG_CONTEXT(meter);
 
@@ -140,9 +133,7 @@ TEST(Enum, unknownValueIsReportedAtDebugWithTheContextAheadOfThePosition) {
 }
 
 TEST(Enum, unknownValueThatTheContextHoldsTooIsReportedOnce) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const auto street = static_cast<Street>(-5);
     VX_LOG_CONTEXT(street);
 
@@ -155,9 +146,7 @@ TEST(Enum, unknownValueThatTheContextHoldsTooIsReportedOnce) {
 }
 
 TEST(Enum, unknownNameIsReportedBehindAnUnknownValueOfItsContext) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const auto street = static_cast<Street>(-5);
     VX_LOG_CONTEXT(street);
 
@@ -171,9 +160,7 @@ TEST(Enum, unknownNameIsReportedBehindAnUnknownValueOfItsContext) {
 }
 
 TEST(Enum, reportsAgainAfterAReportThatThrew) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     {
         const vx::detail::LogContextImpl context(
             [](std::ostream&) { throw std::runtime_error("no text"); });
@@ -187,9 +174,7 @@ TEST(Enum, reportsAgainAfterAReportThatThrew) {
 }
 
 TEST(Enum, aReportKeepsNoOtherThreadFromReporting) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const vx::detail::LogContextImpl context([](std::ostream&) {
         std::thread([] { fromEnum<std::string>(static_cast<Street>(8)); }).join();
     });
@@ -202,9 +187,7 @@ TEST(Enum, aReportKeepsNoOtherThreadFromReporting) {
 }
 
 TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     toEnum<Street>("west");
     toEnum<Street>(static_cast<const char*>(nullptr));
@@ -220,9 +203,7 @@ TEST(Enum, unknownNameIsReportedAtDebugWithTheContextAheadOfThePosition) {
 }
 
 TEST(Enum, tryToEnumNeverReports) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    const LogCapture log;
+    const DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(tryToEnum<Street>("west"), std::nullopt);
 }
@@ -236,9 +217,7 @@ TEST(Enum, streamsAndTextsShowTheName) {
 }
 
 TEST(Enum, anUnknownValueInAStreamOrATextWritesNothingAndIsReported) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     std::ostringstream stream;
 
     stream << static_cast<LogSeverity>(9) << '|' << static_cast<vx::Exception::Type>(8);

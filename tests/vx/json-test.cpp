@@ -1,5 +1,7 @@
 #include "vx/json.h"
 
+#include "support/json-calls.h"
+#include "support/log-capture.h"
 #include "support/thrown-text.h"
 #include "vx/record.h"
 
@@ -8,7 +10,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -16,8 +17,6 @@
 
 namespace {
 
-bool noMemoryForATokener = false;
-bool noTextForAnError = false;
 thread_local bool noMemoryForTheNextObject = false;
 
 } // namespace
@@ -36,21 +35,6 @@ void operator delete(void* memory) noexcept {
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
-}
-
-/// Stands in for the library's function of the same name, which fails without memory alone.
-extern "C" json_tokener* json_tokener_new() {
-    using Make = json_tokener* (*)();
-    static const auto next = reinterpret_cast<Make>(dlsym(RTLD_NEXT, "json_tokener_new"));
-    return noMemoryForATokener ? nullptr : next();
-}
-
-/// Stands in for the library's function of the same name, which has a text for each of its errors.
-extern "C" const char* json_tokener_error_desc(json_tokener_error error) {
-    using Describe = const char* (*)(json_tokener_error);
-    static const auto next =
-        reinterpret_cast<Describe>(dlsym(RTLD_NEXT, "json_tokener_error_desc"));
-    return noTextForAnError ? nullptr : next(error);
 }
 
 using vx::JsonPrimitive;
@@ -106,11 +90,11 @@ TEST(ParseJson, aTextThatIsNoJsonFailsWithTheParsersDescription) {
 }
 
 TEST(ParseJson, aFailureOfWhichTheParserHasNoDescriptionSaysNull) {
-    noTextForAnError = true;
-    const std::string text = failureOf("<html>");
-    noTextForAnError = false;
+    const auto without =
+        json_calls::tokener_error_desc.replaceBy([](json_tokener_error) { return nullptr; });
 
-    EXPECT_EQ(text, "Failed to parse json. null condition:object vx/json.cpp:<line>");
+    EXPECT_EQ(failureOf("<html>"),
+              "Failed to parse json. null condition:object vx/json.cpp:<line>");
 }
 
 TEST(ParseJson, logsNothing) {
@@ -122,11 +106,9 @@ TEST(ParseJson, logsNothing) {
 }
 
 TEST(ParseJson, withoutATokenerFailsEvenForNull) {
-    noMemoryForATokener = true;
-    const std::string text = failureOf("null");
-    noMemoryForATokener = false;
+    const auto without = json_calls::tokener_new.replaceBy([] { return nullptr; });
 
-    EXPECT_EQ(text, "condition:tok vx/json.cpp:<line>");
+    EXPECT_EQ(failureOf("null"), "condition:tok vx/json.cpp:<line>");
 }
 
 TEST(ParseJson, theLogContextEndsTheText) {

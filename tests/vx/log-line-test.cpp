@@ -1,6 +1,6 @@
+#include "real-time.h"
 #include "standard-error-pieces.h"
 #include "support/time-zone.h"
-#include "system-calls.h"
 #include "vx/date-time.h"
 #include "vx/log.h"
 
@@ -70,8 +70,7 @@ TEST(LogLine, carriesTheLocalTimeOfTheCall) {
 
 TEST(LogLine, carriesATimeBeyondTheYear2038) {
     const TimeZone zone("UTC0");
-    const SystemCallsReset reset;
-    systemCalls.realTime = 0x100000000;
+    const auto clock = realTimeAt(0x100000000);
 
     EXPECT_EQ(lineOf("logLine", LogSeverity::notice, "x").substr(0, 31),
               "[2106-02-07T06:28:16.000+00:00]");
@@ -112,21 +111,18 @@ TEST(LogLine, threadIdIsThatOfTheCallingThread) {
 }
 
 TEST(LogLine, threadIdOfMoreThanFiveDigitsWidensItsColumnUpToSeven) {
-    const SystemCallsReset reset;
-
     for (const long id : {1234567L, 12345678L}) {
-        systemCalls.threadId = id;
+        const auto thread = c_calls::gettid.replaceBy([id] { return id; });
         EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
                   "1234567 NOTIC logLine x\n");
     }
 }
 
 TEST(LogLine, shortWritesAreContinued) {
-    const SystemCallsReset reset;
     StandardErrorPieces pieces;
-    systemCalls.write = [](int fd, const void* data, std::size_t size) {
-        return plainWrite(fd, data, std::min<std::size_t>(size, 40));
-    };
+    const auto writing = c_calls::write.replaceBy([](int fd, const void* data, std::size_t size) {
+        return c_calls::write.real(fd, data, std::min<std::size_t>(size, 40));
+    });
 
     Logger::defaultLogFunction("logLine", LogSeverity::notice, "message");
 
@@ -137,12 +133,11 @@ TEST(LogLine, shortWritesAreContinued) {
 }
 
 TEST(LogLine, failedWriteEndsTheLineInSilenceAndStillSyncs) {
-    const SystemCallsReset reset;
     StandardErrorPieces pieces;
     int writes = 0;
-    systemCalls.write = [&writes](int fd, const void* data, std::size_t) {
-        return ++writes == 1 ? plainWrite(fd, data, 33) : -1;
-    };
+    const auto writing = c_calls::write.replaceBy([&](int fd, const void* data, std::size_t) {
+        return ++writes == 1 ? c_calls::write.real(fd, data, 33) : -1;
+    });
 
     Logger::defaultLogFunction("logLine", LogSeverity::notice, "message");
 

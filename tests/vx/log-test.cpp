@@ -1,8 +1,8 @@
 #include "vx/log.h"
 
 #include "child-process.h"
-#include "saved-severities.h"
 #include "support/log-capture.h"
+#include "support/log-function.h"
 #include "support/thrown-text.h"
 #include "vx/enum.h"
 #include "vx/exception.h"
@@ -124,9 +124,7 @@ TEST(LogChannel, secondOneOfANameThrowsAndLeavesTheFirst) {
 }
 
 TEST(LogChannel, secondOneOfANameThrowsThoughItsContextHoldsAnUnknownValue) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
     const LogChannel first("logTestBase", LogSeverity::info);
     const auto unknown = static_cast<LogSeverity>(9);
     VX_LOG_CONTEXT(unknown);
@@ -199,7 +197,7 @@ TEST(LogChannel, initialSeverityCanBeSetAnew) {
 
 TEST(LogChannel, initialSeverityIsSetWithoutTheLoggersLock) {
     LogChannel channel("logTest", LogSeverity::notice);
-    logger().setLogFunction([&](const char*, LogSeverity, const std::string&) {
+    const LogFunction setting([&](const char*, LogSeverity, const std::string&) {
         channel.setInitialSeverity(LogSeverity::debug);
     });
 
@@ -207,7 +205,6 @@ TEST(LogChannel, initialSeverityIsSetWithoutTheLoggersLock) {
     alarm(30);
     channel.log(LogSeverity::notice, "x");
     alarm(0);
-    logger().setLogFunction(Logger::defaultLogFunction);
 
     EXPECT_EQ(channel.severity, LogSeverity::debug);
 }
@@ -357,29 +354,25 @@ TEST(TrimFileForChannel, appliesTheLengthRuleFirst) {
 
 TEST(Logger, handsChannelSeverityAndMessageToTheLogFunction) {
     std::string seen;
-    logger().setLogFunction([&](const char* name, LogSeverity severity, std::string message) {
+    const LogFunction seeing([&](const char* name, LogSeverity severity, std::string message) {
         seen = vx::str(name, "|", severity, "|", message);
     });
 
     logger().log("anyName", LogSeverity::error, "message");
-    logger().setLogFunction(Logger::defaultLogFunction);
 
     EXPECT_EQ(seen, "anyName|error|message");
 }
 
 TEST(Logger, withoutLogFunctionThrows) {
-    logger().setLogFunction(nullptr);
+    const LogFunction none(nullptr);
 
     EXPECT_THROW(logger().log("logTest", LogSeverity::notice, "x"), std::bad_function_call);
-
-    logger().setLogFunction(Logger::defaultLogFunction);
 }
 
 TEST(Logger, anUnknownSeverityInALogFunctionIsWrittenAsNothingAndNotReported) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    const ChannelSeverity debug(vx::enumLogChannel().name(), LogSeverity::debug);
     std::ostringstream seen;
-    logger().setLogFunction([&](const char*, LogSeverity severity, const std::string& message) {
+    const LogFunction seeing([&](const char*, LogSeverity severity, const std::string& message) {
         seen << message << ':' << severity << '|';
         seen << vx::str(vx::toEnum<LogSeverity>("loud")) << '|';
     });
@@ -388,14 +381,12 @@ TEST(Logger, anUnknownSeverityInALogFunctionIsWrittenAsNothingAndNotReported) {
     alarm(30);
     logger().log("logTest", static_cast<LogSeverity>(9), "x");
     alarm(0);
-    logger().setLogFunction(Logger::defaultLogFunction);
 
     EXPECT_EQ(seen.str(), "x:|print|");
 }
 
 TEST(Logger, anUnknownSeverityThatTheOldLogFunctionTellsAtItsEndIsNotReported) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
+    const ChannelSeverity debug(vx::enumLogChannel().name(), LogSeverity::debug);
     std::string told = "nothing";
     static constexpr int owned = 1;
     const auto tell = [&](const int*) { told = vx::str(static_cast<LogSeverity>(9)); };
@@ -436,7 +427,7 @@ TEST(Logger, callsOfTheLogFunctionNeverOverlap) {
     std::atomic<int> inside = 0;
     std::atomic<bool> overlapped = false;
     int calls = 0;
-    logger().setLogFunction([&](const char*, LogSeverity, const std::string&) {
+    const LogFunction counting([&](const char*, LogSeverity, const std::string&) {
         if (++inside != 1)
             overlapped = true;
         std::this_thread::yield();
@@ -452,7 +443,6 @@ TEST(Logger, callsOfTheLogFunctionNeverOverlap) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    logger().setLogFunction(Logger::defaultLogFunction);
 
     EXPECT_FALSE(overlapped);
     EXPECT_EQ(calls, 2000);
@@ -522,9 +512,7 @@ TEST(Logger, settingAnUnknownChannelThrowsWithTheSeverity) {
 }
 
 TEST(Logger, settingAnUnknownChannelToAnUnknownSeverityThrowsAndReportsItOnce) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(
         thrownText([] { logger().setChannelSeverity("logTest", static_cast<LogSeverity>(9)); }),

@@ -1,6 +1,8 @@
 // Everywhere else the line of a source position is left open; here it is the statement's own.
 
 #include "standard-error-pieces.h"
+#include "support/log-function.h"
+#include "support/thrown-text.h"
 #include "vx/assert.h"
 #include "vx/exception.h"
 #include "vx/log.h"
@@ -15,35 +17,26 @@ namespace {
 
 vx::LogChannel channel("positionTest", vx::LogSeverity::notice);
 
-template <class Function>
-std::string thrownBy(const Function& function) {
-    try {
-        function();
-    } catch (const vx::Exception& e) {
-        return e.what();
-    }
-    return "nothing thrown";
-}
-
 } // namespace
 
 TEST(Position, aLogLineHasTheLineOfItsStatement) {
     std::string message;
-    vx::Logger::instance().setLogFunction(
+    const LogFunction taking(
         [&](const char*, vx::LogSeverity, const std::string& text) { message = text; });
 
     const int line = __LINE__ + 1;
     VX_LOG(channel, notice, "text");
-    vx::Logger::instance().setLogFunction(vx::Logger::defaultLogFunction);
 
     EXPECT_THAT(message, EndsWith(vx::str("-test.cpp:", line)));
 }
 
 TEST(Position, anExceptionHasTheLineOfItsThrow) {
     const int line = __LINE__ + 1;
-    EXPECT_THAT(thrownBy([] { VX_THROW("text"); }), EndsWith(vx::str("-test.cpp:", line)));
-    EXPECT_THAT(thrownBy([] { VX_THROW_UNLESS(false, "text"); }),
-                EndsWith(vx::str("-test.cpp:", line + 1)));
+    const auto text = thrownBy<vx::Exception>([] { VX_THROW("text"); });
+    const auto other = thrownBy<vx::Exception>([] { VX_THROW_UNLESS(false, "text"); });
+
+    EXPECT_THAT(text, EndsWith(vx::str("-test.cpp:", line)));
+    EXPECT_THAT(other, EndsWith(vx::str("-test.cpp:", line + 1)));
 }
 
 TEST(Position, anAssertionHasTheLineOfItsStatement) {

@@ -30,7 +30,7 @@ TEST(RecordReading, jsonNullKeepsTheMembersDefault) {
 }
 
 TEST(RecordReading, anUnknownKeyIsIgnoredWithoutALine) {
-    const Silence silence;
+    const DebugCapture silence(vx::enumLogChannel().name());
 
     EXPECT_EQ(read<Inner>(R"({"number":3,"other":[1]})"), Inner{3});
 }
@@ -177,9 +177,7 @@ TEST(RecordReading, aStringIsCutAtAnEmbeddedNul) {
 }
 
 TEST(RecordReading, anUnknownEnumerationNameIsReportedWithItsKeysAndIndices) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     read<Palette>(R"({"palette":[{},{"colour":"pink"}]})");
 

@@ -63,9 +63,7 @@ TEST(RecordText, aListAsAnItemOfAMessageHasTheSameForm) {
 }
 
 TEST(RecordText, anUnknownEnumerationValueShowsNothingAndIsReportedWithoutItsKey) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(text(Everything{.colour = static_cast<Colour>(9)}), R"({"colour":})");
 

@@ -117,9 +117,7 @@ TEST(RecordWriting, aStringIsWrittenBehindAnEmbeddedNulToo) {
 }
 
 TEST(RecordWriting, anUnknownEnumerationValueIsWrittenAsAnEmptyTextAndReported) {
-    vx::enumLogChannel();
-    const ChannelSeverity debug("vxEnum", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(written(Everything{.colour = static_cast<Colour>(9)}), R"({"colour":""})");
 

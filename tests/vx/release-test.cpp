@@ -1,5 +1,6 @@
 #include "vx/system.h"
 
+#include "entered.h"
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "vx/enum.h"
@@ -20,9 +21,6 @@ namespace {
 
 class ReleaseTest : public testing::Test {
 protected:
-    // The channel exists from its first use on, and the tests raise it.
-    ReleaseTest() { vx::enumLogChannel(); }
-
     std::unique_ptr<vx::System> makeSystem() const {
         return vx::makeSystem({directory.path().string(), "/usr/share"});
     }
@@ -66,8 +64,7 @@ TEST_F(ReleaseTest, onlyDevelAndTestingAreInternal) {
 }
 
 TEST_F(ReleaseTest, namesAreMatchedExactlyAndOthersReportedAtDebug) {
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(systemOfRelease("Production")->release(), Release::devel);
 
@@ -76,8 +73,7 @@ TEST_F(ReleaseTest, namesAreMatchedExactlyAndOthersReportedAtDebug) {
 }
 
 TEST_F(ReleaseTest, emptyFileMeansDevelWithADebugLine) {
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     const auto system = systemOfRelease("");
 
@@ -88,8 +84,7 @@ TEST_F(ReleaseTest, emptyFileMeansDevelWithADebugLine) {
 }
 
 TEST_F(ReleaseTest, missingFileMeansDevelWithTheSameDebugLine) {
-    const ChannelSeverity debug("vxEnum", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log(vx::enumLogChannel().name());
 
     EXPECT_EQ(makeSystem()->release(), Release::devel);
 
@@ -98,16 +93,13 @@ TEST_F(ReleaseTest, missingFileMeansDevelWithTheSameDebugLine) {
 }
 
 TEST_F(ReleaseTest, isReadWithTheDebugLineOfThatOperation) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     makeSystem();
 
-    EXPECT_THAT(
-        log.takeFrom("vxSystem"),
-        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* "
-                                 "vx::SystemImpl::readFileIfExists\\(.*\\) const filename:" +
-                                 directory.path().string() + "/release-type .cpp:<line>")));
+    EXPECT_THAT(log.take(),
+                ElementsAre(entered("vxSystem", " vx::SystemImpl::readFileIfExists",
+                                    "filename:" + directory.path().string() + "/release-type")));
 }
 
 TEST_F(ReleaseTest, isReadOnlyOnce) {
@@ -126,8 +118,7 @@ TEST_F(ReleaseTest, fileThatCannotBeReadFailsTheConstruction) {
 
 TEST_F(ReleaseTest, isInternalReleaseLogsTheReleaseAtDebug) {
     const auto system = systemOfRelease("fieldtest");
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     EXPECT_FALSE(system->isInternalRelease());
 

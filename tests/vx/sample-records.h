@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/log-capture.h"
 #include "support/thrown-text.h"
 #include "vx/record.h"
 
@@ -141,23 +142,17 @@ std::string written(const R& record) {
     return vx::toJson(vx::toJsonFragment(record));
 }
 
-/// A line in its scope, the one on an unknown name included, fails the test.
-class Silence {
-    const ChannelSeverity m_debug{vx::enumLogChannel().name(), vx::LogSeverity::debug};
-    const LogCapture m_log;
-};
-
 /// Text of a failure to read, which logs nothing by itself.
 template <class R>
 std::string failure(const char* text) {
-    const Silence silence;
+    const DebugCapture silence(vx::enumLogChannel().name());
     return thrownText([text] { vx::fromJson<R>(text); });
 }
 
 /// Text of a failure to write, which logs nothing by itself.
 template <class R>
 std::string failureToWrite(const R& record) {
-    const Silence silence;
+    const DebugCapture silence(vx::enumLogChannel().name());
     return thrownText([&record] { written(record); });
 }
 

@@ -1,7 +1,5 @@
 #include "standard-error-pieces.h"
 
-#include "system-calls.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -22,8 +20,13 @@ std::array<int, 2> makePieceSocket() {
     return ends;
 }
 
-void reportFsync() {
-    systemCalls.afterFsync = [](int fd) { plainWrite(fd, fsyncPiece.data(), fsyncPiece.size()); };
+/// Writes a piece of its own behind each `fsync`.
+auto reportSyncs() {
+    return c_calls::fsync.replaceBy([](int fd) {
+        const int result = c_calls::fsync.real(fd);
+        c_calls::write.real(fd, fsyncPiece.data(), fsyncPiece.size());
+        return result;
+    });
 }
 
 std::vector<std::string> receive(int socket, int flags) {
@@ -38,16 +41,14 @@ std::vector<std::string> receive(int socket, int flags) {
 
 } // namespace
 
-StandardErrorPieces::StandardErrorPieces() : m_saved(dup(STDERR_FILENO)) {
+StandardErrorPieces::StandardErrorPieces() : m_saved(dup(STDERR_FILENO)), m_syncs(reportSyncs()) {
     const auto [reading, writing] = makePieceSocket();
     m_reading = reading;
     dup2(writing, STDERR_FILENO);
     close(writing);
-    reportFsync();
 }
 
 StandardErrorPieces::~StandardErrorPieces() {
-    systemCalls.afterFsync = nullptr;
     dup2(m_saved, STDERR_FILENO);
     close(m_saved);
     close(m_reading);
@@ -66,7 +67,7 @@ std::vector<std::string> piecesOfAbort(const std::function<void()>& function) {
         close(reading);
         dup2(writing, STDERR_FILENO);
         close(writing);
-        reportFsync();
+        const auto syncs = reportSyncs();
         function();
         _exit(0);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/c-calls.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,6 +21,7 @@ public:
 private:
     int m_reading;
     int m_saved;
+    decltype(c_calls::fsync)::Scope m_syncs;
 };
 
 inline const std::string fsyncPiece = "<fsync>";

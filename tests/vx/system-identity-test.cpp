@@ -1,5 +1,5 @@
+#include "real-time.h"
 #include "support/time-zone.h"
-#include "system-calls.h"
 #include "vx/date-time.h"
 #include "vx/exception.h"
 #include "vx/str.h"
@@ -35,8 +35,7 @@ TEST_F(SystemClock, nowIsTheSystemClocks) {
 }
 
 TEST_F(SystemClock, nowGoesBeyondTheYear2038) {
-    const SystemCallsReset reset;
-    systemCalls.realTime = 0x100000000;
+    const auto clock = realTimeAt(0x100000000);
 
     EXPECT_EQ(vx::toString(system->now()), "2106-02-07T06:28:16.000Z");
 }
@@ -51,8 +50,10 @@ TEST_F(SystemClock, utcOffsetIsEastOfGreenwich) {
 }
 
 TEST_F(SystemClock, failingClockThrowsItsErrorText) {
-    const SystemCallsReset reset;
-    systemCalls.gettimeofdayError = EPERM;
+    const auto failing = c_calls::gettimeofday.replaceBy([](timeval*, void*) {
+        errno = EPERM;
+        return -1;
+    });
 
     try {
         system->utcOffsetSeconds();
@@ -84,39 +85,40 @@ TEST_F(SystemIdentity, randomUuidIsOfVersion4AndLowerCase) {
 }
 
 TEST_F(SystemIdentity, randomUuidSetsVersionAndVariantOverTheDrawnBytes) {
-    const SystemCallsReset reset;
-    systemCalls.getrandom = [](void* data, std::size_t size) {
-        std::memset(data, 0xff, size);
+    int byte = 0xff;
+    const auto drawing = c_calls::getrandom.replaceBy([&](void* data, std::size_t size, unsigned) {
+        std::memset(data, byte, size);
         return static_cast<ssize_t>(size);
-    };
-    EXPECT_EQ(system->randomUuid(), "ffffffff-ffff-4fff-bfff-ffffffffffff");
+    });
 
-    systemCalls.getrandom = [](void* data, std::size_t size) {
-        std::memset(data, 0, size);
-        return static_cast<ssize_t>(size);
-    };
+    EXPECT_EQ(system->randomUuid(), "ffffffff-ffff-4fff-bfff-ffffffffffff");
+    byte = 0;
     EXPECT_EQ(system->randomUuid(), "00000000-0000-4000-8000-000000000000");
 }
 
 TEST_F(SystemIdentity, randomUuidAsksAgainForWhatIsMissing) {
-    const SystemCallsReset reset;
     std::vector<std::size_t> asked;
-    systemCalls.getrandom = [&](void* data, std::size_t size) -> ssize_t {
-        asked.push_back(size);
-        if (asked.size() == 2)
-            return -EINTR;
-        const auto given = std::min<std::size_t>(size, 6);
-        std::memset(data, static_cast<int>(asked.size()), given);
-        return static_cast<ssize_t>(given);
-    };
+    const auto drawing =
+        c_calls::getrandom.replaceBy([&](void* data, std::size_t size, unsigned) -> ssize_t {
+            asked.push_back(size);
+            if (asked.size() == 2) {
+                errno = EINTR;
+                return -1;
+            }
+            const auto given = std::min<std::size_t>(size, 6);
+            std::memset(data, static_cast<int>(asked.size()), given);
+            return static_cast<ssize_t>(given);
+        });
 
     EXPECT_EQ(system->randomUuid(), "01010101-0101-4303-8303-030304040404");
     EXPECT_EQ(asked, (std::vector<std::size_t>{16, 10, 10, 4}));
 }
 
 TEST_F(SystemIdentity, randomUuidThrowsWhenThereIsNoEntropy) {
-    const SystemCallsReset reset;
-    systemCalls.getrandom = [](void*, std::size_t) -> ssize_t { return -ENOSYS; };
+    const auto drawing = c_calls::getrandom.replaceBy([](void*, std::size_t, unsigned) -> ssize_t {
+        errno = ENOSYS;
+        return -1;
+    });
 
     try {
         system->randomUuid();

@@ -1,5 +1,6 @@
 #include "vx/system.h"
 
+#include "entered.h"
 #include "support/log-capture.h"
 #include "support/temporary-directory.h"
 #include "support/thrown-text.h"
@@ -104,8 +105,7 @@ TEST_F(SystemRead, failureCarriesTheLogContext) {
 
 TEST_F(SystemRead, logsEnterAndLeaveWithTheContentAtDebug) {
     const std::string file = directory.write("f", "content");
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     system->readFile(file);
     system->readFileIfExists(file);
@@ -115,37 +115,27 @@ TEST_F(SystemRead, logsEnterAndLeaveWithTheContentAtDebug) {
         " result:content .cpp:<line>";
     EXPECT_THAT(
         log.take(),
-        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* vx::SystemImpl::readFile\\(.*\\) "
-                                 "const filename:" +
-                                 file + " .cpp:<line>"),
+        ElementsAre(entered("vxSystem", " vx::SystemImpl::readFile", "filename:" + file),
                     MatchesRegex(leave),
-                    MatchesRegex("debug vxSystem Enter virtual .* "
-                                 "vx::SystemImpl::readFileIfExists\\(.*\\) const "
-                                 "filename:" +
-                                 file + " .cpp:<line>"),
+                    entered("vxSystem", " vx::SystemImpl::readFileIfExists", "filename:" + file),
                     MatchesRegex(leave)));
 }
 
 TEST_F(SystemRead, missingFileLogsNoLeave) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     system->readFileIfExists("/no");
     EXPECT_THROW(system->readFile("/no"), vx::Exception);
 
     EXPECT_THAT(
         log.take(),
-        ElementsAre(MatchesRegex("debug vxSystem Enter virtual .* "
-                                 "vx::SystemImpl::readFileIfExists\\(.*\\) const "
-                                 "filename:/no .cpp:<line>"),
-                    MatchesRegex("debug vxSystem Enter virtual .* vx::SystemImpl::readFile\\(.*\\) "
-                                 "const filename:/no .cpp:<line>")));
+        ElementsAre(entered("vxSystem", " vx::SystemImpl::readFileIfExists", "filename:/no"),
+                    entered("vxSystem", " vx::SystemImpl::readFile", "filename:/no")));
 }
 
 TEST_F(SystemRead, exceptionOutOfTheLogFunctionIsNoFailureToRead) {
     const std::string file = directory.write("f", "content");
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    const LogCapture log;
+    const DebugCapture log("vxSystem");
     vx::Logger::instance().setLogFunction([](const char*, LogSeverity, const std::string& message) {
         if (message.starts_with("Leave"))
             throw std::bad_function_call();
@@ -225,28 +215,21 @@ TEST_F(SystemWrite, failureBehindTheOpeningIsNotReported) {
 }
 
 TEST_F(SystemWrite, logsFileAndDataAtDebug) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     system->writeToFile(path("f"), "text");
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .* vx::SystemImpl::writeToFile\\(.*\\) const "
-                    "filename:" +
-                    path("f") + " data:text .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxSystem", " vx::SystemImpl::writeToFile",
+                                                "filename:" + path("f") + " data:text")));
 }
 
 TEST_F(SystemWrite, failureIsLoggedTheSame) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     EXPECT_THROW(system->writeToFile("/no/such/file", "text"), vx::Exception);
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .* vx::SystemImpl::writeToFile\\(.*\\) const "
-                    "filename:/no/such/file data:text .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxSystem", " vx::SystemImpl::writeToFile",
+                                                "filename:/no/such/file data:text")));
 }
 
 TEST_F(SystemExists, isTrueForEveryKindOfFile) {
@@ -270,18 +253,14 @@ TEST_F(SystemExists, pathThatCannotBeFollowedThrows) {
 }
 
 TEST_F(SystemExists, logsThePathAtDebugBeforeLooking) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
     std::filesystem::create_symlink("loop", path("loop"));
 
     system->exists("/dev/null");
     EXPECT_THROW(system->exists(path("loop")), boost::filesystem::filesystem_error);
 
     const auto enter = [](const std::string& path) {
-        return MatchesRegex(
-            "debug vxSystem Enter virtual .*bool vx::SystemImpl::exists\\(.*\\) const "
-            "path:" +
-            path + " .cpp:<line>");
+        return entered("vxSystem", "bool vx::SystemImpl::exists", "path:" + path);
     };
     EXPECT_THAT(log.take(), ElementsAre(enter("/dev/null"), enter(path("loop"))));
 }
@@ -371,15 +350,12 @@ TEST_F(SystemLsRegularFiles, entryThatCannotBeFollowedThrows) {
 }
 
 TEST_F(SystemLsRegularFiles, logsPathAndExtensionAtDebug) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     system->lsRegularFiles("/no", ".json");
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .* vx::SystemImpl::lsRegularFiles\\(.*\\) "
-                    "const path:/no extension:.json .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxSystem", " vx::SystemImpl::lsRegularFiles",
+                                                "path:/no extension:.json")));
 }
 
 TEST_F(SystemRename, replacesTheTarget) {
@@ -397,15 +373,12 @@ TEST_F(SystemRename, failureReachesTheCallerUnchanged) {
 }
 
 TEST_F(SystemRename, logsBothPathsAtDebug) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     EXPECT_ANY_THROW(system->rename("/no", "/new"));
 
-    EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .*void vx::SystemImpl::rename\\(.*\\) const "
-                    "old_p:/no new_p:/new .cpp:<line>")));
+    EXPECT_THAT(log.take(), ElementsAre(entered("vxSystem", "void vx::SystemImpl::rename",
+                                                "old_p:/no new_p:/new")));
 }
 
 TEST_F(SystemRemove, removesAFile) {
@@ -427,28 +400,21 @@ TEST_F(SystemRemove, failureReachesTheCallerUnchanged) {
 }
 
 TEST_F(SystemRemove, logsThePathAtDebug) {
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     system->remove("/no");
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .*void vx::SystemImpl::remove\\(.*\\) const "
-                    "path:/no .cpp:<line>")));
+                ElementsAre(entered("vxSystem", "void vx::SystemImpl::remove", "path:/no")));
 }
 
 TEST_F(SystemRemove, failureIsLoggedTheSame) {
     directory.write("f", "");
     const std::string name = directory.path().string();
-    const ChannelSeverity debug("vxSystem", LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("vxSystem");
 
     EXPECT_ANY_THROW(system->remove(name));
 
     EXPECT_THAT(log.take(),
-                ElementsAre(MatchesRegex(
-                    "debug vxSystem Enter virtual .*void vx::SystemImpl::remove\\(.*\\) const "
-                    "path:" +
-                    name + " .cpp:<line>")));
+                ElementsAre(entered("vxSystem", "void vx::SystemImpl::remove", "path:" + name)));
 }

@@ -1,4 +1,5 @@
-#include "saved-severities.h"
+#include "support/channel-severity.h"
+#include "support/log-function.h"
 #include "support/thrown-text.h"
 #include "vx/log.h"
 #include "vx/record.h"
@@ -50,14 +51,14 @@ struct Sample {
 
 TEST(Threads, theLogFunctionIsNeverCalledByTwoAtOnce) {
     std::vector<std::string> lines; // guarded by the logger's own lock alone
-    vx::Logger::instance().setLogFunction(
-        [&](const char*, vx::LogSeverity, std::string message) { lines.push_back(message); });
+    const LogFunction taking([&](const char*, vx::LogSeverity, const std::string& message) {
+        lines.push_back(message);
+    });
 
     inThreads([](std::size_t number) {
         for (std::size_t round = 0; round < rounds; ++round)
             VX_LOG(channel, notice, number, round);
     });
-    vx::Logger::instance().setLogFunction(vx::Logger::defaultLogFunction);
 
     EXPECT_EQ(lines.size(), threadCount * rounds);
     EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), threadCount * rounds);
@@ -69,7 +70,7 @@ TEST(Threads, theLogFunctionIsReplacedWhileOthersLog) {
         lines.push_back(std::move(message));
     };
 
-    vx::Logger::instance().setLogFunction(collect);
+    const LogFunction collecting(collect);
     inThreads([&](std::size_t number) {
         for (std::size_t round = 0; round < rounds; ++round) {
             if (number == 0)
@@ -78,7 +79,6 @@ TEST(Threads, theLogFunctionIsReplacedWhileOthersLog) {
                 VX_LOG(channel, notice, number, round);
         }
     });
-    vx::Logger::instance().setLogFunction(vx::Logger::defaultLogFunction);
 
     EXPECT_EQ(lines.size(), (threadCount - 1) * rounds);
 }
