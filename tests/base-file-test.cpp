@@ -1,17 +1,15 @@
 #include "base.h"
 
-#include "support/library-calls.h"
+#include "support/c-calls.h"
+#include "support/descriptors.h"
 #include "support/temporary-directory.h"
-#include "support/thrown-by.h"
+#include "support/thrown-text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <iterator>
 #include <optional>
-#include <stdexcept>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
@@ -23,17 +21,13 @@ using testing::Pair;
 
 namespace {
 
-auto numberOfOpenDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
-}
-
 /// Reads that go well before one that fails; none fails if there is no value.
 std::optional<int> goodReads;
 
 } // namespace
 
-/// Stands in for the call of the C library, which hardly ever fails in the middle of a file.
+/// Stands in for the call of the C library, which hardly ever fails in the middle of a file. The
+/// standard library makes it, out of reach of `c_calls`.
 extern "C" ssize_t read(int fd, void* data, std::size_t size) {
     if (goodReads && (*goodReads)-- == 0) {
         errno = EIO;
@@ -76,11 +70,9 @@ TEST(RwAccess, tellsWhetherAFileCanBeReadAndWritten) {
 
 // The superuser may read and write any file, so only the question itself shows what was asked.
 TEST(RwAccess, asksForReadingAndWritingAtOnce) {
-    const LibraryCallsReset reset;
     std::vector<std::pair<std::string, int>> questions;
-    libraryCalls.beforeAccess = [&](const std::string& path, int mode) {
-        questions.emplace_back(path, mode);
-    };
+    const auto watched = c_calls::access.observeBy(
+        [&](const char* path, int mode) { questions.emplace_back(path, mode); });
 
     rwAccess("/nowhere/f");
 
@@ -88,25 +80,21 @@ TEST(RwAccess, asksForReadingAndWritingAtOnce) {
 }
 
 TEST(SyncFile, syncsTheFileOnceAndClosesIt) {
-    const LibraryCallsReset reset;
     const TemporaryDirectory directory;
     const std::string file = directory.write("f", "content");
     std::vector<std::string> synced;
-    libraryCalls.beforeFsync = [&](int fd) {
-        synced.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
-    };
-    const auto openBefore = numberOfOpenDescriptors();
+    const auto watched =
+        c_calls::fsync.observeBy([&](int fd) { synced.push_back(nameOfDescriptor(fd)); });
 
     syncFile(file);
 
     EXPECT_THAT(synced, ElementsAre(file));
-    EXPECT_EQ(numberOfOpenDescriptors(), openBefore);
+    EXPECT_EQ(openDescriptorsOf(file), 0);
     EXPECT_EQ(readFile(file), "content");
 }
 
 TEST(SyncFile, ignoresAMissingFile) {
-    const LibraryCallsReset reset;
-    libraryCalls.beforeFsync = [](int fd) { ADD_FAILURE() << fd; };
+    const auto watched = c_calls::fsync.observeBy([](int fd) { ADD_FAILURE() << fd; });
 
     syncFile("/nowhere/f");
 }

@@ -1,7 +1,7 @@
 #include "http-test.h"
 
 #include "house/patience.h"
-#include "support/library-calls.h"
+#include "support/c-calls.h"
 
 #include <array>
 
@@ -82,9 +82,8 @@ TEST_F(Http, withoutAResultTheBodyIsReadAndDropped) {
 }
 
 TEST_F(Http, withoutAResultTheBodyNeedsNoMemory) {
-    const LibraryCallsReset reset;
     server.serve("/x", "hello");
-    libraryCalls.unobtainableSize = 6;
+    const c_calls::UnobtainableSize none(6);
 
     EXPECT_EQ(client.get(url(), nullptr, false), 200);
 }
@@ -172,7 +171,14 @@ TEST_F(Http, aBodyThatBreaksOffGivesMinusOneAndLeavesTheResult) {
 TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
     server.serve("/x", "hello");
     server.answerAlways("/x", Answer::late(std::chrono::hours(1)));
-    recorded_curl::replaceTimeLimit(house::Patience::limit(std::chrono::milliseconds(200)));
+    const auto limit = house::Patience::limit(std::chrono::milliseconds(200)).count();
+    const auto shortened =
+        curl_calls::easy_setopt.replaceBy([limit](CURL* handle, CURLoption option, void* value) {
+            return option == CURLOPT_TIMEOUT
+                       ? curl_calls::easy_setopt.real(handle, CURLOPT_TIMEOUT_MS,
+                                                      reinterpret_cast<void*>(limit))
+                       : curl_calls::easy_setopt.real(handle, option, value);
+        });
 
     EXPECT_EQ(client.get(url(), &result, false), -1);
 
@@ -183,9 +189,8 @@ TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
 }
 
 TEST_F(Http, aBodyThatFindsNoMemoryGivesMinusOneBehindALineOfTheOldLogger) {
-    const LibraryCallsReset reset;
     server.serve("/x", "hello");
-    libraryCalls.unobtainableSize = 6;
+    const c_calls::UnobtainableSize none(6);
 
     EXPECT_EQ(client.get(url(), &result, false), -1);
 
@@ -409,22 +414,24 @@ TEST_F(Http, theSimpleClientKeepsNothingBetweenCalls) {
 }
 
 TEST_F(Http, aTransferHas120SecondsAndKeepsItsConnectionAlive) {
+    const curl_calls::Numbers numbers;
     server.serve("/x", "");
 
     client.get(url(), &result, false);
 
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_TIMEOUT), 120);
-    EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_TCP_KEEPALIVE), 1);
-    EXPECT_EQ(recorded_curl::numbers().count(CURLOPT_CONNECTTIMEOUT), 0);
+    EXPECT_EQ(numbers.all().at(CURLOPT_TIMEOUT), 120);
+    EXPECT_EQ(numbers.all().at(CURLOPT_TCP_KEEPALIVE), 1);
+    EXPECT_EQ(numbers.all().count(CURLOPT_CONNECTTIMEOUT), 0);
 }
 
 TEST_F(Http, theServersCertificateIsVerifiedUnlessToldOtherwise) {
+    curl_calls::Numbers numbers;
     server.serve("/x", "");
     const HttpRequest request{url(), HttpMethod::GET, {}, ""};
-    const auto expectVerification = [](long expected, const char* of) {
-        EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYPEER), expected) << of;
-        EXPECT_EQ(recorded_curl::numbers().at(CURLOPT_SSL_VERIFYHOST), expected) << of;
-        recorded_curl::reset();
+    const auto expectVerification = [&](long expected, const char* of) {
+        EXPECT_EQ(numbers.all().at(CURLOPT_SSL_VERIFYPEER), expected) << of;
+        EXPECT_EQ(numbers.all().at(CURLOPT_SSL_VERIFYHOST), expected) << of;
+        numbers.clear();
     };
 
     client.get(url(), &result, true);

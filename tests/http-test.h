@@ -3,14 +3,15 @@
 #include "http-client.h"
 
 #include "house/local-server.h"
+#include "support/curl-calls.h"
+#include "support/lines.h"
 #include "support/log-capture.h"
-#include "support/recorded-curl.h"
 #include "support/sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -33,8 +34,6 @@ inline constexpr const char* nowhere = "http://127.0.0.1:1/x";
 /// A server, and a client that makes a handle for each request.
 class HttpTest : public testing::Test {
 protected:
-    HttpTest() { recorded_curl::reset(); }
-
     std::string url(const std::string& path = "/x") const { return server.url(path); }
 
     /// Lets the path lead to one that answers with @p body.
@@ -53,10 +52,8 @@ protected:
     }
 
     std::vector<std::string> lines() {
-        static const std::regex milliseconds(R"(after \d+ (ms|milliseconds))");
         auto taken = log.take();
-        for (std::string& line : taken)
-            line = std::regex_replace(line, milliseconds, "after <ms> $1");
+        std::transform(taken.begin(), taken.end(), taken.begin(), withoutRunningValues);
         return taken;
     }
 

@@ -1,6 +1,6 @@
 #include "string-converter.h"
 
-#include "support/library-calls.h"
+#include "support/c-calls.h"
 #include "support/thrown-text.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,12 @@
 using orv::StringConverter;
 
 namespace {
+
+/// Counts the calls of `iconv` as long as the result lives.
+auto countConversions(int& calls) {
+    return c_calls::iconv.observeBy(
+        [&calls](iconv_t, char**, std::size_t*, char**, std::size_t*) { ++calls; });
+}
 
 std::string failure(StringConverter& converter, const std::string& input) {
     return thrownText([&] { converter.convert(input); });
@@ -63,30 +69,33 @@ TEST(StringConverter, anOutputBeyondFourTimesTheInputHasNoSpace) {
 }
 
 TEST(StringConverter, anyOtherFailureHasTheSystemsText) {
-    const LibraryCallsReset reset;
     StringConverter converter("UTF-8", "UTF-8");
-    libraryCalls.iconvError = EBADF;
+    const auto failing =
+        c_calls::iconv.replaceBy([](iconv_t, char**, std::size_t*, char**, std::size_t*) {
+            errno = EBADF;
+            return static_cast<std::size_t>(-1);
+        });
 
     EXPECT_EQ(failure(converter, "a"),
               "iconv: could not convert to UTF-8 encoding, Bad file descriptor");
 }
 
 TEST(StringConverter, withoutMemoryForFourTimesTheInputItThrowsAndCanBeUsedAgain) {
-    const LibraryCallsReset reset;
     StringConverter converter("UTF-8", "UTF-8");
     const std::string text(12345, 'a');
-    libraryCalls.unobtainableSize = 49380;
 
-    EXPECT_EQ(failure(converter, text), "Could not allocate memory for string conversion!");
-    libraryCalls.unobtainableSize = 0;
+    {
+        const c_calls::UnobtainableSize none(49380);
+        EXPECT_EQ(failure(converter, text), "Could not allocate memory for string conversion!");
+    }
+
     EXPECT_EQ(converter.convert(text), text);
 }
 
 TEST(StringConverter, anEmptyStringIsNoConversionAndLeavesTheStateOfAFailureToTheNextOne) {
-    const LibraryCallsReset reset;
     StringConverter converter("ISO-2022-JP", "UTF-8");
     int calls = 0;
-    libraryCalls.beforeIconv = [&] { ++calls; };
+    const auto counting = countConversions(calls);
 
     converter.convert("");
     EXPECT_EQ(calls, 0);
@@ -135,11 +144,10 @@ TEST(StringConverter, keepsItsStateFromOneConversionToTheNext) {
 }
 
 TEST(StringConverter, resetsItsStateOncePerFailure) {
-    const LibraryCallsReset reset;
     StringConverter converter("UTF-8", "UTF-8");
     failure(converter, "\x80");
     int calls = 0;
-    libraryCalls.beforeIconv = [&] { ++calls; };
+    const auto counting = countConversions(calls);
 
     converter.convert("a");
     EXPECT_EQ(calls, 2);

@@ -1,6 +1,6 @@
 #include "http-client.h"
 
-#include "support/library-calls.h"
+#include "support/c-calls.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>
@@ -57,7 +57,6 @@ TEST(UrlResult, resetForgetsTheBody) {
 }
 
 TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
-    const LibraryCallsReset reset;
     URLResult body;
     append(body, "ab");
 
@@ -66,7 +65,7 @@ TEST(UrlResult, growsByTheBytesAskedForAndATerminator) {
     EXPECT_EQ(tail, body.memory + 2);
     EXPECT_EQ(body.size, 2);
     char* const lost = body.memory;
-    libraryCalls.unobtainableSize = 6;
+    const c_calls::UnobtainableSize none(6);
     ASSERT_EQ(body.grow_tail(3), nullptr);
     body.memory = lost;
 }
@@ -95,12 +94,11 @@ TEST(UrlResult, withoutMemoryTheTransferEndsWithALineOfTheOldLogger) {
 }
 
 TEST(UrlResult, withoutMemoryForMoreWhatHadArrivedIsGone) {
-    const LibraryCallsReset reset;
     LogCapture log;
     URLResult body;
     append(body, "ab");
     char* const lost = body.memory;
-    libraryCalls.unobtainableSize = 6;
+    const c_calls::UnobtainableSize none(6);
 
     ASSERT_EQ(append(body, "cde"), static_cast<std::size_t>(-1));
 
