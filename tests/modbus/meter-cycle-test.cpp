@@ -1,5 +1,5 @@
 #include "modbus/poll-cycle.h"
-#include "support/log-capture.h"
+#include "support/channel-severity.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,7 @@
 #include "modbus/poll-cycle.h"
+#include "support/channel-severity.h"
 #include "support/curl-calls.h"
-#include "support/log-capture.h"
+#include "support/lines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
