@@ -58,8 +58,7 @@ TEST(ScaleEnergy, multipliesByScaleThenSecondsThenWattsEachInSinglePrecision) {
 }
 
 TEST(Scaling, logsScaleAndValueAtDebug) {
-    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("modbusSerial");
 
     scalePower(2.5F, 10.0F);
     scaleEnergy(3.5F, 0.1F);
@@ -84,8 +83,7 @@ TEST(ConvertField, logsValueTypeAndScaleOnEveryConversionAtNotice) {
 }
 
 TEST(ConvertField, powerImportLogsItsStepsAtDebug) {
-    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("modbusSerial");
     ModbusMeteringSystem reading;
 
     convertField(reading, 3.0F, F::powerImport, 10.0F);
@@ -100,8 +98,7 @@ TEST(ConvertField, powerImportLogsItsStepsAtDebug) {
 }
 
 TEST(ConvertField, tariffEnabledLogsItsValueAtDebug) {
-    const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    LogCapture log;
+    DebugCapture log("modbusSerial");
     ModbusMeteringSystem reading;
 
     convertField(reading, 1.0F, F::tariffEnabled, 1.0F);

@@ -1,12 +1,8 @@
 #pragma once
 
-#include "modbus/legacy.h"
-#include "support/log-capture.h"
-#include "support/recorded-bus.h"
+#include "modbus/reader-world.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -22,24 +18,9 @@ reg(std::uint16_t address, vxModel::ModbusFieldType fieldType, vxModel::ModbusDa
             .registerType = space};
 }
 
-/// The record of a read that brought nothing.
-inline orv::modbusreader::ModbusMeteringSystem
-emptyRecord(std::uint8_t slaveAddress, std::chrono::system_clock::time_point lastChanged) {
-    return {.slaveAddress = slaveAddress, .meteringType = "modbus", .lastChanged = lastChanged};
-}
-
-/// A reader on a TCP bus, with the metering service listening. The log and the calls of the bus
-/// begin with the first read.
-class MeterRead : public testing::Test {
+/// Reads of one meter, which the local server is not asked for.
+class MeterReadWithoutAConnection : public ReaderWorld {
 protected:
-    MeterRead() {
-        useTcp(slave);
-        reader.connection.doReconnect();
-        reader.connection.m_readIntervalUSec = 0;
-        log.take();
-        recorded_bus::take();
-    }
-
     void attach(int slaveAddress, const std::string& serial) {
         vxModel::ModbusMeter meter;
         meter.slaveAddress = slaveAddress;
@@ -52,44 +33,20 @@ protected:
         vxModel::ElectricityMeterConfig config;
         config.registers = registers;
         reader.connection.readMeter(slaveAddress, config);
-        reader.deliver();
-    }
-
-    /// The bus conversation and the messages so far, one below the other.
-    std::string transcript(std::size_t messages) {
-        EXPECT_TRUE(service.waitForMessages(messages));
-        std::string text = slave.transcript();
-        for (const std::string& message : service.texts())
-            text += "=  " + withoutTime(message) + "\n";
-        return text;
+        deliver();
     }
 
     /// The record kept for a slave address.
     const orv::modbusreader::ModbusMeteringSystem& kept(int slaveAddress) {
         return reader.connection.m_readings.at(slaveAddress);
     }
+};
 
-    /// The log lines so far, in which the moment of a record reads `<time>`.
-    std::vector<std::string> lines() {
-        std::vector<std::string> lines = log.take();
-        for (std::string& line : lines)
-            line = withoutTime(line);
-        return lines;
+/// The account begins with the first read.
+class MeterRead : public MeterReadWithoutAConnection {
+protected:
+    MeterRead() {
+        reader.connection.doReconnect();
+        forget();
     }
-
-    /// The log lines so far that contain @p text; the others are forgotten.
-    std::vector<std::string> linesWith(const std::string& text) {
-        std::vector<std::string> lines = log.take();
-        std::erase_if(
-            lines, [&](const std::string& line) { return line.find(text) == std::string::npos; });
-        return lines;
-    }
-
-    /// The log lines so far that tell of a value carried forward; the others are forgotten.
-    std::vector<std::string> interpolations() { return linesWith("Interpolating"); }
-
-    LogCapture log{LogCapture::Mode::lenient};
-    house::ModbusSlave slave{house::TcpPort{}};
-    house::MeteringService service;
-    Reader reader;
 };
