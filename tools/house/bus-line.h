@@ -3,13 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 
-#include <modbus/modbus.h>
-
-#include "house/descriptor.h"
 #include "house/modbus-exchange.h"
+#include "house/wakeup.h"
 
 namespace house {
 
@@ -33,10 +30,5 @@ public:
     virtual bool waitForConnections(std::size_t count) const { return count == 0; }
     virtual void dropConnections() {}
 };
-
-struct ModbusContextDeleter {
-    void operator()(modbus_t* context) const { modbus_free(context); }
-};
-using ModbusContext = std::unique_ptr<modbus_t, ModbusContextDeleter>;
 
 } // namespace house

@@ -3,6 +3,7 @@
 #include "house/descriptor.h"
 #include "house/group-access.h"
 #include "house/own-file.h"
+#include "house/wakeup.h"
 
 #include <array>
 #include <optional>

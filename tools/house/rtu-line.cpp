@@ -1,5 +1,6 @@
 #include "house/rtu-line.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 

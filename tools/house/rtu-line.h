@@ -3,6 +3,8 @@
 #include <string>
 
 #include "house/bus-line.h"
+#include "house/descriptor.h"
+#include "house/modbus-context.h"
 
 namespace house {
 

@@ -5,6 +5,8 @@
 
 #include "house/awaited-count.h"
 #include "house/bus-line.h"
+#include "house/descriptor.h"
+#include "house/modbus-context.h"
 
 namespace house {
 

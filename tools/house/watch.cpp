@@ -9,6 +9,7 @@
 #include "house/poll-account.h"
 #include "house/pty-pair.h"
 #include "house/reading-table.h"
+#include "house/wakeup.h"
 
 #include <algorithm>
 #include <array>
