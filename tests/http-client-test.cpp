@@ -171,7 +171,8 @@ TEST_F(Http, aBodyThatBreaksOffGivesMinusOneAndLeavesTheResult) {
 TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
     server.serve("/x", "hello");
     server.answerAlways("/x", Answer::late(std::chrono::hours(1)));
-    const auto limit = house::Patience::limit(std::chrono::milliseconds(200)).count();
+    const auto limit =
+        static_cast<long>(house::Patience::limit(std::chrono::milliseconds(200)).count());
     const auto shortened =
         curl_calls::easy_setopt.replaceBy([limit](CURL* handle, CURLoption option, void* value) {
             return option == CURLOPT_TIMEOUT
