@@ -74,17 +74,19 @@ void World::openServer() {
     server = std::make_unique<LocalServer>();
     server->whenRequested([this](const house::Request& request) {
         happened(Kind::request, textOf(request));
-        std::unique_lock lock(m_callbackMutex);
+        const std::scoped_lock lock(m_callbackMutex);
+        // It may replace itself.
         const auto callback = m_whenRequested;
-        lock.unlock();
-        if (callback)
+        if (server && callback)
             callback(request);
     });
     serve(m_replies);
 }
 
 void World::closeServer() {
-    server.reset();
+    std::unique_lock lock(m_callbackMutex);
+    const auto closing = std::move(server);
+    lock.unlock();
 }
 
 void World::serve(const Replies& replies) {
@@ -147,7 +149,7 @@ void World::writeConfigFile(const std::string& text) {
 }
 
 void World::closeAll() {
-    server.reset();
+    closeServer();
     bus.reset();
     closeService();
 }

@@ -60,7 +60,8 @@ protected:
     void serveRtuConfig(const std::string& reply);
     void serveAttached(const std::string& reply);
     void serveSupported(const std::string& reply);
-    /// Calls @p callback on the server's thread at each request, when the transcript holds it.
+    /// Calls @p callback on the server's thread at each request, when the transcript holds it. A
+    /// server that is being closed calls nobody.
     void whenRequested(std::function<void(const house::Request&)> callback);
 
     // The bus
@@ -118,7 +119,7 @@ private:
 
     Replies m_replies;
     std::function<void(const house::Request&)> m_whenRequested;
-    std::mutex m_callbackMutex;
+    std::recursive_mutex m_callbackMutex;
     /// Guards the service and the numbers of its messages.
     std::mutex m_serviceMutex;
     std::size_t m_transferred = 0;
