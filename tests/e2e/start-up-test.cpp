@@ -179,11 +179,12 @@ TEST_F(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
 }
 
 TEST_F(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
+    serveAttached(R"({"data":[]})");
     for (const std::string variable : {"http_proxy", "all_proxy", "ALL_PROXY"}) {
         // The exceptions from a proxy usually hold this machine.
         start({variable + "=http://127.0.0.1:1", "no_proxy=", "NO_PROXY="});
 
-        EXPECT_EQ(transcriptUntil("Reading meter now"), R"(?? GET …/rtuconfig                200
+        EXPECT_EQ(transcriptUntil("Cycling meters"), R"(?? GET …/rtuconfig                200
 -- reconnect
 ?? GET …/attached                 200
 ?? GET …/config/supported         200
