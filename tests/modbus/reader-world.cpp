@@ -3,7 +3,6 @@
 #include "vx/log.h"
 #include "vx/str.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -124,6 +123,5 @@ int ReaderWorld::setRs485(int fd, const serial_rs485& conf) {
     called(vx::str("rs485 ", readsAndWrites ? "read-write" : "one-way", " flags ", conf.flags,
                    " delays ", conf.delay_rts_before_send, " ", conf.delay_rts_after_send));
     m_rs485Descriptors.push_back(fd);
-    errno = ENOTTY;
     return rs485Succeeds ? 0 : -1;
 }
