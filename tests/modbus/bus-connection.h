@@ -41,7 +41,8 @@ protected:
                R"("length":1,"scaleValue":1,"registerType":holding} toolkit.cpp:<line>)";
     }
 
-    /// What the reader did to its connection so far: the calls that contain @p text.
+    /// What the reader did to its connection so far, as far as it contains @p text. The rest is
+    /// forgotten.
     std::vector<std::string> calls(std::string_view text) {
         return linesWith(m_transcript.takeAll(Transcript::Kind::call), text);
     }
