@@ -13,6 +13,21 @@ std::uint64_t unsigned64(const std::uint16_t* words) {
 
 } // namespace
 
+int dataCountMultiplier(ModbusDataType type) {
+    switch (type) {
+    case ModbusDataType::float32:
+    case ModbusDataType::dateTime:
+    case ModbusDataType::int32:
+    case ModbusDataType::uint32:
+        return 2;
+    case ModbusDataType::int64:
+    case ModbusDataType::uint64:
+        return 4;
+    default:
+        return 1;
+    }
+}
+
 std::uint32_t unsigned32(const std::uint16_t* words) {
     return std::uint32_t{words[0]} << 16 | words[1];
 }

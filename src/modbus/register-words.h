@@ -14,6 +14,10 @@
 
 namespace orv::modbusreader {
 
+/// Number of 16-bit registers that one value of @p type takes on the bus. `dateTime` counts two
+/// although it is never decoded; `ascii` counts one, which are two characters.
+int dataCountMultiplier(vxModel::ModbusDataType type);
+
 /// The unsigned number in two words.
 std::uint32_t unsigned32(const std::uint16_t* words);
 

@@ -379,21 +379,6 @@ bool isTextOrSwitch(ModbusFieldType fieldType) {
 
 } // namespace
 
-int dataCountMultiplier(ModbusDataType type) {
-    switch (type) {
-    case ModbusDataType::float32:
-    case ModbusDataType::dateTime:
-    case ModbusDataType::int32:
-    case ModbusDataType::uint32:
-        return 2;
-    case ModbusDataType::int64:
-    case ModbusDataType::uint64:
-        return 4;
-    default:
-        return 1;
-    }
-}
-
 void decodeRegister(ModbusMeteringSystem& reading, const std::uint16_t* words,
                     const ModbusRegister& aRegister) {
     const ModbusDataType type = aRegister.modbusDataType;

@@ -39,10 +39,6 @@ private:
     std::string m_socketPath;
 };
 
-/// Number of 16-bit registers that one value of @p type takes on the bus. `dateTime` counts two
-/// although it is never decoded; `ascii` counts one, which are two characters.
-int dataCountMultiplier(vxModel::ModbusDataType type);
-
 /// @p value times @p scaleValue, in single precision.
 float scalePower(float value, float scaleValue);
 

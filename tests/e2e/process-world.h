@@ -20,7 +20,8 @@
 ///     -- reconnect
 ///     -- =================================
 ///
-/// The last one is the line of an offer to the metering service.
+/// The last one is the line of an offer to the metering service. From the second poll on the end of
+/// a message, and with it its "=", stands in the poll after its own.
 class ProcessWorld : public World {
 protected:
     ProcessWorld();
@@ -44,11 +45,12 @@ protected:
                const std::vector<std::string>& arguments = {},
                const std::vector<std::string>& launcher = {});
     /// Ends the process, and forgets what it did since the last taking: nobody knows how far it
-    /// came.
+    /// came. A test whose later polls would complain ends it before it looks at anything else.
     void end();
 
     /// Waits for the @p times'th log line with @p text among those that have not been taken, and
-    /// takes the transcript up to and without it.
+    /// takes the transcript up to and without it. Up to the second "retry timer" there are two
+    /// polls and one tick.
     std::string transcriptUntil(std::string_view text, std::size_t times = 1);
     /// As `log`, of the lines up to and without that one. What else happened until then is
     /// forgotten.

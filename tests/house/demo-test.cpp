@@ -75,16 +75,17 @@ TEST_F(Demo, refusesANumberOfPollsThatIsNoneOrOutOfRange) {
 }
 
 TEST_F(Demo, refusesAFaultThatIsNone) {
-    for (const std::string fault : {"3", "3=loud", "03=silent", "0=silent", "3=exception:12",
-                                    "3=late:0", "attached=status:200", "meters=status:500", ""})
+    for (const std::string fault :
+         {"3", "3=loud", "03=silent", "0=silent", "3=exception:12", "3=late:0", "3=unit:248",
+          "attached=status:200", "meters=status:500", ""})
         EXPECT_EQ(run("script/demo --fault '" + fault + "'"),
                   refused("--fault: '" + fault + "' is no fault"));
 }
 
 TEST_F(Demo, passesEachFormOfAFaultOnThatTheHouseTakes) {
     for (const std::string fault :
-         {"1=silent", "247=exception:11", "3=late:99999", "rtuconfig=status:400",
-          "attached=status:503", "supported=status:599"}) {
+         {"1=silent", "247=exception:11", "3=late:99999", "3=garbled", "3=unit:247",
+          "rtuconfig=status:400", "attached=status:503", "supported=status:599"}) {
         EXPECT_TRUE(faults::isFault(fault)) << fault;
         EXPECT_THAT(run("script/demo --fault " + fault).standardOutput,
                     testing::HasSubstr("--fault\n" + fault + "\n"));

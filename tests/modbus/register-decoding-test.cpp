@@ -1,3 +1,4 @@
+#include "modbus/register-words.h"
 #include "modbus/serial-toolkit.h"
 #include "support/log-capture.h"
 

@@ -25,7 +25,8 @@ struct Replies {
 };
 
 /// A home whose one meter, "S-1" at the slave address 7, has three registers: its serial, the
-/// input register 10 (power, 1 W) and the holding registers 20 and 21 (energy, 0.5 kWh).
+/// input register 10 (power, 1 W) and the holding registers 20 and 21 (energy, 0.5 kWh). What they
+/// hold is put on the bus by the test.
 extern const Replies oneMeter;
 
 /// A home of two meters of one model, "S-7" and "S-8" at the slave addresses 7 and 8: the serial,
@@ -52,6 +53,7 @@ protected:
     // The local server
 
     using LocalServer = house::LocalServer;
+    /// Its own callback belongs to the transcript; `whenRequested` is for the test.
     std::unique_ptr<LocalServer> server;
     /// Opens a server that serves what the last one served, or was given while there was none.
     void openServer();
@@ -66,15 +68,18 @@ protected:
 
     // The bus
 
+    /// Its callback `whenAnswering` belongs to the transcript.
     std::unique_ptr<house::ModbusSlave> bus;
     /// The pair of terminals of a serial line; null on TCP.
     std::unique_ptr<house::PtyPair> serialLine;
     /// Sends the reader by its configuration file to the slaves on TCP, which time out after one
     /// second.
     void useTcp();
-    /// Lays a serial line to the reader's port, with nobody at its other end.
+    /// Lays a serial line to the reader's port, with nobody at its other end. The slaves are gone
+    /// with all that they held, and so is the configuration file, so that an answer may take five
+    /// seconds again. No pseudo terminal can be set up for RS-485: each reconnect logs an error.
     void layLine();
-    /// Puts the slaves on a serial line, off TCP.
+    /// Lays that line, and puts new slaves at its other end.
     void useLine();
     void writeConfigFile(const std::string& text);
 
