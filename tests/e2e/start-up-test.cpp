@@ -178,6 +178,15 @@ TEST_F(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +2048 +files"));
 }
 
+TEST_F(StartUp, fewerDescriptorsThanThoseStayAsFew) {
+    start({}, {}, {"/bin/sh", "-c", "ulimit -S -n 512 && exec \"$0\""});
+
+    logUntil("Starting modbus Reader");
+
+    const std::string limits = contentOf(vx::str("/proc/", reader->pid(), "/limits"));
+    EXPECT_THAT(limits, testing::ContainsRegex("Max open files +512 "));
+}
+
 TEST_F(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
     serveAttached(R"({"data":[]})");
     for (const std::string variable : {"http_proxy", "all_proxy", "ALL_PROXY"}) {

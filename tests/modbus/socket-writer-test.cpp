@@ -229,7 +229,7 @@ TEST_F(SocketWriter, aMessageIsMovedIn) {
 TEST_F(SocketWriter, aPathOf107CharactersIsTakenAndALongerOneThrows) {
     EXPECT_NO_THROW(SocketClient(reader.ioContext, std::string(107, 'x')));
     try {
-        SocketClient(reader.ioContext, std::string(108, 'x'));
+        const SocketClient client(reader.ioContext, std::string(108, 'x'));
         FAIL() << "A path of 108 characters was taken";
     } catch (const boost::system::system_error& e) {
         EXPECT_EQ(e.code(), boost::asio::error::name_too_long);

@@ -65,6 +65,7 @@ TEST(Exception, userMessageWithoutBodyOutlivesTheException) {
 
 TEST(Exception, copiesShareTheirBody) {
     const Exception original(text, "Please wait");
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy is what is tested
     const Exception copy = original;
 
     EXPECT_EQ(&copy.userMessage(), &original.userMessage());

@@ -354,9 +354,10 @@ TEST(TrimFileForChannel, appliesTheLengthRuleFirst) {
 
 TEST(Logger, handsChannelSeverityAndMessageToTheLogFunction) {
     std::string seen;
-    const LogFunction seeing([&](const char* name, LogSeverity severity, std::string message) {
-        seen = vx::str(name, "|", severity, "|", message);
-    });
+    const LogFunction seeing(
+        [&](const char* name, LogSeverity severity, const std::string& message) {
+            seen = vx::str(name, "|", severity, "|", message);
+        });
 
     logger().log("anyName", LogSeverity::error, "message");
 

@@ -54,7 +54,7 @@ StandardErrorPieces::~StandardErrorPieces() {
     close(m_reading);
 }
 
-std::vector<std::string> StandardErrorPieces::take() {
+std::vector<std::string> StandardErrorPieces::take() const {
     return receive(m_reading, MSG_DONTWAIT);
 }
 

@@ -16,7 +16,7 @@ public:
     StandardErrorPieces& operator=(const StandardErrorPieces&) = delete;
 
     /// All pieces so far, which are then forgotten.
-    std::vector<std::string> take();
+    std::vector<std::string> take() const;
 
 private:
     int m_reading;
