@@ -2,7 +2,6 @@
 #include <utility>
 
 #include "e2e/process-world.h"
-#include "support/lines.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <vector>
 
 using testing::ElementsAre;

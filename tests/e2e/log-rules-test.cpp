@@ -10,7 +10,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 
 namespace {
 

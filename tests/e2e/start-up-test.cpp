@@ -12,7 +12,6 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <sys/wait.h>
