@@ -16,7 +16,7 @@ ProcessWorld::ProcessWorld() {
     connectMeter();
 }
 
-ProcessWorld::~ProcessWorld() {
+void ProcessWorld::TearDown() {
     stop();
     closeAll();
 }

@@ -25,7 +25,9 @@
 class ProcessWorld : public World {
 protected:
     ProcessWorld();
-    ~ProcessWorld() override;
+    /// Ends the process and closes the home, whose threads may be within a test's own callback
+    /// until then: a destructor would be too late for a fixture that is made of this one.
+    void TearDown() override;
 
     /// The message of a good poll.
     static constexpr const char* message =
