@@ -7,6 +7,7 @@
 #include "vx/exception.h"
 #include "vx/log-context.h"
 #include "vx/log.h"
+#include "vx/stack-trace.h"
 
 #include <boost/assert.hpp>
 #include <gmock/gmock.h>
@@ -24,6 +25,7 @@ using testing::Contains;
 using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Not;
 using testing::StartsWith;
 
 // Outside of an unnamed namespace, so that the dynamic symbol table knows them.
@@ -318,6 +320,23 @@ TEST(Assert, anUnknownValueInTheContextIsNotReported) {
                           "tests/vx/assert-test.cpp:<line> severity:  ") +
                   functionOfFail);
     EXPECT_THAT(joined(pieces), HasSubstr("\nDecoded stacktrace:\n  "));
+}
+
+TEST(Assert, anUnknownValueInTheContextMakesNoLogLine) {
+    const auto pieces = piecesOfAbort([] {
+        vx::Logger& logger = vx::Logger::instance();
+        vx::enumLogChannel();
+        logger.setChannelSeverity("vxEnum", vx::LogSeverity::debug);
+        logger.setLogFunction([](const char*, vx::LogSeverity, const std::string&) {
+            vx::detail::writeToFd(STDERR_FILENO, "reported", 8);
+        });
+        const auto severity = static_cast<vx::LogSeverity>(99);
+        VX_LOG_CONTEXT(severity);
+        assertTest::fail(3);
+    });
+
+    EXPECT_THAT(joined(pieces), HasSubstr(" severity:  "));
+    EXPECT_THAT(joined(pieces), Not(HasSubstr("reported")));
 }
 
 TEST(BoostAssert, endsInOurAssertion) {
