@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <boost/system/error_code.hpp>
+#include <chrono>
 #include <climits>
 #include <limits>
 #include <random>
@@ -115,6 +116,13 @@ TEST(StrWriter, errorCodeIsWrittenAsItsMessage) {
     const boost::system::error_code code(ENOENT, boost::system::system_category());
 
     EXPECT_EQ(writtenAs(code), "No such file or directory");
+}
+
+TEST(StrWriter, aMomentOfTheSteadyClockIsItsSeconds) {
+    using std::chrono::steady_clock;
+
+    EXPECT_EQ(vx::str(steady_clock::time_point(std::chrono::milliseconds(2500))), "2.5");
+    EXPECT_EQ(vx::str(steady_clock::time_point(std::chrono::seconds(1234567))), "1.23457e+06");
 }
 
 TEST(TrimFile, pathWithoutSourceRootIsKeptWhole) {
