@@ -2,7 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
-#include <string>
+#include <string_view>
 #include <type_traits>
 
 // A named enumeration is one whose enumerators have texts, which messages, JSON and `vx/enum.h`
@@ -31,7 +31,7 @@ struct EnumRow {
     constexpr EnumRow(std::int32_t number, const char* text) : value(number), name(text) {}
 
     std::int32_t value;
-    const char* name;
+    std::string_view name;
 };
 
 /// What `vxEnum(E)` returns: the rows of an enumeration and the name that its failure lines show.
@@ -52,7 +52,7 @@ namespace detail {
 
 /// Name of the first row of @p table with @p value. If there is none it is empty, and a debug line
 /// on the channel "vxEnum" tells so.
-std::string enumName(const EnumTable& table, std::int32_t value);
+std::string_view enumName(const EnumTable& table, std::int32_t value);
 
 /// While one lives, its thread reports no unknown values and names. They may be nested. For code
 /// that builds a message where the logger can't be used, such as a log function.

@@ -25,7 +25,7 @@ detail::EnumReportPause::~EnumReportPause() {
     --pauses;
 }
 
-std::string detail::enumName(const EnumTable& table, std::int32_t value) {
+std::string_view detail::enumName(const EnumTable& table, std::int32_t value) {
     const auto* row = std::find_if(table.begin, table.end,
                                    [value](const EnumRow& x) { return x.value == value; });
     if (row != table.end)

@@ -44,7 +44,7 @@ inline std::string_view enumView(const std::string& text) {
 /// `std::string`.
 template <class Text, NamedEnum E>
 requires std::is_same_v<Text, std::string> Text fromEnum(E value) {
-    return detail::enumName(vxEnum(value), static_cast<std::int32_t>(value));
+    return Text(detail::enumName(vxEnum(value), static_cast<std::int32_t>(value)));
 }
 
 /// Value with the name @p text, a `const char*` or a `std::string`, if there is one. A null pointer

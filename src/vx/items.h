@@ -66,10 +66,12 @@ consteval std::string_view itemKey(std::string_view source) {
 template <class T>
 struct Str<Item<T>> {
     static void f(std::ostream& stream, const Item<T>& item) {
-        if (!item.key.empty())
-            stream << item.key << ':';
+        if (!item.key.empty()) {
+            writeText(stream, item.key);
+            writeText(stream, ":");
+        }
         write(stream, item.value);
-        stream << ' ';
+        writeText(stream, " ");
     }
 };
 

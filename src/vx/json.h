@@ -60,7 +60,7 @@ namespace detail {
 template <>
 struct Str<std::shared_ptr<json_object>> {
     static void f(std::ostream& stream, const std::shared_ptr<json_object>& fragment) {
-        stream << toJson(fragment);
+        writeText(stream, toJson(fragment));
     }
 };
 

@@ -422,39 +422,41 @@ struct TextForm {
 
 template <>
 struct TextForm<DateTime> {
-    static void write(std::ostream& stream, DateTime value) { stream << toString(value); }
+    static void write(std::ostream& stream, DateTime value) { writeText(stream, toString(value)); }
 };
 
 template <>
 struct TextForm<std::optional<double>> {
     static void write(std::ostream& stream, const std::optional<double>& value) {
         if (value)
-            stream << *value;
+            writeDouble(stream, *value);
         else
-            stream << "null";
+            writeText(stream, "null");
     }
 };
 
 template <class T>
 struct TextForm<std::vector<T>> {
     static void write(std::ostream& stream, const std::vector<T>& values) {
-        stream << '[';
+        writeText(stream, "[");
         const char* separator = "";
         for (const T& value : values) {
-            stream << separator;
+            writeText(stream, separator);
             TextForm<T>::write(stream, value);
             separator = ",";
         }
-        stream << ']';
+        writeText(stream, "]");
     }
 };
 
 template <AlternativesVariant V>
 struct TextForm<V> {
     static void write(std::ostream& stream, const V& value) {
-        stream << '{' << value.index() << ':';
+        writeText(stream, "{");
+        writeInteger(stream, value.index());
+        writeText(stream, ":");
         std::visit([&stream](const auto& held) { detail::write(stream, held); }, value);
-        stream << '}';
+        writeText(stream, "}");
     }
 };
 
@@ -476,7 +478,9 @@ struct TextVisitor {
     void operator()(const char* key) {
         if (isLeftOut(record.*member))
             return;
-        stream << (nothingWritten ? "\"" : ",\"") << key << "\":";
+        writeText(stream, nothingWritten ? "\"" : ",\"");
+        writeText(stream, key);
+        writeText(stream, "\":");
         using Field = std::remove_cvref_t<decltype(record.*member)>;
         TextForm<Field>::write(stream, record.*member);
         nothingWritten = false;
@@ -488,10 +492,11 @@ struct TextVisitor {
 /// Writes the text form of a record, `{"key":value,…}`. VX_FIELDS makes it the stream operator.
 template <class R>
 std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
-    stream << '{';
+    detail::writeText(stream, "{");
     detail::TextVisitor<R> visitor{stream, record};
     R::visitFields(visitor);
-    return stream << '}';
+    detail::writeText(stream, "}");
+    return stream;
 }
 
 } // namespace vx

@@ -28,15 +28,19 @@ std::string detail::withoutTrailingBlank(std::string text) {
     return text;
 }
 
-std::string trimFile(std::string file) {
+std::string_view detail::belowSources(std::string_view path) {
     constexpr std::string_view root = "src/";
-    if (const auto position = file.rfind(root); position != std::string::npos)
-        file.erase(0, position + root.size());
+    const auto position = path.rfind(root);
+    return position == std::string_view::npos ? path : path.substr(position + root.size());
+}
+
+std::string trimFile(std::string file) {
+    file.erase(0, file.size() - detail::belowSources(file).size());
     return trimFileWithDotsToMaxSize(std::move(file));
 }
 
 std::string trimFileWithDotsToMaxSize(std::string file) {
-    constexpr std::size_t maxSize = 32;
+    constexpr std::size_t maxSize = detail::maxPathSize;
     if (file.size() <= maxSize)
         return file;
     file.erase(0, file.size() - maxSize);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vx/enum-table.h"
+#include "vx/text-stream.h"
 
 #include <boost/system/error_code.hpp>
 
@@ -11,15 +12,15 @@
 #include <optional>
 #include <ostream>
 #include <random>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace vx::detail {
 
 /// Writer of one type in messages and exception texts; by default its stream operator. A type that
 /// should look different there has a specialisation, which must leave the stream's format as it
-/// is.
+/// is. Texts and numbers have their default form whatever that format is.
 template <class T, class Enable = void>
 struct Str {
     static void f(std::ostream& stream, const T& value) { stream << value; }
@@ -29,33 +30,59 @@ struct Str {
 template <>
 struct Str<const char*> {
     static void f(std::ostream& stream, const char* text) {
-        stream << (text == nullptr ? "null" : text);
+        writeText(stream, text == nullptr ? "null" : text);
     }
 };
 
 template <>
 struct Str<char*> : Str<const char*> {};
 
-/// The two eight-bit numbers are written as numbers, unlike `char`.
 template <>
-struct Str<unsigned char> {
-    static void f(std::ostream& stream, unsigned char value) { stream << unsigned{value}; }
+struct Str<std::string> {
+    static void f(std::ostream& stream, const std::string& text) { writeText(stream, text); }
 };
 
 template <>
-struct Str<signed char> {
-    static void f(std::ostream& stream, signed char value) { stream << int{value}; }
+struct Str<std::string_view> {
+    static void f(std::ostream& stream, std::string_view text) { writeText(stream, text); }
 };
+
+template <>
+struct Str<char> {
+    static void f(std::ostream& stream, char c) { writeText(stream, {&c, 1}); }
+};
+
+template <>
+struct Str<bool> {
+    static void f(std::ostream& stream, bool value) { writeText(stream, value ? "1" : "0"); }
+};
+
+/// Unlike `char`, the two other types of eight bits are written as numbers.
+template <std::integral T>
+requires requires(std::ostream& stream, T value) {
+    stream << value;
+}
+struct Str<T> {
+    static void f(std::ostream& stream, T value) { writeInteger(stream, +value); }
+};
+
+template <>
+struct Str<double> {
+    static void f(std::ostream& stream, double value) { writeDouble(stream, value); }
+};
+
+template <>
+struct Str<float> : Str<double> {};
 
 /// The name of the value; nothing, with a debug line, for a value without a name.
 template <NamedEnum T>
 struct Str<T> {
     static void f(std::ostream& stream, T value) {
-        stream << enumName(vxEnum(value), static_cast<std::int32_t>(value));
+        writeText(stream, enumName(vxEnum(value), static_cast<std::int32_t>(value)));
     }
 };
 
-/// The text of `what()`.
+/// The text of `what()`. By the stream itself, which fails for a null pointer.
 template <std::derived_from<std::exception> T>
 struct Str<T> {
     static void f(std::ostream& stream, const std::exception& value) { stream << value.what(); }
@@ -65,20 +92,20 @@ struct Str<T> {
 template <>
 struct Str<boost::system::error_code> {
     static void f(std::ostream& stream, const boost::system::error_code& value) {
-        stream << value.message();
+        writeText(stream, value.message());
     }
 };
 
 template <>
 struct Str<std::monostate> {
-    static void f(std::ostream& stream, std::monostate) { stream << "null"; }
+    static void f(std::ostream& stream, std::monostate) { writeText(stream, "null"); }
 };
 
 /// A moment of the steady clock is written as its seconds, a floating-point number.
 template <>
 struct Str<std::chrono::steady_clock::time_point> {
     static void f(std::ostream& stream, std::chrono::steady_clock::time_point value) {
-        stream << std::chrono::duration<double>(value.time_since_epoch()).count();
+        writeDouble(stream, std::chrono::duration<double>(value.time_since_epoch()).count());
     }
 };
 
@@ -103,6 +130,12 @@ struct Str<std::variant<Alternatives...>> {
 /// Removes one blank at the end of @p text, if there is one.
 std::string withoutTrailingBlank(std::string text);
 
+/// What follows the last "src/" of @p path, or all of it.
+std::string_view belowSources(std::string_view path);
+
+/// Characters of a path that a message shows at most.
+constexpr std::size_t maxPathSize = 32;
+
 } // namespace vx::detail
 
 namespace vx {
@@ -117,9 +150,9 @@ namespace vx {
 /// significant digits and `true` is 1.
 template <class... Args>
 std::string str(const Args&... args) {
-    std::ostringstream stream;
+    detail::TextStream stream;
     (detail::write(stream, args), ...);
-    return stream.str();
+    return stream.take();
 }
 
 /// As `str`, without one blank at the end, if there is one.

@@ -91,7 +91,7 @@ TEST(Enum, aValueListedTwiceGivesTheTextOfTheFirstRow) {
 
     EXPECT_EQ(table.end - table.begin, 8);
     EXPECT_EQ(table.begin[7].value, 1);
-    EXPECT_STREQ(table.begin[7].name, "fatal");
+    EXPECT_EQ(table.begin[7].name, "fatal");
     EXPECT_EQ(fromEnum<std::string>(LogSeverity::fatal), "fatal");
     EXPECT_EQ(toEnum<LogSeverity>("fatal"), LogSeverity::fatal);
 }
