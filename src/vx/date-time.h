@@ -2,7 +2,9 @@
 
 #include "vx/str.h"
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <gsl/gsl>
 #include <ostream>
 #include <string>
@@ -43,11 +45,19 @@ DateTime toDateTime(CharSpan s);
 /// In UTC if the offset of the time zone doesn't fit.
 std::string toLocalMsIsoString(DateTime time);
 
+namespace detail {
+
+/// The text of `toLocalMsIsoString`, without an allocation.
+using LocalTimeText = std::array<char, 29>;
+LocalTimeText localTimeText(DateTime time);
+
+} // namespace detail
+
 /// In messages a span is its text.
 template <>
 struct detail::Str<CharSpan> {
     static void f(std::ostream& stream, CharSpan value) {
-        stream.write(value.data(), static_cast<std::streamsize>(value.size()));
+        writeText(stream, {value.data(), static_cast<std::size_t>(value.size())});
     }
 };
 

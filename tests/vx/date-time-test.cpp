@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <string>
 
 // The span is marked as deprecated, and is the argument's type all the same.
@@ -29,6 +30,16 @@ vx::DateTime parse(const std::string& text) {
 long long parsedMs(const std::string& text) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(parse(text).time_since_epoch())
         .count();
+}
+
+/// Local time of a whole second, by `strftime`.
+std::string byCLibrary(vx::DateTime time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm tm{};
+    localtime_r(&seconds, &tm);
+    char text[40];
+    std::strftime(text, sizeof text, "%FT%T.000%z", &tm);
+    return std::string(text).insert(26, ":");
 }
 
 std::string failureOf(const std::string& text) {
@@ -58,6 +69,9 @@ TEST(DateTimeToString, wholeSecondsBeforeTheEpochAreWrittenToo) {
 }
 
 TEST(DateTimeToString, signOfMillisecondsBeforeTheEpochPushesTheZOutOfThe24Characters) {
+    EXPECT_EQ(vx::toString(at(-1007ms)), "1969-12-31T23:59:59.-07Z");
+    EXPECT_EQ(vx::toString(at(-1099ms)), "1969-12-31T23:59:59.-99Z");
+    EXPECT_EQ(vx::toString(at(-1100ms)), "1969-12-31T23:59:59.-100");
     EXPECT_EQ(vx::toString(at(-1500ms)), "1969-12-31T23:59:59.-500");
 }
 
@@ -98,6 +112,9 @@ TEST(ToLocalMsIsoString, cutsToMillisecondsWithoutRounding) {
 TEST(ToLocalMsIsoString, signOfMillisecondsBeforeTheEpochStaysWithinThe29Characters) {
     const TimeZone zone("UTC0");
 
+    EXPECT_EQ(vx::toLocalMsIsoString(at(-1005ms)), "1969-12-31T23:59:59.-05+00:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(-1099ms)), "1969-12-31T23:59:59.-99+00:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(-1100ms)), "1969-12-31T23:59:59.-100+0:00");
     EXPECT_EQ(vx::toLocalMsIsoString(at(-1500ms)), "1969-12-31T23:59:59.-500+0:00");
 }
 
@@ -110,6 +127,37 @@ TEST(ToLocalMsIsoString, aZoneWhoseOffsetDoesNotFitGivesUtc) {
     const TimeZone zone((":" + directory.write("zone", file)).c_str());
 
     EXPECT_EQ(vx::toLocalMsIsoString(at(1500ms)), "1970-01-01T00:00:01.500+00:00");
+}
+
+TEST(ToLocalMsIsoString, followsATimeZoneThatIsSetWithinASecond) {
+    const vx::DateTime time = at(1794623049123ms);
+
+    const TimeZone utc("UTC0");
+    EXPECT_EQ(vx::toLocalMsIsoString(time), "2026-11-14T02:24:09.123+00:00");
+    const TimeZone kathmandu("NPT-5:45");
+    EXPECT_EQ(vx::toLocalMsIsoString(time), "2026-11-14T08:09:09.123+05:45");
+}
+
+TEST(ToLocalMsIsoString, followsDaylightSavingToTheSecond) {
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1774745999999ms)), "2026-03-29T01:59:59.999+01:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1774746000000ms)), "2026-03-29T03:00:00.000+02:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1792889999999ms)), "2026-10-25T02:59:59.999+02:00");
+    EXPECT_EQ(vx::toLocalMsIsoString(at(1792890000000ms)), "2026-10-25T02:00:00.000+01:00");
+}
+
+TEST(ToLocalMsIsoString, isWhatTheCLibraryWritesFromTheFirstYearToTheLast) {
+    for (const char* name :
+         {"UTC0", "CET-1CEST,M3.5.0,M10.5.0/3", "NST3:30", "XXX-14", "YYY12:59"}) {
+        const TimeZone zone(name);
+        // A step of no round number, so that all parts of the moment vary.
+        for (vx::DateTime time = vx::DateTime::min() + 24h; time < vx::DateTime::max() - 2400h;
+             time += 7654321987654321ns) {
+            const auto whole = std::chrono::floor<std::chrono::seconds>(time);
+            EXPECT_EQ(vx::toLocalMsIsoString(whole), byCLibrary(whole));
+        }
+    }
 }
 
 TEST(ToDateTime, fractionIsOptional) {
