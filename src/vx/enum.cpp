@@ -39,7 +39,7 @@ std::string_view detail::enumName(const EnumTable& table, std::int32_t value) {
     const EnumReportPause pause;
     channel.log(LogSeverity::debug,
                 strArgs("Unknown ", table.name, " enum value ", value, " ", logContext(),
-                        trimFile(__FILE__, channel), ":", __LINE__));
+                        LogPosition{channel, __FILE__, __LINE__}));
     return {};
 }
 
@@ -57,7 +57,7 @@ void detail::reportUnknownName(const EnumTable& table, std::string_view name) {
         channel.log(LogSeverity::debug,
                     strArgs("Unknown ", table.name,
                             " enum option. value:", name.data() == nullptr ? "null" : name, " ",
-                            logContext(), trimFile(__FILE__, channel), ":", __LINE__));
+                            logContext(), LogPosition{channel, __FILE__, __LINE__}));
     }
 }
 

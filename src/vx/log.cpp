@@ -8,10 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
+#include <initializer_list>
 #include <iterator>
 #include <mutex>
-#include <sstream>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
@@ -64,20 +63,40 @@ std::ostream& operator<<(std::ostream& stream, const LogChannel& channel) {
     return stream << channel.name() << ':' << channel.severity;
 }
 
-std::string trimFile(std::string file, const LogChannel& channel) {
-    std::string path = trimFile(std::move(file));
+namespace {
+
+/// What is left of @p path without the start that spells the channel's name.
+std::string_view withoutChannelName(std::string_view path, const LogChannel& channel) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    auto p = path.begin();
+    const auto same = [&](char a, char b) { return a == b || lower(a) == lower(b); };
+    const auto* p = path.begin();
     auto q = channel.name().begin();
     for (; p != path.end(); ++p) {
         if (*p == '_' || *p == '-' || *p == '/')
             continue;
-        if (q == channel.name().end() || lower(*p) != lower(*q))
+        if (q == channel.name().end() || !same(*p, *q))
             break;
         ++q;
     }
-    path.erase(path.begin(), p);
-    return path;
+    return {p, path.end()};
+}
+
+} // namespace
+
+std::string trimFile(std::string file, const LogChannel& channel) {
+    return std::string(withoutChannelName(trimFile(std::move(file)), channel));
+}
+
+void detail::Str<detail::LogPosition>::f(std::ostream& stream, const LogPosition& position) {
+    const auto& [channel, file, line] = position;
+    // Without a text of its own, which would be allocated, unless the path is too long.
+    const std::string_view path = belowSources(file);
+    if (path.size() <= maxPathSize)
+        writeText(stream, withoutChannelName(path, channel));
+    else
+        writeText(stream, trimFile(std::string(path), channel));
+    writeText(stream, ":");
+    writeInteger(stream, line);
 }
 
 struct Logger::Body {
@@ -232,16 +251,20 @@ SeverityText severityText(LogSeverity severity) {
     return index < texts.size() ? texts[index] : SeverityText{"?????", ""};
 }
 
-std::string severityColumn(LogSeverity severity, bool useColors) {
-    const auto [text, color] = severityText(severity);
-    if (!useColors || *color == '\0')
-        return text;
-    return std::string(color) + text + "\x1B[0m";
+/// The number of the thread in five columns, right-aligned; at most seven characters.
+std::string threadIdColumn() {
+    const std::string id = std::to_string(syscall(SYS_gettid)).substr(0, 7);
+    return std::string(5 - std::min<std::size_t>(5, id.size()), ' ') + id;
 }
 
-std::string threadIdColumn() {
-    char text[8];
-    std::snprintf(text, sizeof text, "%5ld", static_cast<long>(syscall(SYS_gettid)));
+std::string joined(std::initializer_list<std::string_view> pieces) {
+    std::size_t size = 0;
+    for (const std::string_view piece : pieces)
+        size += piece.size();
+    std::string text;
+    text.reserve(size);
+    for (const std::string_view piece : pieces)
+        text += piece;
     return text;
 }
 
@@ -251,13 +274,14 @@ std::string threadIdColumn() {
 void Logger::defaultLogFunction(const char* channelName, LogSeverity severity,
                                 std::string message) {
     // NOLINTEND(performance-unnecessary-value-param)
-    const DateTime time = now();
+    const auto time = detail::localTimeText(now());
     const Body& body = *instance().m_body;
-    std::ostringstream stream;
-    stream << '[' << toLocalMsIsoString(time) << "] " << threadIdColumn() << ' '
-           << severityColumn(severity, body.useColors) << ' '
-           << (channelName == nullptr ? "null" : channelName) << ' ' << message << '\n';
-    const std::string line = stream.str();
+    const auto [severityName, color] = severityText(severity);
+    const bool colored = body.useColors && *color != '\0';
+    const std::string line =
+        joined({"[", std::string_view(time.data(), time.size()), "] ", threadIdColumn(), " ",
+                colored ? color : "", severityName, colored ? "\x1B[0m" : "", " ",
+                channelName == nullptr ? "null" : channelName, " ", message, "\n"});
     detail::writeToFd(body.logFd, line.data(), line.size());
     // So that the line stays even if the machine dies right after it.
     fsync(body.logFd);

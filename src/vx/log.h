@@ -142,11 +142,24 @@ private:
 
 namespace detail {
 
+/// Where a log statement stands.
+struct LogPosition {
+    const LogChannel& channel;
+    const char* file;
+    int line;
+};
+
+/// Writes what `trimFile` makes of the file, ":" and the line.
+template <>
+struct Str<LogPosition> {
+    static void f(std::ostream& stream, const LogPosition& position);
+};
+
 /// Text of a log statement; in braces, which evaluate the items from left to right.
 struct LogMessage {
     template <class... Items>
     LogMessage(const LogChannel& channel, const char* file, int line, const Items&... items)
-        : text(strArgs("", items..., logContext(), trimFile(file, channel), ":", line)) {}
+        : text(strArgs(items..., logContext(), LogPosition{channel, file, line})) {}
 
     std::string text;
 };

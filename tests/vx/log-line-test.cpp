@@ -118,6 +118,16 @@ TEST(LogLine, threadIdOfMoreThanFiveDigitsWidensItsColumnUpToSeven) {
     }
 }
 
+TEST(LogLine, threadIdOfFewerThanFiveDigitsIsRightAligned) {
+    const std::pair<long, const char*> columns[] = {
+        {1, "    1"}, {412, "  412"}, {12345, "12345"}, {123456, "123456"}};
+    for (const auto& [number, column] : columns) {
+        const auto thread = c_calls::gettid.replaceBy([id = number] { return id; });
+        EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
+                  vx::str(column, " NOTIC logLine x\n"));
+    }
+}
+
 TEST(LogLine, shortWritesAreContinued) {
     StandardErrorPieces pieces;
     const auto writing = c_calls::write.replaceBy([](int fd, const void* data, std::size_t size) {

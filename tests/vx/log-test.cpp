@@ -21,6 +21,7 @@
 using vx::LogChannel;
 using vx::Logger;
 using vx::LogSeverity;
+using vx::detail::LogPosition;
 
 namespace {
 
@@ -335,6 +336,7 @@ TEST(TrimFileForChannel, removesWhatTheChannelsNameTells) {
     for (const Row& row : rows) {
         const LogChannel channel(row.channelName, LogSeverity::notice);
         EXPECT_EQ(vx::trimFile(row.file, channel), row.expected) << row.channelName;
+        EXPECT_EQ(vx::str(LogPosition{channel, row.file, 7}), vx::str(row.expected, ":7"));
     }
 }
 
@@ -348,8 +350,14 @@ TEST(TrimFileForChannel, emptyNameStripsOnlySeparatorsAtTheStart) {
 TEST(TrimFileForChannel, appliesTheLengthRuleFirst) {
     const LogChannel channel("logTest", LogSeverity::notice);
 
-    EXPECT_EQ(vx::trimFile("log-test/abcdefghijklmnopqrstuvwxyz", channel),
-              "...st/abcdefghijklmnopqrstuvwxyz");
+    // Of 32 characters and of 33.
+    EXPECT_EQ(vx::trimFile("log-test/abcdefghijklmnopqrstuvw", channel), "abcdefghijklmnopqrstuvw");
+    EXPECT_EQ(vx::trimFile("log-test/abcdefghijklmnopqrstuvwx", channel),
+              "...test/abcdefghijklmnopqrstuvwx");
+    EXPECT_EQ(vx::str(LogPosition{channel, "log-test/abcdefghijklmnopqrstuvw", 7}),
+              "abcdefghijklmnopqrstuvw:7");
+    EXPECT_EQ(vx::str(LogPosition{channel, "log-test/abcdefghijklmnopqrstuvwx", 7}),
+              "...test/abcdefghijklmnopqrstuvwx:7");
 }
 
 TEST(Logger, handsChannelSeverityAndMessageToTheLogFunction) {
