@@ -2,6 +2,11 @@
 
 #include <modbus/modbus.h>
 
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <tuple>
+
 namespace orv::modbusreader {
 namespace {
 
@@ -10,6 +15,16 @@ using vxModel::ModbusDataType;
 std::uint64_t unsigned64(const std::uint16_t* words) {
     return std::uint64_t{unsigned32(words)} << 32 | unsigned32(words + 2);
 }
+
+constexpr std::string_view zeroText = " 0";
+
+/// The text of a buffer that is all zeros.
+constexpr auto zeroWords = [] {
+    std::array<char, zeroText.size() * std::tuple_size_v<RegisterBuffer>> text{};
+    for (auto* p = text.begin(); p != text.end(); p += zeroText.size())
+        std::copy(zeroText.begin(), zeroText.end(), p);
+    return text;
+}();
 
 } // namespace
 
@@ -58,6 +73,19 @@ std::string decodeText(const std::uint16_t* words, std::size_t length) {
             if (byte != 0)
                 text += static_cast<char>(byte);
     return text;
+}
+
+std::string wordsText(const RegisterBuffer& buffer, std::size_t used) {
+    used = std::min(used, buffer.size());
+    constexpr std::size_t longestText = std::string_view(" 65535").size();
+    std::array<char, longestText * std::tuple_size_v<RegisterBuffer>> text;
+    char* end = text.begin();
+    for (std::size_t i = 0; i < used; ++i) {
+        *end++ = ' ';
+        end = std::to_chars(end, text.end(), buffer[i]).ptr;
+    }
+    end = std::copy_n(zeroWords.begin(), zeroText.size() * (buffer.size() - used), end);
+    return {text.begin(), end};
 }
 
 } // namespace orv::modbusreader

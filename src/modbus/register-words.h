@@ -2,6 +2,7 @@
 
 #include "model/modbus.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,6 +14,9 @@
 // The caller answers for the length of the buffer: nothing here knows it.
 
 namespace orv::modbusreader {
+
+/// Room for the words of one read, more than the library ever reads at once.
+using RegisterBuffer = std::array<std::uint16_t, 255>;
 
 /// Number of 16-bit registers that one value of @p type takes on the bus. `dateTime` counts two
 /// although it is never decoded; `ascii` counts one, which are two characters.
@@ -30,5 +34,9 @@ std::optional<float> decodeNumber(const std::uint16_t* words, vxModel::ModbusDat
 /// The characters in @p length words, two in each, the high byte first. Zero bytes are left out,
 /// wherever they stand; all others are taken as they are, whatever encoding they have.
 std::string decodeText(const std::uint16_t* words, std::size_t length);
+
+/// The words of @p buffer in decimal, a blank in front of each. Only the first @p used ones are
+/// looked at; the others must be zero.
+std::string wordsText(const RegisterBuffer& buffer, std::size_t used);
 
 } // namespace orv::modbusreader

@@ -11,7 +11,6 @@
 #include <modbus/modbus.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -45,9 +44,6 @@ constexpr const char* attachedMetersUrl =
 constexpr const char* supportedMetersUrl =
     "http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/config/supported";
 constexpr long httpOk = 200;
-
-constexpr std::size_t bufferSize = 255;
-using RegisterBuffer = std::array<std::uint16_t, bufferSize>;
 
 using Type = ModbusFieldType;
 using Record = ModbusMeteringSystem;
@@ -312,6 +308,12 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
 
 namespace {
 
+/// Number of words that a register has on the bus.
+std::size_t wordCount(const ModbusRegister& aRegister) {
+    return static_cast<std::size_t>(aRegister.length *
+                                    dataCountMultiplier(aRegister.modbusDataType));
+}
+
 /// Reads the words of a register from the slave that was set before. Returns -1 with `errno` on
 /// failure.
 int readWords(const ModbusRegister& aRegister, RegisterBuffer& buffer) {
@@ -324,8 +326,8 @@ int readWords(const ModbusRegister& aRegister, RegisterBuffer& buffer) {
     const auto readRegisters = aRegister.registerType == ModbusRegisterType::input
                                    ? modbus_read_input_registers
                                    : modbus_read_registers;
-    const int count = aRegister.length * dataCountMultiplier(aRegister.modbusDataType);
-    return readRegisters(ctx, aRegister.address, count, buffer.data());
+    return readRegisters(ctx, aRegister.address, static_cast<int>(wordCount(aRegister)),
+                         buffer.data());
 }
 
 } // namespace
@@ -346,9 +348,7 @@ bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddr
         return false;
     }
     // This text is built even if it isn't logged.
-    std::string debug;
-    for (const std::uint16_t word : buffer)
-        debug += " " + std::to_string(word);
+    const std::string debug = wordsText(buffer, wordCount(aRegister));
     VX_LOG(channel, debug, "ARRAY", debug);
     decodeRegister(reading, buffer.data(), aRegister);
     return true;
