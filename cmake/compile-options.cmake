@@ -10,6 +10,14 @@ target_compile_definitions(reader-options INTERFACE
     _TIME_BITS=64 _FILE_OFFSET_BITS=64)
 target_link_options(reader-options INTERFACE -Wl,--as-needed)
 
+if(READER_STATIC_RUNTIME)
+    if(READER_SANITIZERS)
+        message(FATAL_ERROR "A sanitizer needs the shared runtime: READER_STATIC_RUNTIME=OFF")
+    endif()
+    # So that only the functions that are called get into the daemon.
+    target_compile_options(reader-options INTERFACE -ffunction-sections -fdata-sections)
+endif()
+
 if(READER_HARDENING)
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
     target_compile_options(reader-options INTERFACE

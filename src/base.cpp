@@ -9,7 +9,6 @@
 #include <curl/curl.h>
 
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -347,10 +346,6 @@ void sleepSeconds(unsigned seconds) {
 
 void sleepMS(unsigned milliseconds) {
     usleep(milliseconds * 1000);
-}
-
-double roundDigits(double v, int digits) {
-    return std::round(v * std::pow(10.0, digits)) / std::pow(10.0, digits);
 }
 
 // NOLINTNEXTLINE(readability-identifier-naming): its callers know it so
