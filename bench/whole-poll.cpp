@@ -1,0 +1,258 @@
+// Measures polls of a contender, the reader or a hand-written poll: it is the home around the
+// contender, ends it when its polls are done, and prints what they cost as one line of JSON. It is
+// started in a private world by script/bench.
+
+#include "measured-home.h"
+
+#include "house/awaited-count.h"
+#include "house/child-process.h"
+#include "house/descriptor.h"
+#include "house/local-server.h"
+#include "house/metering-service.h"
+#include "house/modbus-slave.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <csignal>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using house::LocalServer;
+
+constexpr const char* callgrindLog = "/run/callgrind.log";
+
+struct Options {
+    int meters = 1;
+    int registers = 10;
+    int warmUp = 1;
+    int polls = 1;
+    std::string preload;
+    std::string callgrindOut;
+    bool messages = false;
+    std::vector<std::string> contender;
+};
+
+/// Standard error of the contender. It goes through a pipe, as to a journal, and nobody keeps it.
+class DrainedLog {
+public:
+    DrainedLog() {
+        std::array<int, 2> ends{};
+        house::require(::pipe2(ends.data(), O_CLOEXEC), "pipe");
+        m_readEnd = house::Descriptor(ends[0]);
+        m_writeEnd = house::Descriptor(ends[1]);
+        m_reader = std::thread([this] { readAll(); });
+    }
+    ~DrainedLog() {
+        letGo();
+        m_reader.join();
+    }
+    DrainedLog(const DrainedLog&) = delete;
+    DrainedLog& operator=(const DrainedLog&) = delete;
+
+    /// The name under which a program can open it.
+    std::string path() const { return "/proc/self/fd/" + std::to_string(m_writeEnd.number()); }
+    /// From now on it ends with the program that has opened it.
+    void letGo() { m_writeEnd = house::Descriptor(); }
+
+private:
+    void readAll() const {
+        std::array<char, 65536> piece{};
+        while (::read(m_readEnd.number(), piece.data(), piece.size()) > 0) {
+        }
+    }
+
+    house::Descriptor m_readEnd;
+    house::Descriptor m_writeEnd;
+    std::thread m_reader;
+};
+
+double cpuSecondsOf(pid_t pid) {
+    clockid_t clock{};
+    timespec time{};
+    if (::clock_getcpuclockid(pid, &clock) != 0 || ::clock_gettime(clock, &time) != 0)
+        throw std::runtime_error("No clock of process " + std::to_string(pid));
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// The number behind @p label, which stands in @p file once.
+long long numberBehind(const std::string& label, const std::string& file) {
+    std::ifstream in(file);
+    for (std::string line; std::getline(in, line);)
+        if (const auto at = line.find(label); at != std::string::npos)
+            return std::stoll(line.substr(at + label.size()));
+    throw std::runtime_error("No \"" + label + "\" in " + file);
+}
+
+/// Follows the polls by their first requests, at which a contender has done all of the poll before
+/// and waits for the answer.
+class Polls {
+public:
+    explicit Polls(const Options& options)
+        : m_warmUp(static_cast<std::size_t>(options.warmUp)),
+          m_all(m_warmUp + static_cast<std::size_t>(options.polls)) {}
+
+    void takeFrom(pid_t pid) { m_pid.set_value(pid); }
+
+    void begins() {
+        ++m_begun;
+        if (m_begun == m_warmUp + 1)
+            m_cpuBefore = cpuSecondsOf(pid());
+        if (m_begun == m_all + 1)
+            end();
+        m_awaited.increase();
+    }
+
+    /// Waits until all have been polled and the contender was told to end.
+    void wait() const {
+        // One limit is not enough for all of them.
+        for (std::size_t polls = 1; polls <= m_all + 1; ++polls)
+            if (!m_awaited.waitFor(polls))
+                throw std::runtime_error("The contender does not poll");
+    }
+
+    std::size_t count() const { return m_all; }
+    double cpuSecondsPerPoll() const {
+        return (m_cpuAfter - m_cpuBefore) / static_cast<double>(m_all - m_warmUp);
+    }
+    long long peakResidentKilobytes() const { return m_peakResidentKilobytes; }
+
+private:
+    void end() {
+        m_cpuAfter = cpuSecondsOf(pid());
+        m_peakResidentKilobytes =
+            numberBehind("VmHWM:", "/proc/" + std::to_string(pid()) + "/status");
+        ::kill(pid(), SIGTERM);
+    }
+    pid_t pid() { return m_knownPid.get(); }
+
+    const std::size_t m_warmUp;
+    const std::size_t m_all;
+    std::promise<pid_t> m_pid;
+    std::shared_future<pid_t> m_knownPid = m_pid.get_future().share();
+    std::size_t m_begun = 0;
+    double m_cpuBefore = 0.0;
+    double m_cpuAfter = 0.0;
+    long long m_peakResidentKilobytes = 0;
+    house::AwaitedCount m_awaited;
+};
+
+/// What is around a contender.
+class Surroundings {
+public:
+    Surroundings(const MeasuredHome& home, Polls& polls) {
+        home.furnish(m_bus);
+        std::ofstream("/etc/modbus-config.json") << home.configFile(m_bus.port());
+        serve(LocalServer::rtuConfigPath, home.rtuConfig());
+        serve(LocalServer::attachedPath, home.attached());
+        serve(LocalServer::supportedPath, home.supported());
+        m_server.whenRequested([&polls](const house::Request& request) {
+            if (request.path == LocalServer::rtuConfigPath)
+                polls.begins();
+        });
+    }
+
+    /// Waits for the messages of all polls. A contender that did less than its work is no
+    /// contender.
+    std::vector<std::string> takeMessages(std::size_t messages, std::size_t reads) const {
+        if (!m_service.waitForMessages(messages) || m_service.messages().size() != messages)
+            throw std::runtime_error(counted(m_service.messages().size(), messages, "messages"));
+        if (m_bus.requestCount() != reads)
+            throw std::runtime_error(counted(m_bus.requestCount(), reads, "reads"));
+        return m_service.texts();
+    }
+
+private:
+    void serve(const std::string& path, const std::string& body) {
+        house::Answer answer = house::Answer::withBody(body);
+        answer.headers["Content-Type"] = "application/json";
+        m_server.answerAlways(path, answer);
+    }
+
+    static std::string counted(std::size_t count, std::size_t expected, const char* what) {
+        return std::to_string(count) + " " + what + " instead of " + std::to_string(expected);
+    }
+
+    LocalServer m_server;
+    house::ModbusSlave m_bus{house::TcpPort{1502}};
+    house::MeteringService m_service;
+};
+
+std::vector<std::string> commandOf(const Options& options) {
+    std::vector<std::string> command;
+    if (!options.callgrindOut.empty())
+        command = {"/usr/bin/valgrind", "--tool=callgrind", "--vgdb=no",
+                   "--callgrind-out-file=" + options.callgrindOut,
+                   std::string("--log-file=") + callgrindLog};
+    command.insert(command.end(), options.contender.begin(), options.contender.end());
+    return command;
+}
+
+void measure(const Options& options) {
+    // Its files have fixed names, and those of a machine must stay.
+    if (!std::filesystem::is_empty("/etc"))
+        throw std::runtime_error("/etc is not empty: this needs a world of tools/private-world");
+    Polls polls(options);
+    const Surroundings surroundings(MeasuredHome(options.meters, options.registers), polls);
+    DrainedLog log;
+    house::ChildProcess contender(commandOf(options), log.path(),
+                                  {"LD_PRELOAD=" + options.preload});
+    log.letGo();
+    polls.takeFrom(contender.pid());
+    polls.wait();
+    if (!contender.waitForExit())
+        throw std::runtime_error("The contender does not end");
+
+    const std::size_t messages = polls.count() * static_cast<std::size_t>(options.meters);
+    const std::size_t reads = messages * static_cast<std::size_t>(options.registers);
+    const std::vector<std::string> texts = surroundings.takeMessages(messages, reads);
+    if (options.messages) {
+        for (const std::string& text : texts)
+            std::cout << text << '\n';
+        return;
+    }
+    std::cout << R"({"cpuMilliseconds":)" << polls.cpuSecondsPerPoll() * 1000.0
+              << R"(,"peakResidentKilobytes":)" << polls.peakResidentKilobytes();
+    if (!options.callgrindOut.empty())
+        std::cout << R"(,"instructions":)" << numberBehind("Collected :", callgrindLog);
+    std::cout << "}\n";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    CLI::App app("Measures polls of a contender in a private world.", "whole-poll");
+    app.add_option("--meters", options.meters)->check(CLI::Range(1, MeasuredHome::mostMeters));
+    app.add_option("--registers", options.registers, "of each meter")
+        ->check(CLI::Range(1, MeasuredHome::mostRegisters));
+    app.add_option("--warm-up", options.warmUp, "polls that are not measured")
+        ->check(CLI::Range(1, 100000));
+    app.add_option("--polls", options.polls, "polls that are")->check(CLI::Range(1, 100000));
+    app.add_option("--preload", options.preload, "library that takes away the pauses")
+        ->required()
+        ->check(CLI::ExistingFile);
+    app.add_option("--callgrind", options.callgrindOut,
+                   "count instructions, and write the profile to this file");
+    app.add_flag("--messages", options.messages, "print the messages instead of figures");
+    app.add_option("contender", options.contender, "program and its arguments")->required();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        measure(options);
+        return std::cout.flush() ? 0 : 1;
+    } catch (const std::exception& e) {
+        std::cerr << "whole-poll: " << e.what() << '\n';
+        return 1;
+    }
+}
