@@ -27,3 +27,12 @@ TEST(LogAllocations, aSuppressedLineAllocatesNever) {
     EXPECT_EQ(allocationsOf([&] { VX_LOG(channel, debug, "Reading meter", slaveAddress, name); }),
               0U);
 }
+
+TEST(LogAllocations, aLineOfThreeItemsAllocatesAtMostTwice) {
+    const LogChannel channel("logTest", LogSeverity::notice);
+    const int slaveAddress = 3;
+    const std::string name = "a name too long to stand in the string itself";
+
+    EXPECT_LE(allocationsOf([&] { VX_LOG(channel, notice, "Reading meter", slaveAddress, name); }),
+              2U);
+}
