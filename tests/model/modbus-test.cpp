@@ -399,6 +399,12 @@ TEST(ServerReply, anUnknownNameIsReportedWithItsWholePath) {
                              "value:coil / registerType / 3 / registers / 2 / data .cpp:<line>"));
 }
 
+TEST(Identifiers, areEmptyWithoutAText) {
+    EXPECT_TRUE(MeteringId().empty());
+    EXPECT_TRUE(MeteringId("").empty());
+    EXPECT_FALSE(MeteringId("m1").empty());
+}
+
 TEST(Identifiers, areNeitherPlainTextsNorOneAnother) {
     using orv::metering::readings::MeterId;
 
