@@ -4,6 +4,7 @@
 #include "measured-home.h"
 
 #include "metering/readings.h"
+#include "modbus/register-words.h"
 #include "modbus/server-replies.h"
 #include "model/modbus.h"
 #include "support/allocations.h"
@@ -82,6 +83,12 @@ void recordAsLogText(State& state) {
     measure(state, [&] { benchmark::DoNotOptimize(vx::str("", record)); });
 }
 
+/// Of a register of two words.
+void textOfTheWords(State& state) {
+    const orv::modbusreader::RegisterBuffer buffer{17254, 16384};
+    measure(state, [&] { benchmark::DoNotOptimize(orv::modbusreader::wordsText(buffer, 2)); });
+}
+
 void localMomentText(State& state) {
     measure(state, [] { benchmark::DoNotOptimize(vx::toLocalMsIsoString(moment())); });
 }
@@ -118,6 +125,7 @@ BENCHMARK(logLineOfThreeItems);
 BENCHMARK(suppressedLogLine);
 BENCHMARK(message);
 BENCHMARK(recordAsLogText);
+BENCHMARK(textOfTheWords);
 BENCHMARK(localMomentText);
 BENCHMARK(utcMomentText);
 BENCHMARK(nameText);
