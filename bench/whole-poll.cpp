@@ -13,8 +13,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
@@ -44,7 +46,8 @@ struct Options {
     std::vector<std::string> contender;
 };
 
-/// Standard error of the contender. It goes through a pipe, as to a journal, and nobody keeps it.
+/// Standard error of the contender. It goes through a pipe, as to a journal, and only its lines are
+/// counted.
 class DrainedLog {
 public:
     DrainedLog() {
@@ -56,7 +59,8 @@ public:
     }
     ~DrainedLog() {
         letGo();
-        m_reader.join();
+        if (m_reader.joinable())
+            m_reader.join();
     }
     DrainedLog(const DrainedLog&) = delete;
     DrainedLog& operator=(const DrainedLog&) = delete;
@@ -65,16 +69,23 @@ public:
     std::string path() const { return "/proc/self/fd/" + std::to_string(m_writeEnd.number()); }
     /// From now on it ends with the program that has opened it.
     void letGo() { m_writeEnd = house::Descriptor(); }
+    /// Of all that was written, once the program has ended.
+    std::ptrdiff_t lineCount() {
+        m_reader.join();
+        return m_lineCount;
+    }
 
 private:
-    void readAll() const {
+    void readAll() {
         std::array<char, 65536> piece{};
-        while (::read(m_readEnd.number(), piece.data(), piece.size()) > 0) {
-        }
+        ssize_t size = 0;
+        while ((size = ::read(m_readEnd.number(), piece.data(), piece.size())) > 0)
+            m_lineCount += std::count(piece.begin(), piece.begin() + size, '\n');
     }
 
     house::Descriptor m_readEnd;
     house::Descriptor m_writeEnd;
+    std::ptrdiff_t m_lineCount = 0;
     std::thread m_reader;
 };
 
@@ -95,8 +106,8 @@ long long numberBehind(const std::string& label, const std::string& file) {
     throw std::runtime_error("No \"" + label + "\" in " + file);
 }
 
-/// Follows the polls by their first requests, at which a contender has done all of the poll before
-/// and waits for the answer.
+/// Follows the polls by their first requests, at which a contender waits for the answer. What the
+/// reader still writes of the poll before comes after it, in each poll alike.
 class Polls {
 public:
     explicit Polls(const Options& options)
@@ -223,7 +234,8 @@ void measure(const Options& options) {
         return;
     }
     std::cout << R"({"cpuMilliseconds":)" << polls.cpuSecondsPerPoll() * 1000.0
-              << R"(,"peakResidentKilobytes":)" << polls.peakResidentKilobytes();
+              << R"(,"peakResidentKilobytes":)" << polls.peakResidentKilobytes()
+              << R"(,"logLines":)" << log.lineCount();
     if (!options.callgrindOut.empty())
         std::cout << R"(,"instructions":)" << numberBehind("Collected :", callgrindLog);
     std::cout << "}\n";

@@ -8,6 +8,11 @@ using vx::LogSeverity;
 
 namespace {
 
+/// A channel at notice, whatever the rules of the caller say.
+struct Channel : LogChannel {
+    Channel() : LogChannel("logTest", LogSeverity::notice) { severity = LogSeverity::notice; }
+};
+
 /// The allocations of a statement, once the first line has made what is made once.
 template <class Statement>
 std::size_t allocationsOf(const Statement& statement) {
@@ -20,7 +25,7 @@ std::size_t allocationsOf(const Statement& statement) {
 } // namespace
 
 TEST(LogAllocations, aSuppressedLineAllocatesNever) {
-    const LogChannel channel("logTest", LogSeverity::notice);
+    const Channel channel;
     const int slaveAddress = 3;
     const std::string name = "a name too long to stand in the string itself";
 
@@ -28,11 +33,11 @@ TEST(LogAllocations, aSuppressedLineAllocatesNever) {
               0U);
 }
 
-TEST(LogAllocations, aLineOfThreeItemsAllocatesAtMostTwice) {
-    const LogChannel channel("logTest", LogSeverity::notice);
+TEST(LogAllocations, aLineOfThreeItemsAllocatesTwice) {
+    const Channel channel;
     const int slaveAddress = 3;
     const std::string name = "a name too long to stand in the string itself";
 
-    EXPECT_LE(allocationsOf([&] { VX_LOG(channel, notice, "Reading meter", slaveAddress, name); }),
+    EXPECT_EQ(allocationsOf([&] { VX_LOG(channel, notice, "Reading meter", slaveAddress, name); }),
               2U);
 }
