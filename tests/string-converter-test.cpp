@@ -107,6 +107,21 @@ TEST(StringConverter, anEmptyStringIsNoConversionAndLeavesTheStateOfAFailureToTh
     EXPECT_EQ(converter.convert("abc"), "abc");
 }
 
+TEST(StringConverter, isResetAfterAFailureOnly) {
+    StringConverter converter("UTF-8", "UTF-8");
+    int calls = 0;
+    const auto counting = countConversions(calls);
+
+    converter.convert("a");
+    EXPECT_EQ(calls, 1);
+    converter.convert("b");
+    EXPECT_EQ(calls, 2);
+    failure(converter, "\xFF");
+    calls = 0;
+    converter.convert("c");
+    EXPECT_EQ(calls, 2);
+}
+
 TEST(StringConverter, isCleanAgainAfterAnInvalidSequence) {
     // The shift to double bytes outlives a failed conversion unless the state is reset.
     StringConverter converter("ISO-2022-JP", "UTF-8");
