@@ -288,6 +288,16 @@ TEST_F(Http, requestSpeaksTheMethodItIsGiven) {
     EXPECT_THAT(methods, ElementsAre("GET ", "POST data", "DELETE "));
 }
 
+TEST_F(Http, aRequestIsAGetUnlessItSaysOtherwise) {
+    server.serve("/x", "hello");
+    HttpRequest request;
+    request.url = url();
+
+    EXPECT_EQ(client.request(request).content, "hello");
+
+    EXPECT_EQ(server.requests().back().method, "GET");
+}
+
 TEST_F(Http, aFailedRequestGivesMinusOneAndNoContent) {
     const orv::HttpResponse response =
         client.request(HttpRequest{nowhere, HttpMethod::GET, {}, ""});
