@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr long nanosecondsPerSecond = 1000000000;
+constexpr long long nanosecondsPerSecond = 1000000000;
 
-std::atomic<long> leapt{0};
+std::atomic<long long> leapt{0};
 
 using Clock = int (*)(clockid_t, timespec*);
 // Found at the first use: a dynamic initialisation would need the C++ library, which a program may
@@ -34,16 +34,16 @@ unsigned sleep(unsigned seconds) {
 }
 
 int usleep(useconds_t microseconds) {
-    leapt += microseconds * 1000L;
+    leapt += microseconds * 1000LL;
     return 0;
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
     const int result = realClock(clock, time);
     if (clock == CLOCK_MONOTONIC) {
-        const long nanoseconds = time->tv_nsec + leapt;
-        time->tv_sec += nanoseconds / nanosecondsPerSecond;
-        time->tv_nsec = nanoseconds % nanosecondsPerSecond;
+        const long long nanoseconds = time->tv_nsec + leapt;
+        time->tv_sec += static_cast<time_t>(nanoseconds / nanosecondsPerSecond);
+        time->tv_nsec = static_cast<long>(nanoseconds % nanosecondsPerSecond);
     }
     return result;
 }
