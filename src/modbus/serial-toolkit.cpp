@@ -309,9 +309,8 @@ void SerialConnection::readMeter(int slaveAddress, vxModel::ElectricityMeterConf
 namespace {
 
 /// Number of words that a register has on the bus.
-std::size_t wordCount(const ModbusRegister& aRegister) {
-    return static_cast<std::size_t>(aRegister.length *
-                                    dataCountMultiplier(aRegister.modbusDataType));
+int wordCount(const ModbusRegister& aRegister) {
+    return aRegister.length * dataCountMultiplier(aRegister.modbusDataType);
 }
 
 /// Reads the words of a register from the slave that was set before. Returns -1 with `errno` on
@@ -326,8 +325,7 @@ int readWords(const ModbusRegister& aRegister, RegisterBuffer& buffer) {
     const auto readRegisters = aRegister.registerType == ModbusRegisterType::input
                                    ? modbus_read_input_registers
                                    : modbus_read_registers;
-    return readRegisters(ctx, aRegister.address, static_cast<int>(wordCount(aRegister)),
-                         buffer.data());
+    return readRegisters(ctx, aRegister.address, wordCount(aRegister), buffer.data());
 }
 
 } // namespace
@@ -348,7 +346,7 @@ bool SerialConnection::readRegister(ModbusMeteringSystem& reading, int slaveAddr
         return false;
     }
     // This text is built even if it isn't logged.
-    const std::string debug = wordsText(buffer, wordCount(aRegister));
+    const std::string debug = wordsText(buffer, static_cast<std::size_t>(wordCount(aRegister)));
     VX_LOG(channel, debug, "ARRAY", debug);
     decodeRegister(reading, buffer.data(), aRegister);
     return true;

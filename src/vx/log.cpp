@@ -84,7 +84,8 @@ std::string_view withoutChannelName(std::string_view path, const LogChannel& cha
 } // namespace
 
 std::string trimFile(std::string file, const LogChannel& channel) {
-    return std::string(withoutChannelName(trimFile(std::move(file)), channel));
+    const std::string path = trimFile(std::move(file));
+    return std::string(withoutChannelName(path, channel));
 }
 
 void detail::Str<detail::LogPosition>::f(std::ostream& stream, const LogPosition& position) {
