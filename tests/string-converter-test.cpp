@@ -11,10 +11,13 @@ using orv::StringConverter;
 
 namespace {
 
-/// Counts the calls of `iconv` as long as the result lives.
-auto countConversions(int& calls) {
-    return c_calls::iconv.observeBy(
+/// How often the conversion of @p input calls `iconv`.
+int callsFor(StringConverter& converter, const std::string& input) {
+    int calls = 0;
+    const auto counting = c_calls::iconv.observeBy(
         [&calls](iconv_t, char**, std::size_t*, char**, std::size_t*) { ++calls; });
+    converter.convert(input);
+    return calls;
 }
 
 std::string failure(StringConverter& converter, const std::string& input) {
@@ -94,32 +97,21 @@ TEST(StringConverter, withoutMemoryForFourTimesTheInputItThrowsAndCanBeUsedAgain
 
 TEST(StringConverter, anEmptyStringIsNoConversionAndLeavesTheStateOfAFailureToTheNextOne) {
     StringConverter converter("ISO-2022-JP", "UTF-8");
-    int calls = 0;
-    const auto counting = countConversions(calls);
 
-    converter.convert("");
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(callsFor(converter, ""), 0);
     failure(converter, "\x1B$B\xFF");
-    calls = 0;
-    converter.convert("");
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(callsFor(converter, ""), 0);
 
     EXPECT_EQ(converter.convert("abc"), "abc");
 }
 
 TEST(StringConverter, isResetAfterAFailureOnly) {
     StringConverter converter("UTF-8", "UTF-8");
-    int calls = 0;
-    const auto counting = countConversions(calls);
 
-    converter.convert("a");
-    EXPECT_EQ(calls, 1);
-    converter.convert("b");
-    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(callsFor(converter, "a"), 1);
+    EXPECT_EQ(callsFor(converter, "b"), 1);
     failure(converter, "\xFF");
-    calls = 0;
-    converter.convert("c");
-    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(callsFor(converter, "c"), 2);
 }
 
 TEST(StringConverter, isCleanAgainAfterAnInvalidSequence) {
@@ -161,12 +153,7 @@ TEST(StringConverter, keepsItsStateFromOneConversionToTheNext) {
 TEST(StringConverter, resetsItsStateOncePerFailure) {
     StringConverter converter("UTF-8", "UTF-8");
     failure(converter, "\x80");
-    int calls = 0;
-    const auto counting = countConversions(calls);
 
-    converter.convert("a");
-    EXPECT_EQ(calls, 2);
-    converter.convert("a");
-
-    EXPECT_EQ(calls, 3);
+    EXPECT_EQ(callsFor(converter, "a"), 2);
+    EXPECT_EQ(callsFor(converter, "a"), 1);
 }

@@ -59,6 +59,15 @@ protected:
         m_ofTheLine = openDescriptorsOf(serialLine->masterEnd());
     }
 
+    /// What a reconnect with these parameters does to the connection, in this order.
+    static constexpr const char* reconnection = R"(-- close
+-- free
+-- rs485 read-write flags 3 delays 0 0
+-- connect rtu /dev/ttymxc2 19200 E 1 1
+-- response timeout 5 s 0 us
+-- indication timeout 5 s 0 us
+)";
+
     void reconnect(const vxModel::SerialPortConfig& config = serialConfig) {
         reader.connection.m_config = config;
         reader.connection.doReconnect();

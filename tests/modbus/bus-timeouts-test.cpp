@@ -32,13 +32,7 @@ TEST_F(TcpBus, timeoutsAreSetOnTheNewContextAfterItsConnect) {
 TEST_F(SerialBus, timeoutsAreSetOnTheNewContextAfterItsConnect) {
     reconnect();
 
-    EXPECT_EQ(transcript(), R"(-- close
--- free
--- rs485 read-write flags 3 delays 0 0
--- connect rtu /dev/ttymxc2 19200 E 1 1
--- response timeout 5 s 0 us
--- indication timeout 5 s 0 us
-)");
+    EXPECT_EQ(transcript(), reconnection);
 }
 
 TEST_F(TcpBus, timeoutsOfZeroYieldFiveSeconds) {

@@ -16,10 +16,7 @@ void ReaderWorld::replace(Call& call, const Replacement& replacement) {
 
 template <class Call, class Observer>
 void ReaderWorld::observe(Call& call, const Observer& observer) {
-    replace(call, [&call, observer](auto... arguments) {
-        observer(arguments...);
-        return call.real(arguments...);
-    });
+    replace(call, call.observedBy(observer));
 }
 
 ReaderWorld::ReaderWorld() {

@@ -13,8 +13,6 @@
 /// `severity channel message`, in which the number of a source position reads `<line>`:
 ///
 ///     notice modbusSerial doReconnect m_config:{} toolkit.cpp:<line>
-///
-/// It serves the tests that have no `World`.
 class LogCapture {
 public:
     enum class Mode {
@@ -40,9 +38,6 @@ private:
         vx::LogSeverity severity;
         std::string text;
     };
-
-    template <class Wanted>
-    std::vector<std::string> takeLines(const Wanted& isWanted);
 
     Mode m_mode;
     std::mutex m_mutex;

@@ -51,10 +51,13 @@ public:
 
     /// Has each call told to @p observer and then made.
     [[nodiscard]] Scope observeBy(std::function<void(Arguments...)> observer) {
-        return {*this, [this, observer = std::move(observer)](Arguments... arguments) {
-                    observer(arguments...);
-                    return m_real(arguments...);
-                }};
+        return replaceBy(observedBy(std::move(observer)));
+    }
+    Replacement observedBy(std::function<void(Arguments...)> observer) const {
+        return [this, observer = std::move(observer)](Arguments... arguments) {
+            observer(arguments...);
+            return m_real(arguments...);
+        };
     }
 
     /// A call of the program.

@@ -1,5 +1,6 @@
 #include "support/transcript.h"
 
+#include "support/lines.h"
 #include "support/temporary-directory.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 namespace {
@@ -76,23 +76,14 @@ std::vector<Transcript::Event> Transcript::takeEventsUntil(std::string_view text
     return part;
 }
 
-template <class Wanted>
-std::vector<std::string> Transcript::takeTexts(const Wanted& isWanted) {
-    const std::scoped_lock lock(m_mutex);
-    const auto rest = std::stable_partition(m_events.begin(), m_events.end(), isWanted);
-    std::vector<std::string> texts;
-    for (auto event = m_events.begin(); event != rest; ++event)
-        texts.push_back(std::move(event->text));
-    m_events.erase(m_events.begin(), rest);
-    return texts;
-}
-
 std::vector<std::string> Transcript::takeAll(Kind kind) {
-    return takeTexts([kind](const Event& event) { return event.kind == kind; });
+    const std::scoped_lock lock(m_mutex);
+    return takeTexts(m_events, [kind](const Event& event) { return event.kind == kind; });
 }
 
 std::vector<std::string> Transcript::takeLog(std::string_view text) {
-    return takeTexts([text](const Event& event) { return event.isLogWith(text); });
+    const std::scoped_lock lock(m_mutex);
+    return takeTexts(m_events, [text](const Event& event) { return event.isLogWith(text); });
 }
 
 std::size_t Transcript::countLog(std::string_view text) const {

@@ -65,8 +65,6 @@ private:
     };
 
     std::vector<Event> takeEventsUntil(std::string_view text, std::size_t times);
-    template <class Wanted>
-    std::vector<std::string> takeTexts(const Wanted& isWanted);
 
     mutable std::mutex m_mutex;
     std::vector<Event> m_events;
