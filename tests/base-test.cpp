@@ -231,7 +231,7 @@ TEST(UrlEncode, throwsForATextThatTheLibraryRefuses) {
     EXPECT_EQ(urlEncode(" "), "%20");
 }
 
-TEST(UrlEncodeDeathTest, throwsWithoutAHandle) {
+TEST(UrlEncode, throwsWithoutAHandle) {
     EXPECT_TRUE(throwsWithoutAHandle);
 }
 

@@ -87,11 +87,11 @@ TEST_F(LogRules, aLineOfTheBareNameIsReportedAndLeavesTheDefaults) {
 
 TEST_F(LogRules, coloursAreOffInAFileAndOnByOrder) {
     start();
-    logUntil("Starting");
+    waitForLog("Starting");
     const std::string plain = reader->rawLog().front();
     end();
     start({"VX_LOG_COLORS=yes"});
-    logUntil("Starting");
+    waitForLog("Starting");
 
     EXPECT_THAT(plain, MatchesRegex("\\[.*\\] +[0-9]+ NOTIC modbusreaderMain Starting .*"));
     EXPECT_THAT(reader->rawLog().front(),

@@ -47,16 +47,16 @@ void ProcessWorld::stop() {
 }
 
 std::string ProcessWorld::transcriptUntil(std::string_view text, std::size_t times) {
-    wait(text, times);
+    waitForLog(text, times);
     return m_transcript.takeUntil(text, times);
 }
 
 std::vector<std::string> ProcessWorld::logUntil(std::string_view text, std::size_t times) {
-    wait(text, times);
+    waitForLog(text, times);
     return m_transcript.takeLogUntil(text, times);
 }
 
-void ProcessWorld::wait(std::string_view text, std::size_t times) {
+void ProcessWorld::waitForLog(std::string_view text, std::size_t times) {
     reader->waitForLog([&] {
         catchUp();
         return m_transcript.countLog(text) >= times;

@@ -57,12 +57,13 @@ protected:
     /// As `log`, of the lines up to and without that one. What else happened until then is
     /// forgotten.
     std::vector<std::string> logUntil(std::string_view text, std::size_t times = 1);
+    /// Waits for that line and takes nothing.
+    void waitForLog(std::string_view text, std::size_t times = 1);
 
 private:
     void stop();
     void catchUp() override;
     void tell(const std::string& line);
-    void wait(std::string_view text, std::size_t times);
 
     std::mutex m_logMutex;
 };

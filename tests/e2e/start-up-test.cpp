@@ -91,7 +91,7 @@ TEST_F(StartUp, firstPollRunsBeforeTheTimerAndOnlyWarnsWhileTheLocalServerIsDown
 TEST_F(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {
     start();
 
-    logUntil("Starting modbus Reader");
+    waitForLog("Starting modbus Reader");
 
     EXPECT_THAT(reader->rawLog().front(),
                 testing::MatchesRegex("\\[[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\."
@@ -102,7 +102,7 @@ TEST_F(StartUp, eachLogLineHasTimeThreadSeverityChannelMessageAndPosition) {
 TEST_F(StartUp, firstTickComesTwoIntervalsAfterTheFirstPoll) {
     start();
 
-    logUntil("retry timer");
+    waitForLog("retry timer");
 
     const auto lines = reader->rawLog();
     const double passed =
@@ -117,7 +117,7 @@ TEST_F(StartUp, pollsFollowOneAnotherWhileTheExpiryLagsBehindTheClock) {
     server->answerAlways(LocalServer::attachedPath, Answer::late(std::chrono::milliseconds(700)));
     start();
 
-    logUntil("retry timer", 4);
+    waitForLog("retry timer", 4);
 
     const auto ticks = linesWith(reader->rawLog(), "retry timer");
     for (std::size_t i = 1; i < 4; ++i) {
@@ -136,7 +136,7 @@ TEST_F(StartUp, afterALongPollTheNextTickComesAtOnce) {
     server->answerNext(LocalServer::attachedPath, Answer::late(std::chrono::seconds(3)));
     start();
 
-    logUntil("retry timer", 4);
+    waitForLog("retry timer", 4);
 
     // The second poll alone took four seconds, so the ticks that fell due meanwhile follow with
     // only the polls' own second between them; none is lost.
@@ -171,7 +171,7 @@ TEST_F(StartUp, withItsStandardDescriptorsClosedNothingElseTakesTheirPlaces) {
 TEST_F(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
     start({}, {}, {"/bin/sh", "-c", "ulimit -n 2048 && exec \"$0\""});
 
-    logUntil("Starting modbus Reader");
+    waitForLog("Starting modbus Reader");
 
     const std::string limits = contentOf(vx::str("/proc/", reader->pid(), "/limits"));
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +1024 +2048 +files"));
@@ -180,7 +180,7 @@ TEST_F(StartUp, descriptorsEndWhereTheSetsOfSelectDo) {
 TEST_F(StartUp, fewerDescriptorsThanThoseStayAsFew) {
     start({}, {}, {"/bin/sh", "-c", "ulimit -S -n 512 && exec \"$0\""});
 
-    logUntil("Starting modbus Reader");
+    waitForLog("Starting modbus Reader");
 
     const std::string limits = contentOf(vx::str("/proc/", reader->pid(), "/limits"));
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +512 "));
@@ -219,7 +219,7 @@ TEST_F(StartUp, noFileTellsTheProcessId) {
     ASSERT_EQ(entriesOf("/run"), 0);
     start();
 
-    logUntil("callback");
+    waitForLog("callback");
 
     EXPECT_EQ(entriesOf("/run"), 0);
     end();

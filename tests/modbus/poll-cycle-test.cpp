@@ -2,6 +2,7 @@
 #include "support/channel-severity.h"
 #include "support/curl-calls.h"
 #include "support/lines.h"
+#include "support/log-function.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -206,12 +207,11 @@ TEST_F(PollCycle, aBrokenConfigurationFileLeavesTheParametersAcceptedAndIsNotTri
 
 TEST_F(PollCycle, anyStandardExceptionOfAReconnectIsCaught) {
     std::vector<std::string> lines;
-    vx::Logger::instance().setLogFunction(
-        [&](const char*, vx::LogSeverity, const std::string& message) {
-            lines.push_back(withoutLineNumbers(message));
-            if (message.starts_with("doReconnect"))
-                throw std::out_of_range("too far");
-        });
+    const LogFunction throwing([&](const char*, vx::LogSeverity, const std::string& message) {
+        lines.push_back(withoutLineNumbers(message));
+        if (message.starts_with("doReconnect"))
+            throw std::out_of_range("too far");
+    });
 
     reader.connection.querySerialConnectionConfig();
 
@@ -403,13 +403,10 @@ TEST_F(PollCycle, aFailingRequestDoesNotStopTheNextOnes) {
 TEST_F(PollCycle, startRunsAWholePollAndBlocksForOneSecondMore) {
     serveAttached(R"({"data":[]})");
     const ChannelSeverity debug("modbusSerial", vx::LogSeverity::debug);
-    // Its lock is what the server's thread shares with this one, which sets options before it asks.
-    const curl_calls::Numbers numbers;
     std::vector<bool> wasBusy;
-    whenRequested([&](const house::Request&) {
-        numbers.all();
-        wasBusy.push_back(reader.connection.m_busy);
-    });
+    // Each request has a handle of its own.
+    const auto requesting =
+        curl_calls::easy_init.observeBy([&] { wasBusy.push_back(reader.connection.m_busy); });
     const auto sleeping = c_calls::sleep.replaceBy([&](unsigned seconds) {
         happened(Transcript::Kind::call, vx::str("sleep ", seconds, " s"));
         wasBusy.push_back(reader.connection.m_busy);
@@ -427,11 +424,10 @@ TEST_F(PollCycle, startRunsAWholePollAndBlocksForOneSecondMore) {
 TEST_F(PollCycle, whatIsNoStandardExceptionLeavesThePollBusy) {
     for (const std::string line : {"querySerialConnectionConfig", "Cycling meters"}) {
         Reader fresh;
-        vx::Logger::instance().setLogFunction(
-            [line](const char*, vx::LogSeverity, const std::string& message) {
-                if (message.starts_with(line))
-                    throw 7;
-            });
+        const LogFunction throwing([&](const char*, vx::LogSeverity, const std::string& message) {
+            if (message.starts_with(line))
+                throw 7;
+        });
 
         EXPECT_THROW(fresh.connection.start(), int) << line;
         EXPECT_TRUE(fresh.connection.m_busy) << line;

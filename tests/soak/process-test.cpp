@@ -26,7 +26,7 @@ protected:
 TEST_F(Process, noSignalHasAHandler) {
     start();
 
-    logUntil("callback");
+    waitForLog("callback");
 
     EXPECT_EQ(statusOf("SigCgt"), "0000000000000000");
 }
@@ -34,7 +34,7 @@ TEST_F(Process, noSignalHasAHandler) {
 TEST_F(Process, oneThreadDoesEverything) {
     start();
 
-    logUntil("callback");
+    waitForLog("callback");
 
     EXPECT_EQ(statusOf("Threads"), "1");
 }

@@ -16,6 +16,7 @@ namespace {
 constexpr const char* configFile = "/etc/modbus-config.json";
 constexpr const char* logSettings = "/etc/libvx";
 constexpr const char* port = "/dev/ttymxc2";
+constexpr std::uint16_t busPort = 1502;
 constexpr const char* meteringSocket = "/var/run/orv-metering.sock";
 
 /// The request and the status of its answer, in columns.
@@ -198,7 +199,8 @@ void World::forget() {
 }
 
 void World::logged(const std::string& line) {
-    const bool complains = line.starts_with("warning ") || line.starts_with("error ");
+    const bool complains =
+        line.starts_with("warning ") || line.starts_with("error ") || line.starts_with("fatal ");
     m_transcript.add(complains ? Kind::complaint : Kind::line, withoutRunningValues(line));
     static const std::regex whole(R"( TRANSFERRED  self->m_buffer\.size\(\):(\d+) size:\1 )");
     const std::scoped_lock lock(m_serviceMutex);

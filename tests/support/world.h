@@ -45,8 +45,6 @@ extern const Replies twoMeters;
 /// network (`tools/private-world`), which each test leaves as it found it.
 class World : public testing::Test {
 protected:
-    static constexpr std::uint16_t busPort = 1502;
-
     World();
     ~World() override;
 

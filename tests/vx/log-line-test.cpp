@@ -111,16 +111,17 @@ TEST(LogLine, threadIdIsThatOfTheCallingThread) {
 }
 
 TEST(LogLine, threadIdOfMoreThanFiveDigitsWidensItsColumnUpToSeven) {
-    for (const long id : {1234567L, 12345678L}) {
-        const auto thread = c_calls::gettid.replaceBy([id] { return id; });
+    const std::pair<long, const char*> columns[] = {
+        {123456, "123456"}, {1234567, "1234567"}, {12345678, "1234567"}};
+    for (const auto& [number, column] : columns) {
+        const auto thread = c_calls::gettid.replaceBy([id = number] { return id; });
         EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
-                  "1234567 NOTIC logLine x\n");
+                  vx::str(column, " NOTIC logLine x\n"));
     }
 }
 
-TEST(LogLine, threadIdOfFewerThanFiveDigitsIsRightAligned) {
-    const std::pair<long, const char*> columns[] = {
-        {1, "    1"}, {412, "  412"}, {12345, "12345"}, {123456, "123456"}};
+TEST(LogLine, threadIdIsRightAlignedInAColumnOfFive) {
+    const std::pair<long, const char*> columns[] = {{1, "    1"}, {412, "  412"}, {12345, "12345"}};
     for (const auto& [number, column] : columns) {
         const auto thread = c_calls::gettid.replaceBy([id = number] { return id; });
         EXPECT_EQ(behindTheTime(lineOf("logLine", LogSeverity::notice, "x")),
