@@ -1,4 +1,5 @@
 #include "support/allocations.h"
+#include "vx/enum.h"
 #include "vx/log.h"
 
 #include <gtest/gtest.h>
@@ -6,11 +7,26 @@
 using vx::LogChannel;
 using vx::LogSeverity;
 
+enum class Lamp : std::int32_t { off = 0, on = 1 };
+
+static vx::EnumTable vxEnum(Lamp) {
+    static constexpr vx::EnumRow rows[] = {{Lamp::off, "switched off for the night"},
+                                           {Lamp::on, "switched on for the night"}};
+    return {std::begin(rows), std::end(rows), "Lamp"};
+}
+
 namespace {
 
 /// A channel at notice, whatever the rules of the caller say.
 struct Channel : LogChannel {
     Channel() : LogChannel("logTest", LogSeverity::notice) { severity = LogSeverity::notice; }
+};
+
+class LogAllocations : public testing::Test {
+protected:
+    const Channel channel;
+    const int slaveAddress = 3;
+    const std::string name = "a name too long to stand in the string itself";
 };
 
 /// The allocations of a statement, once the first line has made what is made once.
@@ -24,20 +40,21 @@ std::size_t allocationsOf(const Statement& statement) {
 
 } // namespace
 
-TEST(LogAllocations, aSuppressedLineAllocatesNever) {
-    const Channel channel;
-    const int slaveAddress = 3;
-    const std::string name = "a name too long to stand in the string itself";
-
+TEST_F(LogAllocations, aSuppressedLineAllocatesNever) {
     EXPECT_EQ(allocationsOf([&] { VX_LOG(channel, debug, "Reading meter", slaveAddress, name); }),
               0U);
 }
 
-TEST(LogAllocations, aLineOfThreeItemsAllocatesTwice) {
-    const Channel channel;
-    const int slaveAddress = 3;
-    const std::string name = "a name too long to stand in the string itself";
-
+TEST_F(LogAllocations, aLineOfThreeItemsAllocatesTwice) {
     EXPECT_EQ(allocationsOf([&] { VX_LOG(channel, notice, "Reading meter", slaveAddress, name); }),
               2U);
+}
+
+TEST(EnumAllocations, aNameCostsItsTextAlone) {
+    EXPECT_EQ(allocationsOf([] { vx::fromEnum<std::string>(Lamp::on); }), 1U);
+}
+
+TEST(EnumAllocations, theValueOfANameCostsNone) {
+    EXPECT_EQ(allocationsOf([] { vx::toEnum<Lamp>("switched on for the night"); }), 0U);
+    EXPECT_EQ(allocationsOf([] { vx::tryToEnum<Lamp>("no such name in this table"); }), 0U);
 }
