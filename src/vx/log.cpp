@@ -68,6 +68,7 @@ namespace {
 /// What is left of @p path without the start that spells the channel's name.
 std::string_view withoutChannelName(std::string_view path, const LogChannel& channel) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    // Most are equal, which spares the two calls.
     const auto same = [&](char a, char b) { return a == b || lower(a) == lower(b); };
     const auto* p = path.begin();
     auto q = channel.name().begin();

@@ -490,6 +490,7 @@ struct TextVisitor {
 } // namespace detail
 
 /// Writes the text form of a record, `{"key":value,…}`. VX_FIELDS makes it the stream operator.
+/// As in messages, texts and numbers have their default form whatever format the stream has.
 template <class R>
 std::ostream& reflectedOstream(std::ostream& stream, const R& record) {
     detail::writeText(stream, "{");
