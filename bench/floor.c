@@ -31,7 +31,7 @@
 #define SOCKET_PATH "/var/run/orv-metering.sock"
 #define CONFIG_PATH "/etc/modbus-config.json"
 
-enum { bufferWords = 255, slaves = 256, valueCount = 16, textSize = 64 };
+enum { bufferWords = 255, valueCount = 16, textSize = 64 };
 
 static const char* const fieldNames[] = {
     "none",
@@ -78,12 +78,9 @@ static const char* const typeNames[] = {
 static const int wordsOfType[] = {1, 1, 1, 2, 2, 4, 4, 2, 1, 1, 2};
 enum {
     uint16Type = 2,
-    int32Type = 3,
     uint32Type = 4,
-    int64Type = 5,
     uint64Type = 6,
     float32Type = 7,
-    asciiType = 8,
 };
 
 static const char* const spaceNames[] = {"none", "input", "holding", NULL};
@@ -137,7 +134,6 @@ struct Record {
 
 static modbus_t* bus;
 static struct SerialConfig serialConfig;
-static struct Record records[slaves];
 static bool logging;
 
 static void fail(const char* what, const char* why) {
@@ -484,39 +480,20 @@ static void convert(struct Record* record, float value, int field, float scale) 
     }
 }
 
-static void decodeSerial(struct Record* record, const uint16_t* words, int length) {
-    size_t size = 0;
-    for (int i = 0; i < length && size < textSize - 2; ++i) {
-        if (words[i] >> 8)
-            record->id[size++] = (char)(words[i] >> 8);
-        if (words[i] & 0xFF)
-            record->id[size++] = (char)(words[i] & 0xFF);
-    }
-    record->id[size] = '\0';
-}
-
 static void decode(struct Record* record, const struct Register* r, const uint16_t* words) {
     const uint32_t two = (uint32_t)words[0] << 16 | words[1];
     const uint64_t four = (uint64_t)two << 32 | (uint32_t)words[2] << 16 | words[3];
     const bool isMeasured = r->field >= powerImport && r->field <= energyExportTariff6;
-    if (r->type == asciiType && r->field == serialField)
-        decodeSerial(record, words, r->length);
-    else if (r->type == uint32Type && r->field == serialField)
-        snprintf(record->id, sizeof record->id, "%u", two);
-    else if (r->type == uint16Type && r->field >= powerImport && r->field <= tariffEnabledField)
+    if (r->type == uint16Type && r->field >= powerImport && r->field <= tariffEnabledField)
         convert(record, (float)words[0], r->field, r->scale);
     else if (!isMeasured)
         return;
     else if (r->type == float32Type)
         convert(record, modbus_get_float_abcd(words), r->field, r->scale);
-    else if (r->type == int64Type)
-        convert(record, (float)(int64_t)four, r->field, r->scale);
     else if (r->type == uint64Type)
         convert(record, (float)four, r->field, r->scale);
     else if (r->type == uint32Type)
         convert(record, (float)two, r->field, r->scale);
-    else if (r->type == int32Type)
-        convert(record, (float)(int32_t)two, r->field, r->scale);
 }
 
 // The message
@@ -571,6 +548,7 @@ static void takeAttachedSerial(struct Record* record, const struct Meter* meters
             return;
         }
     }
+    fail("serial", "not on the list of meters");
 }
 
 static void readRegister(struct Record* record, const struct Register* r) {
@@ -594,17 +572,13 @@ static void readMeter(const struct Meter* meter, const struct Model* model,
     logMatch(meter, model);
     clock_gettime(CLOCK_REALTIME, &record.lastChanged);
     for (size_t i = 0; i < model->count; ++i) {
-        if (model->registers[i].field == serialField) {
+        if (model->registers[i].field == serialField)
             takeAttachedSerial(&record, meters, meterCount);
-            if (*record.id != '\0')
-                continue;
-        }
-        readRegister(&record, &model->registers[i]);
+        else
+            readRegister(&record, &model->registers[i]);
     }
-    records[record.slaveAddress] = record;
     logRecord(&record);
-    if (*record.id != '\0')
-        sendRecord(&record);
+    sendRecord(&record);
 }
 
 static void cycleMeters(json_object* attached, json_object* supported) {
