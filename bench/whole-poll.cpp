@@ -23,8 +23,10 @@
 #include <fstream>
 #include <future>
 #include <iostream>
+#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -46,8 +48,8 @@ struct Options {
     std::vector<std::string> contender;
 };
 
-/// Standard error of the contender. It goes through a pipe, as to a journal, and only its lines are
-/// counted.
+/// Standard error of the contender. It goes through a pipe, as to a journal. Its lines are counted,
+/// and its end is kept.
 class DrainedLog {
 public:
     DrainedLog() {
@@ -75,17 +77,35 @@ public:
         return m_lineCount;
     }
 
+    /// Of all that has come.
+    std::string lastPart() const {
+        const std::lock_guard lock(m_mutex);
+        return m_lastPart;
+    }
+
 private:
+    static constexpr std::size_t keptSize = 4096;
+
     void readAll() {
         std::array<char, 65536> piece{};
         ssize_t size = 0;
-        while ((size = ::read(m_readEnd.number(), piece.data(), piece.size())) > 0)
+        while ((size = ::read(m_readEnd.number(), piece.data(), piece.size())) > 0) {
             m_lineCount += std::count(piece.begin(), piece.begin() + size, '\n');
+            keep({piece.data(), static_cast<std::size_t>(size)});
+        }
+    }
+
+    void keep(std::string_view piece) {
+        const std::lock_guard lock(m_mutex);
+        m_lastPart += piece.substr(piece.size() - std::min(piece.size(), keptSize));
+        m_lastPart.erase(0, m_lastPart.size() - std::min(m_lastPart.size(), keptSize));
     }
 
     house::Descriptor m_readEnd;
     house::Descriptor m_writeEnd;
     std::ptrdiff_t m_lineCount = 0;
+    mutable std::mutex m_mutex;
+    std::string m_lastPart;
     std::thread m_reader;
 };
 
@@ -125,12 +145,14 @@ public:
         m_awaited.increase();
     }
 
-    /// Waits until all have been polled and the contender was told to end.
-    void wait() const {
+    /// Waits until all have been polled and the contender was told to end. False when it doesn't
+    /// poll.
+    [[nodiscard]] bool wait() const {
         // One limit is not enough for all of them.
         for (std::size_t polls = 1; polls <= m_all + 1; ++polls)
             if (!m_awaited.waitFor(polls))
-                throw std::runtime_error("The contender does not poll");
+                return false;
+        return true;
     }
 
     std::size_t count() const { return m_all; }
@@ -221,7 +243,9 @@ void measure(const Options& options) {
                                   {"LD_PRELOAD=" + options.preload});
     log.letGo();
     polls.takeFrom(contender.pid());
-    polls.wait();
+    if (!polls.wait())
+        throw std::runtime_error("The contender does not poll. Its standard error ends in:\n" +
+                                 log.lastPart());
     if (!contender.waitForExit())
         throw std::runtime_error("The contender does not end");
 
