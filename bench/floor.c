@@ -268,7 +268,7 @@ static void logSerialConfig(const struct SerialConfig* fromServer) {
     endLine("toolkit.cpp:228");
 }
 
-/// The text of the words that were read, which the reader makes whether it shows or not.
+/// The text of all words of the buffer, which the reader makes whether it shows or not.
 static void makeWordsText(const uint16_t* words) {
     char out[bufferWords * 6 + 1];
     char digits[6];

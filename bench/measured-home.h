@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string>
 
-/// The home that the benchmark measures beside: meters of four models in turn, and the server's
-/// replies about them. Each model has a number of registers that are read from the bus, of all data
-/// types, and one for the serial, which the list of meters makes needless. The server always offers
-/// all four models.
+/// The home that the bench measures beside: meters of four models in turn, and the server's replies
+/// about them. Each model has a number of registers that are read from the bus, of the data types
+/// float32, uint64, uint32 and uint16, and one for the serial, which the list of meters makes
+/// needless. The server always offers all four models.
 class MeasuredHome {
 public:
     static constexpr int mostMeters = 247;
