@@ -57,9 +57,11 @@ std::string supported() {
 /// The bus and the server that the reader polls, and a service that takes its readings.
 class Surroundings {
 public:
-    Surroundings() {
+    /// Takes the figures of @p polls polls.
+    explicit Surroundings(int polls) : m_polls(polls) {
         m_server.whenRequested([this](const house::Request& request) {
-            if (request.path == LocalServer::rtuConfigPath)
+            // At a later one the reader may have been ended.
+            if (request.path == LocalServer::rtuConfigPath && figures.poll() < m_polls)
                 figures.pollBegins();
         });
         m_server.serve(LocalServer::rtuConfigPath, R"({"data":{"baudRate":"baud19200"}})");
@@ -71,27 +73,29 @@ public:
             << R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)" << port << "}}";
     }
 
-    /// Waits until @p count polls have begun.
-    void waitForPolls(std::size_t count) const {
+    /// Waits until the poll behind the last one begins.
+    void waitForPolls() const {
         // One limit is not enough for all of them.
-        for (std::size_t polls = 1; polls <= count; ++polls)
-            if (!m_server.waitForRequests(LocalServer::rtuConfigPath, polls))
+        for (int polls = 1; polls <= m_polls + 1; ++polls)
+            if (!m_server.waitForRequests(LocalServer::rtuConfigPath,
+                                          static_cast<std::size_t>(polls)))
                 throw std::runtime_error("The reader does not poll");
     }
 
     PollFigures figures;
 
 private:
+    const int m_polls;
     LocalServer m_server;
     house::ModbusSlave m_slave{house::TcpPort{port}};
     house::MeteringService m_service;
 };
 
 void measure(const std::string& reader, const std::string& shortPauses) {
-    Surroundings surroundings;
+    Surroundings surroundings(1000);
     const house::ChildProcess process({reader}, "/run/reader.log", {"LD_PRELOAD=" + shortPauses});
     surroundings.figures.takeFrom(process.pid());
-    surroundings.waitForPolls(1001);
+    surroundings.waitForPolls();
 
     const auto early = surroundings.figures.at(10);
     const auto settled = surroundings.figures.at(100);
@@ -105,10 +109,10 @@ void measure(const std::string& reader, const std::string& shortPauses) {
 }
 
 void measureDescriptors(const std::string& reader) {
-    Surroundings surroundings;
+    Surroundings surroundings(10);
     const house::ChildProcess process({reader}, "/run/reader.log");
     surroundings.figures.takeFrom(process.pid());
-    surroundings.waitForPolls(11);
+    surroundings.waitForPolls();
 
     std::cout << "descriptors at poll 10: " << surroundings.figures.at(10).descriptors << '\n';
 }
