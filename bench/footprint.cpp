@@ -3,6 +3,8 @@
 // Usage: footprint READER [SHORT_PAUSES_LIBRARY]
 //        Without the library ten polls take half a minute, and the descriptors alone are told.
 
+#include "measured-home.h"
+
 #include "house/child-process.h"
 #include "house/local-server.h"
 #include "house/metering-service.h"
@@ -10,49 +12,14 @@
 #include "house/process-figures.h"
 
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace {
 
 using house::LocalServer;
 using house::PollFigures;
-
-constexpr int meters = 4;
-constexpr int registersOfMeter = 20;
-constexpr std::uint16_t port = 1502;
-
-std::string joined(int count, const std::function<std::string(int)>& element) {
-    std::string text;
-    for (int i = 0; i < count; ++i)
-        text += (i == 0 ? "" : ",") + element(i);
-    return text;
-}
-
-std::string attached() {
-    return R"({"data":[)" +
-           joined(meters,
-                  [](int i) {
-                      const std::string number = std::to_string(i + 1);
-                      return R"({"id":"m)" + number + R"(","configId":"c","serial":"S-)" + number +
-                             R"(","slaveAddress":)" + number + "}";
-                  }) +
-           "]}";
-}
-
-std::string supported() {
-    return R"({"data":[{"id":"c","registers":[)" +
-           joined(
-               registersOfMeter,
-               [](int i) {
-                   return R"({"address":)" + std::to_string(2 * i) +
-                          R"(,"fieldType":"energyImport","modbusDataType":"float32","length":1})";
-               }) +
-           "]}]}";
-}
 
 /// The bus and the server that the reader polls, and a service that takes its readings.
 class Surroundings {
@@ -64,13 +31,12 @@ public:
             if (request.path == LocalServer::rtuConfigPath && figures.poll() < m_polls)
                 figures.pollBegins();
         });
-        m_server.serve(LocalServer::rtuConfigPath, R"({"data":{"baudRate":"baud19200"}})");
-        m_server.serve(LocalServer::attachedPath, attached());
-        m_server.serve(LocalServer::supportedPath, supported());
-        for (int meter = 1; meter <= meters; ++meter)
-            m_slave.unit(meter).holding(0, house::Words(2 * registersOfMeter, 0x4000));
-        std::ofstream("/etc/modbus-config.json")
-            << R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1","port":)" << port << "}}";
+        const MeasuredHome home(4, 20);
+        m_server.serve(LocalServer::rtuConfigPath, home.rtuConfig());
+        m_server.serve(LocalServer::attachedPath, home.attached());
+        m_server.serve(LocalServer::supportedPath, home.supported());
+        home.furnish(m_slave);
+        std::ofstream("/etc/modbus-config.json") << home.configFile(m_slave.port());
     }
 
     /// Waits until the poll behind the last one begins.
@@ -87,7 +53,7 @@ public:
 private:
     const int m_polls;
     LocalServer m_server;
-    house::ModbusSlave m_slave{house::TcpPort{port}};
+    house::ModbusSlave m_slave{house::TcpPort{1502}};
     house::MeteringService m_service;
 };
 
