@@ -12,6 +12,7 @@ const std::string ProcessWorld::firstPoll = R"(?? GET …/rtuconfig             
 =  )" + std::string(message) + "\n";
 
 ProcessWorld::ProcessWorld() {
+    catchUpBy([this] { readLog(); });
     serve(oneMeter);
     connectMeter();
 }
@@ -63,7 +64,7 @@ void ProcessWorld::waitForLog(std::string_view text, std::size_t times) {
     });
 }
 
-void ProcessWorld::catchUp() {
+void ProcessWorld::readLog() {
     const std::scoped_lock lock(m_logMutex);
     if (!reader)
         return;

@@ -62,7 +62,7 @@ protected:
 
 private:
     void stop();
-    void catchUp() override;
+    void readLog();
     void tell(const std::string& line);
 
     std::mutex m_logMutex;

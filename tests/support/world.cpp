@@ -213,6 +213,19 @@ void World::happened(Kind kind, const std::string& text) {
     m_transcript.add(kind, text);
 }
 
+void World::catchUpBy(std::function<void()> readLog) {
+    const std::scoped_lock lock(m_readLogMutex);
+    m_readLog = std::move(readLog);
+}
+
+void World::catchUp() {
+    std::unique_lock lock(m_readLogMutex);
+    const auto readLog = m_readLog;
+    lock.unlock();
+    if (readLog)
+        readLog();
+}
+
 void World::awaitMessages() {
     const std::scoped_lock lock(m_serviceMutex);
     if (!service || m_messages == m_transferred)

@@ -111,18 +111,21 @@ protected:
     void happened(Transcript::Kind kind, const std::string& text);
     /// Waits for the messages that the log says were transferred, and adds them.
     void awaitMessages();
+    /// From now on @p readLog brings the log up to date before anything is added or taken. No
+    /// virtual function: the threads of the house call it while a world is being made.
+    void catchUpBy(std::function<void()> readLog);
+    void catchUp();
 
     Transcript m_transcript;
 
 private:
-    /// Brings the log up to date before anything is added or taken.
-    virtual void catchUp() {}
-
     void openBus();
 
     Replies m_replies;
     std::function<void(const house::Request&)> m_whenRequested;
     std::recursive_mutex m_callbackMutex;
+    std::function<void()> m_readLog;
+    std::mutex m_readLogMutex;
     /// Guards the service and the numbers of its messages.
     std::mutex m_serviceMutex;
     std::size_t m_transferred = 0;
