@@ -18,6 +18,11 @@ inline std::string textOf(const std::uint8_t* data, std::size_t size) {
     return {reinterpret_cast<const char*>(data), size};
 }
 
+/// What a function sees of @p text that takes it by its address alone.
+inline std::string upToNul(const std::string& text) {
+    return text.substr(0, text.find('\0'));
+}
+
 /// From the first call on, the text of every log line is built, down to debug, and dropped.
 inline void dropLog() {
     static const bool done = [] {

@@ -77,7 +77,7 @@ void checkLine(const std::string& channel, int severity, const std::string& mess
     VX_ASSERT(moment >= before && moment <= vx::now(), line.time);
     VX_ASSERT(line.thread == std::to_string(gettid()), line.thread);
     VX_ASSERT(line.severity == names[static_cast<std::size_t>(severity)], line.severity);
-    VX_ASSERT(line.rest == std::string(channel.c_str()) + " " + message + "\n", line.rest);
+    VX_ASSERT(line.rest == fuzz::upToNul(channel) + " " + message + "\n", line.rest);
 }
 
 /// The text of a statement with each kind of item.
@@ -109,11 +109,13 @@ void checkSymbol(const std::string& symbol) {
 void checkTrace(FuzzedDataProvider& input) {
     vx::StackTrace trace;
     trace.end = input.ConsumeIntegralInRange(0, 4);
-    for (int i = 0; i < trace.end; ++i)
-        trace.frames[i] = reinterpret_cast<void*>( // NOLINT(performance-no-int-to-ptr): any address
-            input.ConsumeBool() ? reinterpret_cast<std::uintptr_t>(&LLVMFuzzerTestOneInput) +
-                                      input.ConsumeIntegral<std::uint8_t>()
-                                : input.ConsumeIntegral<std::uintptr_t>());
+    for (int i = 0; i < trace.end; ++i) {
+        const auto known = reinterpret_cast<std::uintptr_t>(&LLVMFuzzerTestOneInput);
+        const auto address = input.ConsumeBool() ? known + input.ConsumeIntegral<std::uint8_t>()
+                                                 : input.ConsumeIntegral<std::uintptr_t>();
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): any address
+        trace.frames[i] = reinterpret_cast<void*>(address);
+    }
     std::string written;
     {
         const StandardError standardError;

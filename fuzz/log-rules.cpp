@@ -46,11 +46,12 @@ void checkRules(const std::string& text) {
     VX_ASSERT(vx::tryParseLogRules(textOf(rules).c_str()) == rules, text);
 
     std::vector<std::string> items(1);
-    for (const char* c = text.c_str(); *c != '\0'; ++c)
-        if (*c == ',')
+    for (const char c : fuzz::upToNul(text)) {
+        if (c == ',')
             items.emplace_back();
         else
-            items.back() += *c;
+            items.back() += c;
+    }
     VX_ASSERT(std::count_if(items.begin(), items.end(), isRule) ==
                   static_cast<std::ptrdiff_t>(rules.size()),
               text);

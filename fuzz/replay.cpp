@@ -1,4 +1,4 @@
-// Gives a fuzz target each file of the directories that are named, without libFuzzer.
+// Gives a fuzz target the files and those of the directories that are named, without libFuzzer.
 
 #include "fuzz.h"
 
@@ -8,13 +8,17 @@
 #include <fstream>
 #include <iterator>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace {
 
-std::vector<std::filesystem::path> filesOf(const std::filesystem::path& directory) {
+/// Those of a directory, or the one file that is named itself.
+std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path) {
+    if (!std::filesystem::is_directory(path))
+        return {path};
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path))
         if (entry.is_regular_file())
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
@@ -23,6 +27,8 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path& director
 
 void replay(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
+    if (!stream)
+        throw std::runtime_error("Can't read " + file.string());
     const std::vector<char> content{std::istreambuf_iterator<char>(stream), {}};
     // Said first, so that it is known of an input that ends the process.
     std::printf("%s\n", file.filename().c_str());
@@ -36,10 +42,7 @@ int main(int argc, char** argv) {
     std::vector<std::filesystem::path> files;
     try {
         for (const char* path : std::span(argv, static_cast<std::size_t>(argc)).subspan(1))
-            if (std::filesystem::is_directory(path))
-                std::ranges::copy(filesOf(path), std::back_inserter(files));
-            else
-                files.emplace_back(path);
+            std::ranges::copy(filesOf(path), std::back_inserter(files));
         std::ranges::for_each(files, replay);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "%s\n", e.what());
