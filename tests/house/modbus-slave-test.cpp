@@ -239,6 +239,20 @@ TYPED_TEST(ModbusSlaveOn, garbledAnswerToAnUnmappedAddressIsADamagedException2) 
                                           "<< garbled exception 2\n");
 }
 
+TYPED_TEST(ModbusSlaveOn, nothingButWhatItsSenderSendsGoesOverTheLine) {
+    this->m_slave.unit(7).input(1, {5});
+
+    this->m_slave.sendBy([](const Query&, const Bytes& frame, const BusLine::Send& send) {
+        send({frame.begin(), frame.begin() + 4});
+        send({frame.begin() + 4, frame.end()});
+    });
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{5});
+
+    this->m_slave.sendBy([](const Query&, const Bytes&, const BusLine::Send&) {});
+    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(this->m_master.error, ETIMEDOUT);
+}
+
 TYPED_TEST(ModbusSlaveOn, answers125WordsInOne) {
     Words words(125);
     for (std::size_t i = 0; i < words.size(); ++i)

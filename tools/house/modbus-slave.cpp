@@ -125,6 +125,10 @@ void ModbusSlave::whenAnswering(std::function<void(const std::string&)> callback
     m_impl->m_whenAnswering.replace(std::move(callback));
 }
 
+void ModbusSlave::sendBy(BusLine::Sender sender) {
+    m_impl->m_line->sendBy(std::move(sender));
+}
+
 using Unit = ModbusSlave::Unit;
 
 Unit& Unit::input(int address, const Words& words) {

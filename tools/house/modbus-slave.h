@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "house/bus-line.h"
 #include "house/modbus-exchange.h"
 
 namespace house {
@@ -81,6 +82,11 @@ public:
     /// Calls @p callback on the slave's thread with the two lines of each request as they stand in
     /// the transcript, before the answer is sent. It may be replaced like the other.
     void whenAnswering(std::function<void(const std::string& lines)> callback);
+
+    /// Lets @p sender put each answer on the line in its own way, on the slave's thread: what it
+    /// passes to its `send` goes over the line as it is, and nothing else. The transcript holds the
+    /// right answer all the same. It may be replaced like the callbacks.
+    void sendBy(BusLine::Sender sender);
 
 private:
     class Impl;

@@ -8,10 +8,7 @@
 
 namespace house {
 
-namespace {
-
-/// @p message with its check sum, the low byte first.
-Bytes framed(Bytes message) {
+Bytes rtuFrame(Bytes message) {
     unsigned sum = 0xFFFF;
     for (const std::uint8_t byte : message) {
         sum ^= byte;
@@ -22,6 +19,8 @@ Bytes framed(Bytes message) {
     return message;
 }
 
+namespace {
+
 /// Turns over the last byte ahead of the check sum.
 void garble(Bytes& frame) {
     frame[frame.size() - 3] ^= 0xFF;
@@ -30,7 +29,7 @@ void garble(Bytes& frame) {
 /// Whether a frame that asks for registers came as it was sent.
 bool isIntactRead(const std::uint8_t* frame) {
     constexpr std::size_t length = 6;
-    const Bytes right = framed(Bytes(frame, frame + length));
+    const Bytes right = rtuFrame(Bytes(frame, frame + length));
     return std::equal(right.begin(), right.end(), frame);
 }
 
@@ -65,11 +64,13 @@ void RtuLine::answer(const Responder& respond) {
     const std::optional<Reply> reply = respond(*query);
     if (!reply)
         return;
-    Bytes frame = framed(reply->message(*query));
+    Bytes frame = rtuFrame(reply->message(*query));
     if (reply->has(Fault::Kind::garbled))
         garble(frame);
-    // Nobody listens on a line that takes no more.
-    [[maybe_unused]] const ssize_t size = ::write(m_line.number(), frame.data(), frame.size());
+    m_send(*query, frame, [this](const Bytes& bytes) {
+        // Nobody listens on a line that takes no more.
+        [[maybe_unused]] const ssize_t size = ::write(m_line.number(), bytes.data(), bytes.size());
+    });
 }
 
 // libmodbus serves one unit per context: it does not check the frame of a foreign unit, and takes

@@ -8,6 +8,9 @@
 
 namespace house {
 
+/// @p message with its check sum, the low byte first.
+Bytes rtuFrame(Bytes message);
+
 /// Modbus RTU on a serial device, at 19200 8E1.
 class RtuLine : public BusLine {
 public:

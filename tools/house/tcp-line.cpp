@@ -75,7 +75,9 @@ void TcpLine::answer(int socket, const Responder& respond) {
     Bytes frame = framed(request, reply->message(query));
     if (reply->has(Fault::Kind::garbled))
         garble(frame);
-    ::send(socket, frame.data(), frame.size(), MSG_NOSIGNAL);
+    m_send(query, frame, [socket](const Bytes& bytes) {
+        ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    });
 }
 
 void TcpLine::accept() {
