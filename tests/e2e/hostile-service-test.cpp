@@ -111,7 +111,7 @@ protected:
     }
 
     /// Calls @p callback at the beginning of each poll with its number.
-    void atEachPoll(std::function<void(std::size_t poll)> callback) {
+    void atEachPoll(const std::function<void(std::size_t poll)>& callback) {
         whenRequested([this, callback](const house::Request& request) {
             if (request.path == LocalServer::rtuConfigPath)
                 callback(server->requestCount(request.path));
@@ -119,7 +119,7 @@ protected:
     }
 
     /// Calls @p callback when the first message has been offered, before the second one is.
-    void betweenTheFirstMessages(std::function<void()> callback) {
+    void betweenTheFirstMessages(const std::function<void()>& callback) {
         bus->beforeAnswer([callback, answers = 0]() mutable {
             if (++answers == 2)
                 callback();
@@ -243,7 +243,11 @@ TEST_F(HostileService, whateverElseStandsInItsPlaceCostsAWarningAndStays) {
     });
     start();
 
-    expectTranscriptOfFile(transcriptUntil("retry timer", things.size() + 1));
+    const std::string account = transcriptUntil("retry timer", things.size() + 1);
+
+    // Before what it is given in each poll ends with this function.
+    end();
+    expectTranscriptOfFile(account);
     EXPECT_EQ(file, "of somebody else");
     using Type = std::filesystem::file_type;
     EXPECT_THAT(kept, ElementsAre(Type::regular, Type::directory, Type::fifo, Type::symlink,
