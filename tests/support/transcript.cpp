@@ -95,8 +95,9 @@ std::size_t Transcript::countLog(std::string_view text) const {
 
 void expectTranscriptOfFile(const std::string& transcript) {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+    // The compiler gives a source its name in the project.
     const std::filesystem::path file =
-        std::filesystem::path(TRANSCRIPTS) /
+        (std::filesystem::path(SOURCE_DIRECTORY) / test->file()).parent_path() / "transcripts" /
         (std::string(test->test_suite_name()) + "." + test->name() + ".txt");
     if (std::getenv("REWRITE_TRANSCRIPTS") != nullptr) {
         std::filesystem::create_directories(file.parent_path());
