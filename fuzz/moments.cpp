@@ -54,8 +54,10 @@ void checkTexts(vx::DateTime moment) {
         return;
     const std::time_t whole = std::chrono::system_clock::to_time_t(moment);
     std::tm tm{};
-    VX_ASSERT(utc == plainText(moment, *gmtime_r(&whole, &tm)) + "Z", utc);
-    VX_ASSERT(local == plainText(moment, *localtime_r(&whole, &tm)) + plainOffset(tm), local);
+    gmtime_r(&whole, &tm);
+    VX_ASSERT(utc == plainText(moment, tm) + "Z", utc);
+    localtime_r(&whole, &tm);
+    VX_ASSERT(local == plainText(moment, tm) + plainOffset(tm), local);
     VX_ASSERT(vx::toDateTime(utc) == std::chrono::floor<milliseconds>(moment), utc);
 }
 

@@ -54,8 +54,13 @@ void PollFigures::takeFrom(pid_t pid) {
 void PollFigures::pollBegins() {
     const std::scoped_lock lock(m_mutex);
     ++m_poll;
-    if (m_pid != 0)
-        m_figures[m_poll] = ProcessFigures::of(m_pid);
+    if (m_pid == 0)
+        return;
+    try {
+        m_figures.emplace(m_poll, ProcessFigures::of(m_pid));
+    } catch (const std::exception&) {
+        // It has ended since it asked.
+    }
 }
 
 int PollFigures::poll() const {

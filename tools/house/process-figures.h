@@ -26,7 +26,8 @@ public:
     /// The process to look at; the polls before count, but leave no figures.
     void takeFrom(pid_t pid);
 
-    /// Told by the first request of a poll, from any thread.
+    /// Told by the first request of a poll, from any thread. A process that is being ended leaves
+    /// no figures.
     void pollBegins();
 
     /// Number of polls begun.
