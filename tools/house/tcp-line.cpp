@@ -1,6 +1,8 @@
 #include "house/tcp-line.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <string>
 
 #include <arpa/inet.h>
@@ -18,7 +20,8 @@ using Frame = std::array<std::uint8_t, MODBUS_TCP_MAX_ADU_LENGTH>;
 /// @p message behind its header: the transaction number of the request, protocol 0, length.
 Bytes framed(const Frame& request, const Bytes& message) {
     Bytes frame{request[0], request[1], 0, 0, highByte(message.size()), lowByte(message.size())};
-    frame.insert(frame.end(), message.begin(), message.end());
+    // Not by `insert`, in which g++ sees a bound that isn't there.
+    std::copy(message.begin(), message.end(), std::back_inserter(frame));
     return frame;
 }
 
