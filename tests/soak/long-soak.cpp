@@ -12,9 +12,12 @@
 #include <algorithm>
 #include <charconv>
 #include <condition_variable>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <random>
@@ -33,12 +36,22 @@ using house::Fault;
 using house::LocalServer;
 
 constexpr std::uint16_t busPort = 1502;
+constexpr const char* serviceSocket = "/var/run/orv-metering.sock";
+constexpr const char* heapFigure = "/run/heap";
+constexpr const char* hiddenSocket = "/var/run/hidden.sock";
 constexpr int faultEvery = 10;
 /// By then each buffer has its size.
-constexpr int settledPoll = 1000;
+constexpr int usuallySettled = 1000;
 constexpr int meters[] = {1, 2, 3};
 constexpr int power = 10;
 constexpr int energy = 20;
+/// So that the numbers of each poll have as many digits, and their texts as many bytes.
+constexpr int firstValue = 1'000'000;
+/// What the allocator keeps at hand counts as in use. A million polls have thousands of each fault,
+/// so that the smallest block lost in one of them is more.
+constexpr std::size_t toleratedBytes = 4096;
+/// An order of allocations that didn't come before touches a page of the heap more, now and then.
+constexpr std::size_t toleratedKilobytes = 128;
 
 constexpr const char* rtuConfig =
     R"({"data":{"baudRate":"baud9600","parity":"even","dataBits":"bits8","stopBits":"bits1"}})";
@@ -61,10 +74,38 @@ struct Home {
             << R"(,"timeoutResponseSec":1}})";
     }
 
+    /// In its place stands nothing, or a plain file.
+    void hideService(bool behindFile) {
+        std::filesystem::rename(serviceSocket, hiddenSocket);
+        if (behindFile)
+            std::ofstream(serviceSocket).put('x');
+    }
+    void showService() {
+        if (std::filesystem::exists(hiddenSocket))
+            std::filesystem::rename(hiddenSocket, serviceSocket);
+    }
+
     LocalServer server;
     house::ModbusSlave bus{house::TcpPort{busPort}};
-    house::MeteringService service;
+    house::MeteringService service{serviceSocket};
 };
+
+/// What must not grow.
+struct Holdings {
+    static Holdings of(pid_t reader) {
+        std::size_t heapBytes = 0;
+        std::ifstream(heapFigure) >> heapBytes;
+        return {heapBytes, house::ProcessFigures::of(reader)};
+    }
+
+    std::size_t heapBytes = 0;
+    house::ProcessFigures process;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Holdings& x) {
+    return stream << x.heapBytes << " bytes of the heap, " << x.process.residentKilobytes
+                  << " kB resident, " << x.process.descriptors << " descriptors\n";
+}
 
 /// What goes wrong in one poll.
 struct Trouble {
@@ -87,6 +128,12 @@ Trouble badRegister(const char* name, int meter, Fault fault, int complaints = 1
             complaints};
 }
 
+/// One for each message, which is lost.
+Trouble noService(const char* name, bool behindFile) {
+    return {name, [=](Home& home) { home.hideService(behindFile); }, true,
+            static_cast<int>(std::size(meters))};
+}
+
 std::vector<Trouble> troubles() {
     constexpr const char* attachedPath = LocalServer::attachedPath;
     constexpr const char* supportedPath = LocalServer::supportedPath;
@@ -95,12 +142,19 @@ std::vector<Trouble> troubles() {
         badAnswer("attached meters: no JSON", attachedPath, Answer::withBody("{"), true, 1),
         badAnswer("attached meters: none", attachedPath, Answer::withBody("{}"), true, 0),
         badAnswer("attached meters: dropped", attachedPath, Answer::dropped(), false, 2),
+        badAnswer("attached meters: nested deep", attachedPath,
+                  Answer::withBody(std::string(100, '[')), true, 1),
         badAnswer("models: status 503", supportedPath, Answer::withStatus(503), true, 1),
         badAnswer("models: no JSON", supportedPath, Answer::withBody("nonsense"), true, 1),
         badAnswer("models: a wrong type", supportedPath, Answer::withBody(R"({"data":7})"), true,
                   1),
         badAnswer("models: dropped", supportedPath, Answer::dropped(), true, 2),
         badAnswer("models: broken off", supportedPath, Answer::brokenOff("{", 100), true, 2),
+        noService("service: absent", false),
+        noService("service: a file", true),
+        // One that comes late, or a line that hangs up, ends with a new connection alone, which
+        // keeps a descriptor.
+        badRegister("register: silence", 2, Fault::silence),
         badRegister("register: exception", 1, Fault::exception(2)),
         badRegister("register: short answer", 2, Fault::shortAnswer),
         badRegister("register: garbled", 3, Fault::garbled),
@@ -130,21 +184,91 @@ std::string withoutNumbers(const std::string& line) {
 /// Polls, messages and lines as they come, and what is wrong with them.
 class Account {
 public:
-    Account(Home& home, unsigned seed, std::set<std::string> expectedLines)
-        : m_home(home), m_random(seed), m_expectedLines(std::move(expectedLines)) {}
+    Account(int polls, unsigned seed, std::set<std::string> expectedLines)
+        : m_polls(polls),
+          m_settledPoll(std::min(usuallySettled, polls / 2 / faultEvery * faultEvery)),
+          m_random(seed),
+          m_expectedLines(std::move(expectedLines)) {}
 
+    void watch(pid_t reader) {
+        m_home.service.whenArrived([this](const auto& x) { messageArrives(x.text); });
+        m_home.server.whenRequested([this, reader](const house::Request& request) {
+            if (request.path == LocalServer::rtuConfigPath)
+                pollBegins(reader);
+        });
+    }
+
+    void lineComes(const std::string& line) {
+        const std::string text = withoutNumbers(line);
+        const std::scoped_lock lock(m_mutex);
+        if (text.starts_with("WARN ") || text.starts_with("ERROR "))
+            ++m_complaints;
+        if (!m_expectedLines.contains(text))
+            wrong("unexpected line", text);
+    }
+
+    /// Waits until all polls are made. What the reader does from then on doesn't count, so that it
+    /// may be ended.
+    void waitForEnd() {
+        std::unique_lock lock(m_mutex);
+        for (int seen = -1; m_poll <= m_polls;) {
+            if (seen == m_poll)
+                throw std::runtime_error("The reader does not poll any more, after poll " +
+                                         std::to_string(m_poll));
+            seen = m_poll;
+            m_changed.wait_for(lock, house::Patience::limit(std::chrono::seconds(30)),
+                               [&] { return m_poll != seen; });
+        }
+    }
+
+    /// Prints the figures and returns whether all is well.
+    bool tell() {
+        const std::scoped_lock lock(m_mutex);
+        // The last messages may be under way.
+        std::erase_if(m_missing, [&](const auto& x) { return x.first >= m_polls - 1; });
+        for (const auto& [poll, meter] : m_missing)
+            wrong("lost message", std::to_string(poll) + " of meter " + std::to_string(meter));
+        if (m_complaints != m_expectedComplaints)
+            wrong("warnings and errors", std::to_string(m_complaints) + " instead of " +
+                                             std::to_string(m_expectedComplaints));
+        if (m_last.heapBytes > m_settled.heapBytes + toleratedBytes)
+            wrong("heap", "grew");
+        // Valgrind keeps the heap itself. Its pages grow with what it watches, and it tells of
+        // leaks.
+        const bool hasOwnHeap = m_last.heapBytes != 0;
+        if (hasOwnHeap && m_last.process.residentKilobytes >
+                              m_settled.process.residentKilobytes + toleratedKilobytes)
+            wrong("memory", "grew");
+        if (m_last.process.descriptors != m_settled.process.descriptors)
+            wrong("descriptors", "differ");
+        std::cout << m_poll << " polls, " << m_struck << " faults, " << m_messages << " messages, "
+                  << m_complaints << " warnings and errors\nat poll " << m_settledPoll << ": "
+                  << m_settled << "at the end:   " << m_last;
+        for (const std::string& text : m_wrong)
+            std::cout << text << '\n';
+        return m_wrong.empty();
+    }
+
+private:
     /// By the first request of a poll.
     void pollBegins(pid_t reader) {
         const std::scoped_lock lock(m_mutex);
+        if (m_poll > m_polls)
+            return;
         ++m_poll;
+        m_changed.notify_all();
+        m_home.showService();
+        if (m_poll > m_polls)
+            return;
         // Of good polls alone: after one that lost its messages fewer connections are open.
         if (m_poll % faultEvery == 0)
-            m_last = house::ProcessFigures::of(reader);
-        if (m_poll == settledPoll)
+            m_last = Holdings::of(reader);
+        if (m_poll == m_settledPoll)
             m_settled = m_last;
         for (const int meter : meters) {
-            const auto low = static_cast<std::uint16_t>(m_poll);
-            const auto high = static_cast<std::uint16_t>(m_poll >> 16);
+            const int value = firstValue + m_poll;
+            const auto low = static_cast<std::uint16_t>(value);
+            const auto high = static_cast<std::uint16_t>(value >> 16);
             m_home.bus.unit(meter).holding(power, {high, low}).holding(energy, {high, low});
         }
         bool losesMessages = false;
@@ -160,67 +284,21 @@ public:
                 m_missing.insert({m_poll, meter});
         m_home.server.clearRequests();
         m_home.bus.clearTranscript();
-        m_changed.notify_all();
     }
 
     void messageArrives(const std::string& text) {
         static const std::regex form(R"re("id":"S-(\d)".*"powerConsumed":(\d+)\.0)re");
         std::smatch match;
         const std::scoped_lock lock(m_mutex);
+        if (m_poll > m_polls)
+            return;
         if (!std::regex_search(text, match, form) ||
-            m_missing.erase({std::stoi(match.str(2)), std::stoi(match.str(1))}) == 0)
+            m_missing.erase({std::stoi(match.str(2)) - firstValue, std::stoi(match.str(1))}) == 0)
             wrong("unexpected message", text);
         ++m_messages;
         m_home.service.clear();
     }
 
-    void lineComes(const std::string& line) {
-        const std::string text = withoutNumbers(line);
-        const std::scoped_lock lock(m_mutex);
-        if (text.starts_with("WARN ") || text.starts_with("ERROR "))
-            ++m_complaints;
-        if (!m_expectedLines.contains(text))
-            wrong("unexpected line", text);
-    }
-
-    /// Waits until that poll begins.
-    void waitFor(int poll) {
-        std::unique_lock lock(m_mutex);
-        for (int seen = -1; m_poll < poll;) {
-            if (seen == m_poll)
-                throw std::runtime_error("The reader does not poll any more, after poll " +
-                                         std::to_string(m_poll));
-            seen = m_poll;
-            m_changed.wait_for(lock, house::Patience::limit(std::chrono::seconds(30)),
-                               [&] { return m_poll != seen; });
-        }
-    }
-
-    /// Prints the figures and returns whether all is well.
-    bool tell(int polls) {
-        const std::scoped_lock lock(m_mutex);
-        // The last messages may be under way.
-        std::erase_if(m_missing, [&](const auto& x) { return x.first >= polls - 1; });
-        for (const auto& [poll, meter] : m_missing)
-            wrong("lost message", std::to_string(poll) + " of meter " + std::to_string(meter));
-        if (m_complaints > m_expectedComplaints || m_complaints < m_expectedComplaints - 2)
-            wrong("warnings and errors", std::to_string(m_complaints) + " instead of " +
-                                             std::to_string(m_expectedComplaints));
-        if (m_last.residentKilobytes > m_settled.residentKilobytes)
-            wrong("memory", "grew");
-        if (m_last.descriptors != m_settled.descriptors)
-            wrong("descriptors", "differ");
-        std::cout << m_poll << " polls, " << m_struck << " faults, " << m_messages << " messages, "
-                  << m_complaints << " warnings and errors\nat poll " << settledPoll << ": "
-                  << m_settled.residentKilobytes << " kB, " << m_settled.descriptors
-                  << " descriptors\nat the end:   " << m_last.residentKilobytes << " kB, "
-                  << m_last.descriptors << " descriptors\n";
-        for (const std::string& text : m_wrong)
-            std::cout << text << '\n';
-        return m_wrong.empty();
-    }
-
-private:
     /// Each once, and not more than a page of them.
     void wrong(const char* what, const std::string& text) {
         constexpr std::size_t most = 50;
@@ -228,7 +306,8 @@ private:
             m_wrong.insert(std::string(what) + ": " + text);
     }
 
-    Home& m_home;
+    const int m_polls;
+    const int m_settledPoll;
     std::mt19937 m_random;
     const std::set<std::string> m_expectedLines;
     const std::vector<Trouble> m_troubles = troubles();
@@ -241,8 +320,10 @@ private:
     int m_expectedComplaints = 0;
     std::set<std::pair<int, int>> m_missing;
     std::set<std::string> m_wrong;
-    house::ProcessFigures m_settled;
-    house::ProcessFigures m_last;
+    Holdings m_settled;
+    Holdings m_last;
+    /// The last member, as its threads use the others until it is gone.
+    Home m_home;
 };
 
 std::set<std::string> linesOf(const std::string& path) {
@@ -255,32 +336,27 @@ std::set<std::string> linesOf(const std::string& path) {
     return lines;
 }
 
-int soak(const char* reader, const char* shortPauses, int polls, unsigned seed,
+int soak(const std::vector<std::string>& reader, int polls, unsigned seed,
          const char* expectedLines) {
     constexpr const char* log = "/run/reader.log";
-    Home home;
-    Account account(home, seed, linesOf(expectedLines));
+    Account account(polls, seed, linesOf(expectedLines));
     if (mkfifo(log, 0600) != 0)
         throw std::runtime_error("Can't make a pipe for the log");
-    std::thread lines([&] {
-        std::ifstream pipe(log);
-        for (std::string line; std::getline(pipe, line);)
-            account.lineComes(line);
-    });
     {
-        const house::ChildProcess process({reader}, log,
-                                          {std::string("LD_PRELOAD=") + shortPauses});
-        home.service.whenArrived([&](const auto& x) { account.messageArrives(x.text); });
-        home.server.whenRequested([&](const house::Request& request) {
-            if (request.path == LocalServer::rtuConfigPath)
-                account.pollBegins(process.pid());
+        const std::jthread lines([&] {
+            std::ifstream pipe(log);
+            for (std::string line; std::getline(pipe, line);)
+                account.lineComes(line);
         });
-        account.waitFor(polls + 1);
-        // The figures are those of a process that runs.
-        home.server.whenRequested([](const house::Request&) {});
+        house::ChildProcess process(reader, log, {std::string("HEAP_FIGURE=") + heapFigure});
+        account.watch(process.pid());
+        account.waitForEnd();
+        // A program that watches the reader has its last word, which is in the log then.
+        process.signal(SIGTERM);
+        if (!process.waitForExit())
+            throw std::runtime_error("The reader does not end");
     }
-    lines.join();
-    return account.tell(polls) ? 0 : 1;
+    return account.tell() ? 0 : 1;
 }
 
 template <class Number>
@@ -296,14 +372,14 @@ Number number(std::string_view text, Number least, Number most) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::cerr << "usage: long-soak READER SHORT-PAUSES EXPECTED-LINES POLLS SEED\n";
+    if (argc < 5) {
+        std::cerr << "usage: long-soak EXPECTED-LINES POLLS SEED READER [ARGUMENT...]\n";
         return 2;
     }
     try {
-        const int polls = number<int>(argv[4], settledPoll + 1, 16'000'000);
-        const auto seed = number<unsigned>(argv[5], 0, std::numeric_limits<unsigned>::max());
-        return soak(argv[1], argv[2], polls, seed, argv[3]);
+        const int polls = number<int>(argv[2], 4 * faultEvery, 15'000'000);
+        const auto seed = number<unsigned>(argv[3], 0, std::numeric_limits<unsigned>::max());
+        return soak({argv + 4, argv + argc}, polls, seed, argv[1]);
     } catch (const std::exception& e) {
         std::cerr << "long-soak: " << e.what() << '\n';
         return 2;
