@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <ctime>
@@ -23,6 +24,7 @@
 #include <fstream>
 #include <future>
 #include <iostream>
+#include <iterator>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -43,13 +45,17 @@ struct Options {
     int warmUp = 1;
     int polls = 1;
     std::string preload;
+    std::string attached;
+    std::string supported;
     std::string callgrindOut;
     bool messages = false;
     std::vector<std::string> contender;
+
+    bool hasFiles() const { return !attached.empty(); }
 };
 
 /// Standard error of the contender. It goes through a pipe, as to a journal. Its lines are counted,
-/// and its end is kept.
+/// those of messages and of failed requests by themselves too, and its end is kept.
 class DrainedLog {
 public:
     DrainedLog() {
@@ -71,11 +77,11 @@ public:
     std::string path() const { return "/proc/self/fd/" + std::to_string(m_writeEnd.number()); }
     /// From now on it ends with the program that has opened it.
     void letGo() { m_writeEnd = house::Descriptor(); }
-    /// Of all that was written, once the program has ended.
-    std::ptrdiff_t lineCount() {
-        m_reader.join();
-        return m_lineCount;
-    }
+    /// Waits until the program has ended, and everything has come.
+    void finish() { m_reader.join(); }
+    std::size_t lineCount() const { return m_lineCount; }
+    std::size_t messageCount() const { return m_messageCount; }
+    std::size_t failedRequestCount() const { return m_failedRequestCount; }
 
     /// Of all that has come.
     std::string lastPart() const {
@@ -85,13 +91,31 @@ public:
 
 private:
     static constexpr std::size_t keptSize = 4096;
+    /// Time, thread, severity, channel and the first words of a line. Whole lines can be huge.
+    static constexpr std::size_t headSize = 120;
 
     void readAll() {
         std::array<char, 65536> piece{};
         ssize_t size = 0;
         while ((size = ::read(m_readEnd.number(), piece.data(), piece.size())) > 0) {
-            m_lineCount += std::count(piece.begin(), piece.begin() + size, '\n');
+            count({piece.data(), static_cast<std::size_t>(size)});
             keep({piece.data(), static_cast<std::size_t>(size)});
+        }
+    }
+
+    void count(std::string_view piece) {
+        for (;;) {
+            const std::size_t end = std::min(piece.find('\n'), piece.size());
+            m_head += piece.substr(0, std::min(end, headSize - m_head.size()));
+            if (end == piece.size())
+                return;
+            ++m_lineCount;
+            if (m_head.find(" Writing ") != std::string::npos)
+                ++m_messageCount;
+            if (m_head.find(" Request failed") != std::string::npos)
+                ++m_failedRequestCount;
+            m_head.clear();
+            piece.remove_prefix(end + 1);
         }
     }
 
@@ -103,7 +127,10 @@ private:
 
     house::Descriptor m_readEnd;
     house::Descriptor m_writeEnd;
-    std::ptrdiff_t m_lineCount = 0;
+    std::string m_head;
+    std::size_t m_lineCount = 0;
+    std::size_t m_messageCount = 0;
+    std::size_t m_failedRequestCount = 0;
     mutable std::mutex m_mutex;
     std::string m_lastPart;
     std::thread m_reader;
@@ -138,8 +165,10 @@ public:
 
     void begins() {
         ++m_begun;
-        if (m_begun == m_warmUp + 1)
+        if (m_begun == m_warmUp + 1) {
             m_cpuBefore = cpuSecondsOf(pid());
+            m_before = Clock::now();
+        }
         if (m_begun == m_all + 1)
             end();
         m_awaited.increase();
@@ -156,18 +185,26 @@ public:
     }
 
     std::size_t count() const { return m_all; }
-    double cpuSecondsPerPoll() const {
-        return (m_cpuAfter - m_cpuBefore) / static_cast<double>(m_all - m_warmUp);
+    double cpuSecondsPerPoll() const { return perPoll(m_cpuAfter - m_cpuBefore); }
+    double secondsPerPoll() const {
+        return perPoll(std::chrono::duration<double>(m_after - m_before).count());
     }
     long long peakResidentKilobytes() const { return m_peakResidentKilobytes; }
+    /// Those of the program and its libraries.
+    long long fileKilobytes() const { return m_fileKilobytes; }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void end() {
+        const std::string status = "/proc/" + std::to_string(pid()) + "/status";
         m_cpuAfter = cpuSecondsOf(pid());
-        m_peakResidentKilobytes =
-            numberBehind("VmHWM:", "/proc/" + std::to_string(pid()) + "/status");
+        m_after = Clock::now();
+        m_peakResidentKilobytes = numberBehind("VmHWM:", status);
+        m_fileKilobytes = numberBehind("RssFile:", status);
         ::kill(pid(), SIGTERM);
     }
+    double perPoll(double all) const { return all / static_cast<double>(m_all - m_warmUp); }
     pid_t pid() { return m_knownPid.get(); }
 
     const std::size_t m_warmUp;
@@ -177,19 +214,37 @@ private:
     std::size_t m_begun = 0;
     double m_cpuBefore = 0.0;
     double m_cpuAfter = 0.0;
+    Clock::time_point m_before;
+    Clock::time_point m_after;
     long long m_peakResidentKilobytes = 0;
+    long long m_fileKilobytes = 0;
     house::AwaitedCount m_awaited;
 };
 
-/// What is around a contender.
+std::string contentOf(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (!in)
+        throw std::runtime_error("Cannot read " + file);
+    return content;
+}
+
+/// What is around a contender: the measured home, or one that two files tell of.
 class Surroundings {
 public:
-    Surroundings(const MeasuredHome& home, Polls& polls) {
-        home.furnish(m_bus);
+    Surroundings(const Options& options, Polls& polls) {
+        const MeasuredHome home(options.meters, options.registers);
         std::ofstream("/etc/modbus-config.json") << home.configFile(m_bus.port());
         serve(LocalServer::rtuConfigPath, home.rtuConfig());
-        serve(LocalServer::attachedPath, home.attached());
-        serve(LocalServer::supportedPath, home.supported());
+        if (options.hasFiles()) {
+            furnishAllUnits();
+            serve(LocalServer::attachedPath, contentOf(options.attached));
+            serve(LocalServer::supportedPath, contentOf(options.supported));
+        } else {
+            home.furnish(m_bus);
+            serve(LocalServer::attachedPath, home.attached());
+            serve(LocalServer::supportedPath, home.supported());
+        }
         m_server.whenRequested([&polls](const house::Request& request) {
             if (request.path == LocalServer::rtuConfigPath)
                 polls.begins();
@@ -198,15 +253,30 @@ public:
 
     /// Waits for the messages of all polls. A contender that did less than its work is no
     /// contender.
-    std::vector<std::string> takeMessages(std::size_t messages, std::size_t reads) const {
-        if (!m_service.waitForMessages(messages) || m_service.messages().size() != messages)
-            throw std::runtime_error(counted(m_service.messages().size(), messages, "messages"));
+    std::vector<std::string> requireMessages(std::size_t messages, std::size_t reads) const {
+        const std::vector<std::string> texts = takeMessages(messages);
         if (m_bus.requestCount() != reads)
             throw std::runtime_error(counted(m_bus.requestCount(), reads, "reads"));
+        return texts;
+    }
+
+    /// Waits for @p messages.
+    std::vector<std::string> takeMessages(std::size_t messages) const {
+        if (!m_service.waitForMessages(messages) || m_service.messages().size() != messages)
+            throw std::runtime_error(counted(m_service.messages().size(), messages, "messages"));
         return m_service.texts();
     }
 
 private:
+    /// Gives each address that a bus has the same words, a float32 in each two.
+    void furnishAllUnits() {
+        house::Words words;
+        for (int i = 0; i < 50; ++i)
+            words.insert(words.end(), {0x4366, 0x0000});
+        for (int unit = 1; unit <= MeasuredHome::mostMeters; ++unit)
+            m_bus.unit(unit).input(0, words);
+    }
+
     void serve(const std::string& path, const std::string& body) {
         house::Answer answer = house::Answer::withBody(body);
         answer.headers["Content-Type"] = "application/json";
@@ -237,7 +307,7 @@ void measure(const Options& options) {
     if (!std::filesystem::is_empty("/etc"))
         throw std::runtime_error("/etc is not empty: this needs a world of tools/private-world");
     Polls polls(options);
-    const Surroundings surroundings(MeasuredHome(options.meters, options.registers), polls);
+    const Surroundings surroundings(options, polls);
     DrainedLog log;
     house::ChildProcess contender(commandOf(options), log.path(),
                                   {"LD_PRELOAD=" + options.preload});
@@ -248,10 +318,13 @@ void measure(const Options& options) {
                                  log.lastPart());
     if (!contender.waitForExit())
         throw std::runtime_error("The contender does not end");
+    log.finish();
 
     const std::size_t messages = polls.count() * static_cast<std::size_t>(options.meters);
     const std::size_t reads = messages * static_cast<std::size_t>(options.registers);
-    const std::vector<std::string> texts = surroundings.takeMessages(messages, reads);
+    const std::vector<std::string> texts = options.hasFiles()
+                                               ? surroundings.takeMessages(log.messageCount())
+                                               : surroundings.requireMessages(messages, reads);
     if (options.messages) {
         for (const std::string& text : texts)
             std::cout << text << '\n';
@@ -259,7 +332,10 @@ void measure(const Options& options) {
     }
     std::cout << R"({"cpuMilliseconds":)" << polls.cpuSecondsPerPoll() * 1000.0
               << R"(,"peakResidentKilobytes":)" << polls.peakResidentKilobytes()
-              << R"(,"logLines":)" << log.lineCount();
+              << R"(,"fileKilobytes":)" << polls.fileKilobytes() << R"(,"seconds":)"
+              << polls.secondsPerPoll() << R"(,"messages":)" << texts.size()
+              << R"(,"failedRequests":)" << log.failedRequestCount() << R"(,"logLines":)"
+              << log.lineCount();
     if (!options.callgrindOut.empty())
         std::cout << R"(,"instructions":)" << numberBehind("Collected :", callgrindLog);
     std::cout << "}\n";
@@ -279,6 +355,17 @@ int main(int argc, char** argv) {
     app.add_option("--preload", options.preload, "library that takes away the pauses")
         ->required()
         ->check(CLI::ExistingFile);
+    CLI::Option* attached =
+        app.add_option("--attached", options.attached,
+                       "reply about the meters instead of --meters; need not be a good one")
+            ->check(CLI::ExistingFile);
+    app.add_option(
+           "--supported", options.supported,
+           "reply about their models instead of --registers; each address from 1 to 247 has "
+           "the input registers 0 to 99")
+        ->check(CLI::ExistingFile)
+        ->needs(attached);
+    attached->needs("--supported");
     app.add_option("--callgrind", options.callgrindOut,
                    "count instructions, and write the profile to this file");
     app.add_flag("--messages", options.messages, "print the messages instead of figures");
