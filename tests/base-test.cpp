@@ -136,8 +136,17 @@ TEST(SplitString, cutsAtEachDelimiter) {
     EXPECT_THAT(splitString("", ',', false), ElementsAre(""));
 }
 
+TEST(SplitString, cutsAtADelimiterAtTheStart) {
+    EXPECT_THAT(splitString(",a", ',', false), ElementsAre("", "a"));
+}
+
+TEST(SplitString, aNulMayBeTheDelimiter) {
+    EXPECT_THAT(splitString(std::string("a\0b", 3), '\0', false), ElementsAre("a", "b"));
+}
+
 TEST(SplitString, aDelimiterBehindABackslashDoesNotSeparateAndTheBackslashStays) {
     EXPECT_THAT(splitString("a,b\\,c", ',', false), ElementsAre("a", "b\\,c"));
+    EXPECT_THAT(splitString("\\,c", ',', false), ElementsAre("\\,c"));
 }
 
 TEST(SplitString, trimsThePartsOnOrder) {
@@ -320,6 +329,11 @@ TEST(TruncateUtf8String, leavesAShorterTextAndGivesNothingForZero) {
     EXPECT_EQ(truncateUTF8String("abc", 3), "abc");
     EXPECT_EQ(truncateUTF8String("abc", 2), "ab");
     EXPECT_EQ(truncateUTF8String("abc", 0), "");
+}
+
+TEST(TruncateUtf8String, leavesATextOfThatSizeWhateverItHolds) {
+    EXPECT_EQ(truncateUTF8String("a\xC3", 2), "a\xC3");
+    EXPECT_EQ(truncateUTF8String(std::string("a\0b", 3), 3), std::string("a\0b", 3));
 }
 
 TEST(TruncateUtf8String, cutsAtANulAndASequenceThatDoesNotFit) {

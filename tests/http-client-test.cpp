@@ -37,6 +37,10 @@ TEST_F(Http, getGivesStatusAndBody) {
     EXPECT_EQ(server.requests().front().body, "");
 }
 
+TEST(HttpResponse, hasNoStatusAtFirst) {
+    EXPECT_EQ(orv::HttpResponse().code, -1);
+}
+
 TEST_F(Http, anErrorStatusIsASuccessOfTheClientWithItsBody) {
     server.answerAlways("/x", Answer::withStatus(500, "broken"));
 

@@ -110,6 +110,7 @@ TEST(ConvertField, tariffEnabledLogsItsValueAtDebug) {
 
 TEST(ConvertField, powerImportAboveZeroGoesToPowerConsumedAlone) {
     EXPECT_EQ(converted(F::powerImport, 2.5F, 100.0F), (R{.powerConsumed = 250.0}));
+    EXPECT_EQ(converted(F::powerImport, 0.5F, 1.0F), (R{.powerConsumed = 0.5}));
 }
 
 TEST(ConvertField, powerImportBelowZeroGoesToPowerProducedWithTheSignTurned) {

@@ -355,6 +355,12 @@ TEST(ModbusMeter, isReadFromAllItsKeys) {
     EXPECT_EQ(meter, fullMeter());
 }
 
+TEST(ModbusMeter, anEmptyObjectLeavesAllUnset) {
+    EXPECT_EQ(vx::fromJson<ModbusMeter>("{}"),
+              (ModbusMeter{MeteringId(), "", "", "", "", "", false, false, 0,
+                           MeterApplication::unitialized}));
+}
+
 TEST(ModbusMeter, comparesEachField) {
     using R = ModbusMeter;
     EXPECT_TRUE(countsInComparison(fullMeter(), &R::id, MeteringId("x")));

@@ -120,13 +120,18 @@ TEST(ToLocalMsIsoString, signOfMillisecondsBeforeTheEpochStaysWithinThe29Charact
 
 TEST(ToLocalMsIsoString, aZoneWhoseOffsetDoesNotFitGivesUtc) {
     const TemporaryDirectory directory;
-    // The format of RFC 8536 with one zone of 400000 seconds.
-    std::string file("TZif", 4);
-    file += std::string(16 + 4 * 4, '\0') + std::string("\0\0\0\1\0\0\0\4", 8);
-    file += std::string("\x00\x06\x1A\x80\0\0", 6) + std::string("BIG\0", 4);
-    const TimeZone zone((":" + directory.write("zone", file)).c_str());
+    // The format of RFC 8536 with one zone of an offset of four bytes.
+    const auto fileOf = [](const std::string& offset) {
+        return "TZif" + std::string(16 + 4 * 4, '\0') + std::string("\0\0\0\1\0\0\0\4", 8) +
+               offset + std::string("\0\0BIG\0", 6);
+    };
+    const std::string seconds400000("\x00\x06\x1A\x80", 4);
+    const std::string hours100("\x00\x05\x7E\x40", 4);
+    for (const std::string& offset : {seconds400000, hours100}) {
+        const TimeZone zone((":" + directory.write("zone", fileOf(offset))).c_str());
 
-    EXPECT_EQ(vx::toLocalMsIsoString(at(1500ms)), "1970-01-01T00:00:01.500+00:00");
+        EXPECT_EQ(vx::toLocalMsIsoString(at(1500ms)), "1970-01-01T00:00:01.500+00:00");
+    }
 }
 
 TEST(ToLocalMsIsoString, followsATimeZoneThatIsSetWithinASecond) {

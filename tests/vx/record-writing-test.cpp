@@ -52,6 +52,11 @@ TEST(RecordWriting, keysStandInDeclaredOrder) {
               R"("reals":[0.5,0.0],"inner":{"number":3}})");
 }
 
+TEST(RecordWriting, aFalseOutsideOfARecordIsWritten) {
+    EXPECT_EQ(vx::toJson(vx::toJsonFragment(false)), "false");
+    EXPECT_EQ(vx::toJson(vx::toJsonFragment(true)), "true");
+}
+
 TEST(RecordWriting, leavingOutLooksAtZeroAndNotAtTheMembersDefault) {
     EXPECT_EQ(written(Defaults()), R"({"scale":1.0,"colour":"green"})");
     EXPECT_EQ(written(Defaults{0.0F, Colour::none}), "{}");

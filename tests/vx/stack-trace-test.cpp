@@ -3,6 +3,8 @@
 #include "sanitizer-frames.h"
 #include "standard-error-pieces.h"
 
+#include "support/c-calls.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -219,6 +222,22 @@ TEST(StackTraceText, traceThatBeginsBehindItsEndTerminates) {
     EXPECT_EQ(joined(piecesOfAbort(write)), "terminated");
 }
 
+TEST(WriteToFd, goesOnBehindAWriteThatTookNothing) {
+    std::string taken;
+    bool isFirst = true;
+    const auto reluctant =
+        c_calls::write.replaceBy([&](int, const void* data, std::size_t size) -> ssize_t {
+            if (std::exchange(isFirst, false))
+                return 0;
+            taken.append(static_cast<const char*>(data), size);
+            return static_cast<ssize_t>(size);
+        });
+
+    vx::detail::writeToFd(STDERR_FILENO, "text", 4);
+
+    EXPECT_EQ(taken, "text");
+}
+
 TEST(SplitSymbol, dropsTheAddressBehindTheParenthesis) {
     EXPECT_EQ(splitSymbol("/usr/bin/x(main+0x12) [0x1234]"),
               (SymbolParts{"/usr/bin/x", "main", "0x12"}));
@@ -226,6 +245,10 @@ TEST(SplitSymbol, dropsTheAddressBehindTheParenthesis) {
 
 TEST(SplitSymbol, nameMayBeEmpty) {
     EXPECT_EQ(splitSymbol("path(+0x12) [0x1234]"), (SymbolParts{"path", "", "0x12"}));
+}
+
+TEST(SplitSymbol, pathMayBeEmpty) {
+    EXPECT_EQ(splitSymbol("(main+0x12) [0x1234]"), (SymbolParts{"", "main", "0x12"}));
 }
 
 TEST(SplitSymbol, takesTheLastParenthesisAndTheLastPlus) {

@@ -137,11 +137,13 @@ TEST(WriteText, anExceptionOfTheBufferFailsTheStream) {
     struct : std::streambuf {
         std::streamsize xsputn(const char*, std::streamsize) override { throw std::bad_alloc(); }
     } buffer;
-    std::ostream stream(&buffer);
+    for (const char* text : {"text", "t"}) {
+        std::ostream stream(&buffer);
 
-    writeText(stream, "text");
+        writeText(stream, text);
 
-    EXPECT_TRUE(stream.bad());
+        EXPECT_TRUE(stream.bad()) << text;
+    }
 }
 
 TEST(WriteInteger, isDecimalWhateverFormatTheStreamHas) {
