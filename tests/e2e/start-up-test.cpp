@@ -201,6 +201,24 @@ TEST_F(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
     }
 }
 
+TEST_F(StartUp, aProxyForHttpsIsNotAskedWhereTheLocalServerRedirectsThere) {
+    Answer moved = Answer::withStatus(302, "");
+    moved.headers["Location"] = "https://127.0.0.1:2/";
+    server->answerAlways(LocalServer::attachedPath, moved);
+    for (const std::string variable : {"https_proxy", "HTTPS_PROXY"}) {
+        start({variable + "=http://127.0.0.1:1", "no_proxy=", "NO_PROXY="});
+
+        EXPECT_EQ(transcriptUntil("Cycling meters"), R"(?? GET …/rtuconfig                200
+-- reconnect
+?? GET …/attached                 302
+!! error HttpClient Request failed: GET http://127.0.0.1:8088/api/v1/apartment/meterings/modbus/attached, Reason: Failed to connect to 127.0.0.1 port 2 after <ms> ms: Couldn't connect to server
+!! warning modbusSerial Error requesting from server code:-1 result: toolkit.cpp:<line>
+?? GET …/config/supported         200
+)") << variable;
+        end();
+    }
+}
+
 TEST_F(StartUp, terminationSignalEndsTheProcessWithoutAWord) {
     start();
     const std::string lastLineOfPoll = "modbusreaderSocketWriter Connect";

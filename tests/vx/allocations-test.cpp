@@ -1,6 +1,7 @@
 #include "support/allocations.h"
 #include "vx/enum.h"
 #include "vx/log.h"
+#include "vx/str.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,11 @@ TEST_F(LogAllocations, aSuppressedLineAllocatesNever) {
 TEST_F(LogAllocations, aLineOfThreeItemsAllocatesTwice) {
     EXPECT_EQ(allocationsOf([&] { VX_LOG(channel, notice, "Reading meter", slaveAddress, name); }),
               2U);
+}
+
+TEST(StrAllocations, aTextCostsItselfAlone) {
+    EXPECT_EQ(allocationsOf([] { vx::str("a piece too long to stand in the string itself", 3); }),
+              1U);
 }
 
 TEST(EnumAllocations, aNameCostsItsTextAlone) {

@@ -282,7 +282,7 @@ class Source:
         operands = self.operands(condition)
         if text.startswith("!") or (operands and operands[2] in NEGATIONS):
             return
-        self.add(extent, "value", f"!({text})", context)
+        self.add(extent, "condition", f"!({text})", context)
 
     def mutate_statement(self, parent, child, context):
         """Deletes it, unless a function would end without its value."""
@@ -317,7 +317,7 @@ class Source:
         return [mutant for place in self.sorted_places() for _, mutant in place.alternatives]
 
     def sorted_places(self):
-        rank = {"statement": 0, "void": 1, "value": 2}
+        rank = {"statement": 0, "void": 1, "condition": 2, "value": 3}
         return sorted(self.places.values(), key=lambda p: (p.start, -p.end, rank[p.form]))
 
     def mutated(self, numbers):
@@ -393,6 +393,8 @@ class Writer:
         opening, closing = {
             "value": ("(" + "".join(f"{s} ? ({' '.join(c.split())}) : " for s, c in switches) + "(",
                       "))"),
+            # So both are a bool, whatever the condition's type is.
+            "condition": (f"({switches[0][0]} ? {' '.join(switches[0][1].split())} : !!(", "))"),
             "void": (f"({switches[0][0]} ? void() : void(", "))"),
             "statement": (f"if ({switches[0][0]}) {{}} else ", ""),
         }[place.form]
