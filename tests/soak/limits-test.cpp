@@ -1,5 +1,5 @@
-// That polls of the sizes that operations.md names stay within what the service grants the
-// executable. Its pauses are shortened, and its log is that of the package.
+// That large polls stay within what the service grants the executable, as operations.md says. Its
+// pauses are shortened, and its log is that of the package.
 
 #include "e2e/reader-process.h"
 #include "support/lines.h"
@@ -55,6 +55,8 @@ Replies homeOf(int meters, int registers) {
                 joined(registers, powerRegister) + "]}]}"};
 }
 
+const std::string unitFile = SOURCE_DIRECTORY "/packaging/modbus-reader.service";
+
 class Limits : public World {
 protected:
     Limits() {
@@ -64,16 +66,20 @@ protected:
 
     /// Lets the executable poll, until its poll @p polls begins to read meters.
     void poll(std::size_t polls) {
-        m_reader = std::make_unique<ReaderProcess>(std::vector<std::string>{
-            "LD_PRELOAD=" SHORT_PAUSES_LIBRARY, "VX_LOG=W,modbusreaderSocketWriter:N"});
+        const std::string descriptors = std::to_string(numberBehind("LimitNOFILE=", unitFile));
+        m_reader = std::make_unique<ReaderProcess>(
+            std::vector<std::string>{"LD_PRELOAD=" SHORT_PAUSES_LIBRARY,
+                                     "VX_LOG=W,modbusreaderSocketWriter:N"},
+            std::vector<std::string>{},
+            std::vector<std::string>{"/bin/sh", "-c",
+                                     "ulimit -n " + descriptors + R"(; exec "$0")"});
         for (std::size_t i = 1; i <= polls; ++i)
             ASSERT_TRUE(server->waitForRequests(LocalServer::supportedPath, i)) << i;
     }
 
     /// Compares the most memory that the executable has had with what the service grants it.
     void expectMemoryOfService() const {
-        const long granted =
-            numberBehind("MemoryMax=", SOURCE_DIRECTORY "/packaging/modbus-reader.service");
+        const long granted = numberBehind("MemoryMax=", unitFile);
         const long peak =
             numberBehind("VmHWM:", "/proc/" + std::to_string(m_reader->pid()) + "/status") / 1024;
         // The least that it has without any meter. A smaller figure is that of something else.

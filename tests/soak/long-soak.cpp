@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <compare>
 #include <condition_variable>
 #include <csignal>
 #include <filesystem>
@@ -20,12 +22,14 @@
 #include <iterator>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <regex>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -114,6 +118,8 @@ struct Trouble {
     bool losesMessages;
     /// Warnings and errors that the reader writes of it.
     int complaints;
+    /// The one whose energy is that of the poll before; 0 if all are read.
+    int carriedMeter = 0;
 };
 
 Trouble badAnswer(const char* name, const char* path, Answer answer, bool losesMessages,
@@ -122,10 +128,10 @@ Trouble badAnswer(const char* name, const char* path, Answer answer, bool losesM
             complaints};
 }
 
-/// A register that can't be read keeps the value of the poll before, so its message isn't lost.
+/// A register that can't be read keeps the value of the poll before, so no message is lost.
 Trouble badRegister(const char* name, int meter, Fault fault, int complaints = 1) {
     return {name, [=](Home& home) { home.bus.unit(meter).failNext(energy, fault); }, false,
-            complaints};
+            complaints, complaints == 0 ? 0 : meter};
 }
 
 /// One for each message, which is lost.
@@ -181,20 +187,41 @@ std::string withoutNumbers(const std::string& line) {
     return text;
 }
 
+/// What a message says.
+struct Reading {
+    auto operator<=>(const Reading&) const = default;
+
+    /// In watts.
+    double power = 0;
+    int meter = 0;
+    /// In kilowatt hours, of which single precision leaves more than the nearest one.
+    double energy = 0;
+};
+
+/// Both counters of a meter hold the number of the poll.
+Reading readingOf(int meter, int poll, bool carried) {
+    const int value = firstValue + poll;
+    return {static_cast<double>(value), meter, static_cast<double>(carried ? value - 1 : value)};
+}
+
 /// Polls, messages and lines as they come, and what is wrong with them.
 class Account {
 public:
-    Account(int polls, unsigned seed, std::set<std::string> expectedLines)
-        : m_polls(polls),
+    /// @p hasOwnHeap is false for a reader whose heap is kept by a program that watches it, and
+    /// that tells of leaks itself.
+    Account(bool hasOwnHeap, int polls, unsigned seed, std::set<std::string> expectedLines)
+        : m_hasOwnHeap(hasOwnHeap),
+          m_polls(polls),
           m_settledPoll(std::min(usuallySettled, polls / 2 / faultEvery * faultEvery)),
           m_random(seed),
           m_expectedLines(std::move(expectedLines)) {}
 
-    void watch(pid_t reader) {
+    /// The reader has not been started by then.
+    void begin() {
         m_home.service.whenArrived([this](const auto& x) { messageArrives(x.text); });
-        m_home.server.whenRequested([this, reader](const house::Request& request) {
+        m_home.server.whenRequested([this](const house::Request& request) {
             if (request.path == LocalServer::rtuConfigPath)
-                pollBegins(reader);
+                pollBegins();
         });
     }
 
@@ -207,37 +234,45 @@ public:
             wrong("unexpected line", text);
     }
 
-    /// Waits until all polls are made. What the reader does from then on doesn't count, so that it
-    /// may be ended.
-    void waitForEnd() {
+    /// Waits until @p reader has made all polls, or makes none any more. What it does from then on
+    /// doesn't count, so that it may be ended.
+    void waitForEnd(pid_t reader) {
         std::unique_lock lock(m_mutex);
+        m_reader = reader;
         for (int seen = -1; m_poll <= m_polls;) {
-            if (seen == m_poll)
-                throw std::runtime_error("The reader does not poll any more, after poll " +
-                                         std::to_string(m_poll));
+            if (seen == m_poll) {
+                wrong("no poll behind", std::to_string(m_poll));
+                return;
+            }
             seen = m_poll;
             m_changed.wait_for(lock, house::Patience::limit(std::chrono::seconds(30)),
                                [&] { return m_poll != seen; });
         }
     }
 
+    void wrongEnd() {
+        const std::scoped_lock lock(m_mutex);
+        wrong("end", "not by SIGTERM");
+    }
+
     /// Prints the figures and returns whether all is well.
     bool tell() {
         const std::scoped_lock lock(m_mutex);
         // The last messages may be under way.
-        std::erase_if(m_missing, [&](const auto& x) { return x.first >= m_polls - 1; });
-        for (const auto& [poll, meter] : m_missing)
-            wrong("lost message", std::to_string(poll) + " of meter " + std::to_string(meter));
+        std::erase_if(m_missing,
+                      [&](const Reading& x) { return x.power >= firstValue + m_polls - 1; });
+        for (const Reading& x : m_missing)
+            wrong("lost message",
+                  "meter " + std::to_string(x.meter) + ", " + std::to_string(x.power) + " W");
         if (m_complaints != m_expectedComplaints)
             wrong("warnings and errors", std::to_string(m_complaints) + " instead of " +
                                              std::to_string(m_expectedComplaints));
         if (m_last.heapBytes > m_settled.heapBytes + toleratedBytes)
             wrong("heap", "grew");
-        // Valgrind keeps the heap itself. Its pages grow with what it watches, and it tells of
-        // leaks.
-        const bool hasOwnHeap = m_last.heapBytes != 0;
-        if (hasOwnHeap && m_last.process.residentKilobytes >
-                              m_settled.process.residentKilobytes + toleratedKilobytes)
+        if (m_hasOwnHeap && m_last.heapBytes == 0)
+            wrong("heap", "isn't told");
+        if (m_hasOwnHeap && m_last.process.residentKilobytes >
+                                m_settled.process.residentKilobytes + toleratedKilobytes)
             wrong("memory", "grew");
         if (m_last.process.descriptors != m_settled.process.descriptors)
             wrong("descriptors", "differ");
@@ -251,7 +286,7 @@ public:
 
 private:
     /// By the first request of a poll.
-    void pollBegins(pid_t reader) {
+    void pollBegins() {
         const std::scoped_lock lock(m_mutex);
         if (m_poll > m_polls)
             return;
@@ -262,7 +297,7 @@ private:
             return;
         // Of good polls alone: after one that lost its messages fewer connections are open.
         if (m_poll % faultEvery == 0)
-            m_last = Holdings::of(reader);
+            m_last = Holdings::of(m_reader);
         if (m_poll == m_settledPoll)
             m_settled = m_last;
         for (const int meter : meters) {
@@ -272,28 +307,33 @@ private:
             m_home.bus.unit(meter).holding(power, {high, low}).holding(energy, {high, low});
         }
         bool losesMessages = false;
+        int carriedMeter = 0;
         if (m_poll % faultEvery == 0) {
             const Trouble& trouble = m_troubles[m_random() % m_troubles.size()];
             trouble.strike(m_home);
             losesMessages = trouble.losesMessages;
+            carriedMeter = trouble.carriedMeter;
             m_expectedComplaints += trouble.complaints;
             ++m_struck;
         }
         if (!losesMessages)
             for (const int meter : meters)
-                m_missing.insert({m_poll, meter});
+                m_missing.insert(readingOf(meter, m_poll, meter == carriedMeter));
         m_home.server.clearRequests();
         m_home.bus.clearTranscript();
     }
 
     void messageArrives(const std::string& text) {
-        static const std::regex form(R"re("id":"S-(\d)".*"powerConsumed":(\d+)\.0)re");
+        static const std::regex form(
+            R"re(\{"id":"S-(\d)",.*,"powerConsumed":([^,]+),"energyConsumed":([^,]+)\})re");
+        constexpr double joulesPerKilowattHour = 3600000;
         std::smatch match;
         const std::scoped_lock lock(m_mutex);
         if (m_poll > m_polls)
             return;
-        if (!std::regex_search(text, match, form) ||
-            m_missing.erase({std::stoi(match.str(2)) - firstValue, std::stoi(match.str(1))}) == 0)
+        if (!std::regex_match(text, match, form) ||
+            m_missing.erase({std::stod(match.str(2)), std::stoi(match.str(1)),
+                             std::round(std::stod(match.str(3)) / joulesPerKilowattHour)}) == 0)
             wrong("unexpected message", text);
         ++m_messages;
         m_home.service.clear();
@@ -306,6 +346,7 @@ private:
             m_wrong.insert(std::string(what) + ": " + text);
     }
 
+    const bool m_hasOwnHeap;
     const int m_polls;
     const int m_settledPoll;
     std::mt19937 m_random;
@@ -313,12 +354,14 @@ private:
     const std::vector<Trouble> m_troubles = troubles();
     std::mutex m_mutex;
     std::condition_variable m_changed;
+    /// Known long before its figures are asked for.
+    pid_t m_reader = 0;
     int m_poll = 0;
     int m_struck = 0;
     int m_messages = 0;
     int m_complaints = 0;
     int m_expectedComplaints = 0;
-    std::set<std::pair<int, int>> m_missing;
+    std::set<Reading> m_missing;
     std::set<std::string> m_wrong;
     Holdings m_settled;
     Holdings m_last;
@@ -336,10 +379,10 @@ std::set<std::string> linesOf(const std::string& path) {
     return lines;
 }
 
-int soak(const std::vector<std::string>& reader, int polls, unsigned seed,
+int soak(bool hasOwnHeap, const std::vector<std::string>& reader, int polls, unsigned seed,
          const char* expectedLines) {
     constexpr const char* log = "/run/reader.log";
-    Account account(polls, seed, linesOf(expectedLines));
+    Account account(hasOwnHeap, polls, seed, linesOf(expectedLines));
     if (mkfifo(log, 0600) != 0)
         throw std::runtime_error("Can't make a pipe for the log");
     {
@@ -348,13 +391,14 @@ int soak(const std::vector<std::string>& reader, int polls, unsigned seed,
             for (std::string line; std::getline(pipe, line);)
                 account.lineComes(line);
         });
+        account.begin();
         house::ChildProcess process(reader, log, {std::string("HEAP_FIGURE=") + heapFigure});
-        account.watch(process.pid());
-        account.waitForEnd();
+        account.waitForEnd(process.pid());
         // A program that watches the reader has its last word, which is in the log then.
         process.signal(SIGTERM);
-        if (!process.waitForExit())
-            throw std::runtime_error("The reader does not end");
+        const std::optional<int> status = process.waitForExit();
+        if (!status || !WIFSIGNALED(*status) || WTERMSIG(*status) != SIGTERM)
+            account.wrongEnd();
     }
     return account.tell() ? 0 : 1;
 }
@@ -372,14 +416,19 @@ Number number(std::string_view text, Number least, Number most) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 5) {
-        std::cerr << "usage: long-soak EXPECTED-LINES POLLS SEED READER [ARGUMENT...]\n";
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const bool isWatched = !words.empty() && words.front() == "--watched";
+    if (isWatched)
+        words.erase(words.begin());
+    if (words.size() < 4) {
+        std::cerr
+            << "usage: long-soak [--watched] EXPECTED-LINES POLLS SEED READER [ARGUMENT...]\n";
         return 2;
     }
     try {
-        const int polls = number<int>(argv[2], 4 * faultEvery, 15'000'000);
-        const auto seed = number<unsigned>(argv[3], 0, std::numeric_limits<unsigned>::max());
-        return soak({argv + 4, argv + argc}, polls, seed, argv[1]);
+        const int polls = number<int>(words[1], 4 * faultEvery, 3'000'000);
+        const auto seed = number<unsigned>(words[2], 0, std::numeric_limits<unsigned>::max());
+        return soak(!isWatched, {words.begin() + 3, words.end()}, polls, seed, words[0].c_str());
     } catch (const std::exception& e) {
         std::cerr << "long-soak: " << e.what() << '\n';
         return 2;
