@@ -2,10 +2,8 @@
 
 #include "vx/exception.h"
 
-#include <cerrno>
 #include <cmath>
 #include <mutex>
-#include <new>
 #include <string_view>
 
 namespace vx {
@@ -15,20 +13,6 @@ namespace {
 std::mutex jsonTextMutex;
 
 using Tokener = std::unique_ptr<json_tokener, void (*)(json_tokener*)>;
-
-/// Tells what json-c doesn't: that it found no memory. It goes on without the key or the piece of
-/// text then, and what is left looks good. It is told by `errno`, which json-c itself clears at
-/// each number that it reads, so for a text that is read it is missed ahead of the last number.
-class MemoryWatch {
-public:
-    MemoryWatch() { errno = 0; }
-
-    /// Throws `std::bad_alloc` if there was none since the construction.
-    void requireEnough() const {
-        if (errno == ENOMEM)
-            throw std::bad_alloc();
-    }
-};
 
 /// json-c's reason for a failed parse.
 const char* errorDescription(json_tokener* tok) {
@@ -43,15 +27,12 @@ std::shared_ptr<json_object> parseJsonFragment(const char* text) {
     // For this text json-c gives a null pointer, as it does for a failure.
     if (std::string_view(text) == "null")
         return nullptr;
-    const MemoryWatch memory;
     json_object* object = json_tokener_parse_ex(tok.get(), text, -1);
     if (object == nullptr)
         throw Exception(strArgs("Failed to parse json. ", errorDescription(tok.get()),
                                 " condition:object ", trimFile(__FILE__), ":", __LINE__, " ",
                                 logContext()));
-    auto fragment = makeJsonFragment(object);
-    memory.requireEnough();
-    return fragment;
+    return makeJsonFragment(object);
 }
 
 std::shared_ptr<json_object> makeJsonFragment(json_object* object) {
@@ -60,10 +41,7 @@ std::shared_ptr<json_object> makeJsonFragment(json_object* object) {
 
 std::string toJson(const std::shared_ptr<json_object>& fragment) {
     const std::scoped_lock lock(jsonTextMutex);
-    const MemoryWatch memory;
-    const char* text = json_object_to_json_string_ext(fragment.get(), 0);
-    memory.requireEnough();
-    return text;
+    return json_object_to_json_string_ext(fragment.get(), 0);
 }
 
 JsonPrimitive FromJson<JsonPrimitive>::call(json_object* json) {
@@ -87,13 +65,12 @@ JsonPrimitive FromJson<JsonPrimitive>::call(json_object* json) {
 
 std::shared_ptr<json_object> ToJsonFragment<JsonPrimitive>::call(const JsonPrimitive& value) {
     if (const auto* text = std::get_if<std::string>(&value))
-        return detail::newJsonFragment(
+        return makeJsonFragment(
             json_object_new_string_len(text->data(), static_cast<int>(text->size())));
     if (const auto* flag = std::get_if<bool>(&value))
-        return detail::newJsonFragment(json_object_new_boolean(*flag ? 1 : 0));
+        return makeJsonFragment(json_object_new_boolean(*flag ? 1 : 0));
     if (const auto* number = std::get_if<double>(&value))
-        return std::isfinite(*number) ? detail::newJsonFragment(json_object_new_double(*number))
-                                      : makeJsonFragment(nullptr);
+        return makeJsonFragment(std::isfinite(*number) ? json_object_new_double(*number) : nullptr);
     return nullptr;
 }
 

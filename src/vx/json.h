@@ -5,7 +5,6 @@
 #include <json-c/json.h>
 
 #include <memory>
-#include <new>
 #include <ostream>
 #include <string>
 #include <variant>
@@ -19,15 +18,14 @@ namespace vx {
 /// Fragment of the first JSON value in @p text, which is not null; what follows that value is
 /// ignored. Exactly the text "null" gives an empty pointer; with a blank or a line end around it,
 /// it counts as no value. Throws `vx::Exception` "Failed to parse json." with json-c's reason if
-/// there is no value, and `std::bad_alloc` if a part of it found no memory.
+/// there is no value.
 std::shared_ptr<json_object> parseJsonFragment(const char* text);
 
 /// Takes over one reference to @p object, so the caller doesn't release it. Null gives null.
 std::shared_ptr<json_object> makeJsonFragment(json_object* object);
 
 /// Text of a fragment, without blanks and line breaks; "null" for an empty pointer. Two threads may
-/// call it for one tree at once, as long as none changes the tree. Throws `std::bad_alloc` if the
-/// text finds no memory.
+/// call it for one tree at once, as long as none changes the tree.
 std::string toJson(const std::shared_ptr<json_object>& fragment);
 
 /// Reading of one kind of value. Specialised here and in vx/record.h; a type that is none of these
@@ -57,20 +55,6 @@ struct ToJsonFragment<JsonPrimitive> {
 };
 
 namespace detail {
-
-/// Fragment of an object that json-c was asked to make. It gives null if it finds no memory, which
-/// throws `std::bad_alloc` here: it would go out as the value null.
-inline std::shared_ptr<json_object> newJsonFragment(json_object* object) {
-    if (object == nullptr)
-        throw std::bad_alloc();
-    return makeJsonFragment(object);
-}
-
-/// Throws `std::bad_alloc` if @p result says that json-c found no memory to add a value.
-inline void requireAdded(int result) {
-    if (result != 0)
-        throw std::bad_alloc();
-}
 
 /// In messages a fragment is its JSON text.
 template <>

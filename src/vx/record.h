@@ -288,7 +288,7 @@ struct FromJson<V> {
 template <>
 struct ToJsonFragment<bool> {
     static std::shared_ptr<json_object> call(bool value) {
-        return detail::newJsonFragment(json_object_new_boolean(value ? 1 : 0));
+        return makeJsonFragment(json_object_new_boolean(value ? 1 : 0));
     }
 };
 
@@ -296,7 +296,7 @@ struct ToJsonFragment<bool> {
 template <detail::Integer T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
-        return detail::newJsonFragment(json_object_new_int64(value));
+        return makeJsonFragment(json_object_new_int64(value));
     }
 };
 
@@ -304,16 +304,14 @@ struct ToJsonFragment<T> {
 template <std::floating_point T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(double value) {
-        if (!std::isfinite(value))
-            return makeJsonFragment(nullptr);
-        return detail::newJsonFragment(json_object_new_double(value));
+        return makeJsonFragment(std::isfinite(value) ? json_object_new_double(value) : nullptr);
     }
 };
 
 template <>
 struct ToJsonFragment<std::string> {
     static std::shared_ptr<json_object> call(const std::string& value) {
-        return detail::newJsonFragment(
+        return makeJsonFragment(
             json_object_new_string_len(value.data(), static_cast<int>(value.size())));
     }
 };
@@ -329,15 +327,14 @@ struct ToJsonFragment<Identifier<Tag>> {
 template <NamedEnum T>
 struct ToJsonFragment<T> {
     static std::shared_ptr<json_object> call(T value) {
-        return detail::newJsonFragment(
-            json_object_new_string(fromEnum<std::string>(value).c_str()));
+        return makeJsonFragment(json_object_new_string(fromEnum<std::string>(value).c_str()));
     }
 };
 
 template <>
 struct ToJsonFragment<DateTime> {
     static std::shared_ptr<json_object> call(DateTime value) {
-        return detail::newJsonFragment(json_object_new_string(toString(value).c_str()));
+        return makeJsonFragment(json_object_new_string(toString(value).c_str()));
     }
 };
 
@@ -356,15 +353,13 @@ struct ToJsonFragment<std::monostate> {
 template <class T>
 struct ToJsonFragment<std::vector<T>> {
     static std::shared_ptr<json_object> call(const std::vector<T>& values) {
-        auto result = detail::newJsonFragment(json_object_new_array());
+        auto result = makeJsonFragment(json_object_new_array());
         std::size_t index = 0;
         const detail::LogContextImpl frame(
             [&](std::ostream& stream) { stream << "/ " << index << ' '; });
         for (const T& value : values) {
             const auto fragment = toJsonFragment<T>(value);
-            detail::requireAdded(json_object_array_add(result.get(), fragment.get()));
-            // The reference of the array.
-            json_object_get(fragment.get());
+            json_object_array_add(result.get(), json_object_get(fragment.get()));
             ++index;
         }
         return result;
@@ -384,14 +379,12 @@ struct ToJsonFragment<R> {
             if (detail::isLeftOut(record.*member))
                 return;
             const auto fragment = toJsonFragment(record.*member);
-            detail::requireAdded(json_object_object_add(target.get(), key, fragment.get()));
-            // The reference of the target.
-            json_object_get(fragment.get());
+            json_object_object_add(target.get(), key, json_object_get(fragment.get()));
         }
     };
 
     static std::shared_ptr<json_object> call(const R& record) {
-        auto result = detail::newJsonFragment(json_object_new_object());
+        auto result = makeJsonFragment(json_object_new_object());
         Visitor visitor{result, record};
         R::visitFields(visitor);
         return result;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <map>
@@ -21,6 +22,7 @@ using testing::AnyOfArray;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::IsSupersetOf;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
@@ -153,6 +155,8 @@ TEST_F(FewDescriptors, nineAreEnoughForOneMeter) {
     startWith(9);
 
     EXPECT_TRUE(waitForMessage(messageOf(3)));
+    EXPECT_THAT(messagesSoFar(), IsSupersetOf({messageOf(1), messageOf(2)}));
+    EXPECT_THAT(complaints(), SizeIs(0));
 }
 
 TEST_F(HostileLimits, withoutDescriptorsNoPollDeliversUntilThereAreSome) {
@@ -257,7 +261,10 @@ private:
               {"FAILING_ALLOCATION=" + order, "LAST_POLL=" + std::to_string(poll + 3)});
         const std::string outcome = endOf(reader->waitForExit());
         const std::vector<std::string> lines = log();
-        if (number != 0) {
+        const int allocations = allocationsOf(poll, lines);
+        // A poll may have fewer than another, as what its event loop does falls into one or the
+        // next.
+        if (number != 0 && (outcome != "status 0" || allocations >= number)) {
             EXPECT_THAT(lines, Contains("allocation " + order + " fails"));
         }
         if (outcome == "status 0")
@@ -266,7 +273,7 @@ private:
             expectDeath(outcome, lines);
         ++m_outcomes[outcome];
         end();
-        return allocationsOf(poll, lines);
+        return allocations;
     }
 
     static int allocationsOf(int poll, const std::vector<std::string>& lines) {
@@ -275,41 +282,57 @@ private:
         return told.empty() ? 0 : std::stoi(told.front().substr(begin.size()));
     }
 
-    /// The poll behind the failure delivers, and nothing but that of the failure loses anything.
+    /// The poll behind the failure delivers, and nothing but that of the failure loses anything. A
+    /// poll whose first request fails isn't counted.
     void expectDelivery(int poll, const std::vector<std::string>& lines) {
         const std::vector<std::string> trouble = troubleOf(lines);
         EXPECT_THAT(trouble, Each(AnyOfArray(knownTrouble())));
         // Whoever never had a connection has none until the serial parameters change.
-        const bool neverConnects = linesWith(trouble, "Could not read register").size() > 2;
+        const bool neverConnects =
+            poll == 1 && linesWith(trouble, "Could not read register").size() > 2;
         const std::string next = neverConnects ? messageWithoutValues : messageOf(poll + 1);
         EXPECT_TRUE(waitForMessage(next));
-        for (const std::string& text : messagesSoFar())
-            EXPECT_THAT(text, AnyOf("", messageOf(poll - 1), messageOf(poll), next,
-                                    messageOf(poll + 2), AnyOfArray(lossesOf(poll))));
+        for (const std::string& text : messagesSoFar()) {
+            if (!isSilentLoss(text, messageOf(poll))) {
+                EXPECT_THAT(text, AnyOf(messageOf(poll - 1), next, messageOf(poll + 2)));
+            }
+        }
     }
 
-    /// What else a message may be in the poll of the failure. The JSON library leaves a key of a
-    /// reply out whose name finds no memory.
-    static std::vector<std::string> lossesOf(int poll) {
-        const auto without = [message = messageOf(poll)](const std::string& part) {
-            std::string text = message;
-            return text.replace(text.find(part), part.size(), "");
+    /// Whether @p message is @p good but for members that are missing, null, or under an empty key,
+    /// or an energy that isn't scaled: the JSON library tells of none that it has no memory for, be
+    /// it of a reply or of a message.
+    static bool isSilentLoss(const std::string& message, const std::string& good) {
+        constexpr const char* unscaledEnergy = "7200000.0";
+        static const std::regex member(R"re("([a-zA-Z]*)":("[^"]*"|[^,}]*))re");
+        const auto membersOf = [](const std::string& text) {
+            return std::vector<std::smatch>(std::sregex_iterator(text.begin(), text.end(), member),
+                                            {});
         };
-        const std::string power = ",\"powerConsumed\":" + std::to_string(poll) + ".0";
-        return {messageWithoutValues, without(power), without(",\"energyConsumed\":3600000.0")};
+        const std::vector<std::smatch> known = membersOf(good);
+        const std::vector<std::smatch> told = membersOf(message);
+        return std::all_of(told.begin(), told.end(), [&](const std::smatch& x) {
+            return std::any_of(known.begin(), known.end(), [&](const std::smatch& y) {
+                return (x[1] == y[1] || x[1].length() == 0) &&
+                       (x[2] == y[2] || x[2] == "null" ||
+                        (y[1] == "energyConsumed" && x[2] == unscaledEnergy));
+            });
+        });
     }
 
     static constexpr const char* messageWithoutValues =
         R"({"id":"S-1","slaveAddress":7,"meteringType":"modbus","lastChanged":"<time>"})";
 
-    /// By an exception that no handler takes; or in the JSON library, which doesn't look whether it
-    /// was given any, while it reads a reply.
+    /// By an exception that no handler takes; or in the JSON library, by an assertion, or because
+    /// it doesn't look whether it was given any while it reads a reply.
     static void expectDeath(const std::string& outcome, const std::vector<std::string>& lines) {
         if (outcome == "SIGABRT") {
             EXPECT_THAT(troubleOf(lines),
-                        ElementsAre("terminate called after throwing an instance of "
-                                    "'std::bad_alloc'",
-                                    "  what():  std::bad_alloc"));
+                        AnyOf(ElementsAre("terminate called after throwing an instance of "
+                                          "'std::bad_alloc'",
+                                          "  what():  std::bad_alloc"),
+                              ElementsAre(MatchesRegex(
+                                  "modbus-reader: ./json_object\\.c:.*: Assertion .* failed\\."))));
         } else {
             EXPECT_EQ(outcome, "SIGSEGV");
             EXPECT_THAT(lines.at(lines.size() - 2),
@@ -348,6 +371,7 @@ private:
             "notice System URL::appendCallback: (realloc failed)",
             noAnswer,
             unconverted + "std::bad_alloc toolkit.cpp:<line>",
+            unconverted + "basic_string: construction from null is not valid toolkit.cpp:<line>",
             unconverted + "condition:tok vx/json.cpp:<line> toolkit.cpp:<line>",
             unconverted + "Failed to parse json. success condition:object vx/json.cpp:<line> "
                           "toolkit.cpp:<line>",
@@ -365,6 +389,8 @@ private:
             "argument toolkit.cpp:<line>",
             unreadRegister + "Bad file descriptor aRegister:…",
             unreadRegister + "Invalid argument aRegister:…",
+            // Where the address of the meter is lost.
+            unreadRegister + "Connection timed out aRegister:…",
             // Where the serial is lost on the list, or a register's length.
             unreadRegister + "Unknown error 112345680 aRegister:…",
             unreadRegister + "Unknown error 112345681 aRegister:…",

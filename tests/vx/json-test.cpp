@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
@@ -112,17 +111,6 @@ TEST(ParseJson, withoutATokenerFailsEvenForNull) {
     EXPECT_EQ(failureOf("null"), "condition:tok vx/json.cpp:<line>");
 }
 
-TEST(ParseJson, aPieceThatFindsNoMemoryThrows) {
-    const auto without = json_calls::tokener_parse_ex.replaceBy(
-        [](json_tokener* tokener, const char* text, int size) {
-            json_object* incomplete = json_calls::tokener_parse_ex.real(tokener, text, size);
-            errno = ENOMEM;
-            return incomplete;
-        });
-
-    EXPECT_THROW(parseJsonFragment("{}"), std::bad_alloc);
-}
-
 TEST(ParseJson, theLogContextEndsTheText) {
     const int slaveAddress = 3;
     VX_LOG_CONTEXT(slaveAddress);
@@ -183,17 +171,6 @@ TEST(ToJson, writesNeitherBlanksNorLineBreaks) {
 
 TEST(ToJson, escapesASlash) {
     EXPECT_EQ(toJson(parseJsonFragment(R"("/dev/tty")")), R"("\/dev\/tty")");
-}
-
-TEST(ToJson, aPieceThatFindsNoMemoryThrows) {
-    const auto without =
-        json_calls::object_to_json_string_ext.replaceBy([](json_object* object, int flags) {
-            const char* incomplete = json_calls::object_to_json_string_ext.real(object, flags);
-            errno = ENOMEM;
-            return incomplete;
-        });
-
-    EXPECT_THROW(toJson(parseJsonFragment("{}")), std::bad_alloc);
 }
 
 TEST(CompareJson, isDeepAndBlindToTheOrderOfKeys) {
