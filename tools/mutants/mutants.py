@@ -40,10 +40,6 @@ class Mutant:
     new: str
     number: int = 0
 
-    def key(self):
-        """Stands for it as long as the text of its place stays."""
-        return (self.file, self.old, self.new)
-
 
 @dataclasses.dataclass
 class Place:
