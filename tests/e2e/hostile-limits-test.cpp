@@ -64,14 +64,6 @@ std::vector<std::string> complaintsOf(std::vector<std::string> lines) {
     return lines;
 }
 
-/// Lets a running process have @p count descriptors. It keeps those that it has.
-void allowDescriptors(pid_t pid, rlim_t count) {
-    rlimit limit{};
-    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &limit), 0);
-    limit.rlim_cur = count;
-    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &limit, nullptr), 0);
-}
-
 using HostileLimits = CountingHome;
 
 } // namespace
@@ -162,14 +154,14 @@ TEST_F(FewDescriptors, nineAreEnoughForOneMeter) {
 TEST_F(HostileLimits, withoutDescriptorsNoPollDeliversUntilThereAreSome) {
     atEachPoll([this](int poll) {
         if (poll == 3)
-            allowDescriptors(reader->pid(), 3);
+            reader->allowDescriptors(3);
     });
     start();
 
     const auto lines = logUntil(failedRequest + "config/supported", 2);
     EXPECT_EQ(poll(), 3);
     EXPECT_THAT(messagesSoFar(), ElementsAre(messageOf(1), messageOf(2)));
-    allowDescriptors(reader->pid(), 1024);
+    reader->allowDescriptors(1024);
     EXPECT_TRUE(waitForMessage(messageOf(4)));
     end();
 

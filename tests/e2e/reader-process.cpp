@@ -11,6 +11,7 @@
 #include <regex>
 #include <sstream>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -98,6 +99,13 @@ std::vector<std::string> ReaderProcess::takeNewLines() {
         line = plain(line);
     }
     return lines;
+}
+
+void ReaderProcess::allowDescriptors(std::size_t count) const {
+    rlimit limit{};
+    ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    limit.rlim_cur = count;
+    ASSERT_EQ(prlimit(pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
 }
 
 int ReaderProcess::waitForExit() {

@@ -3,6 +3,7 @@
 #include "house/child-process.h"
 #include "support/temporary-directory.h"
 
+#include <cstddef>
 #include <functional>
 #include <ios>
 #include <memory>
@@ -28,6 +29,8 @@ public:
     /// left as it is.
     std::vector<std::string> takeNewLines();
 
+    /// From now on; it keeps those that it has.
+    void allowDescriptors(std::size_t count) const;
     void signal(int number) { m_process->signal(number); }
     pid_t pid() const { return m_process->pid(); }
     bool running() { return m_process->running(); }

@@ -11,7 +11,6 @@
 
 #include <functional>
 #include <iterator>
-#include <sys/resource.h>
 
 using house::Answer;
 using house::PollFigures;
@@ -32,14 +31,6 @@ void waitForPolls(const house::LocalServer& server, std::size_t polls) {
 
 /// As many as the service has.
 constexpr std::size_t usualDescriptors = 1024;
-
-/// Lets a running process have @p count descriptors.
-void allowDescriptors(pid_t pid, std::size_t count) {
-    rlimit limit{};
-    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &limit), 0);
-    limit.rlim_cur = count;
-    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &limit, nullptr), 0);
-}
 
 /// Power of a message, which is the number of the poll.
 int pollOf(const std::string& message) {
@@ -152,7 +143,7 @@ TEST_F(ChangingLine, goesOnWithErrorLinesWhenItsChangesHaveUsedUpTheDescriptors)
     constexpr int changes = 10;
     m_whenPollBegins = [&](int begun) {
         if (begun == poll)
-            allowDescriptors(reader->pid(), m_figures.at(poll).descriptors + changes);
+            reader->allowDescriptors(m_figures.at(poll).descriptors + changes);
     };
     startWithFigures();
 
@@ -162,7 +153,7 @@ TEST_F(ChangingLine, goesOnWithErrorLinesWhenItsChangesHaveUsedUpTheDescriptors)
     const auto lines = logUntil(failed + "rtuconfig", 20);
     ASSERT_FALSE(HasFailure());
     const auto seen = service->messages().size();
-    allowDescriptors(reader->pid(), usualDescriptors);
+    reader->allowDescriptors(usualDescriptors);
     EXPECT_TRUE(service->waitForMessages(seen + 20));
 
     for (int change = 0; change < changes; ++change)
@@ -184,13 +175,13 @@ TEST_F(ChangingLine, goesOnWithAWarningWhenAReconnectFindsNoDescriptor) {
     // The reader has its connection to the server by then, and needs more for the bus.
     m_whenPollBegins = [&](int poll) {
         if (poll == 20)
-            allowDescriptors(reader->pid(), 0);
+            reader->allowDescriptors(0);
     };
     startWithFigures();
 
     const std::string refused = "Could not connect serial";
     const auto linesBefore = logUntil(refused);
-    allowDescriptors(reader->pid(), usualDescriptors);
+    reader->allowDescriptors(usualDescriptors);
     const auto seen = service->messages().size();
     EXPECT_TRUE(service->waitForMessages(seen + 20));
 
