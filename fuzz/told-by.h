@@ -7,8 +7,9 @@
 namespace fuzz {
 
 /// Whether @p input, the JSON that a record was read from, tells all that @p written does, the JSON
-/// that was made of the record: the same texts, booleans and whole numbers under the same keys. A
-/// number in another form may have been rounded or cut; what the input lacks is a default.
+/// that was made of the record: the same texts, booleans, whole numbers and, in single precision,
+/// others under the same keys. A number in the form of a text may have been rounded or cut; what
+/// the input lacks is a default.
 inline bool isToldBy(json_object* written, json_object* input) {
     switch (json_object_get_type(written)) {
     case json_type_object: {
@@ -38,6 +39,10 @@ inline bool isToldBy(json_object* written, json_object* input) {
     case json_type_int:
         return json_object_get_type(input) != json_type_int ||
                json_object_get_int64(written) == json_object_get_int64(input);
+    case json_type_double:
+        return json_object_get_type(input) == json_type_string ||
+               static_cast<float>(json_object_get_double(written)) ==
+                   static_cast<float>(json_object_get_double(input));
     default:
         return true;
     }
