@@ -12,6 +12,8 @@
 
 #include <atomic>
 #include <mutex>
+#include <sstream>
+#include <string>
 #include <thread>
 
 namespace {
@@ -102,9 +104,21 @@ void checkAnswer(Server& server, const std::string& answer) {
         VX_ASSERT(body == "as it was", answer);
 }
 
+/// A piece of a body; the one without text ends it.
+std::string chunk(const std::string& text) {
+    std::ostringstream size;
+    size << std::hex << text.size();
+    return size.str() + "\r\n" + text + "\r\n";
+}
+
+/// In two pieces, if it has any length.
 void checkBody(Server& server, const std::string& content) {
-    server.answerNext("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(content.size()) +
-                      "\r\n\r\n" + content);
+    const std::size_t half = (content.size() + 1) / 2;
+    std::string answer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (const std::string& piece : {content.substr(0, half), content.substr(half)})
+        if (!piece.empty())
+            answer += chunk(piece);
+    server.answerNext(answer + chunk(""));
     std::string body = "as it was";
     const long code = orv::HttpClient(false).get(server.url(), &body, false);
     VX_ASSERT(code == 200, code, content);
