@@ -34,8 +34,7 @@ StringConverter::StringConverter(const char* fromCode, const char* aToCode) : to
 }
 
 StringConverter::~StringConverter() {
-    if (handle != nullptr)
-        iconv_close(handle);
+    iconv_close(handle);
 }
 
 std::string StringConverter::convert(const std::string& input) {

@@ -1,5 +1,6 @@
 #include "vx/stack-trace.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <exception>
@@ -21,8 +22,7 @@ public:
 
     /// The demangled name, or @p mangled itself where that fails.
     std::string_view operator()(const std::string& mangled) {
-        int status = 0;
-        char* name = abi::__cxa_demangle(mangled.c_str(), m_buffer, &m_size, &status);
+        char* name = abi::__cxa_demangle(mangled.c_str(), m_buffer, &m_size, nullptr);
         if (name == nullptr)
             return mangled;
         m_buffer = name;
@@ -71,7 +71,7 @@ void writeSymbols(const StackTrace& trace, Sink sink) {
 [[gnu::noinline]] StackTrace StackTrace::capture(int skip) {
     StackTrace trace;
     trace.end = backtrace(trace.frames, maxDepth);
-    trace.begin = skip < trace.end - 2 ? skip + 2 : trace.end;
+    trace.begin = std::min(skip, trace.end - 2) + 2;
     return trace;
 }
 

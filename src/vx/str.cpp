@@ -3,7 +3,6 @@
 #include "vx/assert.h"
 #include "vx/exception.h"
 
-#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -92,9 +91,8 @@ std::minstd_rand0& threadLocalRandomEngine() {
     thread_local std::minstd_rand0 engine;
     thread_local bool seeded = false;
     if (!seeded) {
-        // A state of zero would never change.
-        const unsigned v = std::random_device("default")();
-        engine.seed(std::max(v % 0x7fffffff, 1U));
+        // The engine takes the remainder by its modulus, and 1 for the 0 that would never change.
+        engine.seed(std::random_device("default")());
         seeded = true;
     }
     return engine;
