@@ -64,3 +64,17 @@ TEST(EnumAllocations, theValueOfANameCostsNone) {
     EXPECT_EQ(allocationsOf([] { vx::toEnum<Lamp>("switched on for the night"); }), 0U);
     EXPECT_EQ(allocationsOf([] { vx::tryToEnum<Lamp>("no such name in this table"); }), 0U);
 }
+
+TEST(TextStreamAllocations, aTextThatFillsTheRoomInPlaceToItsEndCostsItselfAlone) {
+    const std::string most(400, 'a');
+    const std::string rest(96, 'b');
+
+    EXPECT_EQ(allocationsOf([&] { vx::str(most, rest); }), 1U);
+}
+
+TEST_F(LogAllocations, aPathOfTheGreatestLengthCostsItsTextAlone) {
+    const vx::detail::LogPosition position{channel, "vx/the-text-of-32-characters.cpp", 1};
+    ASSERT_EQ(std::string_view(position.file).size(), vx::detail::maxPathSize);
+
+    EXPECT_EQ(allocationsOf([&] { vx::str(position); }), 1U);
+}

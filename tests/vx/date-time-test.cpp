@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <ctime>
+#include <new>
+#include <numeric>
 #include <string>
 
 // The span is marked as deprecated, and is the argument's type all the same.
@@ -116,6 +119,15 @@ TEST(ToLocalMsIsoString, signOfMillisecondsBeforeTheEpochStaysWithinThe29Charact
     EXPECT_EQ(vx::toLocalMsIsoString(at(-1099ms)), "1969-12-31T23:59:59.-99+00:00");
     EXPECT_EQ(vx::toLocalMsIsoString(at(-1100ms)), "1969-12-31T23:59:59.-100+0:00");
     EXPECT_EQ(vx::toLocalMsIsoString(at(-1500ms)), "1969-12-31T23:59:59.-500+0:00");
+}
+
+TEST(ToLocalMsIsoString, touchesNothingBehindItsText) {
+    std::array<char, 30> memory;
+    std::iota(memory.begin(), memory.end(), '\0');
+
+    new (memory.data()) vx::detail::LocalTimeText(vx::detail::localTimeText(at(0s)));
+
+    EXPECT_EQ(memory.back(), 29);
 }
 
 TEST(ToLocalMsIsoString, aZoneWhoseOffsetDoesNotFitGivesUtc) {

@@ -67,6 +67,11 @@ TEST(LiteralSize, isZeroForARawLiteralWithoutAnEnd) {
     EXPECT_EQ(0U, literalSize("R\"x(abc)\""));
 }
 
+TEST(LiteralSize, looksForNoEndBehindTheSource) {
+    EXPECT_EQ(0U, literalSize(std::string_view("\"abc\"").substr(0, 4)));
+    EXPECT_EQ(0U, literalSize(std::string_view("R\"(abc)\"").substr(0, 6)));
+}
+
 TEST(IsStringLiteral, isTrueForOneLiteral) {
     EXPECT_TRUE(isStringLiteral(R"("abc")"));
     EXPECT_TRUE(isStringLiteral(R"("")"));

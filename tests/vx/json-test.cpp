@@ -181,6 +181,13 @@ TEST(CompareJson, isDeepAndBlindToTheOrderOfKeys) {
     EXPECT_TRUE(left != parseJsonFragment(R"({"b":[3],"a":1})"));
 }
 
+TEST(CompareJson, aTrueThatWasMadeEqualsOneThatWasRead) {
+    const auto read = parseJsonFragment("true");
+
+    EXPECT_TRUE(vx::toJsonFragment(true) == read);
+    EXPECT_TRUE(vx::ToJsonFragment<JsonPrimitive>::call(true) == read);
+}
+
 TEST(CompareJson, anEmptyPointerEqualsOnlyAnotherOne) {
     const std::shared_ptr<json_object> empty;
 

@@ -4,6 +4,7 @@
 #include "standard-error-pieces.h"
 
 #include "support/c-calls.h"
+#include "support/heap.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -202,6 +203,14 @@ TEST(StackTraceText, streamThatThrowsEndsTheText) {
     EXPECT_THROW(stream << stackTraceTest::callerOfInnermost(0), std::ios::failure);
 }
 
+TEST(StackTraceText, leavesNothingOnTheHeap) {
+    StackTrace trace;
+    trace.frames[0] = reinterpret_cast<void*>(&stackTraceTest::callerOfInnermost);
+    trace.end = 1;
+
+    EXPECT_EQ(leftOnTheHeapBy([&trace] { textOf(trace); }), 0);
+}
+
 TEST(StackTraceText, emptyTraceSaysSo) {
     EXPECT_EQ(textOf(StackTrace()), emptyTraceText);
     EXPECT_EQ(fdTextOf(StackTrace()), emptyTraceText);
@@ -262,6 +271,10 @@ TEST(SplitSymbol, passesOverAClosingParenthesisAheadOfAnyPlus) {
 TEST(SplitSymbol, endsAtTheFirstClosingParenthesisBehindAPlus) {
     EXPECT_EQ(splitSymbol("x(f+0x1) (g+0x2)"), (SymbolParts{"x", "f", "0x1"}));
     EXPECT_EQ(splitSymbol("a+b) x(f+0x1)"), std::nullopt);
+}
+
+TEST(SplitSymbol, looksForNoParenthesisBehindTheSymbol) {
+    EXPECT_EQ(splitSymbol(std::string_view("x(f+0x1)").substr(0, 7)), std::nullopt);
 }
 
 TEST(SplitSymbol, otherFormsAreNotSplit) {
