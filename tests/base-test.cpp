@@ -185,6 +185,13 @@ TEST(FindAndUnescape, goesOnRightBehindAnEscapedOne) {
     EXPECT_EQ(s, ",,");
 }
 
+TEST(FindAndUnescape, theFirstCharacterHasNoBackslashAheadOfIt) {
+    std::string s = ",a";
+
+    EXPECT_EQ(findAndUnescape(s, ',', 0), 0);
+    EXPECT_EQ(s, ",a");
+}
+
 TEST(FindAndUnescape, givesNposIfThereIsNone) {
     std::string s = "a\\,";
 

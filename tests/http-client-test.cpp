@@ -2,6 +2,9 @@
 
 #include "house/patience.h"
 #include "support/c-calls.h"
+#include "support/descriptors.h"
+#include "support/heap.h"
+#include "support/temporary-directory.h"
 
 #include <array>
 
@@ -379,6 +382,55 @@ TEST_F(Http, aFailedRequestEndsTheHandleOfAClientThatKeepsNone) {
     EXPECT_EQ(log.take().at(0), "debug HttpClient create new handle");
 }
 
+TEST_F(Http, aClientThatKeepsNoHandleGivesOptionsToLivingOnesAlone) {
+    server.serve("/x", "hello");
+    const auto watched = curl_calls::easy_setopt.observeBy(
+        [](CURL* handle, CURLoption, void*) { EXPECT_NE(handle, nullptr); });
+
+    EXPECT_EQ(client.get(url(), &result, false), 200);
+}
+
+TEST_F(Http, aKeptHandleDoesNotReachTheErrorBufferOfAnEndedRequest) {
+    server.serve("/x", "hello");
+    HttpClient keeping(true);
+    std::vector<bool> buffers;
+    const auto watched =
+        curl_calls::easy_setopt.observeBy([&](CURL*, CURLoption option, void* value) {
+            if (option == CURLOPT_ERRORBUFFER)
+                buffers.push_back(value != nullptr);
+        });
+
+    EXPECT_EQ(keeping.get(url(), &result, false), 200);
+
+    EXPECT_THAT(buffers, ElementsAre(true, false));
+}
+
+TEST(HttpClientAlone, leavesNoDescriptorBehindARequest) {
+    const LogCapture log;
+    const auto before = namesOfOpenDescriptors();
+
+    {
+        house::LocalServer server(0);
+        EXPECT_EQ(HttpClient(false).get(server.url("/x"), nullptr, false), 404);
+    }
+
+    EXPECT_EQ(namesOfOpenDescriptors(), before);
+}
+
+// A file, as a server in this process would have memory of its own.
+TEST(HttpClientAlone, leavesNothingOnTheHeapBehindARequest) {
+    const LogCapture log;
+    const TemporaryDirectory directory;
+    const std::string url = "file://" + directory.write("body", "hello");
+
+    EXPECT_EQ(leftOnTheHeapBy([&url] {
+                  std::string result;
+                  HttpClient(false).get(url, {{"X-One", "1"}}, &result, false);
+                  ASSERT_EQ(result, "hello");
+              }),
+              0);
+}
+
 TEST_F(Http, statisticsAreZeroWithoutAHandle) {
     server.serve("/x", "hello");
     EXPECT_THAT(figuresOf(client.getStats()), Each(0.0));
@@ -437,6 +489,17 @@ TEST_F(Http, aTransferHas120SecondsAndKeepsItsConnectionAlive) {
     EXPECT_EQ(numbers.all().at(CURLOPT_TIMEOUT), 120);
     EXPECT_EQ(numbers.all().at(CURLOPT_TCP_KEEPALIVE), 1);
     EXPECT_EQ(numbers.all().count(CURLOPT_CONNECTTIMEOUT), 0);
+}
+
+TEST_F(Http, getAndPostAreAskedForByName) {
+    curl_calls::Numbers numbers;
+    server.serve("/x", "");
+
+    client.get(url(), &result, false);
+    EXPECT_EQ(numbers.all().at(CURLOPT_HTTPGET), 1);
+    numbers.clear();
+    client.post(url(), "data", &result);
+    EXPECT_EQ(numbers.all().at(CURLOPT_POST), 1);
 }
 
 TEST_F(Http, theServersCertificateIsVerifiedUnlessToldOtherwise) {

@@ -1,6 +1,7 @@
 #include "string-converter.h"
 
 #include "support/c-calls.h"
+#include "support/heap.h"
 #include "support/thrown-text.h"
 
 #include <gtest/gtest.h>
@@ -156,4 +157,8 @@ TEST(StringConverter, resetsItsStateOncePerFailure) {
 
     EXPECT_EQ(callsFor(converter, "a"), 2);
     EXPECT_EQ(callsFor(converter, "a"), 1);
+}
+
+TEST(StringConverter, leavesNothingOnTheHeap) {
+    EXPECT_EQ(leftOnTheHeapBy([] { StringConverter("UTF-8", "UTF-8").convert("abc"); }), 0);
 }

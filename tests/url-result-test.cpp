@@ -1,6 +1,7 @@
 #include "http-client.h"
 
 #include "support/c-calls.h"
+#include "support/heap.h"
 #include "support/log-capture.h"
 
 #include <gmock/gmock.h>
@@ -107,4 +108,12 @@ TEST(UrlResult, withoutMemoryForMoreWhatHadArrivedIsGone) {
     EXPECT_EQ(body.content(), nullptr);
     EXPECT_THAT(log.take(), ElementsAre("notice System URL::appendCallback: (realloc failed)\n "));
     body.memory = lost;
+}
+
+TEST(UrlResult, leavesNothingOnTheHeap) {
+    EXPECT_EQ(leftOnTheHeapBy([] {
+                  URLResult body;
+                  append(body, "ab");
+              }),
+              0);
 }
