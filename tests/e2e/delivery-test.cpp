@@ -84,6 +84,12 @@ TEST_F(Delivery, aReadingTravelsFromRtuMeterToMeteringSocketByteForByte) {
     expectTranscriptOfFile(transcriptUntil("retry timer"));
 }
 
+TEST_F(Delivery, theLineOfAnOfferComesAtOnceThoughStandardErrorHasABuffer) {
+    start({"ASAN_OPTIONS=verify_asan_link_order=0"}, {}, {"/usr/bin/stdbuf", "--error=4096"});
+
+    EXPECT_EQ(transcriptUntil("retry timer"), firstPoll);
+}
+
 TEST_F(Delivery, thePollsWholeLogTellsTheRoadOfTheReading) {
     start();
 

@@ -186,6 +186,18 @@ TEST_F(StartUp, fewerDescriptorsThanThoseStayAsFew) {
     EXPECT_THAT(limits, testing::ContainsRegex("Max open files +512 "));
 }
 
+TEST_F(StartUp, aLimitThatTheKernelDoesNotTellIsLeftAsItIs) {
+    start({}, {},
+          {"/bin/sh", "-c",
+           "ulimit -n 2048 && LD_PRELOAD=" MISBEHAVING_LIBRARY " MISBEHAVE='tell no limit' "
+           "ASAN_OPTIONS=verify_asan_link_order=0 exec \"$0\""});
+
+    waitForLog("Starting modbus Reader");
+
+    const std::string limits = contentOf(vx::str("/proc/", reader->pid(), "/limits"));
+    EXPECT_THAT(limits, testing::ContainsRegex("Max open files +2048 +2048 +files"));
+}
+
 TEST_F(StartUp, aProxyOfTheEnvironmentIsNotAskedForTheLocalServer) {
     serveAttached(R"({"data":[]})");
     for (const std::string variable : {"http_proxy", "all_proxy", "ALL_PROXY"}) {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <new>
@@ -273,6 +274,18 @@ TEST_F(SerialBus, aFirstSlaveAddressThatTheLibraryRefusesFailsTheReadWithoutATou
 
     EXPECT_TRUE(canReadMeter());
     EXPECT_EQ(conversation(), ">> unit 7  read holding 10 x1\n<< 0005\n");
+}
+
+TEST_F(SerialBus, theReasonOfARefusedSlaveAddressOutlivesAnInterruptedPause) {
+    reconnect();
+    const auto interrupted = c_calls::usleep.replaceBy([](useconds_t) {
+        errno = EINTR;
+        return -1;
+    });
+
+    readMeter(300);
+
+    EXPECT_THAT(complaints(), ElementsAre(unreadable("Invalid argument")));
 }
 
 TEST_F(SerialBus, aLaterSlaveAddressThatTheLibraryRefusesReadsTheMeterAheadOfIt) {
