@@ -178,13 +178,14 @@ TEST_F(Http, aBodyThatBreaksOffGivesMinusOneAndLeavesTheResult) {
 TEST_F(Http, anAnswerBeyondTheTimeLimitGivesMinusOneAndLeavesTheResult) {
     server.serve("/x", "hello");
     server.answerAlways("/x", Answer::late(std::chrono::hours(1)));
-    const auto limit =
+    const auto milliseconds =
         static_cast<long>(house::Patience::limit(std::chrono::milliseconds(200)).count());
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a number and a pointer travel alike
+    void* const limit = reinterpret_cast<void*>(milliseconds);
     const auto shortened =
         curl_calls::easy_setopt.replaceBy([limit](CURL* handle, CURLoption option, void* value) {
             return option == CURLOPT_TIMEOUT
-                       ? curl_calls::easy_setopt.real(handle, CURLOPT_TIMEOUT_MS,
-                                                      reinterpret_cast<void*>(limit))
+                       ? curl_calls::easy_setopt.real(handle, CURLOPT_TIMEOUT_MS, limit)
                        : curl_calls::easy_setopt.real(handle, option, value);
         });
 
