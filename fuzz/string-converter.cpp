@@ -65,6 +65,8 @@ bool maybeBeyondUnicode(const std::string& text) {
 /// In this encoding the bytes mean what the escape sequence before them says; a failure amid one
 /// must not be felt by the next text.
 void checkStateAfterFailure(const std::string& text) {
+    // Loading the encoding takes much longer than using it, and with this one it stays.
+    static const orv::StringConverter loaded("ISO-2022-JP", "UTF-8");
     orv::StringConverter converter("ISO-2022-JP", "UTF-8");
     if (!tryConvert(converter, text))
         VX_ASSERT(tryConvert(converter, "kWh") == "kWh", text);
