@@ -1,13 +1,14 @@
 """That it starts, and starts again."""
 import re
-import time
 
 import home
 from guest import UNIT
 from journal import FAILED
 from verdicts import require
 
+# What the unit says, and as much again for a busy machine.
 RESTART_SECONDS = 5
+LATEST_RESTART_SECONDS = 10
 
 
 def installation_starts_it(guest):
@@ -45,10 +46,16 @@ def dies_and_starts_again(guest, signal_name):
     guest.set_up()
     guest.home.wait_for_readings(polls=1)
     place = guest.journal.end()
-    began = time.monotonic()
     guest.run("systemctl", "kill", "--kill-who=main", f"--signal={signal_name}", UNIT)
     guest.journal.wait_for(f"code=killed, status=.*/{signal_name}", place)
     guest.journal.wait_for("^Started ", place)
-    require(time.monotonic() - began >= RESTART_SECONDS, "it was started earlier")
+    paused = seconds_at(guest, "ActiveEnter") - seconds_at(guest, "ActiveExit")
+    require(RESTART_SECONDS <= paused <= LATEST_RESTART_SECONDS,
+            f"it was started after {paused:.1f} seconds")
     require(guest.property("NRestarts") == "1", "systemd counts another number of restarts")
     guest.home.wait_for_readings()
+
+
+def seconds_at(guest, event):
+    """By systemd's own clock, as it may take long until this test sees what happened."""
+    return int(guest.property(f"{event}TimestampMonotonic")) / 1e6
