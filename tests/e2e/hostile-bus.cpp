@@ -1,8 +1,11 @@
 #include "e2e/hostile-bus.h"
 
+#include "vx/str.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -69,7 +72,8 @@ void HostileBus::useSerialLine() {
 }
 
 void HostileBus::inPoll(std::size_t poll, const std::function<void()>& action) {
-    m_actions[poll] = action;
+    if (!m_actions.emplace(poll, action).second)
+        throw std::logic_error(vx::str("Poll ", poll, " has an action already"));
 }
 
 void HostileBus::nameAnotherDevice() {

@@ -33,6 +33,7 @@ protected:
     void useSerialLine();
 
     /// Does @p action at the beginning of a poll, when the server has chosen its first reply.
+    /// A poll has one action at most, which may be a sender.
     void inPoll(std::size_t poll, const std::function<void()>& action);
     /// The server's next replies do, so that the reader connects anew.
     void nameAnotherDevice();
