@@ -4,11 +4,12 @@ The places are found by clang's parser, which knows what an operator means and w
 mutant that doesn't compile shows at the next build only; see `Source.culprits`.
 """
 import bisect
+import collections
 import dataclasses
 import re
 
 from clang import cindex
-from clang.cindex import CursorKind as Kind
+from clang.cindex import CursorKind as Kind, TypeKind
 
 NEGATIONS = {"<": ">=", "<=": ">", ">": "<=", ">=": "<", "==": "!=", "!=": "=="}
 BOUNDARIES = {"<": "<=", "<=": "<", ">": ">=", ">=": ">"}
@@ -30,6 +31,11 @@ LEFT_OUT = {Kind.STATIC_ASSERT, Kind.ENUM_DECL, Kind.TEMPLATE_TYPE_PARAMETER,
 BODIES = {Kind.COMPOUND_STMT, Kind.IF_STMT, Kind.FOR_STMT, Kind.WHILE_STMT, Kind.DO_STMT,
           Kind.CXX_FOR_RANGE_STMT, Kind.CASE_STMT, Kind.DEFAULT_STMT}
 JUMPS = {Kind.BREAK_STMT, Kind.CONTINUE_STMT, Kind.RETURN_STMT}
+
+NUMBERS = {TypeKind.CHAR_S, TypeKind.SCHAR, TypeKind.UCHAR, TypeKind.SHORT, TypeKind.USHORT,
+           TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind.LONGLONG,
+           TypeKind.ULONGLONG, TypeKind.FLOAT, TypeKind.DOUBLE}
+EMPTY = {"nullptr", "std::nullopt", "{}"}
 
 
 @dataclasses.dataclass
@@ -77,6 +83,7 @@ class Source:
         for cursor in own:
             if not cursor.kind.is_preprocessing():
                 self.visit(cursor, Context())
+        self.tell_apart()
 
     # Texts
 
@@ -127,7 +134,8 @@ class Source:
             context = self.function_context(cursor)
         elif kind == Kind.LAMBDA_EXPR:
             context = Context(returns_nothing=False, may_be_constant=context.may_be_constant,
-                              compile_time=context.compile_time)
+                              compile_time=context.compile_time,
+                              last_return=self.last_return(cursor))
         elif kind == Kind.VAR_DECL:
             context = self.variable_context(cursor, context)
         self.mutate(cursor, context)
@@ -163,10 +171,18 @@ class Source:
 
     def function_context(self, cursor):
         head = self.head_of(cursor)
-        returns_nothing = (cursor.result_type.spelling == "void"
+        result = cursor.result_type
+        returns_nothing = (result.spelling == "void"
                            or cursor.kind in (Kind.CONSTRUCTOR, Kind.DESTRUCTOR))
         return Context(returns_nothing=returns_nothing, may_be_constant="constexpr" in head,
-                       compile_time="consteval" in head)
+                       compile_time="consteval" in head, last_return=self.last_return(cursor),
+                       may_return_empty="auto" not in head and "&" not in result.spelling)
+
+    def last_return(self, function):
+        """Where the statement stands that ends it, if that returns."""
+        body = list(function.get_children())[-1:]
+        last = list(body[0].get_children())[-1:] if body else []
+        return self.extent(last[0])[0] if last and last[0].kind == Kind.RETURN_STMT else 0
 
     def variable_context(self, cursor, context):
         """A `constexpr` variable becomes a `const` one, whose value a switch can tell."""
@@ -185,7 +201,9 @@ class Source:
         if kind == Kind.BINARY_OPERATOR or kind == Kind.COMPOUND_ASSIGNMENT_OPERATOR:
             self.mutate_operator(cursor, context)
         elif kind == Kind.CALL_EXPR or kind == Kind.UNEXPOSED_EXPR:
-            self.mutate_comparison_of_objects(cursor, context)
+            self.mutate_operator_of_objects(cursor, context)
+            for argument in cursor.get_arguments():
+                self.mutate_named_constant(argument, context)
         elif kind == Kind.UNARY_OPERATOR:
             self.mutate_sign(cursor, context)
         elif kind in LITERALS:
@@ -202,6 +220,10 @@ class Source:
             self.negate(next(cursor.get_children()), context)
         elif kind in (Kind.IF_STMT, Kind.WHILE_STMT):
             self.negate_condition(cursor, context)
+        elif kind == Kind.RETURN_STMT and self.text_of(cursor).startswith("return"):
+            # The others are those of a comparison that the compiler makes.
+            for value in cursor.get_children():
+                self.mutate_result(cursor, value, context)
 
     def operands(self, cursor):
         """The extents of both, and the operator that stands between them."""
@@ -231,7 +253,8 @@ class Source:
         code = f"{self.text(start, left)} {operator} {self.text(right, end)}"
         self.add((start, end), "value", code, context)
 
-    def mutate_comparison_of_objects(self, cursor, context):
+    def mutate_operator_of_objects(self, cursor, context):
+        """Texts can be added alone."""
         operands = self.operands(cursor)
         if operands is None:
             return
@@ -239,6 +262,8 @@ class Source:
         for table in (NEGATIONS, BOUNDARIES):
             if operator in table:
                 self.replace_operator((start, left, right, end), table[operator], context)
+        if operator in ("+", "-") and "string" not in cursor.type.get_canonical().spelling:
+            self.replace_operator((start, left, right, end), SWAPS[operator], context)
 
     def mutate_sign(self, cursor, context):
         start, end = self.extent(cursor)
@@ -260,6 +285,46 @@ class Source:
         text = self.text(*extent)
         self.add(extent, "value", f"decltype({text})({text} + 1)", context, new=f"{text} + 1")
 
+    def mutate_named_constant(self, argument, context):
+        name = self.bare(argument)
+        named = name.referenced if name.kind == Kind.DECL_REF_EXPR else None
+        if named is None:
+            return
+        extent = self.extent(argument)
+        text = self.text(*extent)
+        if named.kind == Kind.ENUM_CONSTANT_DECL:
+            code = f"static_cast<decltype({text})>(static_cast<int>({text}) + 1)"
+            self.add(extent, "value", code, context, new=f"{text} + 1")
+        elif (named.kind == Kind.VAR_DECL and named.type.is_const_qualified()
+              and named.type.get_canonical().kind in NUMBERS):
+            self.mutate_number(extent, context)
+
+    def mutate_result(self, statement, value, context):
+        """Unless another mutant does the same to a constant."""
+        extent = self.extent(value)
+        text = self.text(*extent)
+        value_type = value.type.get_canonical()
+        if value_type.kind == TypeKind.BOOL:
+            if self.bare(value).kind != Kind.CXX_BOOL_LITERAL_EXPR:
+                self.negate(value, context)
+        elif value_type.kind in NUMBERS:
+            name = value_type.spelling.removeprefix("const ")
+            if text != "0":
+                self.add(extent, "value", f"static_cast<{name}>(0)", context, new="0")
+            if self.bare(value).kind not in LITERALS:
+                self.add(extent, "value", f"static_cast<{name}>(({text}) + 1)", context,
+                         new=f"({text}) + 1")
+        elif (value_type.kind in (TypeKind.RECORD, TypeKind.POINTER) and context.may_return_empty
+              and text not in EMPTY):
+            self.add(self.extent(statement), "result", "return {};", context)
+
+    def bare(self, cursor):
+        """Without the conversions around it that have no text."""
+        extent = self.extent(cursor)
+        while (children := list(cursor.get_children())) and self.extent(children[0]) == extent:
+            cursor = children[0]
+        return cursor
+
     def negate_condition(self, cursor, context):
         """Unless it declares a variable."""
         children = list(cursor.get_children())
@@ -273,10 +338,10 @@ class Source:
         """Unless another mutant does so: that of a comparison or of a "!"."""
         extent = self.extent(condition)
         text = self.text(*extent)
-        while (children := list(condition.get_children())) and self.extent(children[0]) == extent:
-            condition = children[0]
+        condition = self.bare(condition)
         operands = self.operands(condition)
-        if text.startswith("!") or (operands and operands[2] in NEGATIONS):
+        if ((condition.kind == Kind.UNARY_OPERATOR and text.startswith("!"))
+                or (operands and operands[2] in NEGATIONS)):
             return
         self.add(extent, "condition", f"!({text})", context)
 
@@ -287,14 +352,20 @@ class Source:
         extent = self.extent(child)
         new = "(deleted)"
         if child.kind in JUMPS:
-            if child.kind == Kind.RETURN_STMT and list(child.get_children()):
-                return
-            self.add(extent, "statement", "", context, new=new)
+            returns_value = child.kind == Kind.RETURN_STMT and list(child.get_children())
+            if not returns_value or self.is_followed(extent, context):
+                self.add(extent, "statement", "", context, new=new)
         elif child.kind == Kind.CXX_THROW_EXPR or self.is_whole_macro(*extent):
             if context.returns_nothing or not self.text_of(child).startswith(("throw", "VX_THROW(")):
                 self.add(extent, "statement", "", context, new=new)
         elif child.kind.is_expression():
             self.add(extent, "void", "", context, new=new)
+
+    def is_followed(self, extent, context):
+        """By another return, or by the next label."""
+        start, end = extent
+        behind = self.bytes[end:].lstrip(b"; \n")
+        return start < context.last_return or behind.startswith((b"case ", b"default:"))
 
     def is_body(self, parent, child):
         """And no condition or step of a loop. Bodies follow the parenthesis, or what is no body."""
@@ -309,11 +380,20 @@ class Source:
 
     # The mutated text
 
+    def tell_apart(self):
+        """Those of a line that look the same."""
+        seen = collections.Counter()
+        for mutant in self.mutants():
+            look = mutant.line, mutant.old, mutant.new
+            seen[look] += 1
+            if seen[look] > 1:
+                mutant.old += f" (no. {seen[look]} in the line)"
+
     def mutants(self):
         return [mutant for place in self.sorted_places() for _, mutant in place.alternatives]
 
     def sorted_places(self):
-        rank = {"statement": 0, "void": 1, "condition": 2, "value": 3}
+        rank = {"statement": 0, "result": 1, "void": 2, "condition": 3, "value": 4}
         return sorted(self.places.values(), key=lambda p: (p.start, -p.end, rank[p.form]))
 
     def mutated(self, numbers):
@@ -393,6 +473,7 @@ class Writer:
             "condition": (f"({switches[0][0]} ? {' '.join(switches[0][1].split())} : !!(", "))"),
             "void": (f"({switches[0][0]} ? void() : void(", "))"),
             "statement": (f"if ({switches[0][0]}) {{}} else ", ""),
+            "result": (f"if ({switches[0][0]}) {switches[0][1]} else ", ""),
         }[place.form]
         self.put(opening.encode())
         self.write(inner, place.start, place.end)
@@ -406,5 +487,8 @@ class Context:
     returns_nothing: bool = True
     may_be_constant: bool = False
     compile_time: bool = False
+    # Where the return stands that ends the function, and whether any may return "{}" instead.
+    last_return: int = 0
+    may_return_empty: bool = False
     # Where the word constexpr of the variable stands whose initialiser this is.
     constant: int | None = None
