@@ -1,8 +1,5 @@
-"""Finds what can be mutated in a C++ source and writes all mutants into it, each behind a switch.
-
-The places are found by clang's parser, which knows what an operator means and what a macro made. A
-mutant that doesn't compile shows at the next build only; see `Source.culprits`.
-"""
+"""Finds what can be mutated in a C++ source, by clang's parser, which knows what an operator means and
+what a macro made."""
 import bisect
 import collections
 import dataclasses
@@ -46,6 +43,9 @@ class Mutant:
     new: str
     number: int = 0
 
+    def __str__(self):
+        return f"{self.file}:{self.line}: {self.old} -> {self.new}"
+
 
 @dataclasses.dataclass
 class Place:
@@ -55,6 +55,19 @@ class Place:
     form: str
     switch: str
     alternatives: list = dataclasses.field(default_factory=list)
+
+
+@dataclasses.dataclass(frozen=True)
+class Context:
+    """Where a place stands."""
+    returns_nothing: bool = True
+    may_be_constant: bool = False
+    compile_time: bool = False
+    # Where the return stands that ends the function, and whether any may return "{}" instead.
+    last_return: int = 0
+    may_return_empty: bool = False
+    # Where the word constexpr of the variable stands whose initialiser this is.
+    constant: int | None = None
 
 
 def one_line(text):
@@ -378,7 +391,7 @@ class Source:
         follows = self.bytes[end:].lstrip()[:1] == b";" or self.bytes[end - 1:end] in b";}"
         return follows and before.endswith((b")", b"else", b"do"))
 
-    # The mutated text
+    # What was found
 
     def tell_apart(self):
         """Those of a line that look the same."""
@@ -396,35 +409,6 @@ class Source:
         rank = {"statement": 0, "result": 1, "void": 2, "condition": 3, "value": 4}
         return sorted(self.places.values(), key=lambda p: (p.start, -p.end, rank[p.form]))
 
-    def mutated(self, numbers):
-        """The text with those mutants that have a number of @p numbers, and where each place stands."""
-        kept = []
-        for place in self.sorted_places():
-            alternatives = [a for a in place.alternatives if a[1].number in numbers]
-            if alternatives:
-                kept.append((place, alternatives))
-        for start, mutants in self.constants.items():
-            if any(m.number in numbers for m in mutants):
-                kept.append((Place(start, start + len("constexpr"), "constant", ""), []))
-        kept.sort(key=lambda k: (k[0].start, -k[0].end))
-        writer = Writer(self.bytes)
-        writer.write(kept, 0, len(self.bytes))
-        return b"".join(writer.pieces), writer.regions
-
-    def culprits(self, mutated, regions, line, column):
-        """Numbers of the mutants at a position of the mutated text: of the innermost place there,
-        else of all places of its line."""
-        start = 0
-        for _ in range(line - 1):
-            start = mutated.index(b"\n", start) + 1
-        offset = start + column - 1
-        around = [r for r in regions if r[0] <= offset < r[1]]
-        if around:
-            innermost = min(around, key=lambda r: r[1] - r[0])
-            return innermost[2]
-        end = mutated.find(b"\n", start)
-        return {n for r in regions if r[0] < end and start < r[1] for n in r[2]}
-
     def mutants_of_early_constants(self):
         """Those of a constant of the support library that stands outside of functions: with a switch
         it gets its value at run time, and static objects log before that."""
@@ -434,61 +418,3 @@ class Source:
     def mutants_of_constant_in_line(self, line):
         return {m.number for start, mutants in self.constants.items()
                 if self.line_of(start) == line for m in mutants}
-
-
-class Writer:
-    def __init__(self, source):
-        self.source = source
-        self.pieces = []
-        self.size = 0
-        self.regions = []
-
-    def put(self, text):
-        self.pieces.append(text)
-        self.size += len(text)
-
-    def write(self, places, start, end):
-        """The source from start to end, whose outermost places come first."""
-        while places:
-            place, alternatives = places[0]
-            count = next((i for i, (p, _) in enumerate(places[1:], 1) if p.start >= place.end),
-                         len(places))
-            self.put(self.source[start:place.start])
-            self.write_place(place, alternatives, places[1:count])
-            places, start = places[count:], place.end
-        self.put(self.source[start:end])
-
-    def write_place(self, place, alternatives, inner):
-        if place.form == "constant":
-            # A pointer to constant characters has its "const" already.
-            has_const = self.source[place.end:].lstrip().startswith(b"const ")
-            self.put(b"         " if has_const else b"const    ")
-            return
-        began = self.size
-        switches = [(f"::mutants::{place.switch}({m.number})", code) for code, m in alternatives]
-        opening, closing = {
-            "value": ("(" + "".join(f"{s} ? ({' '.join(c.split())}) : " for s, c in switches) + "(",
-                      "))"),
-            # So both are a bool, whatever the condition's type is.
-            "condition": (f"({switches[0][0]} ? {' '.join(switches[0][1].split())} : !!(", "))"),
-            "void": (f"({switches[0][0]} ? void() : void(", "))"),
-            "statement": (f"if ({switches[0][0]}) {{}} else ", ""),
-            "result": (f"if ({switches[0][0]}) {switches[0][1]} else ", ""),
-        }[place.form]
-        self.put(opening.encode())
-        self.write(inner, place.start, place.end)
-        self.put(closing.encode())
-        self.regions.append((began, self.size, {m.number for _, m in alternatives}))
-
-
-@dataclasses.dataclass(frozen=True)
-class Context:
-    """Where a place stands."""
-    returns_nothing: bool = True
-    may_be_constant: bool = False
-    compile_time: bool = False
-    # Where the return stands that ends the function, and whether any may return "{}" instead.
-    last_return: int = 0
-    may_return_empty: bool = False
-    # Where the word constexpr of the variable stands whose initialiser this is.
-    constant: int | None = None
