@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <sys/mman.h>
+#include <unistd.h>
 
 using orv::HttpClient;
 using orv::URLResult;
@@ -44,6 +46,20 @@ TEST(UrlResult, appendsExactlyWhatArrivesAndTerminatesIt) {
 
     EXPECT_STREQ(body.content(), "abcde");
     EXPECT_EQ(body.size, 5);
+}
+
+TEST(UrlResult, readsNothingBehindWhatArrives) {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const pages =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char* const unreadable = static_cast<char*>(pages) + page;
+    ASSERT_EQ(mprotect(unreadable, page, PROT_NONE), 0);
+    URLResult body;
+
+    EXPECT_EQ(URLResult::appendCallback(unreadable - 1, 1, 1, &body), 1);
+
+    EXPECT_EQ(munmap(pages, 2 * page), 0);
 }
 
 TEST(UrlResult, resetForgetsTheBody) {

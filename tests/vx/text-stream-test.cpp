@@ -78,6 +78,13 @@ TEST(TextStream, keepsSingleCharactersOfAnyNumber) {
     EXPECT_EQ(stream.take(), expected);
 }
 
+TEST(TextStream, tellsEachCharacterThatItTook) {
+    TextStream stream;
+
+    for (int i = 0; i < 2000; ++i)
+        ASSERT_EQ(stream.rdbuf()->sputc('x'), 'x') << i;
+}
+
 TEST(TextStream, keepsTheOrderOfCharactersAndTexts) {
     std::string expected;
     TextStream stream;
