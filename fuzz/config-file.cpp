@@ -37,6 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string written = vx::toJson(fragment);
     const auto input = vx::parseJsonFragment(fuzz::textOf(data, size).c_str());
     VX_ASSERT(fuzz::isToldBy(fragment.get(), input.get()), written);
+    VX_ASSERT(fuzz::isTaken(config, input.get()), written);
     const auto again = installation.load(written);
     VX_ASSERT(again == config, written);
     VX_ASSERT(vx::str(again) == vx::str(config), written);

@@ -1,5 +1,5 @@
 // The replies of the local server, one target for each: what is taken from a reply stands in it,
-// and is written and read back to itself. REPLY names the envelope.
+// and none of it is passed over; it is written and read back to itself. REPLY names the envelope.
 
 #include "fuzz.h"
 #include "told-by.h"
@@ -48,6 +48,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const auto fragment = vx::toJsonFragment(reply);
     const std::string written = vx::toJson(fragment);
     VX_ASSERT(fuzz::isToldBy(fragment.get(), input.get()), written);
+    VX_ASSERT(fuzz::isTaken(reply, input.get()), written);
     const REPLY expected = asReadBack(reply);
     const auto again = vx::fromJson<REPLY>(written.c_str());
     VX_ASSERT(again == expected, written);

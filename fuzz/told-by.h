@@ -1,8 +1,13 @@
 #pragma once
 
+#include "vx/record.h"
+
 #include <json-c/json.h>
 
+#include <cmath>
+#include <concepts>
 #include <string>
+#include <vector>
 
 namespace fuzz {
 
@@ -45,6 +50,59 @@ inline bool isToldBy(json_object* written, json_object* input) {
                    static_cast<float>(json_object_get_double(input));
     default:
         return true;
+    }
+}
+
+/// Whether @p told may be read as a zero or empty value of the type `T`. A text may be a number
+/// that is none, or a name that isn't known.
+template <class T>
+bool isNothing(json_object* told) {
+    switch (json_object_get_type(told)) {
+    case json_type_boolean:
+        return json_object_get_boolean(told) == 0;
+    case json_type_int:
+        return json_object_get_int64(told) == 0;
+    case json_type_double:
+        return std::integral<T> ? std::abs(json_object_get_double(told)) < 1
+                                : static_cast<float>(json_object_get_double(told)) == 0;
+    case json_type_string:
+        return !std::same_as<T, std::string> || *json_object_get_string(told) == '\0';
+    default:
+        return true;
+    }
+}
+
+template <class T>
+bool isTaken(const T& value, json_object* told);
+
+template <class R>
+struct TakenVisitor {
+    const R& record;
+    json_object* told;
+    bool isWhole = true;
+
+    template <class M, M member>
+    void operator()(const char* key) {
+        json_object* part = nullptr;
+        json_object_object_get_ex(told, key, &part);
+        isWhole = isWhole && (part == nullptr || isTaken(record.*member, part));
+    }
+};
+
+/// Whether @p value has something of all that @p told tells, which it was read from.
+template <class T>
+bool isTaken(const T& value, json_object* told) {
+    if constexpr (vx::detail::Record<T>) {
+        TakenVisitor<T> visitor{value, told};
+        T::visitFields(visitor);
+        return visitor.isWhole;
+    } else if constexpr (requires { typename T::value_type; } && !std::same_as<T, std::string>) {
+        for (std::size_t i = 0; i < value.size(); ++i)
+            if (!isTaken(value[i], json_object_array_get_idx(told, i)))
+                return false;
+        return true;
+    } else {
+        return !vx::detail::isLeftOut(value) || isNothing<T>(told);
     }
 }
 
