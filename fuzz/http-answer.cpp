@@ -111,13 +111,12 @@ std::string chunk(const std::string& text) {
     return size.str() + "\r\n" + text + "\r\n";
 }
 
-/// In two pieces, if it has any length.
+/// In three pieces, if it is long enough.
 void checkBody(Server& server, const std::string& content) {
-    const std::size_t half = (content.size() + 1) / 2;
+    const std::size_t third = (content.size() + 2) / 3;
     std::string answer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
-    for (const std::string& piece : {content.substr(0, half), content.substr(half)})
-        if (!piece.empty())
-            answer += chunk(piece);
+    for (std::size_t begin = 0; begin < content.size(); begin += third)
+        answer += chunk(content.substr(begin, third));
     server.answerNext(answer + chunk(""));
     std::string body = "as it was";
     const long code = orv::HttpClient(false).get(server.url(), &body, false);

@@ -30,10 +30,12 @@ void checkPrimitive(json_object* json) {
         const std::string written = vx::toJson(vx::toJsonFragment(value));
         const auto again = vx::fromJson<vx::JsonPrimitive>(written.c_str());
         const auto* number = std::get_if<double>(&value);
-        if (number != nullptr && !std::isfinite(*number))
+        if (number != nullptr && !std::isfinite(*number)) {
             VX_ASSERT(again.index() == 0, written);
-        else
-            VX_ASSERT(again == value, written);
+            return;
+        }
+        VX_ASSERT(again == value, written);
+        VX_ASSERT(number == nullptr || *number == json_object_get_double(json), written);
     } catch (const vx::Exception&) {
         VX_ASSERT(!isPrimitive);
     }
