@@ -131,15 +131,20 @@ Trouble badAnswer(const char* name, const char* path, Answer answer, bool losesM
             complaints};
 }
 
-/// A register that can't be read keeps the value of the poll before, so no message is lost. What
-/// keeps the reader waiting for an answer, or the rest of one, does so for a moment.
+/// A register that can't be read keeps the value of the poll before, so no message is lost.
 Trouble badRegister(const char* name, int meter, Fault fault, int complaints = 1) {
-    return {name,
-            [=](Home& home) {
-                home.bus.unit(meter).failNext(energy, fault);
-                std::ofstream(shortWaits).put('x');
-            },
-            false, complaints, complaints == 0 ? 0 : meter};
+    return {name, [=](Home& home) { home.bus.unit(meter).failNext(energy, fault); }, false,
+            complaints, complaints == 0 ? 0 : meter};
+}
+
+/// The reader waits in vain for an answer or the rest of one, but only for a moment.
+Trouble unansweredRegister(const char* name, int meter, Fault fault) {
+    Trouble trouble = badRegister(name, meter, fault);
+    trouble.strike = [strike = trouble.strike](Home& home) {
+        strike(home);
+        std::ofstream(shortWaits).put('x');
+    };
+    return trouble;
 }
 
 /// One for each message, which is lost.
@@ -168,10 +173,10 @@ std::vector<Trouble> troubles() {
         noService("service: a file", true),
         // One that comes late, or a line that hangs up, ends with a new connection alone, which
         // keeps a descriptor.
-        badRegister("register: silence", 2, Fault::silence),
+        unansweredRegister("register: silence", 2, Fault::silence),
         badRegister("register: exception", 1, Fault::exception(2)),
-        badRegister("register: short answer", 2, Fault::shortAnswer),
-        badRegister("register: garbled", 3, Fault::garbled),
+        unansweredRegister("register: short answer", 2, Fault::shortAnswer),
+        unansweredRegister("register: garbled", 3, Fault::garbled),
         // The Modbus library doesn't look at the unit of an answer over TCP.
         badRegister("register: another unit", 1, Fault::fromUnit(9), 0),
     };

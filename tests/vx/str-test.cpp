@@ -11,6 +11,7 @@
 #include <boost/system/error_code.hpp>
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <limits>
 #include <random>
 #include <set>
@@ -258,6 +259,14 @@ TEST(ThreadLocalRandomEngine, everyThreadHasItsOwnSeedAndNoneIsTheFixedPoint) {
 
     EXPECT_GT(states.size(), 15U);
     EXPECT_EQ(states.count(0), 0U);
+}
+
+TEST(ThreadLocalRandomEngine, takesTheRemainderOfItsSeedAndOneInsteadOfZero) {
+    constexpr std::uint32_t modulus = 0x7fffffff;
+
+    for (const std::uint32_t seed : {0U, 1U, 2U, modulus - 1, modulus, modulus + 1, 2 * modulus - 1,
+                                     2 * modulus, 2 * modulus + 1})
+        EXPECT_EQ(std::minstd_rand0(seed), std::minstd_rand0(std::max(seed % modulus, 1U))) << seed;
 }
 
 TEST(ThreadLocalRandomEngine, isSeededOnlyAtItsFirstUse) {
