@@ -1,13 +1,11 @@
 """What a check comes to."""
 import subprocess
 
-
-class Failure(Exception):
-    """Has one text for the user."""
+from command_line import Failure
 
 
-class Lost(Exception):
-    """Ends all checks; has one text for the user."""
+class Lost(Failure):
+    """Ends all checks."""
 
 
 class Skip(Exception):
@@ -23,6 +21,8 @@ def verdict(check, guest):
     try:
         check(guest)
         return "ok", ""
+    except Lost:
+        raise
     except Skip as e:
         return "skipped", f": {e}"
     except (Failure, OSError, subprocess.SubprocessError) as e:

@@ -1,4 +1,4 @@
-"""What the scripts that mutate do at their begin and end."""
+"""What long-running scripts do at their begin and end."""
 import fcntl
 import os
 import signal
@@ -17,7 +17,7 @@ def say(text):
 
 
 def keep_others_out(folder):
-    """Two runs would break each other's copies. The lock goes with the process."""
+    """Two runs would break what each other makes there. The lock goes with the process."""
     folder.mkdir(parents=True, exist_ok=True)
     lock = open(folder / "lock", "w")
     try:
@@ -43,7 +43,7 @@ def run(name, obey, usage):
         # Else Python would complain once more, when it flushes at its end.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return 128 + signal.SIGPIPE
-    except (Failure, OSError, subprocess.CalledProcessError) as e:
+    except (Failure, OSError, subprocess.SubprocessError) as e:
         print(f"{name}: {e}", file=sys.stderr)
         return 2
     except KeyboardInterrupt:
