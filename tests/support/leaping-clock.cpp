@@ -25,7 +25,7 @@ Function next(const char* name) {
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// Name of the function for times of 64 bits.
+/// In the C library, of the one for times of 64 bits.
 constexpr const char* clockName = sizeof(void*) == 4 ? "__clock_gettime64" : "clock_gettime";
 
 } // namespace
