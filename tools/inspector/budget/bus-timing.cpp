@@ -1,0 +1,57 @@
+#include "inspector/budget/bus-timing.h"
+
+#include "vx/enum.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace inspector {
+namespace {
+
+constexpr double defaultTimeOut = 5;
+// Of frames on a serial line, with address, function and check sum.
+constexpr int charactersOfRequest = 8;
+constexpr int charactersAroundWords = 5;
+constexpr int charactersOfWord = 2;
+constexpr double charactersOfGap = 3.5;
+// "Modbus over serial line": above 19200 baud the gap stays as it is.
+constexpr double fastestBaudOfGap = 19200;
+constexpr double leastGap = 0.00175;
+
+/// Number at the end of a name such as "baud9600", or @p fallback.
+template <vx::NamedEnum E>
+int numberOf(E value, int fallback) {
+    const std::string name = vx::fromEnum<std::string>(value);
+    const std::size_t digits = name.find_first_of("0123456789");
+    return digits == std::string::npos ? fallback : std::atoi(name.c_str() + digits);
+}
+
+} // namespace
+
+BusTiming::BusTiming(const Installation& installation) : m_timeOut(defaultTimeOut) {
+    if (installation.config && installation.config->value.timeoutResponseSec > 0)
+        m_timeOut = installation.config->value.timeoutResponseSec;
+    if (installation.config && !installation.config->value.modbusTCPServer.empty())
+        return;
+    vxModel::SerialPortConfig line{.baudRate = vxModel::BaudRateType::baud9600,
+                                   .parity = vxModel::Parity::even,
+                                   .stopBits = vxModel::StopBits::bits1};
+    if (installation.serial)
+        line = installation.serial->value;
+    const double baud = numberOf(line.baudRate, 9600);
+    const bool hasParity =
+        line.parity == vxModel::Parity::even || line.parity == vxModel::Parity::odd;
+    constexpr int startAndDataBits = 9;
+    const int bits = startAndDataBits + (hasParity ? 1 : 0) + numberOf(line.stopBits, 1);
+    m_character = bits / baud;
+    m_gap = baud > fastestBaudOfGap ? leastGap : charactersOfGap * m_character;
+}
+
+double BusTiming::exchange(int words) const {
+    const int characters = charactersOfRequest + charactersAroundWords + charactersOfWord * words;
+    return characters * m_character + m_gap;
+}
+
+} // namespace inspector

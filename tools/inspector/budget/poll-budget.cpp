@@ -1,0 +1,87 @@
+#include "inspector/budget/poll-budget.h"
+
+#include "inspector/budget/bus-timing.h"
+#include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/serials.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace inspector {
+namespace {
+
+/// Of one of the three requests of the local server, which is on the same machine.
+constexpr double secondsOfRequest = 0.001;
+constexpr int requestsOfPoll = 3;
+constexpr double pause = 0.02;
+constexpr double closingSecond = 1;
+/// The Modbus library refuses a longer request without a word on the bus.
+constexpr int mostWords = 125;
+
+/// What reading a list of registers takes.
+struct Read {
+    double pauses = 0;
+    double wire = 0;
+    double waits = 0;
+
+    double seconds() const { return pauses + wire; }
+};
+
+Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
+            const BusTiming& timing) {
+    Read read;
+    bool hasSerial = hasListedSerial;
+    for (const vxModel::ModbusRegister& x : model.registers) {
+        const bool isSerial = x.fieldType == vxModel::ModbusFieldType::serial;
+        const bool isSkipped = isSerial && hasSerial;
+        // Without an answer there is no serial, so that the next such register is read too.
+        if (isSkipped && hasListedSerial)
+            continue;
+        const bool isRefused = wordsOf(x) > mostWords;
+        if (!isRefused)
+            read.waits += timing.timeOut();
+        if (isSkipped) {
+            read.waits += pause;
+            continue;
+        }
+        read.pauses += pause;
+        if (!isRefused) {
+            read.wire += timing.exchange(wordsOf(x));
+            read.waits -= timing.exchange(wordsOf(x));
+        }
+        hasSerial = hasSerial || (isSerial && hasEffect(x.modbusDataType, x.fieldType));
+    }
+    return read;
+}
+
+} // namespace
+
+PollBudget budgetOf(const Installation& installation) {
+    const BusTiming timing(installation);
+    PollBudget budget{.requests = requestsOfPoll * secondsOfRequest, .closing = closingSecond};
+    const Installation::Models models = installation.models.value_or(Installation::Models());
+    const Installation::Meters meters = installation.meters.value_or(Installation::Meters());
+    for (const auto& model : models)
+        budget.models.push_back({model.value.id, model.value.registers.size(),
+                                 readOf(model.value, false, timing).seconds()});
+    std::stable_sort(budget.models.begin(), budget.models.end(),
+                     [](const auto& a, const auto& b) { return a.registers > b.registers; });
+    for (const auto& [meter, path] : meters)
+        for (const auto& model : models) {
+            if (model.value.id != meter.configId)
+                continue;
+            const Read read = readOf(model.value, hasListedSerial(meter, meters), timing);
+            budget.pauses += read.pauses;
+            budget.wire += read.wire;
+            budget.meters.push_back(
+                {meter.slaveAddress, meter.configId, read.seconds(), read.waits});
+        }
+    // Each reading is sent when the poll is over.
+    double age = budget.closing;
+    for (auto meter = budget.meters.rbegin(); meter != budget.meters.rend(); ++meter)
+        meter->ageSeconds = age += meter->seconds;
+    budget.seconds = budget.requests + budget.pauses + budget.wire + budget.closing;
+    return budget;
+}
+
+} // namespace inspector

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "inspector/input/installation.h"
+
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// The least that a poll takes, in seconds, and where it goes. Answers come as soon as the Modbus
+/// protocol allows; on TCP they take no time.
+struct PollBudget {
+    struct Meter {
+        int slaveAddress = 0;
+        std::string configId = {};
+        double seconds = 0;
+        /// What the poll takes longer if the meter answers nothing.
+        double deadSeconds = 0;
+        /// Of a reading when the metering service gets it: from the start of the meter's read.
+        double ageSeconds = 0;
+    };
+    struct Model {
+        std::string id;
+        std::size_t registers = 0;
+        double seconds = 0;
+    };
+
+    double seconds = 0;
+    /// Of the local server, ahead of the bus.
+    double requests = 0;
+    double pauses = 0;
+    double wire = 0;
+    double closing = 0;
+    /// In the order of reading.
+    std::vector<Meter> meters = {};
+    /// The longest list of registers first.
+    std::vector<Model> models = {};
+};
+
+/// Without a configuration file or serial parameters these are the daemon's defaults and 9600 baud
+/// with even parity.
+PollBudget budgetOf(const Installation& installation);
+
+} // namespace inspector

@@ -1,0 +1,159 @@
+#include "inspector/daemon/daemon-facts.h"
+
+#include "metering/readings.h"
+#include "modbus/register-words.h"
+#include "modbus/serial-toolkit.h"
+#include "vx/log.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <type_traits>
+
+namespace inspector {
+namespace {
+
+using orv::metering::readings::ModbusMeteringSystem;
+using vxModel::ModbusDataType;
+using vxModel::ModbusFieldType;
+using vxModel::ModbusRegister;
+
+constexpr int fieldTypes = static_cast<int>(ModbusFieldType::tariffEnabled) + 1;
+constexpr double wattSecondsPerKilowattHour = 3600000;
+
+/// The numbers of a record by key.
+struct NumberVisitor {
+    const ModbusMeteringSystem& record;
+    std::map<std::string, double>& numbers;
+
+    template <class M, M member>
+    void operator()(const char* key) {
+        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(record.*member)>, double>)
+            numbers[key] = record.*member;
+    }
+};
+
+std::map<std::string, double> numbersOf(const ModbusMeteringSystem& record) {
+    std::map<std::string, double> numbers;
+    NumberVisitor visitor{record, numbers};
+    ModbusMeteringSystem::visitFields(visitor);
+    return numbers;
+}
+
+/// Key and value of the number that @p value of a field becomes; an empty key if it becomes none.
+std::pair<std::string, double> converted(ModbusFieldType fieldType, float value, float scale) {
+    // Each number differs from all that the value could become.
+    ModbusMeteringSystem record;
+    orv::modbusreader::convertField(record, value, fieldType, scale);
+    for (const auto& [key, number] : numbersOf(record))
+        if (number != 0 || std::signbit(number))
+            return {key, number};
+    return {};
+}
+
+/// Lets a poll fail whose predecessor was good, as there is no bus.
+bool isCarried(ModbusFieldType fieldType, const std::string& member) {
+    constexpr int slaveAddress = 1;
+    boost::asio::io_context ioContext;
+    orv::modbusreader::SenderQueue queue(ioContext, "");
+    orv::modbusreader::SerialConnection connection{orv::HttpClient(false), {}, ioContext, queue};
+    connection.m_readIntervalUSec = 0;
+    ModbusMeteringSystem& reading = connection.m_readings[slaveAddress];
+    const auto [key, number] = converted(fieldType, 1, 1);
+    orv::modbusreader::convertField(reading, 1, fieldType, 1);
+    connection.readMeter(slaveAddress, {.registers = {{.fieldType = fieldType}}});
+    const auto after = numbersOf(connection.m_readings[slaveAddress]);
+    return after.contains(member) && after.at(member) == number;
+}
+
+FieldFacts tryField(ModbusFieldType fieldType) {
+    const auto [member, number] = converted(fieldType, 1, 1);
+    if (member.empty()) {
+        if (fieldType == ModbusFieldType::serial)
+            return {.member = "id"};
+        if (fieldType == ModbusFieldType::tariffEnabled)
+            return {.member = "tariffEnabled"};
+        return {};
+    }
+    FieldFacts facts{.member = member,
+                     .unit = number == wattSecondsPerKilowattHour ? "Ws" : "W",
+                     .carried = isCarried(fieldType, member)};
+    if (const auto [other, ignored] = converted(fieldType, -1, 1); other != member)
+        facts.memberOfNegative = other;
+    return facts;
+}
+
+using Words = std::array<std::uint16_t, 4>;
+
+Words largestOf(ModbusDataType dataType) {
+    constexpr std::uint16_t most = 0xFFFF;
+    switch (dataType) {
+    case ModbusDataType::int32:
+    case ModbusDataType::int64:
+        return {0x7FFF, most, most, most};
+    case ModbusDataType::float32:
+        return {0x7F7F, most};
+    default:
+        return {most, most, most, most};
+    }
+}
+
+} // namespace
+
+void silenceDaemon() {
+    vx::Logger::instance().setLogFunction([](const char*, vx::LogSeverity, const std::string&) {});
+    for (const auto& channel : vx::Logger::instance().channelSeverities())
+        vx::Logger::instance().setChannelSeverity(channel.name, vx::LogSeverity::print);
+}
+
+const FieldFacts& factsOf(ModbusFieldType fieldType) {
+    static const auto all = [] {
+        std::array<FieldFacts, fieldTypes> facts;
+        for (int i = 0; i < fieldTypes; ++i)
+            facts[static_cast<std::size_t>(i)] = tryField(static_cast<ModbusFieldType>(i));
+        return facts;
+    }();
+    return all.at(static_cast<std::size_t>(fieldType));
+}
+
+bool hasEffect(ModbusDataType dataType, ModbusFieldType fieldType) {
+    // No number is zero, no text is empty, and as float it is 1.
+    constexpr orv::modbusreader::RegisterBuffer words{0x3F80, 0, 0, 1};
+    ModbusMeteringSystem record;
+    orv::modbusreader::decodeRegister(
+        record, words.data(),
+        {.fieldType = fieldType, .modbusDataType = dataType, .length = 1, .scaleValue = 1});
+    return record != ModbusMeteringSystem();
+}
+
+bool hasNumber(ModbusDataType dataType) {
+    const Words words{};
+    return orv::modbusreader::decodeNumber(words.data(), dataType).has_value();
+}
+
+int wordsOf(const ModbusRegister& aRegister) {
+    return aRegister.length * orv::modbusreader::dataCountMultiplier(aRegister.modbusDataType);
+}
+
+Range rangeOf(const ModbusRegister& aRegister) {
+    const auto largest = orv::modbusreader::decodeNumber(largestOf(aRegister.modbusDataType).data(),
+                                                         aRegister.modbusDataType);
+    if (!largest || factsOf(aRegister.fieldType).unit.empty())
+        return {};
+    float smaller = std::nextafter(*largest, 0.0F);
+    if (aRegister.modbusDataType != ModbusDataType::float32)
+        smaller = std::min(smaller, *largest - 1);
+    const auto at = [&](float raw) {
+        return std::abs(converted(aRegister.fieldType, raw, aRegister.scaleValue).second);
+    };
+    return {at(*largest), at(*largest) - at(smaller)};
+}
+
+double kilowattHoursOf(const ModbusRegister& aRegister, double raw) {
+    return converted(aRegister.fieldType, static_cast<float>(raw), aRegister.scaleValue).second /
+           wattSecondsPerKilowattHour;
+}
+
+} // namespace inspector

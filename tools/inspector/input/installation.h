@@ -1,0 +1,43 @@
+#pragma once
+
+#include "inspector/input/document.h"
+#include "inspector/output/finding.h"
+#include "modbus/config-file.h"
+#include "model/modbus.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// A record and where it stands in its document.
+template <class T>
+struct Placed {
+    T value;
+    std::string path;
+};
+
+/// What the daemon would know after asking: as much of it as it could use. A document that isn't
+/// there leaves its part unset.
+struct Installation {
+    using Models = std::vector<Placed<vxModel::ElectricityMeterConfig>>;
+    using Meters = std::vector<Placed<vxModel::ModbusMeter>>;
+
+    std::optional<Models> models = std::nullopt;
+    std::optional<Meters> meters = std::nullopt;
+    std::optional<Placed<vxModel::SerialPortConfig>> serial = std::nullopt;
+    std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
+};
+
+/// Each takes a reply of the local server, with its envelope or without; `readModels` also a single
+/// model. Elements that don't convert are left out and told, though the daemon would take none.
+Installation::Models readModels(const Document& document, Findings& findings);
+Installation::Meters readMeters(const Document& document, Findings& findings);
+std::optional<Placed<vxModel::SerialPortConfig>> readSerial(const Document& document,
+                                                            Findings& findings);
+/// The configuration file.
+std::optional<Placed<orv::modbus::ModbusMiscConfig>> readConfig(const Document& document,
+                                                                Findings& findings);
+
+} // namespace inspector

@@ -1,0 +1,85 @@
+#include "inspector/input/sources.h"
+
+#include "http-client.h"
+#include "modbus/config-file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <unistd.h>
+
+namespace inspector {
+namespace {
+
+constexpr const char* ownConfig = "/etc/modbus-config.json";
+
+std::string readAll(int descriptor, const std::string& name) {
+    std::string text;
+    constexpr std::size_t piece = 1 << 20;
+    // The largest reply that the daemon takes is far below.
+    constexpr std::size_t most = std::size_t{512} << 20;
+    for (;;) {
+        const std::size_t size = text.size();
+        text.resize(size + piece);
+        const ssize_t count = read(descriptor, text.data() + size, piece);
+        const int reason = errno;
+        text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (count == 0)
+            return text;
+        if (count < 0 && reason != EINTR)
+            throw UnreadableInput(name + ": " + std::strerror(reason));
+        if (text.size() > most)
+            throw UnreadableInput(name + ": larger than 512 MB");
+    }
+}
+
+std::string ask(const std::string& server, const std::string& path) {
+    const std::string url = server + "/api/v1/apartment/meterings/modbus/" + path;
+    std::string body;
+    const long status = orv::HttpClient(false).get(url, &body, false);
+    if (status == -1)
+        throw UnreadableInput(url + ": no answer");
+    if (status != 200)
+        throw UnreadableInput(url + ": status " + std::to_string(status));
+    return body;
+}
+
+} // namespace
+
+std::string readFile(const std::string& name) {
+    if (name == "-")
+        return readAll(STDIN_FILENO, "standard input");
+    const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor == -1)
+        throw UnreadableInput(name + ": " + std::strerror(errno));
+    try {
+        std::string text = readAll(descriptor, name);
+        close(descriptor);
+        return text;
+    } catch (const UnreadableInput&) {
+        close(descriptor);
+        throw;
+    }
+}
+
+Texts readTexts(const Sources& sources) {
+    const auto text = [&](const std::optional<std::string>& file,
+                          const char* path) -> std::optional<std::string> {
+        if (file)
+            return readFile(*file);
+        if (sources.server && path != nullptr)
+            return ask(*sources.server, path);
+        return std::nullopt;
+    };
+    Texts texts{.supported = text(sources.supported, "config/supported"),
+                .attached = text(sources.attached, "attached"),
+                .serial = text(sources.serial, "rtuconfig"),
+                .config = text(sources.config, nullptr)};
+    if (sources.server && !sources.config && std::filesystem::exists(ownConfig))
+        texts.config = readFile(ownConfig);
+    return texts;
+}
+
+} // namespace inspector

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace inspector {
+
+/// Where the documents come from. Files are named, "-" is standard input; the server is asked as
+/// the daemon asks it.
+struct Sources {
+    std::optional<std::string> supported = std::nullopt;
+    std::optional<std::string> attached = std::nullopt;
+    std::optional<std::string> serial = std::nullopt;
+    std::optional<std::string> config = std::nullopt;
+    /// Address without a path.
+    std::optional<std::string> server = std::nullopt;
+};
+
+/// Input that can't be read; its text is for the user.
+struct UnreadableInput : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Texts {
+    std::optional<std::string> supported = std::nullopt;
+    std::optional<std::string> attached = std::nullopt;
+    std::optional<std::string> serial = std::nullopt;
+    std::optional<std::string> config = std::nullopt;
+};
+
+/// A file takes the place of what the server says, and beside a server the controller's own
+/// configuration file counts if there is one. Throws `UnreadableInput`.
+Texts readTexts(const Sources& sources);
+
+/// Throws `UnreadableInput`.
+std::string readFile(const std::string& name);
+
+} // namespace inspector

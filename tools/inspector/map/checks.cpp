@@ -1,0 +1,14 @@
+#include "inspector/map/checks.h"
+
+namespace inspector {
+
+Findings checkInstallation(const Installation& installation) {
+    Findings findings;
+    checkRegisters(installation, findings);
+    checkModels(installation, findings);
+    checkMeters(installation, findings);
+    checkPort(installation, findings);
+    return findings;
+}
+
+} // namespace inspector

@@ -1,0 +1,93 @@
+#include "inspector/map/map-command.h"
+
+#include "inspector/budget/poll-budget.h"
+#include "inspector/input/document.h"
+#include "inspector/map/checks.h"
+#include "inspector/map/map-report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <set>
+#include <utility>
+
+namespace inspector {
+namespace {
+
+/// The documents, what the daemon would take of them, and all that was found.
+class Inspection {
+public:
+    explicit Inspection(Texts texts) {
+        read("supported", std::move(texts.supported), installation.models, readModels);
+        read("attached", std::move(texts.attached), installation.meters, readMeters);
+        read("serial", std::move(texts.serial), installation.serial, readSerial);
+        read("config", std::move(texts.config), installation.config, readConfig);
+        addChecks();
+        for (const Document& document : m_documents)
+            moveFindings(document);
+    }
+
+    Installation installation;
+    Findings findings;
+
+private:
+    void read(std::string_view name, std::optional<std::string> text, auto& part, auto reader) {
+        if (!text)
+            return;
+        const Document& document = m_documents.emplace_back(name, std::move(*text));
+        part = reader(document, m_unplaced);
+    }
+
+    /// What follows from a name that isn't known needn't be told again.
+    void addChecks() {
+        std::set<std::string> unknown;
+        for (const Finding& finding : m_unplaced)
+            if (finding.name == "unknown-name" && finding.document == "supported")
+                unknown.insert(finding.path);
+        Findings checks = checkInstallation(installation);
+        std::erase_if(checks, [&](const Finding& x) {
+            return x.name == "no-decoder" && unknown.contains(x.path);
+        });
+        std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
+    }
+
+    void moveFindings(const Document& document) {
+        findings.insert(findings.end(), document.findings().begin(), document.findings().end());
+        Findings own;
+        std::copy_if(m_unplaced.begin(), m_unplaced.end(), std::back_inserter(own),
+                     [&](const Finding& x) { return x.document == document.name(); });
+        document.place(own);
+        std::stable_sort(own.begin(), own.end(), [](const Finding& a, const Finding& b) {
+            return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+        });
+        std::move(own.begin(), own.end(), std::back_inserter(findings));
+    }
+
+    std::vector<Document> m_documents = [] {
+        constexpr std::size_t documents = 4;
+        std::vector<Document> none;
+        none.reserve(documents);
+        return none;
+    }();
+    Findings m_unplaced;
+};
+
+} // namespace
+
+int runMap(const MapOptions& options) {
+    const Inspection inspection(readTexts(options.sources));
+    const auto& [installation, findings] = std::tie(inspection.installation, inspection.findings);
+    if (options.json) {
+        JsonOutput output(stdout);
+        writeMap(output, installation, findings, budgetOf(installation));
+    } else {
+        Terminal terminal(stdout);
+        printModels(terminal, installation);
+        printFindings(terminal, findings);
+        if (options.budget)
+            printBudget(terminal, budgetOf(installation));
+    }
+    return findings.empty() ? 0 : 1;
+}
+
+} // namespace inspector

@@ -1,0 +1,103 @@
+#include "inspector/daemon/register-row.h"
+#include "inspector/map/map-report.h"
+
+#include <cstdlib>
+
+namespace inspector {
+namespace {
+
+void writeTextOrNull(JsonOutput& output, std::string_view key, const std::string& text) {
+    output.key(key);
+    if (text.empty())
+        output.null();
+    else
+        output.value(text);
+}
+
+void writeRegister(JsonOutput& output, const vxModel::ModbusRegister& x, RegisterRows& rows) {
+    static const std::string none;
+    const RegisterRow row = rows.of(x);
+    output.beginObject();
+    output.member("space", row.isInput ? "input" : "holding");
+    output.member("function", row.function);
+    output.member("address", x.address);
+    output.member("words", row.words);
+    output.member("dataType", row.dataType);
+    // As it was written, not as the nearest number in single precision is in double.
+    output.member("scale", std::strtod(row.scale.c_str(), nullptr));
+    output.member("fieldType", row.fieldType);
+    writeTextOrNull(output, "member", row.isUsed ? row.facts->member : none);
+    writeTextOrNull(output, "memberOfNegative", row.isUsed ? row.facts->memberOfNegative : none);
+    writeTextOrNull(output, "unit", row.isUsed ? row.facts->unit : none);
+    output.member("carried", row.isUsed && row.facts->carried);
+    if (row.isUsed && !row.facts->unit.empty()) {
+        output.member("largest", row.range.largest);
+        output.member("step", row.range.step);
+    }
+    output.endObject();
+}
+
+void writeModels(JsonOutput& output, const Installation& installation) {
+    RegisterRows rows;
+    output.beginList();
+    for (const auto& [model, path] : installation.models.value_or(Installation::Models())) {
+        output.beginObject();
+        output.member("id", model.id);
+        output.key("registers");
+        output.beginList();
+        for (const vxModel::ModbusRegister& x : model.registers)
+            writeRegister(output, x, rows);
+        output.endList();
+        output.endObject();
+    }
+    output.endList();
+}
+
+void writeBudget(JsonOutput& output, const PollBudget& budget) {
+    output.beginObject();
+    output.member("seconds", budget.seconds);
+    output.member("requests", budget.requests);
+    output.member("pauses", budget.pauses);
+    output.member("wire", budget.wire);
+    output.member("closing", budget.closing);
+    output.key("meters");
+    output.beginList();
+    for (const PollBudget::Meter& x : budget.meters) {
+        output.beginObject();
+        output.member("slaveAddress", x.slaveAddress);
+        output.member("configId", x.configId);
+        output.member("seconds", x.seconds);
+        output.member("deadSeconds", x.deadSeconds);
+        output.member("ageSeconds", x.ageSeconds);
+        output.endObject();
+    }
+    output.endList();
+    output.key("models");
+    output.beginList();
+    for (const PollBudget::Model& x : budget.models) {
+        output.beginObject();
+        output.member("id", x.id);
+        output.member("registers", x.registers);
+        output.member("seconds", x.seconds);
+        output.endObject();
+    }
+    output.endList();
+    output.endObject();
+}
+
+} // namespace
+
+void writeMap(JsonOutput& output, const Installation& installation, const Findings& findings,
+              const PollBudget& budget) {
+    output.beginObject();
+    output.key("models");
+    writeModels(output, installation);
+    output.key("findings");
+    output.findings(findings);
+    output.key("budget");
+    writeBudget(output, budget);
+    output.endObject();
+    output.finish();
+}
+
+} // namespace inspector

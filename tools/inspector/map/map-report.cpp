@@ -1,0 +1,138 @@
+#include "inspector/map/map-report.h"
+
+#include "inspector/daemon/register-row.h"
+#include "inspector/output/text-table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace inspector {
+namespace {
+
+std::string formatted(const char* format, auto... values) {
+    std::array<char, 64> text;
+    const int size = std::snprintf(text.data(), text.size(), format, values...);
+    return {text.data(), static_cast<std::size_t>(size)};
+}
+
+std::string significant(double number) {
+    return formatted("%.6g", number);
+}
+
+std::string memberText(const RegisterRow& row) {
+    if (!row.isUsed)
+        return "dropped";
+    std::string text = row.facts->member;
+    if (!row.facts->memberOfNegative.empty())
+        text += ", negative " + row.facts->memberOfNegative;
+    return text;
+}
+
+TextTable tableOf(const vxModel::ElectricityMeterConfig& model, RegisterRows& rows) {
+    using enum TextTable::Side;
+    TextTable table({{"space"},
+                     {"fn", right, 5},
+                     {"address", right},
+                     {"hex", right, 4},
+                     {"words", right},
+                     {"type"},
+                     {"scale", right},
+                     {"member"},
+                     {"unit"},
+                     {"largest", right, 2},
+                     {"step", right, 3},
+                     {"if unread", left, 1}});
+    for (const vxModel::ModbusRegister& x : model.registers) {
+        const RegisterRow row = rows.of(x);
+        const bool hasRange = row.isUsed && !row.facts->unit.empty();
+        table.add({row.isInput ? "input" : "holding", std::to_string(row.function),
+                   std::to_string(x.address), formatted("0x%04X", x.address),
+                   std::to_string(row.words), row.dataType, row.scale, memberText(row),
+                   row.isUsed ? row.facts->unit : "",
+                   hasRange ? significant(row.range.largest) : "",
+                   hasRange ? significant(row.range.step) : "",
+                   !row.isUsed          ? ""
+                   : row.facts->carried ? "as before"
+                                        : "left out"});
+    }
+    return table;
+}
+
+std::string headOf(const vxModel::ElectricityMeterConfig& model) {
+    std::string head = "Model " + quoted(model.id);
+    for (const std::string* text : {&model.displayName, &model.manufacturer, &model.model})
+        if (!text->empty())
+            head += ", " + *text;
+    return head;
+}
+
+void printFinding(Terminal& terminal, const Finding& finding) {
+    std::string place = std::string(finding.document);
+    if (finding.line != 0)
+        place += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
+    if (!finding.path.empty())
+        place += " " + finding.path;
+    terminal.line(terminal.coloured(finding.severity, nameOf(finding.severity)) + " " +
+                  terminal.bold(finding.name) + " " + place);
+    terminal.paragraph(finding.message, 4);
+    terminal.paragraph(finding.remedy, 4);
+}
+
+std::string seconds(double number) {
+    return formatted("%.3f s", number);
+}
+
+} // namespace
+
+void printModels(Terminal& terminal, const Installation& installation) {
+    if (!installation.models)
+        return;
+    RegisterRows rows;
+    for (const auto& [model, path] : *installation.models) {
+        terminal.line(terminal.bold(headOf(model)));
+        tableOf(model, rows).print(terminal, 2);
+        terminal.line();
+    }
+}
+
+void printFindings(Terminal& terminal, const Findings& findings) {
+    if (findings.empty())
+        terminal.line("No findings.");
+    for (const Severity severity : {Severity::error, Severity::warning, Severity::hint})
+        for (const Finding& finding : findings)
+            if (finding.severity == severity)
+                printFinding(terminal, finding);
+}
+
+void printBudget(Terminal& terminal, const PollBudget& budget) {
+    using enum TextTable::Side;
+    terminal.line();
+    terminal.line(terminal.bold("A poll takes at least " + seconds(budget.seconds)));
+    TextTable parts({{"part"}, {"", right}});
+    parts.add({"requests of the local server", seconds(budget.requests)});
+    parts.add({"pauses ahead of the reads", seconds(budget.pauses)});
+    parts.add({"requests and answers on the bus", seconds(budget.wire)});
+    parts.add({"the closing second", seconds(budget.closing)});
+    parts.print(terminal, 2);
+    terminal.line();
+    TextTable meters({{"meter", right},
+                      {"model"},
+                      {"takes", right},
+                      {"more if dead", right},
+                      {"age when delivered", right}});
+    for (const PollBudget::Meter& x : budget.meters)
+        meters.add({std::to_string(x.slaveAddress), x.configId, seconds(x.seconds),
+                    seconds(x.deadSeconds), seconds(x.ageSeconds)});
+    meters.print(terminal, 2);
+    terminal.line();
+    TextTable models({{"longest models"}, {"registers", right}, {"takes", right}});
+    constexpr std::size_t most = 10;
+    for (std::size_t i = 0; i < std::min(most, budget.models.size()); ++i)
+        models.add({budget.models[i].id, std::to_string(budget.models[i].registers),
+                    seconds(budget.models[i].seconds)});
+    models.print(terminal, 2);
+}
+
+} // namespace inspector

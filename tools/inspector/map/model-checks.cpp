@@ -1,0 +1,144 @@
+#include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/serials.h"
+#include "inspector/input/pointer.h"
+#include "inspector/map/checks.h"
+#include "vx/enum.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+namespace inspector {
+namespace {
+
+using vxModel::ModbusFieldType;
+using vxModel::ModbusRegister;
+
+/// Checks the registers of one model beside one another.
+class ModelCheck {
+public:
+    ModelCheck(const Placed<vxModel::ElectricityMeterConfig>& model, const Reporter& report)
+        : m_registers(model.value.registers),
+          m_path(pointerTo(model.path, "registers")),
+          m_report(report) {
+        for (std::size_t i = 0; i < m_registers.size(); ++i) {
+            const ModbusRegister& x = m_registers[i];
+            if (x.fieldType == ModbusFieldType::serial && !m_firstSerial)
+                m_firstSerial = i;
+            // One without effect disturbs no other.
+            if (hasEffect(x.modbusDataType, x.fieldType))
+                m_indexes[x.fieldType].push_back(i);
+        }
+    }
+
+    void check(bool needsSerial) const {
+        checkSerial(needsSerial);
+        for (const auto& [fieldType, indexes] : m_indexes)
+            for (std::size_t i = 1; i < indexes.size(); ++i)
+                fieldTwice(fieldType, indexes[i - 1], indexes[i]);
+        checkPowers();
+    }
+
+private:
+    void checkSerial(bool needsSerial) const {
+        if (!m_firstSerial)
+            m_report("no-serial-register", Severity::error, m_path,
+                     "The daemon never sends anything of this model's meters, whatever serial the "
+                     "list of attached meters gives them.",
+                     "Add a register of type \"serial\"; with a serial in the list it isn't read.");
+        else if (!needsSerial)
+            m_report("serial-never-read", Severity::hint, pointerTo(m_path, *m_firstSerial),
+                     "The daemon takes the serial of the list of attached meters and never reads "
+                     "this register.",
+                     "Keep the register, without which nothing is sent, and delete the serial in "
+                     "the list if the meter's own is to count.");
+    }
+
+    void fieldTwice(ModbusFieldType fieldType, std::size_t first, std::size_t second) const {
+        const std::string field = quoted(vx::fromEnum<std::string>(fieldType));
+        if (fieldType == ModbusFieldType::serial)
+            m_report(
+                "same-field-twice", Severity::warning, fieldPath(second),
+                "The daemon takes the serial of the first register that gives one, at address " +
+                    address(first) + ", and reads this one only if that fails.",
+                "Delete one of them.");
+        else if (fieldType == ModbusFieldType::powerImport)
+            m_report("same-field-twice", Severity::warning, fieldPath(second),
+                     "Two registers are " + field +
+                         ", and the daemon lets this one win over that "
+                         "at address " +
+                         address(first) +
+                         "; but if their signs differ, the message holds both as consumption and "
+                         "production.",
+                     "Delete one of them: the daemon adds nothing up.");
+        else
+            m_report("same-field-twice", Severity::warning, fieldPath(second),
+                     "Two registers are " + field +
+                         ", and the daemon lets this one win over that "
+                         "at address " +
+                         address(first) + ".",
+                     "Delete one of them: the daemon adds nothing up.");
+    }
+
+    void checkPowers() const {
+        const auto imports = m_indexes.find(ModbusFieldType::powerImport);
+        const auto exports = m_indexes.find(ModbusFieldType::powerExport);
+        if (exports == m_indexes.end())
+            return;
+        const std::size_t lastExport = exports->second.back();
+        if (imports == m_indexes.end()) {
+            m_report("export-alone", Severity::hint, fieldPath(lastExport),
+                     "The daemon sends this power as production with its sign as it is, and after "
+                     "a failed read as none, as it carries nothing over.",
+                     "If the meter has one signed power, make it \"powerImport\".");
+            return;
+        }
+        const std::size_t lastImport = imports->second.back();
+        if (lastImport < lastExport)
+            m_report(
+                "import-and-export", Severity::hint, fieldPath(lastExport),
+                "The daemon reads this register behind that of \"powerImport\" and puts its "
+                "value in the place of what a negative import left as production.",
+                "Delete this one if the import has a sign; keep both if it is never negative.");
+        else
+            m_report("import-and-export", Severity::warning, fieldPath(lastImport),
+                     "The daemon reads this register behind that of \"powerExport\" and drops the "
+                     "export whenever the import isn't above zero: its negation takes the place.",
+                     "Put \"powerExport\" behind it, or delete one of them.");
+    }
+
+    std::string fieldPath(std::size_t index) const {
+        return pointerTo(pointerTo(m_path, index), "fieldType");
+    }
+    std::string address(std::size_t index) const {
+        return std::to_string(m_registers[index].address);
+    }
+
+    const std::vector<ModbusRegister>& m_registers;
+    std::string m_path;
+    const Reporter& m_report;
+    std::optional<std::size_t> m_firstSerial;
+    std::map<ModbusFieldType, std::vector<std::size_t>> m_indexes;
+};
+
+} // namespace
+
+void checkModels(const Installation& installation, Findings& findings) {
+    if (!installation.models)
+        return;
+    const Reporter report("supported", findings);
+    std::unordered_map<std::string, std::string> pathOfId;
+    for (const auto& model : *installation.models) {
+        ModelCheck(model, report).check(needsSerialRegister(model.value, installation));
+        const auto [earlier, isNew] = pathOfId.try_emplace(model.value.id, model.path);
+        if (!isNew)
+            report(
+                "model-twice", Severity::warning, pointerTo(model.path, "id"),
+                "The model " + quoted(model.value.id) + " stands also at " + earlier->second +
+                    ", and the daemon reads each of its meters with both and sends two messages.",
+                "Delete one of them, or give it another id.");
+    }
+}
+
+} // namespace inspector

@@ -1,0 +1,80 @@
+#include "inspector/input/pointer.h"
+#include "inspector/map/checks.h"
+
+#include <arpa/inet.h>
+
+#include <string>
+
+namespace inspector {
+namespace {
+
+/// The port of the controller, whatever the server says.
+constexpr const char* realDevice = "/dev/ttymxc2";
+/// The pause that the daemon makes anyway, in microseconds.
+constexpr int realInterval = 20000;
+constexpr int highestPort = 65535;
+
+void checkSerialLine(const Placed<vxModel::SerialPortConfig>& serial, const Reporter& report) {
+    const auto& [config, path] = serial;
+    const auto staysClosed = [&](bool isUnset, const std::string& key, const std::string& example) {
+        if (isUnset)
+            report("port-stays-closed", Severity::error, pointerTo(path, key),
+                   "Without " + quoted(key) +
+                       " the daemon opens no serial line, and all reads fail.",
+                   "Give it the value that is set at the meters, such as " + quoted(example) + ".");
+    };
+    staysClosed(config.baudRate == vxModel::BaudRateType::none, "baudRate", "baud9600");
+    staysClosed(config.parity == vxModel::Parity::uninitilzed, "parity", "even");
+    staysClosed(config.dataBits == vxModel::DataBits::none, "dataBits", "bits8");
+    staysClosed(config.stopBits == vxModel::StopBits::none, "stopBits", "bits1");
+    if (!config.serialDevice.empty() && config.serialDevice != realDevice)
+        report("device-without-effect", Severity::hint, pointerTo(path, "serialDevice"),
+               "The daemon opens " + std::string(realDevice) + " whatever device is named here.",
+               "Delete it.");
+    if (config.dataBits == vxModel::DataBits::bits7 || config.dataBits == vxModel::DataBits::bits9)
+        report("data-bits-without-effect", Severity::hint, pointerTo(path, "dataBits"),
+               "The line runs at eight data bits whatever number is given here.",
+               "Set the meters to eight data bits.");
+}
+
+void checkTcp(const orv::modbus::ModbusMiscConfig& config, const std::string& path,
+              const Reporter& report) {
+    in_addr address{};
+    if (inet_aton(config.modbusTCPServer.c_str(), &address) == 0)
+        report("server-not-an-address", Severity::error, pointerTo(path, "modbusTCPServer"),
+               "The daemon looks up no names, so it gets no connection to " +
+                   quoted(config.modbusTCPServer) + ".",
+               "Give the IPv4 address of the server.");
+    if (config.port < 1 || config.port > highestPort)
+        report("no-port", Severity::error, pointerTo(path, "port"),
+               "The daemon gets no connection to port " + std::to_string(config.port) +
+                   " and knows no other one.",
+               "Give the port of the server; that of Modbus is 502.");
+}
+
+void checkConfig(const Placed<orv::modbus::ModbusMiscConfig>& placed, const Reporter& report) {
+    const auto& [config, path] = placed;
+    if (!config.modbusTCPServer.empty())
+        checkTcp(config, path, report);
+    if (config.timeoutResponseSec < 0)
+        report("negative-time-out", Severity::error, pointerTo(path, "timeoutResponseSec"),
+               "The daemon stands still at the first answer that doesn't come.",
+               "Give a number of seconds, or leave it out for 5.");
+    if (config.readIntervalUSec != 0 && config.readIntervalUSec != realInterval)
+        report("interval-without-effect", Severity::hint, pointerTo(path, "readIntervalUSec"),
+               "The daemon pauses 20000 microseconds ahead of each request whatever number is "
+               "given here.",
+               "Delete it.");
+}
+
+} // namespace
+
+void checkPort(const Installation& installation, Findings& findings) {
+    const bool isTcp = installation.config && !installation.config->value.modbusTCPServer.empty();
+    if (installation.config)
+        checkConfig(*installation.config, Reporter("config", findings));
+    if (installation.serial && !isTcp)
+        checkSerialLine(*installation.serial, Reporter("serial", findings));
+}
+
+} // namespace inspector

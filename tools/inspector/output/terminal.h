@@ -1,0 +1,35 @@
+#pragma once
+
+#include "inspector/output/finding.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace inspector {
+
+/// Where text for people goes: as wide as the terminal, and in colours on one alone.
+class Terminal {
+public:
+    explicit Terminal(std::FILE* file);
+
+    /// In characters; no text is cut or wrapped for a file or a pipe.
+    std::size_t width() const { return m_width; }
+    void write(std::string_view text);
+    void line(std::string_view text = {});
+    /// Breaks lines at blanks; those behind the first one begin at the same column.
+    void paragraph(std::string_view text, std::size_t indent);
+
+    std::string bold(std::string_view text) const;
+    std::string coloured(Severity severity, std::string_view text) const;
+
+private:
+    std::string styled(std::string_view style, std::string_view text) const;
+
+    std::FILE* m_file;
+    bool m_hasColours = false;
+    std::size_t m_width = static_cast<std::size_t>(-1);
+};
+
+} // namespace inspector

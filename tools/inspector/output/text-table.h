@@ -1,0 +1,36 @@
+#pragma once
+
+#include "inspector/output/terminal.h"
+
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// Rows of texts in columns as wide as their longest text.
+class TextTable {
+public:
+    enum class Side { left, right };
+
+    struct Column {
+        std::string title;
+        Side side = Side::left;
+        /// Where a terminal is too narrow, the column with the highest number is left out first; 0
+        /// is always there.
+        int rank = 0;
+    };
+
+    explicit TextTable(std::vector<Column> columns);
+    /// As many texts as there are columns.
+    void add(std::vector<std::string> row);
+    void print(Terminal& terminal, std::size_t indent) const;
+
+private:
+    std::vector<std::size_t> shownColumns(std::size_t room) const;
+
+    std::vector<Column> m_columns;
+    std::vector<std::size_t> m_widths;
+    std::vector<std::vector<std::string>> m_rows;
+};
+
+} // namespace inspector

@@ -1,0 +1,74 @@
+#include "inspector/solver/display.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <stdexcept>
+#include <string_view>
+
+namespace inspector {
+namespace {
+
+struct Unit {
+    std::string_view name;
+    /// To watts or kilowatt-hours.
+    double factor;
+};
+
+constexpr std::array units = {Unit{"W", 1}, Unit{"kW", 1000}, Unit{"Wh", 0.001}, Unit{"kWh", 1},
+                              Unit{"MWh", 1000}};
+
+double factorOf(std::string_view name) {
+    return std::find_if(units.begin(), units.end(), [&](const Unit& x) { return x.name == name; })
+        ->factor;
+}
+
+} // namespace
+
+double Display::inUnit(double number) const {
+    return number / factorOf(unit);
+}
+
+bool Display::shows(double number) const {
+    // Single precision leaves seven digits, and each of the daemon's multiplications rounds.
+    constexpr double precision = 3e-7;
+    const double slack = std::abs(value) * precision;
+    const double size = std::abs(number);
+    return (number < 0) == (value < 0 || (value == 0 && number < 0)) &&
+           size >= std::abs(value) - step / 2 - slack && size < std::abs(value) + step + slack;
+}
+
+Display readDisplay(const std::string& text) {
+    const std::size_t begin = text.find_first_not_of(' ');
+    if (begin == std::string::npos)
+        throw std::invalid_argument("The display shows nothing");
+    const std::string trimmed = text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+    std::string number = trimmed;
+    std::replace(number.begin(), number.end(), ',', '.');
+    const char* const start = number.data() + (number.starts_with('+') ? 1 : 0);
+    Display display{.text = trimmed};
+    const auto [rest, error] = std::from_chars(start, number.data() + number.size(), display.value);
+    const std::size_t used = static_cast<std::size_t>(rest - number.data());
+    const std::string_view name = std::string_view(trimmed).substr(
+        std::min(trimmed.find_first_not_of(' ', used), trimmed.size()));
+    const auto unit =
+        std::find_if(units.begin(), units.end(), [&](const Unit& x) { return x.name == name; });
+    if (error == std::errc::result_out_of_range)
+        throw std::invalid_argument("\"" + trimmed + "\" is beyond all meters");
+    if (error != std::errc() || unit == units.end())
+        return {.text = trimmed};
+    if (!std::isfinite(display.value))
+        throw std::invalid_argument("\"" + trimmed + "\" is no value of a meter");
+    const std::string digits = number.substr(0, used);
+    const std::size_t point = digits.find('.');
+    const std::size_t exponent = std::min(digits.find_first_of("eE"), digits.size());
+    const auto decimals =
+        point == std::string::npos ? 0 : static_cast<double>(exponent - point - 1);
+    display.unit = unit->name;
+    display.value *= unit->factor;
+    display.step = std::pow(10.0, -decimals) * unit->factor;
+    return display;
+}
+
+} // namespace inspector

@@ -1,0 +1,100 @@
+#include "inspector/solver/word-spaces.h"
+
+#include "inspector/input/json-tree.h"
+#include "inspector/input/sources.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <string_view>
+
+namespace inspector {
+namespace {
+
+constexpr int addressSpace = 65536;
+constexpr int largestWord = 65535;
+
+class WordReader {
+public:
+    WordReader(const std::string& text, const std::string& name) : m_text(text), m_name(name) {}
+
+    WordSpaces read() const {
+        WordSpaces spaces;
+        try {
+            const JsonNode root = parseJson(m_text).root;
+            if (root.kind != JsonNode::Kind::object || root.children.empty())
+                fail(root.begin, "no object with \"holding\" or \"input\"");
+            for (const JsonNode& space : root.children) {
+                if (space.key != "holding" && space.key != "input")
+                    fail(space.keyBegin, "neither \"holding\" nor \"input\"");
+                readSpace(space, space.key == "input" ? spaces.input : spaces.holding);
+            }
+        } catch (const JsonFault& fault) {
+            fail(fault.offset, fault.reason);
+        }
+        return spaces;
+    }
+
+private:
+    void readSpace(const JsonNode& space, WordSpaces::Blocks& blocks) const {
+        if (space.kind != JsonNode::Kind::object)
+            fail(space.begin, "no object with words by address");
+        for (const JsonNode& block : space.children) {
+            const int address = number(block.key, addressSpace - 1, block.keyBegin, "no address");
+            if (block.kind != JsonNode::Kind::list)
+                fail(block.begin, "no list of words");
+            if (address + static_cast<int>(block.children.size()) > addressSpace)
+                fail(block.begin, "words behind address 65535");
+            std::vector<std::uint16_t> words;
+            for (const JsonNode& word : block.children)
+                words.push_back(static_cast<std::uint16_t>(
+                    number(std::string_view(m_text).substr(word.begin, word.end - word.begin),
+                           largestWord, word.begin, "no word, 0 to 65535")));
+            blocks[address] = std::move(words);
+        }
+        join(blocks);
+    }
+
+    /// So that a value may reach from one block into the next.
+    static void join(WordSpaces::Blocks& blocks) {
+        for (auto block = blocks.begin(); block != blocks.end();) {
+            const auto next = std::next(block);
+            auto& [address, words] = *block;
+            const int end = address + static_cast<int>(words.size());
+            if (next == blocks.end() || next->first > end) {
+                ++block;
+                continue;
+            }
+            const auto offset = static_cast<std::size_t>(next->first - address);
+            words.resize(std::max(words.size(), offset + next->second.size()));
+            std::copy(next->second.begin(), next->second.end(),
+                      words.begin() + static_cast<std::ptrdiff_t>(offset));
+            blocks.erase(next);
+        }
+    }
+
+    int number(std::string_view text, int most, std::size_t offset, const char* complaint) const {
+        int value = -1;
+        const auto [rest, error] = std::from_chars(text.begin(), text.end(), value);
+        if (error != std::errc() || rest != text.end() || value < 0 || value > most)
+            fail(offset, complaint);
+        return value;
+    }
+
+    [[noreturn]] void fail(std::size_t offset, const std::string& complaint) const {
+        const TextPlace place = placeOf(m_text, offset);
+        throw UnreadableInput(m_name + ":" + std::to_string(place.line) + ":" +
+                              std::to_string(place.column) + ": " + complaint);
+    }
+
+    const std::string& m_text;
+    const std::string& m_name;
+};
+
+} // namespace
+
+WordSpaces readWordSpaces(const std::string& text, const std::string& name) {
+    return WordReader(text, name).read();
+}
+
+} // namespace inspector
