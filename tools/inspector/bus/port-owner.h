@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace inspector {
+
+/// Another process that has the serial device open: "modbus-reader (process 812)". Those that can't
+/// be looked into, as they belong to another user, are passed over.
+std::optional<std::string> ownerOf(const std::string& device);
+
+} // namespace inspector

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace inspector {
+
+/// While it lives the service is stopped. It is started again whatever becomes of this process,
+/// also if it is killed, by a process of its own that waits for its end; but not if it wasn't
+/// running.
+class ServicePause {
+public:
+    /// Throws `BusError` if the service can't be stopped.
+    explicit ServicePause(std::string service);
+    ~ServicePause();
+    ServicePause(const ServicePause&) = delete;
+    ServicePause& operator=(const ServicePause&) = delete;
+
+private:
+    void startGuardian();
+
+    std::string m_service;
+    /// As long as it is open the guardian waits.
+    int m_lifeline = -1;
+    int m_guardian = -1;
+};
+
+} // namespace inspector

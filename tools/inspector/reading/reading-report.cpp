@@ -1,0 +1,114 @@
+#include "inspector/reading/reading-report.h"
+
+#include "inspector/daemon/daemon-facts.h"
+#include "inspector/output/text-table.h"
+#include "vx/date-time.h"
+#include "vx/enum.h"
+#include "vx/str.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace inspector {
+namespace {
+
+std::string wordsText(const Answer& answer) {
+    std::string text;
+    for (const std::uint16_t word : answer.words) {
+        std::array<char, 8> hex;
+        std::snprintf(hex.data(), hex.size(), "%04X", word);
+        text.append(text.empty() ? "" : " ").append(hex.data());
+    }
+    return text;
+}
+
+std::string momentText(std::chrono::system_clock::time_point moment) {
+    return vx::toString(std::chrono::time_point_cast<vx::DateTime::duration>(moment));
+}
+
+std::string milliseconds(const Answer& answer) {
+    std::array<char, 32> text;
+    std::snprintf(text.data(), text.size(), "%.1f ms", answer.time.count() * 1000);
+    return text.data();
+}
+
+std::string spaceOf(const vxModel::ModbusRegister& entry) {
+    return entry.registerType == vxModel::ModbusRegisterType::input ? "input" : "holding";
+}
+
+/// What became of a register, for a person.
+std::string outcomeOf(const RegisterReading& x) {
+    if (!x.answer)
+        return "not read, the serial is known";
+    if (!x.answer->isGood())
+        return x.answer->failure();
+    if (x.member.empty())
+        return "dropped";
+    const std::string unit = factsOf(x.entry.fieldType).unit;
+    return x.member + " " + x.value + (unit.empty() ? "" : " " + unit);
+}
+
+} // namespace
+
+void printReading(Terminal& terminal, const MeterReading& reading) {
+    using enum TextTable::Side;
+    terminal.line(terminal.bold("Meter " + std::to_string(reading.slaveAddress)));
+    TextTable table({{"space"},
+                     {"address", right},
+                     {"type"},
+                     {"time", left, 3},
+                     {"took", right, 2},
+                     {"value under the map"},
+                     {"words", left, 1}});
+    for (const RegisterReading& x : reading.registers)
+        table.add({spaceOf(x.entry), std::to_string(x.entry.address),
+                   vx::fromEnum<std::string>(x.entry.modbusDataType),
+                   x.answer ? momentText(x.moment) : "", x.answer ? milliseconds(*x.answer) : "",
+                   outcomeOf(x), x.answer ? wordsText(*x.answer) : ""});
+    table.print(terminal, 2);
+    terminal.line("Record:  " + vx::str("", reading.record));
+    terminal.line(reading.message.empty() ? "Message: none, as the serial of the meter isn't known"
+                                          : "Message: " + reading.message);
+}
+
+void writeReading(JsonOutput& output, const MeterReading& reading) {
+    output.beginObject();
+    output.member("slaveAddress", reading.slaveAddress);
+    output.key("registers");
+    output.beginList();
+    for (const RegisterReading& x : reading.registers) {
+        output.beginObject();
+        output.member("space", spaceOf(x.entry));
+        output.member("address", x.entry.address);
+        output.member("dataType", vx::fromEnum<std::string>(x.entry.modbusDataType));
+        output.member("fieldType", vx::fromEnum<std::string>(x.entry.fieldType));
+        output.member("read", x.answer.has_value());
+        if (x.answer) {
+            output.member("time", momentText(x.moment));
+            output.member("milliseconds", x.answer->time.count() * 1000);
+            output.key("words");
+            output.beginList();
+            for (const std::uint16_t word : x.answer->words)
+                output.value(word);
+            output.endList();
+            if (!x.answer->isGood())
+                output.member("failure", x.answer->failure());
+        }
+        if (!x.member.empty()) {
+            output.member("member", x.member);
+            output.member("value", x.value);
+            output.member("unit", factsOf(x.entry.fieldType).unit);
+        }
+        output.endObject();
+    }
+    output.endList();
+    output.key("message");
+    if (reading.message.empty())
+        output.null();
+    else
+        output.value(reading.message);
+    output.endObject();
+}
+
+} // namespace inspector

@@ -1,0 +1,135 @@
+#include "inspector/reading/scan-command.h"
+
+#include "inspector/output/json-output.h"
+#include "inspector/output/terminal.h"
+#include "inspector/reading/scan.h"
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <string>
+#include <unistd.h>
+
+namespace inspector {
+namespace {
+
+std::atomic<bool> stopped{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void stop(int) {
+    stopped = true;
+}
+
+/// A second one ends the program as usual.
+void stopAtSignals() {
+    struct sigaction action {};
+    action.sa_handler = stop;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int signal : {SIGINT, SIGTERM})
+        sigaction(signal, &action, nullptr);
+}
+
+std::vector<LineParameters> linesOf(const ScanOptions& options) {
+    if (!options.allLines || options.bus.address.tcp)
+        return {options.bus.address.line};
+    std::vector<LineParameters> lines;
+    for (const int baud : {9600, 19200, 38400, 57600, 115200})
+        for (const char parity : {'E', 'N', 'O'})
+            // Without parity a character has two stop bits, by the Modbus specification.
+            lines.push_back({baud, parity, parity == 'N' ? 2 : 1});
+    return lines;
+}
+
+std::string lineText(const LineParameters& line) {
+    return std::to_string(line.baud) + " baud, 8" + line.parity + std::to_string(line.stopBits);
+}
+
+std::string durationText(std::chrono::duration<double> duration) {
+    std::array<char, 32> text;
+    const double seconds = duration.count();
+    std::snprintf(text.data(), text.size(), seconds < 120 ? "%.0f seconds" : "%.0f minutes",
+                  seconds < 120 ? seconds : seconds / 60);
+    return text.data();
+}
+
+/// Tells on standard error how far it is, at a terminal alone.
+class Progress {
+public:
+    explicit Progress(std::size_t all) : m_all(all), m_isShown(isatty(STDERR_FILENO) != 0) {}
+
+    void tell(std::size_t done) const {
+        if (m_isShown)
+            std::fprintf(stderr, "\r%zu of %zu ", done, m_all);
+    }
+    void clear() const {
+        if (m_isShown)
+            std::fprintf(stderr, "\r\x1b[K");
+    }
+
+private:
+    std::size_t m_all;
+    bool m_isShown;
+};
+
+void printFound(Terminal& terminal, const Found& found, bool isSerial) {
+    std::string text = "Meter " + std::to_string(found.slaveAddress);
+    if (isSerial)
+        text += " at " + lineText(found.line);
+    terminal.line(text + ": " + found.answer);
+}
+
+void writeFound(JsonOutput& output, const std::vector<Found>& all, bool isSerial) {
+    output.beginObject();
+    output.key("found");
+    output.beginList();
+    for (const Found& found : all) {
+        output.beginObject();
+        output.member("slaveAddress", found.slaveAddress);
+        if (isSerial) {
+            output.member("baud", found.line.baud);
+            output.member("parity", std::string(1, found.line.parity));
+            output.member("stopBits", found.line.stopBits);
+        }
+        output.member("answer", found.answer);
+        output.endObject();
+    }
+    output.endList();
+    output.member("complete", !stopped.load());
+    output.endObject();
+    output.finish();
+}
+
+} // namespace
+
+int runScan(const ScanOptions& options) {
+    const ScanPlan plan{options.firstAddress, options.lastAddress, linesOf(options),
+                        options.bus.timeOut};
+    const bool isSerial = options.bus.address.rtu.has_value();
+    BusSession session(options.bus);
+    stopAtSignals();
+    if (!options.json)
+        std::fprintf(stderr, "Asking %zu times; if nothing answers it takes %s.\n",
+                     plan.questions(), durationText(plan.longest()).c_str());
+    Terminal terminal(stdout);
+    const Progress progress(plan.questions());
+    const std::vector<Found> found =
+        scan(session.bus(), plan, stopped, [&](std::size_t done, const Found* answering) {
+            progress.clear();
+            if (answering != nullptr && !options.json)
+                printFound(terminal, *answering, isSerial);
+            progress.tell(done);
+        });
+    progress.clear();
+    if (options.json) {
+        JsonOutput output(stdout);
+        writeFound(output, found, isSerial);
+    } else if (stopped) {
+        terminal.line("Ended ahead of time: the other addresses are unknown.");
+    } else if (found.empty()) {
+        terminal.line("Nothing answers.");
+    }
+    return found.empty() || stopped ? 1 : 0;
+}
+
+} // namespace inspector

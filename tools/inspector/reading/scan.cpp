@@ -1,0 +1,45 @@
+#include "inspector/reading/scan.h"
+
+namespace inspector {
+namespace {
+
+constexpr std::size_t spaces = 2;
+
+} // namespace
+
+std::size_t ScanPlan::questions() const {
+    return static_cast<std::size_t>(lastAddress - firstAddress + 1) * lines.size();
+}
+
+std::chrono::duration<double> ScanPlan::longest() const {
+    return static_cast<double>(questions() * spaces) * std::chrono::duration<double>(timeOut);
+}
+
+std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop,
+                        const std::function<void(std::size_t, const Found*)>& progress) {
+    std::vector<Found> all;
+    std::size_t done = 0;
+    for (const LineParameters& line : plan.lines) {
+        if (plan.lines.size() > 1)
+            bus.setLine(line);
+        for (int address = plan.firstAddress; address <= plan.lastAddress; ++address) {
+            const Found* found = nullptr;
+            for (const bool isInput : {true, false}) {
+                if (stop)
+                    return all;
+                const Answer answer = bus.read(address, isInput, 0, 1);
+                bus.forgetLateAnswers();
+                // Noise of a wrong setting is no meter.
+                if (!answer.isFromSomebody() || answer.error == EMBBADCRC)
+                    continue;
+                all.push_back({address, line, answer.isGood() ? "answers" : answer.failure()});
+                found = &all.back();
+                break;
+            }
+            progress(++done, found);
+        }
+    }
+    return all;
+}
+
+} // namespace inspector

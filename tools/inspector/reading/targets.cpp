@@ -1,0 +1,82 @@
+#include "inspector/reading/targets.h"
+
+#include "inspector/input/sources.h"
+#include "vx/enum.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace inspector {
+namespace {
+
+/// As the daemon: the first one of the address that has any.
+std::string listedSerialOf(int slaveAddress, const Installation::Meters& meters) {
+    const auto found = std::find_if(meters.begin(), meters.end(), [&](const auto& x) {
+        return x.value.slaveAddress == slaveAddress && !x.value.serial.empty();
+    });
+    return found == meters.end() ? "" : found->value.serial;
+}
+
+void addMeter(std::vector<Target>& targets, const vxModel::ModbusMeter& meter,
+              const Installation& installation) {
+    for (const auto& model : *installation.models)
+        if (model.value.id == meter.configId)
+            targets.push_back({meter, model.value,
+                               listedSerialOf(meter.slaveAddress, installation.meters.value_or(
+                                                                      Installation::Meters()))});
+}
+
+/// Number at the end of a name such as "baud9600".
+template <vx::NamedEnum E>
+int numberOf(E value) {
+    const std::string name = vx::fromEnum<std::string>(value);
+    const std::size_t digits = name.find_first_of("0123456789");
+    if (digits == std::string::npos)
+        throw UnreadableInput("The serial parameters leave the port closed, see map");
+    return std::atoi(name.c_str() + digits);
+}
+
+} // namespace
+
+std::vector<Target> targetsOf(const Installation& installation, std::optional<int> slave,
+                              const std::optional<std::string>& modelId) {
+    if (!installation.models || installation.models->empty())
+        throw UnreadableInput("There is no model: give --supported or --server");
+    std::vector<Target> targets;
+    if (slave && (modelId || !installation.meters)) {
+        if (!modelId && installation.models->size() > 1)
+            throw UnreadableInput("There is more than one model: name one by --model");
+        addMeter(targets,
+                 {.configId = modelId.value_or(installation.models->front().value.id),
+                  .slaveAddress = *slave},
+                 installation);
+    } else {
+        for (const auto& meter : installation.meters.value_or(Installation::Meters()))
+            if (!slave || meter.value.slaveAddress == *slave)
+                addMeter(targets, meter.value, installation);
+    }
+    if (targets.empty())
+        throw UnreadableInput(modelId ? "No model has the id \"" + *modelId + "\""
+                              : slave ? "No attached meter with a model has the address " +
+                                            std::to_string(*slave) + ": name its model by --model"
+                                      : "No meter to read: give --slave, --attached or --server");
+    return targets;
+}
+
+BusAddress busOf(const Installation& installation) {
+    if (installation.config && !installation.config->value.modbusTCPServer.empty())
+        return {.tcp = installation.config->value.modbusTCPServer + ":" +
+                       std::to_string(installation.config->value.port)};
+    if (!installation.serial)
+        throw UnreadableInput("There is no bus: give --tcp, --rtu or --server");
+    const vxModel::SerialPortConfig& line = installation.serial->value;
+    if (line.parity == vxModel::Parity::uninitilzed)
+        throw UnreadableInput("The serial parameters leave the port closed, see map");
+    const char parity = line.parity == vxModel::Parity::none   ? 'N'
+                        : line.parity == vxModel::Parity::even ? 'E'
+                                                               : 'O';
+    return {.rtu = "/dev/ttymxc2",
+            .line = {numberOf(line.baudRate), parity, numberOf(line.stopBits)}};
+}
+
+} // namespace inspector

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "inspector/input/installation.h"
+#include "inspector/reading/bus-options.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// A meter to read.
+struct Target {
+    vxModel::ModbusMeter meter;
+    vxModel::ElectricityMeterConfig model;
+    /// From the list of attached meters.
+    std::string listedSerial = {};
+};
+
+/// The meter at @p slave with the model @p modelId, or with what the list of attached meters says
+/// of it; without @p slave all attached meters. Throws `UnreadableInput` if there is none.
+std::vector<Target> targetsOf(const Installation& installation, std::optional<int> slave,
+                              const std::optional<std::string>& modelId);
+
+/// The bus that the daemon would open.
+BusAddress busOf(const Installation& installation);
+
+} // namespace inspector
