@@ -33,6 +33,7 @@ int run(int argc, char** argv) {
     addRead(app, command);
     addScan(app, command);
     addSolve(app, command);
+    addSchema(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -4,10 +4,14 @@
 #include "inspector/options.h"
 #include "inspector/reading/read-command.h"
 #include "inspector/reading/scan-command.h"
+#include "inspector/schema/json-schema.h"
 #include "inspector/solver/solve-command.h"
 #include "vx/enum.h"
 
+#include <iostream>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace inspector {
 namespace {
@@ -84,6 +88,20 @@ void addScan(CLI::App& app, Command& command) {
         if (options->firstAddress > options->lastAddress)
             throw CLI::ValidationError("--from is behind --to");
         command = [options] { return runScan(*options); };
+    });
+}
+
+void addSchema(CLI::App& app, Command& command) {
+    CLI::App& schema = *app.add_subcommand("schema", "Print the JSON Schema of a format");
+    const auto format = std::make_shared<std::string>();
+    schema.add_option("format", *format, "supported, attached, serial, config or message")
+        ->required()
+        ->check(CLI::IsMember(std::vector<std::string>(formats().begin(), formats().end())));
+    schema.callback([format, &command] {
+        command = [format] {
+            std::cout << schemaOf(*format);
+            return 0;
+        };
     });
 }
 
