@@ -20,7 +20,8 @@ using vxModel::ModbusDataType;
 using vxModel::ModbusFieldType;
 using vxModel::ModbusRegister;
 
-constexpr int fieldTypes = static_cast<int>(ModbusFieldType::tariffEnabled) + 1;
+constexpr std::size_t fieldTypes = static_cast<std::size_t>(ModbusFieldType::tariffEnabled) + 1;
+constexpr std::size_t dataTypes = static_cast<std::size_t>(ModbusDataType::dateTime) + 1;
 constexpr double wattSecondsPerKilowattHour = 3600000;
 
 /// The numbers of a record by key.
@@ -85,6 +86,16 @@ FieldFacts tryField(ModbusFieldType fieldType) {
     return facts;
 }
 
+bool tryEffect(ModbusDataType dataType, ModbusFieldType fieldType) {
+    // No number is zero, no text is empty, and as float it is 1.
+    constexpr orv::modbusreader::RegisterBuffer words{0x3F80, 0, 0, 1};
+    ModbusMeteringSystem record;
+    orv::modbusreader::decodeRegister(
+        record, words.data(),
+        {.fieldType = fieldType, .modbusDataType = dataType, .length = 1, .scaleValue = 1});
+    return record != ModbusMeteringSystem();
+}
+
 using Words = std::array<std::uint16_t, 4>;
 
 Words largestOf(ModbusDataType dataType) {
@@ -111,21 +122,23 @@ void silenceDaemon() {
 const FieldFacts& factsOf(ModbusFieldType fieldType) {
     static const auto all = [] {
         std::array<FieldFacts, fieldTypes> facts;
-        for (int i = 0; i < fieldTypes; ++i)
-            facts[static_cast<std::size_t>(i)] = tryField(static_cast<ModbusFieldType>(i));
+        for (std::size_t i = 0; i < fieldTypes; ++i)
+            facts[i] = tryField(static_cast<ModbusFieldType>(i));
         return facts;
     }();
     return all.at(static_cast<std::size_t>(fieldType));
 }
 
 bool hasEffect(ModbusDataType dataType, ModbusFieldType fieldType) {
-    // No number is zero, no text is empty, and as float it is 1.
-    constexpr orv::modbusreader::RegisterBuffer words{0x3F80, 0, 0, 1};
-    ModbusMeteringSystem record;
-    orv::modbusreader::decodeRegister(
-        record, words.data(),
-        {.fieldType = fieldType, .modbusDataType = dataType, .length = 1, .scaleValue = 1});
-    return record != ModbusMeteringSystem();
+    static const auto all = [] {
+        std::array<std::array<bool, fieldTypes>, dataTypes> effects{};
+        for (std::size_t i = 0; i < dataTypes; ++i)
+            for (std::size_t j = 0; j < fieldTypes; ++j)
+                effects[i][j] =
+                    tryEffect(static_cast<ModbusDataType>(i), static_cast<ModbusFieldType>(j));
+        return effects;
+    }();
+    return all.at(static_cast<std::size_t>(dataType)).at(static_cast<std::size_t>(fieldType));
 }
 
 bool hasNumber(ModbusDataType dataType) {

@@ -3,6 +3,7 @@
 #include "vx/enum.h"
 
 #include <array>
+#include <bit>
 #include <charconv>
 
 namespace inspector {
@@ -12,24 +13,40 @@ std::string shortest(float number) {
     return {text.begin(), std::to_chars(text.begin(), text.end(), number).ptr};
 }
 
-RegisterRow RegisterRows::of(const vxModel::ModbusRegister& aRegister) {
+namespace {
+
+/// All of a register but its address.
+std::uint64_t keyOf(const vxModel::ModbusRegister& x) {
+    const std::uint64_t kinds = static_cast<std::uint64_t>(x.fieldType) << 24 |
+                                static_cast<std::uint64_t>(x.modbusDataType) << 16 |
+                                static_cast<std::uint64_t>(x.registerType) << 8 | x.length;
+    return kinds << 32 | std::bit_cast<std::uint32_t>(x.scaleValue);
+}
+
+RegisterRow rowOf(const vxModel::ModbusRegister& x) {
     RegisterRow row;
-    row.isInput = aRegister.registerType == vxModel::ModbusRegisterType::input;
+    row.isInput = x.registerType == vxModel::ModbusRegisterType::input;
     row.function = row.isInput ? 4 : 3;
-    row.words = wordsOf(aRegister);
-    row.dataType = vx::fromEnum<std::string>(aRegister.modbusDataType);
-    row.fieldType = vx::fromEnum<std::string>(aRegister.fieldType);
-    row.scale = shortest(aRegister.scaleValue);
-    row.isUsed = hasEffect(aRegister.modbusDataType, aRegister.fieldType);
-    row.facts = &factsOf(aRegister.fieldType);
+    row.words = wordsOf(x);
+    row.dataType = vx::fromEnum<std::string>(x.modbusDataType);
+    row.fieldType = vx::fromEnum<std::string>(x.fieldType);
+    row.scale = shortest(x.scaleValue);
+    row.isUsed = hasEffect(x.modbusDataType, x.fieldType);
+    row.facts = &factsOf(x.fieldType);
     if (row.isUsed) {
-        const auto [known, isNew] =
-            m_ranges.try_emplace(row.dataType + ' ' + row.fieldType + ' ' + row.scale);
-        if (isNew)
-            known->second = rangeOf(aRegister);
-        row.range = known->second;
+        row.range = rangeOf(x);
+        row.kilowattHoursOfOne = kilowattHoursOf(x, 1);
     }
     return row;
+}
+
+} // namespace
+
+const RegisterRow& RegisterRows::of(const vxModel::ModbusRegister& aRegister) {
+    const auto [row, isNew] = m_rows.try_emplace(keyOf(aRegister));
+    if (isNew)
+        row->second = rowOf(aRegister);
+    return row->second;
 }
 
 } // namespace inspector

@@ -3,6 +3,7 @@
 #include "inspector/daemon/daemon-facts.h"
 #include "model/modbus.h"
 
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 
@@ -22,15 +23,18 @@ struct RegisterRow {
     bool isUsed = false;
     const FieldFacts* facts = nullptr;
     Range range;
+    /// Of an energy: what each 1 of the meter becomes in the message.
+    double kilowattHoursOfOne = 0;
 };
 
-/// Makes rows; ranges of registers that are alike in all that matters are found once.
+/// Makes rows, one for all registers that differ in their address alone.
 class RegisterRows {
 public:
-    RegisterRow of(const vxModel::ModbusRegister& aRegister);
+    /// Valid as long as this object.
+    const RegisterRow& of(const vxModel::ModbusRegister& aRegister);
 
 private:
-    std::unordered_map<std::string, Range> m_ranges;
+    std::unordered_map<std::uint64_t, RegisterRow> m_rows;
 };
 
 /// The shortest text that stands for the number.

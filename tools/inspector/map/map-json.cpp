@@ -16,7 +16,7 @@ void writeTextOrNull(JsonOutput& output, std::string_view key, const std::string
 
 void writeRegister(JsonOutput& output, const vxModel::ModbusRegister& x, RegisterRows& rows) {
     static const std::string none;
-    const RegisterRow row = rows.of(x);
+    const RegisterRow& row = rows.of(x);
     output.beginObject();
     output.member("space", row.isInput ? "input" : "holding");
     output.member("function", row.function);

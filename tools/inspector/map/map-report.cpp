@@ -45,7 +45,7 @@ TextTable tableOf(const vxModel::ElectricityMeterConfig& model, RegisterRows& ro
                      {"step", right, 3},
                      {"if unread", left, 1}});
     for (const vxModel::ModbusRegister& x : model.registers) {
-        const RegisterRow row = rows.of(x);
+        const RegisterRow& row = rows.of(x);
         const bool hasRange = row.isUsed && !row.facts->unit.empty();
         table.add({row.isInput ? "input" : "holding", std::to_string(row.function),
                    std::to_string(x.address), formatted("0x%04X", x.address),

@@ -1,4 +1,5 @@
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/register-row.h"
 #include "inspector/daemon/serials.h"
 #include "inspector/input/pointer.h"
 #include "inspector/map/checks.h"
@@ -85,7 +86,8 @@ void checkType(const ModbusRegister& x, const std::string& path, const Reporter&
                "Take \"ascii\" for a text, or \"uint32\" for a number.");
 }
 
-void checkEnergy(const ModbusRegister& x, const std::string& path, const Reporter& report) {
+void checkEnergy(const ModbusRegister& x, const RegisterRow& row, const std::string& path,
+                 const Reporter& report) {
     // In kilowatt-hours. Counters of a home stand between the first two; meters count in steps
     // from a watt-second to less than a megawatt-hour.
     constexpr double least = 1;
@@ -93,8 +95,8 @@ void checkEnergy(const ModbusRegister& x, const std::string& path, const Reporte
     constexpr double smallestUnit = 1e-7;
     constexpr double largestUnit = 1000;
     const bool isFloat = x.modbusDataType == ModbusDataType::float32;
-    const double unit = kilowattHoursOf(x, 1);
-    const double largest = rangeOf(x).largest / 3600000;
+    const double unit = row.kilowattHoursOfOne;
+    const double largest = row.range.largest / 3600000;
     const bool isTooLarge = isFloat ? unit > largestUnit : unit >= largestUnit;
     const bool isTooSmall = largest < least || unit < smallestUnit;
     if (!isTooLarge && !isTooSmall)
@@ -109,7 +111,8 @@ void checkEnergy(const ModbusRegister& x, const std::string& path, const Reporte
            "The scale takes the meter's number to kilowatt-hours: 0.001 for watt-hours.");
 }
 
-void checkScale(const ModbusRegister& x, const std::string& path, const Reporter& report) {
+void checkScale(const ModbusRegister& x, RegisterRows& rows, const std::string& path,
+                const Reporter& report) {
     if (!isMeasured(x))
         return;
     const std::string scalePath = pointerTo(path, "scaleValue");
@@ -128,7 +131,7 @@ void checkScale(const ModbusRegister& x, const std::string& path, const Reporter
                                    : "it goes out negative."),
                "Take a positive scale, or keep it if the meter counts the other way round.");
     else if (factsOf(x.fieldType).unit == "Ws" && hasEffect(x.modbusDataType, x.fieldType))
-        checkEnergy(x, path, report);
+        checkEnergy(x, rows.of(x), path, report);
 }
 
 /// Many descriptions number registers from 30001 or 40001, with the space as first digit.
@@ -153,6 +156,7 @@ void checkRegisters(const Installation& installation, Findings& findings) {
     if (!installation.models)
         return;
     const Reporter report("supported", findings);
+    RegisterRows rows;
     for (const auto& [model, modelPath] : *installation.models) {
         const std::string listPath = pointerTo(modelPath, "registers");
         const bool needsSerial = needsSerialRegister(model, installation);
@@ -164,7 +168,7 @@ void checkRegisters(const Installation& installation, Findings& findings) {
                 continue;
             checkRequest(aRegister, path, report);
             checkType(aRegister, path, report);
-            checkScale(aRegister, path, report);
+            checkScale(aRegister, rows, path, report);
             checkNotation(aRegister, path, report);
         }
     }
