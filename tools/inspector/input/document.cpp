@@ -1,20 +1,24 @@
 #include "inspector/input/document.h"
 
+#include "inspector/input/document-form.h"
+#include "inspector/input/pointer.h"
+#include "modbus/config-file.h"
+#include "modbus/server-replies.h"
 #include "vx/json.h"
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace inspector {
 namespace {
 
-/// The list of a reply stands in an object; its elements come next.
-constexpr std::size_t levelsOfReply = 2;
 /// How deep the daemon's parser goes.
 constexpr std::size_t deepest = JSON_TOKENER_DEFAULT_DEPTH - 1;
+constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
 /// Where the daemon's parser gives up.
 std::size_t faultOffset(const std::string& text) {
@@ -24,105 +28,137 @@ std::size_t faultOffset(const std::string& text) {
     return json_tokener_get_parse_end(tokener.get());
 }
 
-std::string unescaped(std::string_view token) {
-    std::string text;
-    for (std::size_t i = 0; i < token.size(); ++i) {
-        if (token[i] == '~' && i + 1 < token.size())
-            text += token[++i] == '0' ? '~' : '/';
-        else
-            text += token[i];
-    }
-    return text;
-}
-
 /// Child that one token of a pointer leads to, or null.
-const JsonNode* childOf(const JsonNode& node, std::string_view token) {
+const JsonNode* childOf(const JsonNode& node, const std::string& token) {
     if (node.kind == JsonNode::Kind::object)
-        return node.member(unescaped(token));
-    if (node.kind != JsonNode::Kind::list || token.empty() || token.size() > 9 ||
-        token.find_first_not_of("0123456789") != std::string_view::npos)
-        return nullptr;
-    const std::size_t index = std::stoul(std::string(token));
+        return node.member(token);
+    const std::size_t index = indexOf(token);
     return index < node.children.size() ? &node.children[index] : nullptr;
 }
 
 } // namespace
 
-Document::Document(std::string_view name, std::string text)
-    : m_name(name), m_text(std::move(text)) {
+const DocumentKind& supportedKind() {
+    using namespace orv::modbusreader;
+    static const DocumentKind kind{"supported", &shapeOf<MeterConfigReply>(),
+                                   &shapeOf<decltype(MeterConfigReply::data)>(),
+                                   &shapeOf<vxModel::ElectricityMeterConfig>()};
+    return kind;
+}
+
+const DocumentKind& attachedKind() {
+    using namespace orv::modbusreader;
+    static const DocumentKind kind{"attached", &shapeOf<AttachedMetersReply>(),
+                                   &shapeOf<decltype(AttachedMetersReply::data)>(), nullptr};
+    return kind;
+}
+
+const DocumentKind& serialKind() {
+    using namespace orv::modbusreader;
+    static const DocumentKind kind{"serial", &shapeOf<SerialPortConfigReply>(),
+                                   &shapeOf<vxModel::SerialPortConfig>(), nullptr};
+    return kind;
+}
+
+const DocumentKind& configKind() {
+    static const DocumentKind kind{"config", &shapeOf<orv::modbus::ConfigFile>(), nullptr, nullptr};
+    return kind;
+}
+
+Document::Document(const DocumentKind& kind, std::string text)
+    : m_kind(&kind), m_text(std::move(text)) {
     m_text.resize(std::strlen(m_text.c_str()));
     open();
 }
 
+std::string Document::contentPath() const {
+    return m_form == Form::whole && m_kind->content != nullptr ? "/data" : "";
+}
+
+TextWalk Document::walkThrough() {
+    m_form = formOf(m_text, *m_kind);
+    const Shape& shape = m_form == Form::whole     ? *m_kind->whole
+                         : m_form == Form::content ? *m_kind->content
+                                                   : *m_kind->single;
+    const bool hasEnvelope = m_form == Form::whole && m_kind->content != nullptr;
+    return walkText(m_text, shape, hasEnvelope, m_kind->name);
+}
+
 void Document::open() {
     try {
-        JsonTree tree = parseJson(m_text, levelsOfReply);
-        if (tree.depth > deepest)
+        TextWalk walk = walkThrough();
+        if (walk.depth > deepest)
             throw JsonFault{"Nested too deep", 0};
-        const std::size_t rest = m_text.find_first_not_of(" \t\r\n", tree.root.end);
+        // It takes a null that has no blank beside it alone.
+        if (walk.rootKind == JsonNode::Kind::null && m_text != "null")
+            throw JsonFault{"A null with blanks", 0};
+        const std::size_t rest = m_text.find_first_not_of(" \t\r\n", walk.root.end);
         if (rest != std::string::npos)
-            reportAt(rest, "text-behind", Severity::warning,
-                     "The daemon reads the first value and ignores what stands behind it.",
-                     "Delete it, or find out what was lost there.");
-        m_tree = std::move(tree);
+            report(rest, "text-behind", Severity::warning,
+                   "The daemon reads the first value and ignores what stands behind it.",
+                   "Delete it, or find out what was lost there.");
+        m_walk = std::move(walk);
     } catch (const JsonFault& fault) {
         openLeniently(fault);
     }
+    if (m_walk)
+        std::move(m_walk->findings.begin(), m_walk->findings.end(), std::back_inserter(m_findings));
 }
 
 void Document::openLeniently(const JsonFault& fault) {
     try {
         const auto fragment = vx::parseJsonFragment(m_text.c_str());
-        reportAt(fault.offset, "lenient-json", Severity::hint,
-                 "The daemon's parser takes this text, but by the letter it is no JSON: " +
-                     fault.reason,
-                 "Write what every parser understands.");
+        report(fault.offset, "lenient-json", Severity::hint,
+               "The daemon's parser takes this text, but by the letter it is no JSON: " +
+                   fault.reason,
+               "Write what every parser understands.");
+        place(m_findings);
         m_text = vx::toJson(fragment);
         m_hasPlaces = false;
-        m_tree = parseJson(m_text, levelsOfReply);
+        m_walk = walkThrough();
     } catch (const std::exception& e) {
-        reportAt(faultOffset(m_text), "does-not-convert", Severity::error,
-                 std::string("The daemon takes nothing of this document: ") + e.what(),
-                 "Make it JSON.");
+        report(faultOffset(m_text), "does-not-convert", Severity::error,
+               std::string("The daemon takes nothing of this document: ") + e.what(),
+               "Make it JSON.");
     } catch (const JsonFault&) {
         // Such as infinite numbers, which the daemon's parser writes in its own way.
-        m_tree.reset();
+        m_walk.reset();
     }
 }
 
-void Document::reportAt(std::size_t offset, std::string_view name, Severity severity,
-                        std::string message, std::string remedy) {
-    Reporter(m_name, m_findings)(name, severity, "", std::move(message), std::move(remedy));
-    const TextPlace place = placeOf(m_text, offset);
-    m_findings.back().line = place.line;
-    m_findings.back().column = place.column;
+void Document::report(std::size_t offset, std::string_view name, Severity severity,
+                      std::string message, std::string remedy) {
+    Reporter(m_kind->name, m_findings)(name, severity, "", std::move(message), std::move(remedy));
+    m_findings.back().offset = offset;
 }
 
 std::size_t Document::offsetOf(const Finding& finding) const {
-    const JsonNode* node = &m_tree->root;
-    std::string_view path = finding.path;
-    // Below the elements of a reply's list, one that was parsed by itself.
-    std::optional<JsonTree> part;
-    for (std::size_t level = 0; !path.empty(); ++level) {
-        path.remove_prefix(1);
-        const std::size_t size = std::min(path.find('/'), path.size());
-        if (level == levelsOfReply) {
-            part = parseJsonAt(m_text, node->begin, node->end);
-            node = &part->root;
+    if (finding.offset != unknown || !m_walk)
+        return finding.offset == unknown ? 0 : finding.offset;
+    std::vector<std::string> tokens = tokensOf(finding.path);
+    TextRange part = m_walk->root;
+    // An element of a long list is parsed by itself.
+    const std::size_t ahead = tokensOf(contentPath()).size();
+    if (m_walk->content && tokens.size() > ahead) {
+        const std::size_t index = indexOf(tokens[ahead]);
+        if (index < m_walk->content->elements.size()) {
+            part = m_walk->content->elements[index];
+            tokens.erase(tokens.begin(), tokens.begin() + static_cast<std::ptrdiff_t>(ahead) + 1);
         }
-        const JsonNode* child = childOf(*node, path.substr(0, size));
+    }
+    const JsonNode root = parseJsonAt(m_text, part.begin, part.end);
+    const JsonNode* node = &root;
+    for (const std::string& token : tokens) {
+        const JsonNode* child = childOf(*node, token);
         if (child == nullptr)
-            return node->begin;
-        if (path.size() == size && finding.name.ends_with("-key"))
-            return child->keyBegin;
+            break;
         node = child;
-        path.remove_prefix(size);
     }
     return node->begin;
 }
 
 void Document::place(Findings& findings) const {
-    if (!m_tree || !m_hasPlaces)
+    if (!m_hasPlaces)
         return;
     std::vector<std::size_t> offsets;
     for (const Finding& finding : findings)

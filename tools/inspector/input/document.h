@@ -1,29 +1,55 @@
 #pragma once
 
-#include "inspector/daemon/shape.h"
-#include "inspector/input/json-tree.h"
+#include "inspector/input/text-walk.h"
 #include "inspector/output/finding.h"
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace inspector {
 
-/// One of the texts that the daemon lives on, opened as the daemon would: what it can't parse has
-/// no tree, and what only its lenient parser takes is looked at as that one understood it.
+/// The kinds of text that the daemon lives on.
+struct DocumentKind {
+    /// In findings, and of the option that gives the file.
+    std::string_view name;
+    /// Of the reply with its envelope; of the configuration file, which has none.
+    const Shape* whole;
+    /// Of what stands under the key "data"; null if there is no such key.
+    const Shape* content;
+    /// Of one element that may stand alone; null if none may.
+    const Shape* single;
+};
+
+const DocumentKind& supportedKind();
+const DocumentKind& attachedKind();
+const DocumentKind& serialKind();
+const DocumentKind& configKind();
+
+/// A text, opened as the daemon would: what it can't parse has no content, and what only its
+/// lenient parser takes is looked at as that one understood it.
 class Document {
 public:
-    /// Nothing that stands behind a NUL counts.
-    Document(std::string_view name, std::string text);
+    enum class Form {
+        /// A reply, or the configuration file.
+        whole,
+        /// The content of a reply without the envelope.
+        content,
+        /// One element of that.
+        single,
+    };
 
-    std::string_view name() const { return m_name; }
+    /// Nothing that stands behind a NUL counts.
+    Document(const DocumentKind& kind, std::string text);
+
+    std::string_view name() const { return m_kind->name; }
     std::string_view text() const { return m_text; }
-    /// The first value of the text; null if there is none. Its lists and objects have children down
-    /// to the elements of the list that a reply holds.
-    const JsonNode* root() const { return m_tree ? &m_tree->root : nullptr; }
-    /// What was found at opening.
+    Form form() const { return m_form; }
+    /// Null if the text can't be parsed.
+    const TextWalk* walk() const { return m_walk ? &*m_walk : nullptr; }
+    /// To the content.
+    std::string contentPath() const;
+    /// What was found in the text itself.
     const Findings& findings() const { return m_findings; }
     /// Gives each of @p findings its line and column. A path that leads nowhere has those of where
     /// it ends.
@@ -32,15 +58,17 @@ public:
 private:
     void open();
     void openLeniently(const JsonFault& fault);
-    void reportAt(std::size_t offset, std::string_view name, Severity severity, std::string message,
-                  std::string remedy);
+    TextWalk walkThrough();
+    void report(std::size_t offset, std::string_view name, Severity severity, std::string message,
+                std::string remedy);
     std::size_t offsetOf(const Finding& finding) const;
 
-    std::string_view m_name;
+    const DocumentKind* m_kind;
     std::string m_text;
     /// Whether the text is the given one.
     bool m_hasPlaces = true;
-    std::optional<JsonTree> m_tree = std::nullopt;
+    Form m_form = Form::whole;
+    std::optional<TextWalk> m_walk = std::nullopt;
     Findings m_findings = {};
 };
 

@@ -2,7 +2,7 @@
 
 #include "inspector/daemon/shape.h"
 #include "inspector/input/pointer.h"
-#include "inspector/input/text-checks.h"
+#include "modbus/server-replies.h"
 #include "vx/json.h"
 #include "vx/record.h"
 
@@ -50,12 +50,9 @@ public:
 
     /// The value at @p pointer, whose tokens are those of the daemon's messages.
     template <class T>
-    std::optional<T> read(const JsonNode& node, const std::string& pointer) {
-        const std::string_view text = m_document.text();
-        checkText(parseJsonAt(text, node.begin, node.end).root, shapeOf<T>(), pointer,
-                  m_document.name(), m_findings);
-        const auto fragment = vx::parseJsonFragment(
-            std::string(text.substr(node.begin, node.end - node.begin)).c_str());
+    std::optional<T> read(TextRange range, const std::string& pointer) {
+        const std::string text(m_document.text().substr(range.begin, range.end - range.begin));
+        const auto fragment = vx::parseJsonFragment(text.c_str());
         try {
             const vx::detail::LogContextImpl frame(
                 [&](std::ostream& stream) { writeFrames(stream, pointer); });
@@ -87,48 +84,31 @@ private:
     Reporter m_report;
 };
 
-/// What a reply holds: its key "data", or all of it without an envelope.
-struct Content {
-    const JsonNode* node;
-    std::string pointer;
-};
-
-template <class T>
-bool hasKeyOf(const JsonNode& node) {
-    const auto& fields = shapeOf<T>().fields;
-    return std::any_of(fields.begin(), fields.end(),
-                       [&](const Shape::Field& x) { return node.member(x.key) != nullptr; });
-}
-
-/// @p isBare tells whether a root without "data" is the content itself.
-std::optional<Content> contentOf(const Document& document, bool isBare, Findings& findings) {
-    const JsonNode* root = document.root();
-    if (root == nullptr)
-        return std::nullopt;
-    if (const JsonNode* data = root->member("data"))
-        return Content{data, "/data"};
-    if (isBare)
-        return Content{root, ""};
-    if (root->kind != Kind::object && root->kind != Kind::null) {
-        Reader(document, findings).read<vxModel::SerialPortConfig>(*root, "");
-        return std::nullopt;
-    }
-    Reporter(document.name(),
-             findings)("no-data", Severity::error, "/data",
-                       "Without a key \"data\" the daemon takes the reply for an empty one.",
-                       "Put what the reply is to say under the key \"data\".");
-    return std::nullopt;
+/// What a reply holds. Nothing, with a finding, if it can't be found.
+const TextWalk::Content* contentOf(const Document& document, Findings& findings) {
+    const TextWalk* walk = document.walk();
+    if (walk == nullptr || walk->content)
+        return walk == nullptr ? nullptr : &*walk->content;
+    if (walk->rootKind == Kind::object)
+        Reporter(document.name(),
+                 findings)("no-data", Severity::error, "/data",
+                           "Without a key \"data\" the daemon takes the reply for an empty one.",
+                           "Put what the reply is to say under the key \"data\".");
+    else if (walk->rootKind != Kind::null)
+        // The failure is that of any reply.
+        Reader(document, findings).read<orv::modbusreader::SerialPortConfigReply>(walk->root, "");
+    return nullptr;
 }
 
 template <class T>
-std::vector<Placed<T>> readRange(const Document& document, const Content& list, std::size_t from,
-                                 std::size_t to, Findings& findings) {
+std::vector<Placed<T>> readRange(const Document& document, const TextWalk::Content& list,
+                                 std::size_t from, std::size_t to, Findings& findings) {
     std::vector<Placed<T>> result;
     result.reserve(to - from);
     Reader reader(document, findings);
     for (std::size_t i = from; i < to; ++i) {
-        std::string pointer = pointerTo(list.pointer, i);
-        if (auto value = reader.read<T>(list.node->children[i], pointer))
+        std::string pointer = pointerTo(document.contentPath(), i);
+        if (auto value = reader.read<T>(list.elements[i], pointer))
             result.push_back({std::move(*value), std::move(pointer)});
     }
     return result;
@@ -136,9 +116,10 @@ std::vector<Placed<T>> readRange(const Document& document, const Content& list, 
 
 /// Long lists by all processors, as the daemon's parser takes most of the time.
 template <class T>
-std::vector<Placed<T>> readList(const Document& document, const Content& list, Findings& findings) {
+std::vector<Placed<T>> readList(const Document& document, const TextWalk::Content& list,
+                                Findings& findings) {
     constexpr std::size_t leastOfOne = 100;
-    const std::size_t size = list.node->children.size();
+    const std::size_t size = list.elements.size();
     const std::size_t parts =
         std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 1 + size / leastOfOne);
     struct Part {
@@ -163,60 +144,53 @@ std::vector<Placed<T>> readList(const Document& document, const Content& list, F
 }
 
 template <class T>
-std::vector<Placed<T>> readContent(const Document& document, const Content& content,
-                                   Findings& findings) {
-    if (content.node->kind == Kind::list)
-        return readList<T>(document, content, findings);
-    if (content.node->kind != Kind::null)
-        Reader(document, findings).read<std::vector<T>>(*content.node, content.pointer);
+std::vector<Placed<T>> readListOf(const Document& document, Findings& findings) {
+    const TextWalk::Content* content = contentOf(document, findings);
+    if (content == nullptr || content->kind == Kind::null)
+        return {};
+    if (content->kind == Kind::list)
+        return readList<T>(document, *content, findings);
+    Reader(document, findings).read<std::vector<T>>(content->range, document.contentPath());
     return {};
+}
+
+template <class T>
+std::optional<Placed<T>> readRecord(const Document& document, Findings& findings) {
+    const TextWalk::Content* content = contentOf(document, findings);
+    if (content == nullptr)
+        return std::nullopt;
+    auto value = Reader(document, findings).read<T>(content->range, document.contentPath());
+    if (!value)
+        return std::nullopt;
+    return Placed<T>{std::move(*value), document.contentPath()};
 }
 
 } // namespace
 
 Installation::Models readModels(const Document& document, Findings& findings) {
     using Model = vxModel::ElectricityMeterConfig;
-    const JsonNode* root = document.root();
-    const bool isSingle = root != nullptr && root->kind == Kind::object &&
-                          root->member("data") == nullptr && hasKeyOf<Model>(*root);
-    if (isSingle) {
-        auto model = Reader(document, findings).read<Model>(*root, "");
-        return model ? Installation::Models{{std::move(*model), ""}} : Installation::Models();
-    }
-    const bool isBare = root != nullptr && root->kind == Kind::list;
-    const auto content = contentOf(document, isBare, findings);
-    return content ? readContent<Model>(document, *content, findings) : Installation::Models();
+    if (document.form() != Document::Form::single)
+        return readListOf<Model>(document, findings);
+    auto model = readRecord<Model>(document, findings);
+    return model ? Installation::Models{std::move(*model)} : Installation::Models();
 }
 
 Installation::Meters readMeters(const Document& document, Findings& findings) {
-    const bool isBare = document.root() != nullptr && document.root()->kind == Kind::list;
-    const auto content = contentOf(document, isBare, findings);
-    return content ? readContent<vxModel::ModbusMeter>(document, *content, findings)
-                   : Installation::Meters();
+    return readListOf<vxModel::ModbusMeter>(document, findings);
 }
 
 std::optional<Placed<vxModel::SerialPortConfig>> readSerial(const Document& document,
                                                             Findings& findings) {
-    using Config = vxModel::SerialPortConfig;
-    const bool isBare = document.root() != nullptr && hasKeyOf<Config>(*document.root());
-    const auto content = contentOf(document, isBare, findings);
-    if (!content)
-        return std::nullopt;
-    auto config = Reader(document, findings).read<Config>(*content->node, content->pointer);
-    if (!config)
-        return std::nullopt;
-    return Placed<Config>{std::move(*config), content->pointer};
+    return readRecord<vxModel::SerialPortConfig>(document, findings);
 }
 
 std::optional<Placed<orv::modbus::ModbusMiscConfig>> readConfig(const Document& document,
                                                                 Findings& findings) {
-    if (document.root() == nullptr)
-        return std::nullopt;
-    const auto config =
-        Reader(document, findings).read<orv::modbus::ConfigFile>(*document.root(), "");
+    const auto config = readRecord<orv::modbus::ConfigFile>(document, findings);
     if (!config)
         return std::nullopt;
-    return Placed<orv::modbus::ModbusMiscConfig>{config->modbusMiscConfig, "/modbusMiscConfig"};
+    return Placed<orv::modbus::ModbusMiscConfig>{config->value.modbusMiscConfig,
+                                                 "/modbusMiscConfig"};
 }
 
 } // namespace inspector

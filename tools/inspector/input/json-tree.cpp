@@ -1,8 +1,6 @@
 #include "inspector/input/json-tree.h"
 
-#include <rapidjson/error/en.h>
-#include <rapidjson/memorystream.h>
-#include <rapidjson/reader.h>
+#include "inspector/input/json-reader.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,13 +8,10 @@
 namespace inspector {
 namespace {
 
-/// What the reader finds goes into the innermost list or object that is open. It tells the end of
-/// each value; one begins where only blanks and signs stand between it and what came before.
-class TreeBuilder {
+/// What the reader finds goes into the innermost list or object that is open.
+class TreeBuilder : public JsonPlaces {
 public:
-    TreeBuilder(std::string_view text, const rapidjson::MemoryStream& stream, std::size_t offset,
-                std::size_t levels)
-        : m_text(text), m_stream(stream), m_offset(offset), m_levels(levels) {}
+    using JsonPlaces::JsonPlaces;
 
     using Ch = char;
     using Kind = JsonNode::Kind;
@@ -39,25 +34,15 @@ public:
     bool EndArray(rapidjson::SizeType) { return close(); }
     bool Key(const char* text, rapidjson::SizeType size, bool) {
         m_keyBegin = nextBegin();
-        if (m_depth <= m_levels)
-            m_key.assign(text, size);
-        m_lastEnd = here();
+        m_key.assign(text, size);
+        takeEnd();
         return true;
     }
     // NOLINTEND(readability-identifier-naming)
 
-    JsonTree tree;
+    JsonNode root;
 
 private:
-    std::size_t here() const { return m_offset + m_stream.Tell(); }
-
-    /// The reader tells of brackets ahead of taking them.
-    std::size_t behindBracket() const { return here() + 1; }
-
-    std::size_t nextBegin() const {
-        return std::min(m_text.find_first_not_of(" \t\r\n,:", m_lastEnd), m_text.size());
-    }
-
     JsonNode begun(Kind kind) {
         JsonNode node{.kind = kind, .begin = nextBegin(), .keyBegin = m_keyBegin};
         node.key = std::exchange(m_key, {});
@@ -65,68 +50,38 @@ private:
     }
 
     bool value(Kind kind, std::string_view text = {}) {
-        const std::size_t end = here();
-        if (m_depth <= m_levels) {
-            JsonNode node = begun(kind);
-            node.text = text;
-            m_lastEnd = end;
-            add(std::move(node));
-        }
-        m_lastEnd = end;
+        JsonNode node = begun(kind);
+        node.text = text;
+        node.end = takeEnd();
+        add(std::move(node));
         return true;
     }
 
     bool open(Kind kind) {
-        if (m_depth <= m_levels)
-            m_open.push_back(begun(kind));
-        ++m_depth;
-        tree.depth = std::max(tree.depth, m_depth);
-        m_lastEnd = behindBracket();
+        m_open.push_back(begun(kind));
+        takeBracketEnd();
         return true;
     }
 
     bool close() {
-        --m_depth;
-        m_lastEnd = behindBracket();
-        if (m_depth <= m_levels) {
-            JsonNode node = std::move(m_open.back());
-            m_open.pop_back();
-            add(std::move(node));
-        }
+        JsonNode node = std::move(m_open.back());
+        m_open.pop_back();
+        node.end = takeBracketEnd();
+        add(std::move(node));
         return true;
     }
 
     void add(JsonNode node) {
-        node.end = m_lastEnd;
         if (m_open.empty())
-            tree.root = std::move(node);
+            root = std::move(node);
         else
             m_open.back().children.push_back(std::move(node));
     }
 
-    std::string_view m_text;
-    const rapidjson::MemoryStream& m_stream;
-    std::size_t m_offset;
-    std::size_t m_levels;
-    std::size_t m_depth = 0;
     std::vector<JsonNode> m_open = {};
     std::string m_key = {};
     std::size_t m_keyBegin = 0;
-    std::size_t m_lastEnd = m_offset;
 };
-
-JsonTree parse(std::string_view text, std::size_t begin, std::size_t end, std::size_t levels) {
-    // Without recursion, however deep a text nests. Numbers stay texts: the daemon reads them.
-    constexpr unsigned flags = rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag |
-                               rapidjson::kParseNumbersAsStringsFlag;
-    rapidjson::MemoryStream stream(text.data() + begin, end - begin);
-    TreeBuilder builder(text, stream, begin, levels);
-    rapidjson::Reader reader;
-    const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder);
-    if (!result)
-        throw JsonFault{rapidjson::GetParseError_En(result.Code()), begin + result.Offset()};
-    return std::move(builder.tree);
-}
 
 } // namespace
 
@@ -138,12 +93,12 @@ const JsonNode* JsonNode::member(std::string_view name) const {
     return found == children.rend() ? nullptr : &*found;
 }
 
-JsonTree parseJson(std::string_view text, std::size_t levels) {
-    return parse(text, 0, text.size(), levels);
+JsonNode parseJson(std::string_view text) {
+    return parseJsonAt(text, 0, text.size());
 }
 
-JsonTree parseJsonAt(std::string_view text, std::size_t begin, std::size_t end) {
-    return parse(text, begin, end, static_cast<std::size_t>(-1));
+JsonNode parseJsonAt(std::string_view text, std::size_t begin, std::size_t end) {
+    return readJson<TreeBuilder>(text, begin, end).root;
 }
 
 TextPlace placeOf(std::string_view text, std::size_t offset) {

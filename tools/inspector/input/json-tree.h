@@ -29,25 +29,18 @@ struct JsonNode {
     std::vector<JsonNode> children = {};
 };
 
-/// The tree of the first value of a text.
-struct JsonTree {
-    JsonNode root;
-    /// How deep lists and objects stand in one another, 0 for a single value.
-    std::size_t depth = 0;
-};
-
 /// What makes a text none of JSON, and where.
 struct JsonFault {
     std::string reason;
     std::size_t offset = 0;
 };
 
-/// Reads the first value of @p text, by the letter of RFC 8259; what stands behind it is left
-/// alone. Lists and objects deeper than @p levels have no children. Throws `JsonFault`.
-JsonTree parseJson(std::string_view text, std::size_t levels = static_cast<std::size_t>(-1));
+/// The tree of the first value of @p text, by the letter of RFC 8259; what stands behind it is left
+/// alone. Throws `JsonFault`.
+JsonNode parseJson(std::string_view text);
 
-/// A value by itself, whose offsets count from the start of @p text all the same.
-JsonTree parseJsonAt(std::string_view text, std::size_t begin, std::size_t end);
+/// That of a value by itself, whose offsets count from the start of @p text all the same.
+JsonNode parseJsonAt(std::string_view text, std::size_t begin, std::size_t end);
 
 /// Line and column of an offset, from 1; columns count characters.
 struct TextPlace {

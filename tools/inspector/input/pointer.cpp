@@ -1,5 +1,7 @@
 #include "inspector/input/pointer.h"
 
+#include <charconv>
+
 namespace inspector {
 
 std::string pointerTo(std::string_view pointer, std::string_view key) {
@@ -14,6 +16,26 @@ std::string pointerTo(std::string_view pointer, std::string_view key) {
             result += c;
     }
     return result;
+}
+
+std::vector<std::string> tokensOf(std::string_view pointer) {
+    std::vector<std::string> tokens;
+    for (std::size_t i = 0; i < pointer.size(); ++i) {
+        if (pointer[i] == '/')
+            tokens.emplace_back();
+        else if (pointer[i] == '~' && i + 1 < pointer.size())
+            tokens.back() += pointer[++i] == '0' ? '~' : '/';
+        else
+            tokens.back() += pointer[i];
+    }
+    return tokens;
+}
+
+std::size_t indexOf(const std::string& token) {
+    std::size_t index = 0;
+    const char* const end = token.data() + token.size();
+    const auto [rest, error] = std::from_chars(token.data(), end, index);
+    return error == std::errc() && rest == end ? index : static_cast<std::size_t>(-1);
 }
 
 } // namespace inspector

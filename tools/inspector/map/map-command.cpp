@@ -18,32 +18,33 @@ namespace {
 class Inspection {
 public:
     explicit Inspection(Texts texts) {
-        read("supported", std::move(texts.supported), installation.models, readModels);
-        read("attached", std::move(texts.attached), installation.meters, readMeters);
-        read("serial", std::move(texts.serial), installation.serial, readSerial);
-        read("config", std::move(texts.config), installation.config, readConfig);
+        read(supportedKind(), std::move(texts.supported), installation.models, readModels);
+        read(attachedKind(), std::move(texts.attached), installation.meters, readMeters);
+        read(serialKind(), std::move(texts.serial), installation.serial, readSerial);
+        read(configKind(), std::move(texts.config), installation.config, readConfig);
         addChecks();
         for (const Document& document : m_documents)
-            moveFindings(document);
+            addFindings(document);
     }
 
     Installation installation;
     Findings findings;
 
 private:
-    void read(std::string_view name, std::optional<std::string> text, auto& part, auto reader) {
+    void read(const DocumentKind& kind, std::optional<std::string> text, auto& part, auto reader) {
         if (!text)
             return;
-        const Document& document = m_documents.emplace_back(name, std::move(*text));
+        const Document& document = m_documents.emplace_back(kind, std::move(*text));
         part = reader(document, m_unplaced);
     }
 
     /// What follows from a name that isn't known needn't be told again.
     void addChecks() {
         std::set<std::string> unknown;
-        for (const Finding& finding : m_unplaced)
-            if (finding.name == "unknown-name" && finding.document == "supported")
-                unknown.insert(finding.path);
+        for (const Document& document : m_documents)
+            for (const Finding& finding : document.findings())
+                if (finding.name == "unknown-name" && document.name() == "supported")
+                    unknown.insert(finding.path);
         Findings checks = checkInstallation(installation);
         std::erase_if(checks, [&](const Finding& x) {
             return x.name == "no-decoder" && unknown.contains(x.path);
@@ -51,9 +52,8 @@ private:
         std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
     }
 
-    void moveFindings(const Document& document) {
-        findings.insert(findings.end(), document.findings().begin(), document.findings().end());
-        Findings own;
+    void addFindings(const Document& document) {
+        Findings own = document.findings();
         std::copy_if(m_unplaced.begin(), m_unplaced.end(), std::back_inserter(own),
                      [&](const Finding& x) { return x.document == document.name(); });
         document.place(own);

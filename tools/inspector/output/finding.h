@@ -29,7 +29,9 @@ struct Finding {
     /// What the daemon does, and what to do about it: a sentence each.
     std::string message;
     std::string remedy;
-    /// In the text of the document, from 1; 0 if unknown.
+    /// In the text of the document; that of the path if it is unknown.
+    std::size_t offset = static_cast<std::size_t>(-1);
+    /// From 1; 0 if unknown.
     std::size_t line = 0;
     std::size_t column = 0;
 };

@@ -17,15 +17,15 @@ namespace {
 Installation installationOf(Texts texts) {
     Installation installation;
     Findings findings;
-    const auto read = [&](std::string_view name, std::optional<std::string>& text, auto& part,
+    const auto read = [&](const DocumentKind& kind, std::optional<std::string>& text, auto& part,
                           auto reader) {
         if (text)
-            part = reader(Document(name, std::move(*text)), findings);
+            part = reader(Document(kind, std::move(*text)), findings);
     };
-    read("supported", texts.supported, installation.models, readModels);
-    read("attached", texts.attached, installation.meters, readMeters);
-    read("serial", texts.serial, installation.serial, readSerial);
-    read("config", texts.config, installation.config, readConfig);
+    read(supportedKind(), texts.supported, installation.models, readModels);
+    read(attachedKind(), texts.attached, installation.meters, readMeters);
+    read(serialKind(), texts.serial, installation.serial, readSerial);
+    read(configKind(), texts.config, installation.config, readConfig);
     for (const Finding& finding : findings)
         if (finding.name == "does-not-convert")
             throw UnreadableInput(std::string(finding.document) + " " + finding.path + ": " +

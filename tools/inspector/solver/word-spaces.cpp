@@ -21,7 +21,7 @@ public:
     WordSpaces read() const {
         WordSpaces spaces;
         try {
-            const JsonNode root = parseJson(m_text).root;
+            const JsonNode root = parseJson(m_text);
             if (root.kind != JsonNode::Kind::object || root.children.empty())
                 fail(root.begin, "no object with \"holding\" or \"input\"");
             for (const JsonNode& space : root.children) {

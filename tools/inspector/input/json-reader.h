@@ -1,0 +1,56 @@
+#pragma once
+
+#include "inspector/input/json-tree.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace inspector {
+
+/// What a handler of the JSON reader knows of places. The reader tells the end of each value; one
+/// begins where only blanks and signs stand between it and what came before.
+class JsonPlaces {
+public:
+    JsonPlaces(std::string_view text, const rapidjson::MemoryStream& stream, std::size_t offset)
+        : m_text(text), m_stream(stream), m_offset(offset), m_lastEnd(offset) {}
+
+protected:
+    std::size_t nextBegin() const {
+        return std::min(m_text.find_first_not_of(" \t\r\n,:", m_lastEnd), m_text.size());
+    }
+    /// Behind the value or key that is told of.
+    std::size_t takeEnd() { return m_lastEnd = m_offset + m_stream.Tell(); }
+    /// The reader tells of brackets ahead of taking them.
+    std::size_t takeBracketEnd() { return m_lastEnd = m_offset + m_stream.Tell() + 1; }
+
+private:
+    std::string_view m_text;
+    const rapidjson::MemoryStream& m_stream;
+    std::size_t m_offset;
+    std::size_t m_lastEnd;
+};
+
+/// Reads the value between two offsets of @p text by the letter of RFC 8259; what stands behind it
+/// is left alone. `Handler` gets the text, the stream, the offset and @p arguments. Throws
+/// `JsonFault`.
+template <class Handler, class... Arguments>
+Handler readJson(std::string_view text, std::size_t begin, std::size_t end,
+                 Arguments&&... arguments) {
+    // Without recursion, however deep a text nests. Numbers stay texts: the daemon reads them.
+    constexpr unsigned flags = rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag |
+                               rapidjson::kParseNumbersAsStringsFlag;
+    rapidjson::MemoryStream stream(text.data() + begin, end - begin);
+    Handler handler(text, stream, begin, arguments...);
+    rapidjson::Reader reader;
+    const rapidjson::ParseResult result = reader.Parse<flags>(stream, handler);
+    if (!result && result.Code() != rapidjson::kParseErrorTermination)
+        throw JsonFault{rapidjson::GetParseError_En(result.Code()), begin + result.Offset()};
+    return handler;
+}
+
+} // namespace inspector

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "inspector/daemon/shape.h"
+#include "inspector/input/json-tree.h"
+#include "inspector/output/finding.h"
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace inspector {
+
+/// A value in a text.
+struct TextRange {
+    std::size_t begin = 0;
+    /// Behind it.
+    std::size_t end = 0;
+};
+
+/// What one walk through a JSON text tells: where its parts stand, and what the daemon passes over
+/// in silence.
+struct TextWalk {
+    /// What the document is about: the value of "data", or all of it without an envelope.
+    struct Content {
+        JsonNode::Kind kind = JsonNode::Kind::null;
+        TextRange range = {};
+        /// Of a list.
+        std::vector<TextRange> elements = {};
+    };
+
+    std::optional<Content> content = std::nullopt;
+    JsonNode::Kind rootKind = JsonNode::Kind::null;
+    TextRange root = {};
+    /// How deep lists and objects stand in one another, 0 for a single value.
+    std::size_t depth = 0;
+    /// Keys and names that the daemon doesn't know, and keys that stand twice.
+    Findings findings = {};
+};
+
+/// Walks through the first value of @p text by the letter of RFC 8259. @p shape is that of the
+/// whole value; in an envelope further keys are in order. Throws `JsonFault`.
+TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
+                  std::string_view document);
+
+} // namespace inspector
