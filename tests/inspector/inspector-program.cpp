@@ -1,7 +1,5 @@
 #include "inspector-program.h"
 
-#include "house/child-process.h"
-#include "support/temporary-directory.h"
 #include "vx/json.h"
 
 #include <gtest/gtest.h>
@@ -28,22 +26,31 @@ std::string lineOf(json_object* finding) {
 
 } // namespace
 
-ProgramResult run(const std::vector<std::string>& arguments, const std::string& input) {
-    const TemporaryDirectory directory;
-    const std::string folder = directory.path().string();
-    directory.write("input", input);
-    std::vector<std::string> command = {"/bin/sh", "-c",
-                                        R"(exec "$@" <"$folder/input" >"$folder/output")", "sh",
-                                        INSPECTOR_EXECUTABLE};
+Program::Program(const std::vector<std::string>& arguments, const std::string& input,
+                 const std::vector<std::string>& environment) {
+    const std::string folder = m_files.path().string();
+    m_files.write("input", input);
+    std::vector<std::string> command = {
+        "/bin/sh", "-c", R"(folder=$1; shift; exec env "$@" <"$folder/input" >"$folder/output")",
+        "sh", folder};
+    command.insert(command.end(), environment.begin(), environment.end());
+    command.emplace_back(INSPECTOR_EXECUTABLE);
     command.insert(command.end(), arguments.begin(), arguments.end());
-    house::ChildProcess program(command, directory.path() / "errors", {"folder=" + folder});
-    const std::optional<int> status = program.waitForExit();
+    m_process = std::make_unique<house::ChildProcess>(command, m_files.path() / "errors");
+}
+
+ProgramResult Program::wait() {
+    const std::optional<int> status = m_process->waitForExit();
     ProgramResult result;
     if (status && WIFEXITED(*status))
         result.status = WEXITSTATUS(*status);
-    result.standardOutput = contentOf(directory.path() / "output");
-    result.standardError = contentOf(directory.path() / "errors");
+    result.standardOutput = contentOf(m_files.path() / "output");
+    result.standardError = contentOf(m_files.path() / "errors");
     return result;
+}
+
+ProgramResult run(const std::vector<std::string>& arguments, const std::string& input) {
+    return Program(arguments, input).wait();
 }
 
 std::string findings(const std::map<std::string, std::string>& documents) {

@@ -1,6 +1,10 @@
 #pragma once
 
+#include "house/child-process.h"
+#include "support/temporary-directory.h"
+
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,7 +18,21 @@ struct ProgramResult {
     std::string standardError;
 };
 
-/// Runs the real program with @p input as its standard input.
+/// The real program while it runs, with @p input as its standard input.
+class Program {
+public:
+    explicit Program(const std::vector<std::string>& arguments, const std::string& input = {},
+                     const std::vector<std::string>& environment = {});
+
+    void signal(int number) { m_process->signal(number); }
+    ProgramResult wait();
+
+private:
+    TemporaryDirectory m_files;
+    std::unique_ptr<house::ChildProcess> m_process;
+};
+
+/// Runs it to its end.
 ProgramResult run(const std::vector<std::string>& arguments, const std::string& input = {});
 
 /// What `map` finds in documents, by the name of their option. Three lines each.

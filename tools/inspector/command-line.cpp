@@ -6,9 +6,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <system_error>
 
 namespace inspector {
 namespace {
@@ -27,7 +30,7 @@ int run(int argc, char** argv) {
     app.name("modbus-inspector");
     app.set_version_flag("--version", "modbus-inspector " MODBUS_INSPECTOR_VERSION);
     app.failure_message(failureMessage);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     Command command;
     addMap(app, command);
     addRead(app, command);
@@ -36,12 +39,17 @@ int run(int argc, char** argv) {
     addSchema(app, command);
     try {
         app.parse(argc, argv);
+        if (!command)
+            throw CLI::RequiredError::Subcommand(1);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : wrongUsage;
     }
     silenceDaemon();
     try {
-        return command();
+        const int status = command();
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+            throw std::system_error(errno, std::generic_category(), "standard output");
+        return status;
     } catch (const std::exception& e) {
         std::cerr << "modbus-inspector: " << e.what() << '\n';
         return wrongUsage;

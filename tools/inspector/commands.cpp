@@ -8,7 +8,7 @@
 #include "inspector/solver/solve-command.h"
 #include "vx/enum.h"
 
-#include <iostream>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,9 +17,37 @@ namespace inspector {
 namespace {
 
 constexpr int highestAddress = 247;
+constexpr int highestRegister = 65535;
 
 void addJson(CLI::App& command, bool& target) {
     command.add_flag("--json", target, "One JSON document instead of text");
+}
+
+void addFile(CLI::App& command, const char* name, std::optional<std::string>& target,
+             const char* text) {
+    command.add_option(name, target, text)->check(named())->type_name("FILE");
+}
+
+/// The words of one reading at most come from the bus, those of the last.
+void requireWords(const SolveOptions& options, bool hasRange) {
+    const bool hasBus = options.bus.address.tcp || options.bus.address.rtu;
+    const bool isSecond = options.again.has_value();
+    if (options.wordsAgain && !isSecond)
+        throw CLI::ValidationError("--words-again needs --again");
+    if (isSecond && !options.words)
+        throw CLI::ValidationError("--again needs the --words of the first reading");
+    const bool hasLast = isSecond ? options.wordsAgain.has_value() : options.words.has_value();
+    if (hasLast && hasBus)
+        throw CLI::ValidationError("Words from a file, or --tcp or --rtu: not both");
+    if (!hasLast && !hasBus)
+        throw CLI::ValidationError(isSecond ? "No words: give --words-again, --tcp or --rtu"
+                                            : "No words: give --words, --tcp or --rtu");
+    if (hasBus && !hasRange)
+        throw CLI::ValidationError("Which registers: give --from and --to");
+    if (options.range.first > options.range.last)
+        throw CLI::ValidationError("--from is behind --to");
+    if (options.keep && !hasBus)
+        throw CLI::ValidationError("--keep needs --tcp or --rtu");
 }
 
 CLI::Validator fieldType() {
@@ -57,12 +85,8 @@ void addRead(CLI::App& app, Command& command) {
     read.add_option("--model", options->model, "Id of its model")->check(named());
     read.add_option("--polls", options->polls, "Number of polls (1)")
         ->check(wholeNumber(1, mostPolls));
-    read.add_option("--record", options->record, "New file for the whole conversation")
-        ->check(named())
-        ->type_name("FILE");
-    read.add_option("--home", options->home, "New file with a home for modbus-house")
-        ->check(named())
-        ->type_name("FILE");
+    addFile(read, "--record", options->record, "New file for the whole conversation");
+    addFile(read, "--home", options->home, "New file with a home for modbus-house");
     addJson(read, options->json);
     read.callback([options, &command] {
         requireSources(options->sources);
@@ -99,7 +123,7 @@ void addSchema(CLI::App& app, Command& command) {
         ->check(CLI::IsMember(std::vector<std::string>(formats().begin(), formats().end())));
     schema.callback([format, &command] {
         command = [format] {
-            std::cout << schemaOf(*format);
+            std::fputs(schemaOf(*format).c_str(), stdout);
             return 0;
         };
     });
@@ -112,19 +136,18 @@ void addSolve(CLI::App& app, Command& command) {
     solve.add_option("display", options->display, "Such as \"1651.91 kWh\", or the serial")
         ->required()
         ->check(named());
-    solve.add_option("--words", options->words, "Words that were read; - is standard input")
-        ->required()
-        ->check(named())
-        ->type_name("FILE");
-    CLI::Option* again =
-        solve.add_option("--again", options->again, "What the display shows some time later")
-            ->check(named());
-    CLI::Option* wordsAgain =
-        solve.add_option("--words-again", options->wordsAgain, "The words of that time")
-            ->check(named())
-            ->type_name("FILE")
-            ->needs(again);
-    again->needs(wordsAgain);
+    addFile(solve, "--words", options->words, "Words that were read; - is standard input");
+    solve.add_option("--again", options->again, "What the display shows some time later")
+        ->check(named());
+    addFile(solve, "--words-again", options->wordsAgain, "The words of that time");
+    addBus(solve, options->bus);
+    solve.add_option("--slave", options->range.slaveAddress, "Address of the meter (1)")
+        ->check(wholeNumber(0, 255));
+    CLI::Option* from = solve.add_option("--from", options->range.first, "First register to read")
+                            ->check(wholeNumber(0, highestRegister));
+    CLI::Option* to = solve.add_option("--to", options->range.last, "Last register to read")
+                          ->check(wholeNumber(0, highestRegister));
+    addFile(solve, "--keep", options->keep, "New file for the words that were read");
     solve
         .add_option_function<std::string>(
             "--field",
@@ -135,7 +158,10 @@ void addSolve(CLI::App& app, Command& command) {
         ->check(fieldType())
         ->type_name("NAME");
     addJson(solve, options->json);
-    solve.callback([options, &command] { command = [options] { return runSolve(*options); }; });
+    solve.callback([options, from, to, &command] {
+        requireWords(*options, from->count() > 0 && to->count() > 0);
+        command = [options] { return runSolve(*options); };
+    });
 }
 
 } // namespace inspector

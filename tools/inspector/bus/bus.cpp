@@ -51,6 +51,10 @@ bool Answer::isFromSomebody() const {
            (error > MODBUS_ENOBASE && error != EMBMDATA && error != EMBXGPATH && error != EMBXGTAR);
 }
 
+bool Answer::isRefusal() const {
+    return error == EMBXILFUN || error == EMBXILADD || error == EMBXILVAL || error == EMBXSFAIL;
+}
+
 void Bus::Free::operator()(modbus_t* context) const {
     modbus_close(context);
     modbus_free(context);

@@ -47,6 +47,8 @@ struct Answer {
     std::string failure() const;
     /// Whether something answered, be it that it refuses.
     bool isFromSomebody() const;
+    /// Whether the meter understood and gives no such words.
+    bool isRefusal() const;
 };
 
 /// A Modbus master. Like the daemon's it neither flushes nor repeats anything by itself.

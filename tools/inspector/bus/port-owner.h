@@ -5,8 +5,8 @@
 
 namespace inspector {
 
-/// Another process that has the serial device open: "modbus-reader (process 812)". Those that can't
-/// be looked into, as they belong to another user, are passed over.
+/// Another process that has the serial device open: "modbus-reader (process 812)". Of those that
+/// can't be looked into, as they belong to another user, the daemon counts as one.
 std::optional<std::string> ownerOf(const std::string& device);
 
 } // namespace inspector

@@ -35,11 +35,17 @@ ServicePause::ServicePause(std::string service) : m_service(std::move(service)) 
     if (systemctl("is-active", m_service) != 0)
         return;
     startGuardian();
-    if (systemctl("stop", m_service) != 0)
-        throw BusError("The service " + m_service + " can't be stopped");
+    if (systemctl("stop", m_service) == 0)
+        return;
+    end();
+    throw BusError("The service " + m_service + " can't be stopped");
 }
 
 ServicePause::~ServicePause() {
+    end();
+}
+
+void ServicePause::end() {
     if (m_guardian == -1)
         return;
     close(m_lifeline);

@@ -17,6 +17,8 @@ public:
 
 private:
     void startGuardian();
+    /// The service starts again.
+    void end();
 
     std::string m_service;
     /// As long as it is open the guardian waits.

@@ -161,7 +161,12 @@ Range rangeOf(const ModbusRegister& aRegister) {
     const auto at = [&](float raw) {
         return std::abs(converted(aRegister.fieldType, raw, aRegister.scaleValue).second);
     };
-    return {at(*largest), at(*largest) - at(smaller)};
+    const Range range{at(*largest), at(*largest) - at(smaller)};
+    if (!std::isinf(range.largest) || std::isinf(aRegister.scaleValue))
+        return range;
+    // A larger number of the meter becomes an infinity, which the message can't hold.
+    constexpr float most = std::numeric_limits<float>::max();
+    return {most, most - std::nextafter(most, 0.0F)};
 }
 
 double kilowattHoursOf(const ModbusRegister& aRegister, double raw) {

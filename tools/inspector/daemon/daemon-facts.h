@@ -36,7 +36,7 @@ int wordsOf(const vxModel::ModbusRegister& aRegister);
 
 /// What the message can hold of a measured register.
 struct Range {
-    /// Of the largest number that the type has; may be infinite.
+    /// Of the largest number that the type has, at most the largest finite one.
     double largest = 0;
     /// From there to the next smaller one.
     double step = 0;

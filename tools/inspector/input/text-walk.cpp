@@ -65,6 +65,8 @@ private:
         bool isContent;
         /// Of the member or element that comes next.
         const Shape* nextShape = nullptr;
+        /// Of the shape, behind the one whose key came last: keys mostly come in the same order.
+        std::size_t nextField = 0;
         std::string key = {};
         std::size_t index = 0;
         /// A bit for each field whose key was there.
@@ -130,15 +132,20 @@ private:
         if (frame.shape == nullptr || frame.shape->kind != Shape::Kind::record)
             return;
         const auto& fields = frame.shape->fields;
-        const auto field = std::find_if(fields.begin(), fields.end(),
-                                        [&](const auto& x) { return x.key == frame.key; });
+        const auto isIt = [&](const Shape::Field& x) { return x.key == frame.key; };
+        auto field = std::find_if(fields.begin() + static_cast<std::ptrdiff_t>(frame.nextField),
+                                  fields.end(), isIt);
+        if (field == fields.end())
+            field = std::find_if(fields.begin(), fields.end(), isIt);
         if (field == fields.end()) {
             if (!m_hasEnvelope || m_frames.size() > 1)
                 unknownKey(frame);
             return;
         }
         frame.nextShape = field->shape;
-        const std::uint64_t bit = std::uint64_t{1} << (field - fields.begin());
+        const auto index = static_cast<std::size_t>(field - fields.begin());
+        frame.nextField = index + 1;
+        const std::uint64_t bit = std::uint64_t{1} << index;
         if ((frame.seen & bit) != 0)
             report("duplicate-key", Severity::warning,
                    "The key " + quoted(frame.key) +
@@ -157,11 +164,12 @@ private:
     }
 
     void checkName(std::string_view name, const vx::EnumTable& table) {
+        const auto isIt = [&](const vx::EnumRow& row) { return row.name == name; };
+        if (std::any_of(table.begin, table.end, isIt))
+            return;
         std::vector<std::string_view> known;
         std::string_view zero;
         for (const vx::EnumRow* row = table.begin; row != table.end; ++row) {
-            if (row->name == name)
-                return;
             known.push_back(row->name);
             if (row->value == 0)
                 zero = row->name;

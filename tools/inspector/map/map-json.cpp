@@ -2,6 +2,8 @@
 #include "inspector/map/map-report.h"
 
 #include <cstdlib>
+#include <string>
+#include <unordered_map>
 
 namespace inspector {
 namespace {
@@ -14,13 +16,13 @@ void writeTextOrNull(JsonOutput& output, std::string_view key, const std::string
         output.value(text);
 }
 
-void writeRegister(JsonOutput& output, const vxModel::ModbusRegister& x, RegisterRows& rows) {
+/// All of a register but its address, which is put ahead.
+std::string withoutAddress(const RegisterRow& row) {
     static const std::string none;
-    const RegisterRow& row = rows.of(x);
+    JsonOutput output;
     output.beginObject();
     output.member("space", row.isInput ? "input" : "holding");
     output.member("function", row.function);
-    output.member("address", x.address);
     output.member("words", row.words);
     output.member("dataType", row.dataType);
     // As it was written, not as the nearest number in single precision is in double.
@@ -35,18 +37,42 @@ void writeRegister(JsonOutput& output, const vxModel::ModbusRegister& x, Registe
         output.member("step", row.range.step);
     }
     output.endObject();
+    return std::string(output.text().substr(1));
 }
 
+/// Writes registers, what is alike of them once.
+class RegisterWriter {
+public:
+    explicit RegisterWriter(JsonOutput& output) : m_output(output) {}
+
+    void write(const vxModel::ModbusRegister& x) {
+        const RegisterRow& row = m_rows.of(x);
+        std::string& rest = m_texts[&row];
+        if (rest.empty())
+            rest = withoutAddress(row);
+        m_text = "{\"address\":";
+        m_text.append(std::to_string(x.address)).append(",").append(rest);
+        m_output.object(m_text);
+    }
+
+private:
+    JsonOutput& m_output;
+    RegisterRows m_rows;
+    std::unordered_map<const RegisterRow*, std::string> m_texts;
+    std::string m_text;
+};
+
 void writeModels(JsonOutput& output, const Installation& installation) {
-    RegisterRows rows;
+    static const Installation::Models none;
+    RegisterWriter registers(output);
     output.beginList();
-    for (const auto& [model, path] : installation.models.value_or(Installation::Models())) {
+    for (const auto& [model, path] : installation.models ? *installation.models : none) {
         output.beginObject();
         output.member("id", model.id);
         output.key("registers");
         output.beginList();
         for (const vxModel::ModbusRegister& x : model.registers)
-            writeRegister(output, x, rows);
+            registers.write(x);
         output.endList();
         output.endObject();
     }

@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 namespace inspector {
 namespace {
@@ -21,44 +23,65 @@ std::string significant(double number) {
     return formatted("%.6g", number);
 }
 
-std::string memberText(const RegisterRow& row) {
-    if (!row.isUsed)
-        return "dropped";
-    std::string text = row.facts->member;
-    if (!row.facts->memberOfNegative.empty())
-        text += ", negative " + row.facts->memberOfNegative;
-    return text;
-}
-
-TextTable tableOf(const vxModel::ElectricityMeterConfig& model, RegisterRows& rows) {
-    using enum TextTable::Side;
-    TextTable table({{"space"},
-                     {"fn", right, 5},
-                     {"address", right},
-                     {"hex", right, 4},
-                     {"words", right},
-                     {"type"},
-                     {"scale", right},
-                     {"member"},
-                     {"unit"},
-                     {"largest", right, 2},
-                     {"step", right, 3},
-                     {"if unread", left, 1}});
-    for (const vxModel::ModbusRegister& x : model.registers) {
-        const RegisterRow& row = rows.of(x);
-        const bool hasRange = row.isUsed && !row.facts->unit.empty();
-        table.add({row.isInput ? "input" : "holding", std::to_string(row.function),
-                   std::to_string(x.address), formatted("0x%04X", x.address),
-                   std::to_string(row.words), row.dataType, row.scale, memberText(row),
-                   row.isUsed ? row.facts->unit : "",
-                   hasRange ? significant(row.range.largest) : "",
-                   hasRange ? significant(row.range.step) : "",
-                   !row.isUsed          ? ""
-                   : row.facts->carried ? "as before"
-                                        : "left out"});
+/// What a table shows of a register but its address.
+struct Cells {
+    explicit Cells(const RegisterRow& row)
+        : function(std::to_string(row.function)), words(std::to_string(row.words)) {
+        if (!row.isUsed) {
+            member = "dropped";
+            return;
+        }
+        member = row.facts->member;
+        if (!row.facts->memberOfNegative.empty())
+            member += ", negative " + row.facts->memberOfNegative;
+        unit = row.facts->unit;
+        unread = row.facts->carried ? "as before" : "left out";
+        if (!unit.empty()) {
+            largest = significant(row.range.largest);
+            step = significant(row.range.step);
+        }
     }
-    return table;
-}
+
+    std::string function;
+    std::string words;
+    std::string member;
+    std::string unit;
+    std::string largest;
+    std::string step;
+    std::string_view unread;
+};
+
+/// Makes tables of registers, the cells of those that are alike once.
+class RegisterTables {
+public:
+    TextTable of(const vxModel::ElectricityMeterConfig& model) {
+        using enum TextTable::Side;
+        TextTable table({{"space"},
+                         {"fn", right, 5},
+                         {"address", right},
+                         {"hex", right, 4},
+                         {"words", right},
+                         {"type"},
+                         {"scale", right},
+                         {"member"},
+                         {"unit"},
+                         {"largest", right, 2},
+                         {"step", right, 3},
+                         {"if unread", left, 1}});
+        for (const vxModel::ModbusRegister& x : model.registers) {
+            const RegisterRow& row = m_rows.of(x);
+            const Cells& cells = m_cells.try_emplace(&row, row).first->second;
+            table.add({row.isInput ? "input" : "holding", cells.function, std::to_string(x.address),
+                       formatted("0x%04X", x.address), cells.words, row.dataType, row.scale,
+                       cells.member, cells.unit, cells.largest, cells.step, cells.unread});
+        }
+        return table;
+    }
+
+private:
+    RegisterRows m_rows;
+    std::unordered_map<const RegisterRow*, Cells> m_cells;
+};
 
 std::string headOf(const vxModel::ElectricityMeterConfig& model) {
     std::string head = "Model " + quoted(model.id);
@@ -89,10 +112,10 @@ std::string seconds(double number) {
 void printModels(Terminal& terminal, const Installation& installation) {
     if (!installation.models)
         return;
-    RegisterRows rows;
+    RegisterTables tables;
     for (const auto& [model, path] : *installation.models) {
         terminal.line(terminal.bold(headOf(model)));
-        tableOf(model, rows).print(terminal, 2);
+        tables.of(model).print(terminal, 2);
         terminal.line();
     }
 }

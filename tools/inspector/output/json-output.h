@@ -2,28 +2,30 @@
 
 #include "inspector/output/finding.h"
 
-#include <rapidjson/filewritestream.h>
+#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <cmath>
 #include <concepts>
 #include <cstdio>
-#include <memory>
 #include <string_view>
-#include <vector>
 
 namespace inspector {
 
-/// One JSON document for machines, written as it comes.
+/// JSON for machines, written as it comes.
 class JsonOutput {
 public:
-    explicit JsonOutput(std::FILE* file)
-        : m_buffer(bufferSize),
-          m_stream(file, m_buffer.data(), m_buffer.size()),
-          m_writer(m_stream) {}
+    /// One document, to a file.
+    explicit JsonOutput(std::FILE* file) : m_file(file) {}
+    /// A text, which is kept.
+    JsonOutput() = default;
 
     void beginObject() { m_writer.StartObject(); }
-    void endObject() { m_writer.EndObject(); }
+    void endObject() {
+        m_writer.EndObject();
+        if (m_file != nullptr && m_text.GetSize() > mostKept)
+            flush();
+    }
     void beginList() { m_writer.StartArray(); }
     void endList() { m_writer.EndArray(); }
     void key(std::string_view text) { m_writer.Key(text.data(), sizeOf(text)); }
@@ -40,6 +42,10 @@ public:
             m_writer.Null();
     }
     void null() { m_writer.Null(); }
+    /// An object that is JSON already.
+    void object(std::string_view json) {
+        m_writer.RawValue(json.data(), json.size(), rapidjson::kObjectType);
+    }
 
     template <class T>
     void member(std::string_view name, const T& held) {
@@ -47,21 +53,28 @@ public:
         value(held);
     }
     void findings(const Findings& findings);
-    /// Ends the document.
+    /// Ends the document of a file.
     void finish() {
-        m_stream.Put('\n');
-        m_stream.Flush();
+        m_text.Put('\n');
+        flush();
     }
 
+    /// What is kept of it.
+    std::string_view text() const { return {m_text.GetString(), m_text.GetSize()}; }
+
 private:
-    static constexpr std::size_t bufferSize = 65536;
+    static constexpr std::size_t mostKept = 65536;
     static rapidjson::SizeType sizeOf(std::string_view text) {
         return static_cast<rapidjson::SizeType>(text.size());
     }
+    void flush() {
+        std::fwrite(m_text.GetString(), 1, m_text.GetSize(), m_file);
+        m_text.Clear();
+    }
 
-    std::vector<char> m_buffer;
-    rapidjson::FileWriteStream m_stream;
-    rapidjson::Writer<rapidjson::FileWriteStream> m_writer;
+    std::FILE* m_file = nullptr;
+    rapidjson::StringBuffer m_text;
+    rapidjson::Writer<rapidjson::StringBuffer> m_writer{m_text};
 };
 
 } // namespace inspector

@@ -15,9 +15,13 @@ std::size_t lengthOf(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-std::string aligned(const std::string& text, std::size_t width, TextTable::Side side) {
-    const std::string blanks(width - std::min(width, lengthOf(text)), ' ');
-    return side == TextTable::Side::left ? text + blanks : blanks + text;
+void append(std::string& line, std::string_view text, std::size_t blanks, TextTable::Side side) {
+    if (side == TextTable::Side::right)
+        line.append(blanks, ' ');
+    line.append(text);
+    if (side == TextTable::Side::left)
+        line.append(blanks, ' ');
+    line.append(gap, ' ');
 }
 
 } // namespace
@@ -27,10 +31,15 @@ TextTable::TextTable(std::vector<Column> columns) : m_columns(std::move(columns)
         m_widths.push_back(lengthOf(column.title));
 }
 
-void TextTable::add(std::vector<std::string> row) {
-    for (std::size_t i = 0; i < m_columns.size(); ++i)
-        m_widths[i] = std::max(m_widths[i], lengthOf(row[i]));
-    m_rows.push_back(std::move(row));
+void TextTable::add(std::initializer_list<std::string_view> row) {
+    std::size_t column = 0;
+    for (const std::string_view text : row) {
+        const std::size_t length = lengthOf(text);
+        m_widths[column] = std::max(m_widths[column], length);
+        m_text.append(text);
+        m_cells.push_back({m_text.size(), length});
+        ++column;
+    }
 }
 
 std::vector<std::size_t> TextTable::shownColumns(std::size_t room) const {
@@ -52,16 +61,27 @@ std::vector<std::size_t> TextTable::shownColumns(std::size_t room) const {
 void TextTable::print(Terminal& terminal, std::size_t indent) const {
     const std::vector<std::size_t> shown =
         shownColumns(terminal.width() - std::min(indent, terminal.width()));
-    const auto printRow = [&](const auto& textOf, bool isHead) {
-        std::string line(indent, ' ');
-        for (const std::size_t i : shown)
-            line.append(aligned(textOf(i), m_widths[i], m_columns[i].side)).append(gap, ' ');
-        line.erase(line.find_last_not_of(' ') + 1);
-        terminal.line(isHead ? terminal.bold(line) : line);
+    std::string line;
+    const auto begin = [&] { line.assign(indent, ' '); };
+    const auto add = [&](std::size_t column, std::string_view text, std::size_t length) {
+        append(line, text, m_widths[column] - length, m_columns[column].side);
     };
-    printRow([&](std::size_t i) { return m_columns[i].title; }, true);
-    for (const auto& row : m_rows)
-        printRow([&](std::size_t i) { return row[i]; }, false);
+    const auto end = [&] { line.erase(line.find_last_not_of(' ') + 1); };
+    begin();
+    for (const std::size_t i : shown)
+        add(i, m_columns[i].title, lengthOf(m_columns[i].title));
+    end();
+    terminal.line(terminal.bold(line));
+    for (std::size_t row = 0; row < m_cells.size(); row += m_columns.size()) {
+        begin();
+        for (const std::size_t i : shown) {
+            const std::size_t at = row + i == 0 ? 0 : m_cells[row + i - 1].end;
+            const Cell& cell = m_cells[row + i];
+            add(i, std::string_view(m_text).substr(at, cell.end - at), cell.length);
+        }
+        end();
+        terminal.line(line);
+    }
 }
 
 } // namespace inspector

@@ -2,7 +2,9 @@
 
 #include "inspector/output/terminal.h"
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace inspector {
@@ -22,15 +24,23 @@ public:
 
     explicit TextTable(std::vector<Column> columns);
     /// As many texts as there are columns.
-    void add(std::vector<std::string> row);
+    void add(std::initializer_list<std::string_view> row);
     void print(Terminal& terminal, std::size_t indent) const;
 
 private:
+    struct Cell {
+        std::size_t end;
+        /// In characters.
+        std::size_t length;
+    };
+
     std::vector<std::size_t> shownColumns(std::size_t room) const;
 
     std::vector<Column> m_columns;
     std::vector<std::size_t> m_widths;
-    std::vector<std::vector<std::string>> m_rows;
+    /// Of all cells, row by row, without a gap; a table may have many.
+    std::string m_text;
+    std::vector<Cell> m_cells;
 };
 
 } // namespace inspector

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace inspector {
 namespace {
@@ -89,21 +90,47 @@ Fragment behaviourOf(const std::vector<ReadMeter>& meters) {
     return behaviour;
 }
 
+/// With what the daemon leaves out of its JSON, such as the address 0.
+Fragment supportedReply(std::vector<vxModel::ElectricityMeterConfig> models) {
+    const Fragment list = vx::makeJsonFragment(json_object_new_array());
+    for (vxModel::ElectricityMeterConfig& model : models) {
+        const Fragment registers = vx::makeJsonFragment(json_object_new_array());
+        for (const vxModel::ModbusRegister& x : std::exchange(model.registers, {})) {
+            const Fragment entry = vx::toJsonFragment(x);
+            add(entry, "address", x.address);
+            add(entry, "fieldType", x.fieldType);
+            add(entry, "modbusDataType", x.modbusDataType);
+            add(entry, "length", x.length);
+            json_object_array_add(registers.get(), json_object_get(entry.get()));
+        }
+        const Fragment fragment = vx::toJsonFragment(model);
+        add(fragment, "id", model.id);
+        add(fragment, "registers", registers);
+        json_object_array_add(list.get(), json_object_get(fragment.get()));
+    }
+    const Fragment reply = object();
+    add(reply, "data", list);
+    return reply;
+}
+
 } // namespace
 
 std::string homeOf(const std::vector<ReadMeter>& meters, const vxModel::SerialPortConfig& line) {
     orv::modbusreader::AttachedMetersReply attached;
-    orv::modbusreader::MeterConfigReply supported;
+    std::vector<vxModel::ElectricityMeterConfig> models;
     for (const ReadMeter& x : meters) {
         attached.data.push_back(x.meter);
-        if (std::none_of(supported.data.begin(), supported.data.end(),
+        // The house shows its meters by name.
+        if (x.meter.name.empty())
+            attached.data.back().name = "Meter " + std::to_string(x.meter.slaveAddress);
+        if (std::none_of(models.begin(), models.end(),
                          [&](const auto& model) { return model.id == x.model.id; }))
-            supported.data.push_back(x.model);
+            models.push_back(x.model);
     }
     const Fragment server = object();
     add(server, "rtuconfig", orv::modbusreader::SerialPortConfigReply{line});
     add(server, "attached", attached);
-    add(server, "supported", supported);
+    add(server, "supported", supportedReply(std::move(models)));
     const Fragment home = object();
     add(home, "server", server);
     add(home, "behaviour", behaviourOf(meters));

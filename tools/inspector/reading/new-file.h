@@ -1,26 +1,30 @@
 #pragma once
 
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 
 namespace inspector {
 
-/// A file that must not be there yet; without a name it takes what is written and forgets it.
+/// A file that must not be there yet. It is made at once, so that no work is lost in the end, and
+/// removed again if the work comes to nothing. Without a name it takes what is written and forgets
+/// it.
 class NewFile {
 public:
     /// Throws `UnreadableInput` if it exists or can't be made.
-    explicit NewFile(const std::optional<std::string>& name);
+    explicit NewFile(std::optional<std::string> name);
+    ~NewFile();
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
 
-    std::FILE* file() const { return m_file.get(); }
-    void write(const std::string& text) { std::fputs(text.c_str(), file()); }
+    std::FILE* file() const { return m_file; }
+    /// The file is whole and stays. Throws `UnreadableInput` if it couldn't be written.
+    void keep();
 
 private:
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, Close> m_file;
+    std::optional<std::string> m_name;
+    std::FILE* m_file;
+    bool m_isKept = false;
 };
 
 } // namespace inspector

@@ -1,6 +1,7 @@
 #include "inspector/reading/read-command.h"
 
 #include "inspector/reading/home-file.h"
+#include "inspector/reading/interruption.h"
 #include "inspector/reading/new-file.h"
 #include "inspector/reading/reading-report.h"
 #include "inspector/reading/targets.h"
@@ -79,9 +80,12 @@ int runRead(const ReadOptions& options) {
     Output recorded(record.file(), true);
     std::vector<ReadMeter> last;
     bool isGood = true;
-    for (int i = 0; i < options.polls; ++i) {
+    endAtSignals();
+    for (int i = 0; i < options.polls && !isEnding(); ++i) {
         last.clear();
         for (const Target& target : targets) {
+            if (isEnding())
+                break;
             MeterReading reading =
                 poll.read(target.meter.slaveAddress, target.model, target.listedSerial);
             output.add(reading);
@@ -92,9 +96,12 @@ int runRead(const ReadOptions& options) {
     }
     output.finish();
     recorded.finish();
-    const auto line = installation.serial.value_or(Placed<vxModel::SerialPortConfig>()).value;
-    home.write(homeOf(last, line));
-    return isGood ? 0 : 1;
+    record.keep();
+    const auto line =
+        installation.serial ? installation.serial->value : parametersOf(busOptions.address.line);
+    std::fputs(homeOf(last, line).c_str(), home.file());
+    home.keep();
+    return isGood && !isEnding() ? 0 : 1;
 }
 
 } // namespace inspector

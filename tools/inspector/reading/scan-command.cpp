@@ -2,33 +2,16 @@
 
 #include "inspector/output/json-output.h"
 #include "inspector/output/terminal.h"
+#include "inspector/reading/interruption.h"
 #include "inspector/reading/scan.h"
 
 #include <array>
-#include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
 
 namespace inspector {
 namespace {
-
-std::atomic<bool> stopped{false};
-static_assert(std::atomic<bool>::is_always_lock_free);
-
-void stop(int) {
-    stopped = true;
-}
-
-/// A second one ends the program as usual.
-void stopAtSignals() {
-    struct sigaction action {};
-    action.sa_handler = stop;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM})
-        sigaction(signal, &action, nullptr);
-}
 
 std::vector<LineParameters> linesOf(const ScanOptions& options) {
     if (!options.allLines || options.bus.address.tcp)
@@ -48,7 +31,7 @@ std::string lineText(const LineParameters& line) {
 std::string durationText(std::chrono::duration<double> duration) {
     std::array<char, 32> text;
     const double seconds = duration.count();
-    std::snprintf(text.data(), text.size(), seconds < 120 ? "%.0f seconds" : "%.0f minutes",
+    std::snprintf(text.data(), text.size(), seconds < 120 ? "%.1f s" : "%.0f minutes",
                   seconds < 120 ? seconds : seconds / 60);
     return text.data();
 }
@@ -95,7 +78,7 @@ void writeFound(JsonOutput& output, const std::vector<Found>& all, bool isSerial
         output.endObject();
     }
     output.endList();
-    output.member("complete", !stopped.load());
+    output.member("complete", !isEnding());
     output.endObject();
     output.finish();
 }
@@ -107,14 +90,14 @@ int runScan(const ScanOptions& options) {
                         options.bus.timeOut};
     const bool isSerial = options.bus.address.rtu.has_value();
     BusSession session(options.bus);
-    stopAtSignals();
+    endAtSignals();
     if (!options.json)
         std::fprintf(stderr, "Asking %zu times; if nothing answers it takes %s.\n",
                      plan.questions(), durationText(plan.longest()).c_str());
     Terminal terminal(stdout);
     const Progress progress(plan.questions());
     const std::vector<Found> found =
-        scan(session.bus(), plan, stopped, [&](std::size_t done, const Found* answering) {
+        scan(session.bus(), plan, isEnding(), [&](std::size_t done, const Found* answering) {
             progress.clear();
             if (answering != nullptr && !options.json)
                 printFound(terminal, *answering, isSerial);
@@ -124,12 +107,12 @@ int runScan(const ScanOptions& options) {
     if (options.json) {
         JsonOutput output(stdout);
         writeFound(output, found, isSerial);
-    } else if (stopped) {
+    } else if (isEnding()) {
         terminal.line("Ended ahead of time: the other addresses are unknown.");
     } else if (found.empty()) {
         terminal.line("Nothing answers.");
     }
-    return found.empty() || stopped ? 1 : 0;
+    return found.empty() || isEnding() ? 1 : 0;
 }
 
 } // namespace inspector

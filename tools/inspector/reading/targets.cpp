@@ -79,4 +79,14 @@ BusAddress busOf(const Installation& installation) {
             .line = {numberOf(line.baudRate), parity, numberOf(line.stopBits)}};
 }
 
+vxModel::SerialPortConfig parametersOf(const LineParameters& line) {
+    using namespace vxModel;
+    return {.baudRate = vx::toEnum<BaudRateType>("baud" + std::to_string(line.baud)),
+            .parity = line.parity == 'N'   ? Parity::none
+                      : line.parity == 'E' ? Parity::even
+                                           : Parity::odd,
+            .dataBits = DataBits::bits8,
+            .stopBits = line.stopBits == 1 ? StopBits::bits1 : StopBits::bits2};
+}
+
 } // namespace inspector

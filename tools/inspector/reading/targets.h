@@ -25,4 +25,7 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
 /// The bus that the daemon would open.
 BusAddress busOf(const Installation& installation);
 
+/// The serial parameters with which the daemon would run such a line.
+vxModel::SerialPortConfig parametersOf(const LineParameters& line);
+
 } // namespace inspector

@@ -127,6 +127,14 @@ void rank(std::vector<Candidate>& candidates) {
                      [](const auto& a, const auto& b) { return a.plausibility > b.plausibility; });
 }
 
+/// The number that the entry's words hold, if they are there.
+std::optional<float> rawOf(const ModbusRegister& entry, const WordSpaces& spaces) {
+    const auto [words, size] = wordsAt(entry, spaces);
+    if (size < static_cast<std::size_t>(dataCountMultiplier(entry.modbusDataType)))
+        return std::nullopt;
+    return decodeNumber(words, entry.modbusDataType);
+}
+
 /// The address behind the last word, where numbers of all widths end.
 int endOf(const ModbusRegister& entry) {
     return entry.address + wordsOf(entry);
@@ -148,20 +156,10 @@ std::vector<Candidate> candidatesFor(const Display& display, const WordSpaces& s
     return found;
 }
 
-std::optional<double> reported(const ModbusRegister& entry, const WordSpaces& spaces) {
-    const auto [words, size] = wordsAt(entry, spaces);
-    if (size < static_cast<std::size_t>(dataCountMultiplier(entry.modbusDataType)))
-        return std::nullopt;
-    const auto raw = decodeNumber(words, entry.modbusDataType);
-    if (!raw)
-        return std::nullopt;
-    return reportedNumber(entry.fieldType, *raw, entry.scaleValue);
-}
-
 std::vector<Candidate> stillFitting(const std::vector<Candidate>& earlier, const Display& display,
                                     const WordSpaces& spaces) {
     std::vector<Candidate> fitting;
-    // By space, end, scale and number: what reads the same.
+    // By space, end, scale and both numbers: what reads the same.
     std::map<std::tuple<ModbusRegisterType, int, float, std::string>, std::size_t> places;
     for (Candidate candidate : earlier) {
         ModbusRegister& entry = candidate.entry;
@@ -172,12 +170,17 @@ std::vector<Candidate> stillFitting(const std::vector<Candidate>& earlier, const
                 fitting.push_back(candidate);
             continue;
         }
-        const auto value = reported(entry, spaces);
-        if (!value || !display.shows(*value))
+        const auto raw = rawOf(entry, spaces);
+        if (!raw)
             continue;
-        candidate.value = display.inUnit(*value);
+        const double value = reportedNumber(entry.fieldType, *raw, entry.scaleValue);
+        if (!display.shows(value))
+            continue;
+        const std::string both = candidate.raw + " " + rawText(*raw);
+        candidate.value = display.inUnit(value);
+        candidate.raw = rawText(*raw);
         const auto [place, isNew] = places.try_emplace(
-            {entry.registerType, endOf(entry), entry.scaleValue, candidate.raw}, fitting.size());
+            {entry.registerType, endOf(entry), entry.scaleValue, both}, fitting.size());
         if (isNew)
             fitting.push_back(candidate);
         else

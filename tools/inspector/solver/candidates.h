@@ -33,8 +33,4 @@ std::vector<Candidate> candidatesFor(const Display& display, const WordSpaces& s
 std::vector<Candidate> stillFitting(const std::vector<Candidate>& earlier, const Display& display,
                                     const WordSpaces& spaces);
 
-/// What the daemon reports of a register: in watts or kilowatt-hours. Nothing if the words aren't
-/// there or its type has no number.
-std::optional<double> reported(const vxModel::ModbusRegister& entry, const WordSpaces& spaces);
-
 } // namespace inspector

@@ -1,9 +1,12 @@
 #include "inspector/solver/solve-command.h"
 
 #include "inspector/input/sources.h"
+#include "inspector/reading/interruption.h"
+#include "inspector/reading/new-file.h"
 #include "inspector/solver/solve-report.h"
 #include "inspector/solver/word-spaces.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -18,26 +21,40 @@ Display displayOf(const std::string& text) {
     }
 }
 
-WordSpaces wordsOf(const std::string& file) {
-    return readWordSpaces(readFile(file), file);
+WordSpaces wordsNow(const SolveOptions& options) {
+    NewFile kept(options.keep);
+    BusSession session(options.bus);
+    endAtSignals();
+    const WordSpaces spaces = readWords(session.bus(), options.range, isEnding());
+    std::fputs((toJson(spaces) + "\n").c_str(), kept.file());
+    kept.keep();
+    return spaces;
+}
+
+WordSpaces wordsOf(const std::optional<std::string>& file, const SolveOptions& options) {
+    return file ? readWordSpaces(readFile(*file), *file) : wordsNow(options);
 }
 
 } // namespace
 
 int runSolve(const SolveOptions& options) {
     Display display = displayOf(options.display);
-    WordSpaces words = wordsOf(options.words);
+    WordSpaces words = wordsOf(options.words, options);
     auto candidates = candidatesFor(display, words, options.fieldType);
+    auto unreadable = unreadableFor(display, words);
     if (options.again) {
         const Display again = displayOf(*options.again);
         if (again.isSerial() != display.isSerial() || again.isPower() != display.isPower())
             throw UnreadableInput("\"" + again.text + "\" is another kind of value than \"" +
                                   display.text + "\"");
         display = again;
-        words = wordsOf(*options.wordsAgain);
+        words = wordsOf(options.wordsAgain, options);
         candidates = stillFitting(candidates, display, words);
+        const auto now = unreadableFor(display, words);
+        std::erase_if(unreadable, [&](const Unreadable& x) {
+            return std::find(now.begin(), now.end(), x) == now.end();
+        });
     }
-    const auto unreadable = unreadableFor(display, words);
     if (options.json) {
         JsonOutput output(stdout);
         writeSolution(output, display, candidates, unreadable);

@@ -40,7 +40,8 @@ std::string reasonOf(const Display& display, const Candidate& candidate) {
     const double one = std::exp2(std::max(candidate.plausibility, 0.0));
     if (one < 2)
         return reason + ", as many other words would be";
-    return reason + "; of " + number(std::round(std::min(one, 1e15))) + " other words one would be";
+    return reason + "; of " + std::to_string(std::llround(std::min(one, 1e15))) +
+           " other words one would be";
 }
 
 void writeEntry(JsonOutput& output, const vxModel::ModbusRegister& entry) {

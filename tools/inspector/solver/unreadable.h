@@ -12,6 +12,8 @@ namespace inspector {
 /// The displayed value in an order of words or bytes that the daemon can't read, so that no map
 /// helps.
 struct Unreadable {
+    bool operator==(const Unreadable&) const = default;
+
     int address = 0;
     /// "input" or "holding".
     std::string space = {};

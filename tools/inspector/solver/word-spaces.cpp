@@ -2,11 +2,13 @@
 
 #include "inspector/input/json-tree.h"
 #include "inspector/input/sources.h"
+#include "inspector/output/json-output.h"
 
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace inspector {
 namespace {
@@ -95,6 +97,26 @@ private:
 
 WordSpaces readWordSpaces(const std::string& text, const std::string& name) {
     return WordReader(text, name).read();
+}
+
+std::string toJson(const WordSpaces& spaces) {
+    JsonOutput output;
+    output.beginObject();
+    for (const auto& [name, blocks] :
+         {std::pair("holding", &spaces.holding), std::pair("input", &spaces.input)}) {
+        output.key(name);
+        output.beginObject();
+        for (const auto& [address, words] : *blocks) {
+            output.key(std::to_string(address));
+            output.beginList();
+            for (const std::uint16_t word : words)
+                output.value(word);
+            output.endList();
+        }
+        output.endObject();
+    }
+    output.endObject();
+    return std::string(output.text());
 }
 
 } // namespace inspector

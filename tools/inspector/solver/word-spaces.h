@@ -19,4 +19,7 @@ struct WordSpaces {
 /// Throws `UnreadableInput` with @p name for any other text.
 WordSpaces readWordSpaces(const std::string& text, const std::string& name);
 
+/// What `readWordSpaces` reads.
+std::string toJson(const WordSpaces& spaces);
+
 } // namespace inspector

@@ -1,0 +1,77 @@
+#include "inspector/reading/word-range.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace inspector {
+namespace {
+
+class RangeReader {
+public:
+    RangeReader(Bus& bus, int slaveAddress, bool isInput, const std::atomic<bool>& stop)
+        : m_bus(bus), m_slaveAddress(slaveAddress), m_isInput(isInput), m_stop(stop) {}
+
+    void read(int first, int last) {
+        for (int address = first; address <= last && !m_stop; address += MODBUS_MAX_READ_REGISTERS)
+            readBlock(address, std::min(last - address + 1, MODBUS_MAX_READ_REGISTERS));
+    }
+
+    WordSpaces::Blocks blocks;
+
+private:
+    void readBlock(int address, int count) {
+        if (m_stop)
+            return;
+        Answer answer = m_bus.read(m_slaveAddress, m_isInput, address, count);
+        if (answer.isGood()) {
+            append(address, std::move(answer.words));
+            return;
+        }
+        m_bus.forgetLateAnswers();
+        if (!answer.isRefusal())
+            fail(address, answer);
+        if (count > 1) {
+            readBlock(address, count / 2);
+            readBlock(address + count / 2, count - count / 2);
+        }
+    }
+
+    void append(int address, std::vector<std::uint16_t> words) {
+        if (!blocks.empty()) {
+            auto& [lastAddress, lastWords] = *std::prev(blocks.end());
+            if (lastAddress + static_cast<int>(lastWords.size()) == address) {
+                lastWords.insert(lastWords.end(), words.begin(), words.end());
+                return;
+            }
+        }
+        blocks[address] = std::move(words);
+    }
+
+    void fail(int address, const Answer& answer) const {
+        if (!m_stop)
+            throw BusError("Meter " + std::to_string(m_slaveAddress) + ", " +
+                           (m_isInput ? "input" : "holding") + " register " +
+                           std::to_string(address) + ": " + answer.failure());
+    }
+
+    Bus& m_bus;
+    int m_slaveAddress;
+    bool m_isInput;
+    const std::atomic<bool>& m_stop;
+};
+
+} // namespace
+
+WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop) {
+    const auto blocksOf = [&](bool isInput) {
+        RangeReader reader(bus, range.slaveAddress, isInput, stop);
+        reader.read(range.first, range.last);
+        return std::move(reader.blocks);
+    };
+    WordSpaces spaces;
+    spaces.holding = blocksOf(false);
+    spaces.input = blocksOf(true);
+    return spaces;
+}
+
+} // namespace inspector

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "inspector/bus/bus.h"
+#include "inspector/solver/word-spaces.h"
+
+#include <atomic>
+
+namespace inspector {
+
+/// Registers of a meter, in both spaces.
+struct WordRange {
+    int slaveAddress = 1;
+    int first = 0;
+    int last = 0;
+};
+
+/// Reads all words of a range that the meter gives, in requests as large as it takes: what it
+/// refuses it is asked for in halves. Ends with what is known when @p stop is set. Throws
+/// `BusError` if the meter doesn't answer.
+WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop);
+
+} // namespace inspector
