@@ -37,6 +37,8 @@ struct Shape {
     /// Of an integer.
     std::int64_t least = 0;
     std::int64_t most = 0;
+    /// Of a number.
+    double largest = 0;
 };
 
 /// The shape of `T`, which is made once.
@@ -117,6 +119,8 @@ const Shape& shapeOf() {
             made.least = std::numeric_limits<T>::min();
             made.most = std::numeric_limits<T>::max();
         }
+        if constexpr (std::is_floating_point_v<T>)
+            made.largest = std::numeric_limits<T>::max();
         return made;
     }();
     return shape;

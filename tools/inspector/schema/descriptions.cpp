@@ -11,10 +11,11 @@ const Descriptions serial = {
     {"", "Serial parameters of the RS-485 bus: the local server's reply to rtuconfig."},
     {"/data", "The parameters. Without them the line stays closed."},
     {"/data/serialDevice", "Compared and logged, never opened: the port is one of the hardware."},
-    {"/data/baudRate", "Rate of the line in bits per second. With none no line is opened."},
+    {"/data/baudRate", "Rate of the line. With none no line is opened.", "bits per second"},
     {"/data/parity", "Parity bit. uninitilzed is not yet set; none is a line without one."},
-    {"/data/dataBits", "With none no line is opened; with any other it runs at eight data bits."},
-    {"/data/stopBits", "Stop bits. With none no line is opened."},
+    {"/data/dataBits", "With none no line is opened; with any other it runs at eight data bits.",
+     "bits"},
+    {"/data/stopBits", "Stop bits. With none no line is opened.", "bits"},
 };
 
 const Descriptions attached = {
@@ -27,8 +28,8 @@ const Descriptions attached = {
     {"/data/*/manufacturer", "Name of the manufacturer, for people."},
     {"/data/*/serial", "Stands for what a register of type serial would give."},
     {"/data/*/name", "Name of the meter, for people."},
-    {"/data/*/tariffEnabled", "Of the local server; a register tells the reader."},
-    {"/data/*/isGlobal", "Of the local server; has no effect on the reader."},
+    {"/data/*/tariffEnabled", "Has no effect on the reader, which takes it from a register."},
+    {"/data/*/isGlobal", "Has no effect on the reader."},
     {"/data/*/slaveAddress", "Address on the bus, 1 to 247 on a serial line."},
     {"/data/*/application", "What the meter is attached to; has no effect on the reader."},
 };
@@ -50,7 +51,8 @@ const Descriptions supported = {
                                            "first. none, int16, bitmap and dateTime are "
                                            "read and dropped."},
     {"/data/*/registers/*/length",
-     "Number of values of the data type, not of words: 1 for a number.", "values of the data type"},
+     "Number of values of the data type: 1 for a number, one per two characters of a text.",
+     "values of the data type"},
     {"/data/*/registers/*/scaleValue",
      "Factor that takes an energy to kilowatt-hours, and a power to the unit in which it is sent.",
      "kWh or W per count"},
@@ -63,7 +65,7 @@ const Descriptions config = {
     {"/modbusMiscConfig", "How the bus is reached."},
     {"/modbusMiscConfig/modbusTCPServer",
      "IPv4 address of a Modbus TCP server; empty for the serial line."},
-    {"/modbusMiscConfig/port", "TCP port of that server; there is no default."},
+    {"/modbusMiscConfig/port", "TCP port of that server, which has to be given."},
     {"/modbusMiscConfig/readIntervalUSec", "Has no effect: the pause is 20000.", "microseconds"},
     {"/modbusMiscConfig/timeoutResponseSec", "How long a read waits for its answer; 0 means 5.",
      "seconds"},
@@ -71,10 +73,12 @@ const Descriptions config = {
 };
 
 const Descriptions message = {
-    {"", "A reading of a meter, as the metering service gets it."},
+    {"", "A reading of a meter, as the metering service gets it. A key is left out if its value is "
+         "zero "
+         "or false; a number that is not finite is null."},
     {"/id", "The meter's serial."},
     {"/slaveAddress", "The low eight bits of the address on the bus."},
-    {"/meteringType", "Always modbus."},
+    {"/meteringType", "Kind of the source.", {}, "modbus"},
     {"/lastChanged", "Moment at which the read began, in UTC with milliseconds."},
     {"/tariffEnabled", "Whether the meter works with tariffs."},
     {"/powerConsumed", "Power that flows to the consumer.", "W"},

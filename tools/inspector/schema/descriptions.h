@@ -13,6 +13,8 @@ struct Description {
     std::string_view text;
     /// Empty for a value without one.
     std::string_view unit = {};
+    /// The text that it always is; empty if it can be another.
+    std::string_view constant = {};
 };
 
 /// Of the format with that name; each key once, and no other.

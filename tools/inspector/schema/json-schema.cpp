@@ -2,138 +2,152 @@
 
 #include "inspector/daemon/shape.h"
 #include "inspector/schema/descriptions.h"
+#include "inspector/schema/schema-writer.h"
+#include "inspector/schema/value-schema.h"
 #include "metering/readings.h"
 #include "modbus/config-file.h"
 #include "modbus/server-replies.h"
-#include "vx/json.h"
 
 #include <algorithm>
+#include <bit>
 #include <map>
-#include <memory>
 
 namespace inspector {
 namespace {
 
-using Fragment = std::shared_ptr<json_object>;
+/// No message goes out without these; any other key is left out if its value is zero or false.
+constexpr std::string_view keysOfEachMessage[] = {"id", "meteringType", "lastChanged"};
 
-Fragment object() {
-    return vx::makeJsonFragment(json_object_new_object());
+bool isOfEachMessage(std::string_view key) {
+    return std::find(std::begin(keysOfEachMessage), std::end(keysOfEachMessage), key) !=
+           std::end(keysOfEachMessage);
 }
 
-void add(const Fragment& target, const char* key, const Fragment& value) {
-    json_object_object_add(target.get(), key, json_object_get(value.get()));
+/// Such as uint16.
+std::string nameOf(const Shape& integer) {
+    const int bits = std::popcount(static_cast<std::uint64_t>(integer.most));
+    return integer.least < 0 ? "int" + std::to_string(bits + 1) : "uint" + std::to_string(bits);
 }
 
-void add(const Fragment& target, const char* key, std::string_view text) {
-    add(target, key, vx::toJsonFragment(std::string(text)));
-}
-
-Fragment listOf(const std::vector<std::string>& texts) {
-    return vx::toJsonFragment(texts);
-}
-
-/// Makes the schema of one format.
-class Schema {
+/// Writes the schema of one format.
+class FormatSchema {
 public:
-    Schema(std::string_view format, bool isMessage)
-        : m_descriptions(descriptionsOf(format)), m_isMessage(isMessage) {}
+    FormatSchema(std::string_view format, bool isMessage)
+        : m_format(format), m_descriptions(descriptionsOf(format)), m_isMessage(isMessage) {}
 
-    Fragment of(const Shape& shape, const std::string& path) const {
-        const Fragment schema = object();
-        describe(schema, path);
-        switch (shape.kind) {
-        case Shape::Kind::record:
-            addRecord(schema, shape, path);
-            break;
-        case Shape::Kind::list:
-            addType(schema, {"array"});
-            add(schema, "items", of(*shape.element, path + "/*"));
-            break;
-        case Shape::Kind::enumeration:
-            addNames(schema, *shape.names);
-            break;
-        case Shape::Kind::integer:
-            addInteger(schema, shape);
-            break;
-        case Shape::Kind::number:
-            // A NaN or an infinity is null in a message too.
-            addType(schema, m_isMessage ? std::vector<std::string>{"number", "null"}
-                                        : std::vector<std::string>{"number", "string"});
-            break;
-        case Shape::Kind::flag:
-            addType(schema, {"boolean"});
-            break;
-        case Shape::Kind::moment:
-            addType(schema, {"string"});
-            add(schema, "format", "date-time");
-            break;
-        case Shape::Kind::text:
-            addType(schema, {"string"});
-            break;
-        }
-        return schema;
+    std::string textOf(const Shape& shape) {
+        m_writer.beginObject();
+        m_writer.member("$schema", "https://json-schema.org/draft/2020-12/schema");
+        m_writer.member("$comment", "Written by modbus-inspector schema " + std::string(m_format));
+        m_writer.member("title", m_format);
+        writeDescription("");
+        writeContent(shape, "");
+        writeIntegers();
+        m_writer.endObject();
+        return m_writer.take();
     }
 
 private:
-    void describe(const Fragment& schema, const std::string& path) const {
+    void writeDescription(const std::string& path) {
         const auto found = std::find_if(m_descriptions.begin(), m_descriptions.end(),
                                         [&](const Description& x) { return x.path == path; });
         if (found == m_descriptions.end())
             return;
-        add(schema, "description", found->text);
+        m_writer.member("description", found->text);
         if (!found->unit.empty())
-            add(schema, "x-unit", found->unit);
+            m_writer.member("x-unit", found->unit);
+        if (!found->constant.empty())
+            m_writer.member("const", found->constant);
     }
 
-    void addRecord(const Fragment& schema, const Shape& shape, const std::string& path) const {
-        addType(schema, {"object"});
-        const Fragment properties = object();
-        for (const Shape::Field& field : shape.fields) {
-            const std::string key(field.key);
-            const Fragment property = of(*field.shape, path + "/" + key);
-            const bool isLeaf = field.shape->kind != Shape::Kind::record &&
-                                field.shape->kind != Shape::Kind::list &&
-                                field.shape->kind != Shape::Kind::moment;
-            if (isLeaf)
-                add(property, "default", vx::parseJsonFragment(field.fallback.c_str()));
-            add(properties, key.c_str(), property);
-        }
-        add(schema, "properties", properties);
-        if (m_isMessage)
-            add(schema, "additionalProperties", vx::toJsonFragment(false));
-    }
-
-    /// Null is as good as absent in what the daemon reads.
-    void addType(const Fragment& schema, std::vector<std::string> types) const {
-        if (!m_isMessage)
-            types.emplace_back("null");
-        if (types.size() == 1)
-            add(schema, "type", types.front());
+    void writeContent(const Shape& shape, const std::string& path) {
+        if (shape.kind == Shape::Kind::record)
+            writeRecord(shape, path);
+        else if (shape.kind == Shape::Kind::list)
+            writeList(shape, path);
+        else if (m_isMessage)
+            writeSent(m_writer, shape);
+        else if (shape.kind == Shape::Kind::integer)
+            writeReference(shape);
         else
-            add(schema, "type", listOf(types));
+            writeTaken(m_writer, shape);
     }
 
-    void addNames(const Fragment& schema, const vx::EnumTable& table) const {
-        const Fragment names = vx::makeJsonFragment(json_object_new_array());
-        for (const vx::EnumRow* row = table.begin; row != table.end; ++row)
-            json_object_array_add(names.get(),
-                                  json_object_new_string(std::string(row->name).c_str()));
-        if (!m_isMessage)
-            json_object_array_add(names.get(), nullptr);
-        add(schema, "enum", names);
+    void writeRecord(const Shape& shape, const std::string& path) {
+        writeType("object");
+        m_writer.key("properties");
+        m_writer.beginObject();
+        for (const Shape::Field& field : shape.fields)
+            writeField(field, path + "/" + std::string(field.key));
+        m_writer.endObject();
+        if (m_isMessage)
+            writeLimitsOfMessage(shape);
     }
 
-    void addInteger(const Fragment& schema, const Shape& shape) const {
-        addType(schema, m_isMessage ? std::vector<std::string>{"integer"}
-                                    : std::vector<std::string>{"integer", "string"});
-        add(schema, "minimum", vx::toJsonFragment(shape.least));
-        add(schema, "maximum", vx::toJsonFragment(shape.most));
-        if (!m_isMessage)
-            add(schema, "pattern", "^ *[-+]?[0-9]+$");
+    void writeField(const Shape::Field& field, const std::string& path) {
+        m_writer.key(field.key);
+        m_writer.beginObject();
+        writeDescription(path);
+        if (!m_isMessage || !isOfEachMessage(field.key)) {
+            m_writer.key("default");
+            m_writer.json(field.fallback);
+        }
+        writeContent(*field.shape, path);
+        m_writer.endObject();
     }
 
+    void writeLimitsOfMessage(const Shape& shape) {
+        m_writer.key("required");
+        m_writer.beginList();
+        for (const Shape::Field& field : shape.fields)
+            if (isOfEachMessage(field.key))
+                m_writer.text(field.key);
+        m_writer.endList();
+        m_writer.member("additionalProperties", false);
+    }
+
+    void writeList(const Shape& shape, const std::string& path) {
+        writeType("array");
+        m_writer.key("items");
+        m_writer.beginObject();
+        writeDescription(path + "/*");
+        writeContent(*shape.element, path + "/*");
+        m_writer.endObject();
+    }
+
+    void writeType(const char* name) {
+        if (m_isMessage)
+            m_writer.member("type", name);
+        else
+            m_writer.member("type", {name, "null"});
+    }
+
+    /// Several keys share the pattern of their range, which is long.
+    void writeReference(const Shape& integer) {
+        const std::string name = nameOf(integer);
+        m_integers.emplace(name, &integer);
+        m_writer.member("$ref", "#/$defs/" + name);
+    }
+
+    void writeIntegers() {
+        if (m_integers.empty())
+            return;
+        m_writer.key("$defs");
+        m_writer.beginObject();
+        for (const auto& [name, shape] : m_integers) {
+            m_writer.key(name);
+            m_writer.beginObject();
+            writeTaken(m_writer, *shape);
+            m_writer.endObject();
+        }
+        m_writer.endObject();
+    }
+
+    std::string_view m_format;
     const std::vector<Description>& m_descriptions;
     bool m_isMessage;
+    SchemaWriter m_writer;
+    std::map<std::string, const Shape*> m_integers;
 };
 
 const Shape& shapeOfFormat(std::string_view format) {
@@ -155,17 +169,7 @@ const std::vector<std::string_view>& formats() {
 }
 
 std::string schemaOf(std::string_view format) {
-    const Fragment schema = object();
-    add(schema, "$schema", "https://json-schema.org/draft/2020-12/schema");
-    add(schema, "title", format);
-    const Fragment whole = Schema(format, format == "message").of(shapeOfFormat(format), "");
-    json_object_object_foreach(whole.get(), key, value) {
-        json_object_object_add(schema.get(), key, json_object_get(value));
-    }
-    return json_object_to_json_string_ext(schema.get(), JSON_C_TO_STRING_PRETTY |
-                                                            JSON_C_TO_STRING_SPACED |
-                                                            JSON_C_TO_STRING_NOSLASHESCAPE) +
-           std::string("\n");
+    return FormatSchema(format, format == "message").textOf(shapeOfFormat(format));
 }
 
 } // namespace inspector
