@@ -36,6 +36,58 @@ const JsonNode* childOf(const JsonNode& node, const std::string& token) {
     return index < node.children.size() ? &node.children[index] : nullptr;
 }
 
+/// Finds values of a document. Those of one element of a long list, which is parsed by itself, are
+/// best asked for one behind the other.
+class Places {
+public:
+    Places(std::string_view text, const TextWalk& walk, std::size_t contentDepth)
+        : m_text(text), m_walk(walk), m_contentDepth(contentDepth) {}
+
+    /// Of the value, or of where the pointer ends.
+    std::size_t offsetOf(const std::string& pointer) {
+        const std::vector<std::string> tokens = tokensOf(pointer);
+        auto token = tokens.begin();
+        const std::size_t index = elementOf(tokens);
+        if (index == unknown) {
+            load(m_walk.root, unknown);
+        } else {
+            load(m_walk.content->elements[index], index);
+            token += static_cast<std::ptrdiff_t>(m_contentDepth) + 1;
+        }
+        const JsonNode* node = &*m_root;
+        for (; token != tokens.end(); ++token) {
+            const JsonNode* child = childOf(*node, *token);
+            if (child == nullptr)
+                break;
+            node = child;
+        }
+        return node->begin;
+    }
+
+private:
+    /// Of the content, if it is a list.
+    std::size_t elementOf(const std::vector<std::string>& tokens) const {
+        if (!m_walk.content || tokens.size() <= m_contentDepth)
+            return unknown;
+        const std::size_t index = indexOf(tokens[m_contentDepth]);
+        return index < m_walk.content->elements.size() ? index : unknown;
+    }
+
+    void load(TextRange range, std::size_t index) {
+        if (m_root && m_index == index)
+            return;
+        m_root = parseJsonAt(m_text, range.begin, range.end);
+        m_index = index;
+    }
+
+    std::string_view m_text;
+    const TextWalk& m_walk;
+    std::size_t m_contentDepth;
+    std::optional<JsonNode> m_root = std::nullopt;
+    /// Of the element that is parsed; unknown for the whole text.
+    std::size_t m_index = unknown;
+};
+
 } // namespace
 
 const DocumentKind& supportedKind() {
@@ -132,37 +184,17 @@ void Document::report(std::size_t offset, std::string_view name, Severity severi
     m_findings.back().offset = offset;
 }
 
-std::size_t Document::offsetOf(const Finding& finding) const {
-    if (finding.offset != unknown || !m_walk)
-        return finding.offset == unknown ? 0 : finding.offset;
-    std::vector<std::string> tokens = tokensOf(finding.path);
-    TextRange part = m_walk->root;
-    // An element of a long list is parsed by itself.
-    const std::size_t ahead = tokensOf(contentPath()).size();
-    if (m_walk->content && tokens.size() > ahead) {
-        const std::size_t index = indexOf(tokens[ahead]);
-        if (index < m_walk->content->elements.size()) {
-            part = m_walk->content->elements[index];
-            tokens.erase(tokens.begin(), tokens.begin() + static_cast<std::ptrdiff_t>(ahead) + 1);
-        }
-    }
-    const JsonNode root = parseJsonAt(m_text, part.begin, part.end);
-    const JsonNode* node = &root;
-    for (const std::string& token : tokens) {
-        const JsonNode* child = childOf(*node, token);
-        if (child == nullptr)
-            break;
-        node = child;
-    }
-    return node->begin;
-}
-
 void Document::place(Findings& findings) const {
     if (!m_hasPlaces)
         return;
+    std::optional<Places> places;
+    if (m_walk)
+        places.emplace(m_text, *m_walk, tokensOf(contentPath()).size());
     std::vector<std::size_t> offsets;
     for (const Finding& finding : findings)
-        offsets.push_back(offsetOf(finding));
+        offsets.push_back(finding.offset != unknown ? finding.offset
+                          : places                  ? places->offsetOf(finding.path)
+                                                    : 0);
     std::vector<std::size_t> order(findings.size());
     std::iota(order.begin(), order.end(), 0);
     std::sort(order.begin(), order.end(),

@@ -61,7 +61,6 @@ private:
     TextWalk walkThrough();
     void report(std::size_t offset, std::string_view name, Severity severity, std::string message,
                 std::string remedy);
-    std::size_t offsetOf(const Finding& finding) const;
 
     const DocumentKind* m_kind;
     std::string m_text;
