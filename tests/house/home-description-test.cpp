@@ -162,6 +162,26 @@ TEST(HomeDescription, aSpeedThatIsNoneIsRefused) {
     EXPECT_EQ(complaint(R"("speed": 60)", R"("speed": "60")"), "behaviour / speed: No number");
 }
 
+TEST(HomeDescription, aWireTimeThatIsNoneIsRefused) {
+    EXPECT_EQ(complaint(R"("speed": 60)", R"("wireTime": 1)"),
+              "behaviour / wireTime: Neither true nor false");
+}
+
+TEST(HomeDescription, aWireTimeOfAnUnknownLineIsRefused) {
+    const std::string speed = R"("speed": 60)";
+    const auto lineComplaint = [&](const std::string& right, const std::string& wrong) {
+        std::string text = exampleHome();
+        text.replace(text.find(speed), speed.size(), R"("wireTime": true)");
+        return complaintAboutText(text.replace(text.find(right), right.size(), wrong));
+    };
+    const std::string line = "server / rtuconfig / data / ";
+    EXPECT_EQ(lineComplaint(R"("baudRate": "baud19200",)", ""), line + "baudRate: Missing");
+    EXPECT_EQ(lineComplaint(R"("parity": "even",)", ""), line + "parity: Missing");
+    EXPECT_EQ(lineComplaint(R"("parity": "even")", R"("parity": "uninitilzed")"),
+              line + "parity: Not set");
+    EXPECT_EQ(lineComplaint(R"("bits1")", R"("none")"), line + "stopBits: Not set");
+}
+
 TEST(HomeDescription, aSlaveAddressOutsideTheBusIsRefused) {
     for (const std::string address : {"0", "248", "-1", "1.5", "1e300"})
         EXPECT_EQ(complaint(R"("slaveAddress": 1)", R"("slaveAddress": )" + address),

@@ -2,6 +2,7 @@
 
 #include "house/json-part.h"
 #include "house/register-words.h"
+#include "house/serial-line.h"
 #include "house/signals.h"
 
 #include <algorithm>
@@ -44,31 +45,11 @@ constexpr std::array fieldTypes{
     "tariffEnabled",
 };
 constexpr std::array registerTypes{"none", "input", "holding"};
-constexpr std::array baudRates{"none",      "baud9600",  "baud19200",
-                               "baud38400", "baud57600", "baud115200"};
-constexpr std::array parities{"uninitilzed", "none", "even", "odd"};
-constexpr std::array dataBits{"none", "bits7", "bits8", "bits9"};
-constexpr std::array stopBits{"none", "bits1", "bits2"};
 constexpr std::array applications{"unitialized", "none", "solar", "wallbox", "battery"};
 
 template <class Names>
 bool holds(const Names& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-/// Refuses a name that the reader would take for the first of @p names, without a word.
-template <class Names>
-void checkName(const JsonPart& part, const std::string& key, const Names& names) {
-    if (part.has(key))
-        part.at(key).check(holds(names, part.text(key)), "No such name: " + part.text(key));
-}
-
-void checkSerialLine(const JsonPart& line) {
-    line.allowOnly({"serialDevice", "baudRate", "parity", "dataBits", "stopBits"});
-    checkName(line, "baudRate", baudRates);
-    checkName(line, "parity", parities);
-    checkName(line, "dataBits", dataBits);
-    checkName(line, "stopBits", stopBits);
 }
 
 /// A register of a meter on the bus, and what it shows: a signal, or a text.
@@ -173,6 +154,7 @@ public:
     JsonPart m_server;
     JsonPart m_behaviour;
     double m_speed;
+    WireTime m_wireTime;
     Signals m_signals;
     std::vector<Meter> m_meters;
     std::vector<LiveRegister> m_registers;
@@ -188,7 +170,9 @@ Home::Impl::Impl(const JsonPart& description)
     description.allowOnly({"server", "behaviour"});
     m_server.allowOnly({"rtuconfig", "attached", "supported"});
     checkSerialLine(m_server.at("rtuconfig").at("data"));
-    m_behaviour.allowOnly({"startHour", "speed", "signals", "units"});
+    if (m_behaviour.isTrue("wireTime", false))
+        m_wireTime = wireTimeOn(m_server.at("rtuconfig").at("data"));
+    m_behaviour.allowOnly({"startHour", "speed", "wireTime", "signals", "units"});
     m_server.at("attached").at("data").forEach([&](const JsonPart& meter) { collectMeter(meter); });
     refuseUnusedBehaviour();
 }
@@ -196,7 +180,7 @@ Home::Impl::Impl(const JsonPart& description)
 void Home::Impl::collectMeter(const JsonPart& meter) {
     meter.allowOnly({"id", "configId", "model", "manufacturer", "serial", "name", "tariffEnabled",
                      "isGlobal", "slaveAddress", "application"});
-    checkName(meter, "application", applications);
+    meter.checkName("application", applications);
     const JsonPart address = meter.at("slaveAddress");
     const int unit = address.whole(1, 247);
     for (const Meter& other : m_meters)
@@ -265,6 +249,10 @@ std::string Home::defaultFile() {
 
 const std::vector<Meter>& Home::meters() const {
     return m_impl->m_meters;
+}
+
+WireTime Home::wireTime() const {
+    return m_impl->m_wireTime;
 }
 
 void Home::serveOn(LocalServer& server) const {

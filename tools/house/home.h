@@ -7,6 +7,7 @@
 
 #include "house/local-server.h"
 #include "house/modbus-slave.h"
+#include "house/wire-time.h"
 
 namespace house {
 
@@ -32,6 +33,9 @@ public:
 
     /// The attached meters, in the order of the description.
     const std::vector<Meter>& meters() const;
+
+    /// Of its serial line, if the description asks for one; none otherwise.
+    WireTime wireTime() const;
 
     /// Makes @p server answer its three paths as the description says.
     void serveOn(LocalServer& server) const;

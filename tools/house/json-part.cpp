@@ -132,6 +132,11 @@ int JsonPart::whole(int from, int to) const {
     return static_cast<int>(value);
 }
 
+bool JsonPart::isTrue() const {
+    check(json_object_is_type(m_part, json_type_boolean) != 0, "Neither true nor false");
+    return json_object_get_boolean(m_part) != 0;
+}
+
 std::string JsonPart::text() const {
     check(isText(), "No text");
     return json_object_get_string(m_part);
@@ -143,6 +148,10 @@ bool JsonPart::isText() const {
 
 double JsonPart::number(const std::string& key, double fallback) const {
     return has(key) ? number(key) : fallback;
+}
+
+bool JsonPart::isTrue(const std::string& key, bool fallback) const {
+    return has(key) ? at(key).isTrue() : fallback;
 }
 
 std::string JsonPart::text(const std::string& key, const std::string& fallback) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -27,10 +28,12 @@ public:
     double number() const;
     /// A whole number in a range.
     int whole(int from, int to) const;
+    bool isTrue() const;
     std::string text() const;
     bool isText() const;
     double number(const std::string& key) const { return at(key).number(); }
     double number(const std::string& key, double fallback) const;
+    bool isTrue(const std::string& key, bool fallback) const;
     std::string text(const std::string& key) const { return at(key).text(); }
     std::string text(const std::string& key, const std::string& fallback) const;
 
@@ -39,6 +42,12 @@ public:
 
     /// Throws unless the part is an object that has no keys but these.
     void allowOnly(const std::vector<std::string>& keys) const;
+    /// Throws unless the text behind @p key, if there is one, is among @p names: the reader would
+    /// take it for the first of them, without a word.
+    void checkName(const std::string& key, const auto& names) const {
+        if (has(key) && std::find(names.begin(), names.end(), text(key)) == names.end())
+            at(key).fail("No such name: " + text(key));
+    }
     /// Throws @p complaint unless the part is @p good.
     void check(bool good, const std::string& complaint) const;
     [[noreturn]] void fail(const std::string& complaint) const;

@@ -89,6 +89,9 @@ struct Reply {
     std::optional<Fault> fault;
 
     bool has(Fault::Kind kind) const { return fault && fault->kind() == kind; }
+    std::chrono::milliseconds lateness() const {
+        return fault ? fault->delay() : std::chrono::milliseconds(0);
+    }
     /// The answer to @p query, from the number of the unit to the end of its data.
     Bytes message(const Query& query) const;
     /// Its line in the transcript.

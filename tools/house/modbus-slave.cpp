@@ -10,8 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include <poll.h>
-
 namespace house {
 
 class ModbusSlave::Impl {
@@ -38,7 +36,6 @@ public:
 private:
     std::optional<Reply> respond(const Query& query);
     void record(const std::string& lines);
-    bool mayAnswerAfter(std::chrono::milliseconds delay) const;
 
     Wakeup m_stop;
     std::thread m_thread;
@@ -50,7 +47,8 @@ std::optional<Reply> ModbusSlave::Impl::respond(const Query& query) {
     record(query.text() + reply.text());
     if (reply.has(Fault::Kind::silence))
         return std::nullopt;
-    if (reply.has(Fault::Kind::late) && !mayAnswerAfter(reply.fault->delay()))
+    if (reply.has(Fault::Kind::late) &&
+        !m_stop.isQuietUntil(std::chrono::steady_clock::now() + reply.lateness()))
         return std::nullopt;
     return reply;
 }
@@ -64,17 +62,11 @@ void ModbusSlave::Impl::record(const std::string& lines) {
     m_requests.increase();
 }
 
-/// Waits, and gives false when the slave ends meanwhile.
-bool ModbusSlave::Impl::mayAnswerAfter(std::chrono::milliseconds delay) const {
-    pollfd stop{m_stop.descriptor(), POLLIN, 0};
-    return ::poll(&stop, 1, static_cast<int>(delay.count())) == 0;
-}
-
 ModbusSlave::ModbusSlave(TcpPort port)
     : m_impl(std::make_unique<Impl>(std::make_unique<TcpLine>(port.number))) {}
 
 ModbusSlave::ModbusSlave(const Tty& tty)
-    : m_impl(std::make_unique<Impl>(std::make_unique<RtuLine>(tty.device))) {}
+    : m_impl(std::make_unique<Impl>(std::make_unique<RtuLine>(tty.device, tty.wireTime))) {}
 
 ModbusSlave::~ModbusSlave() = default;
 

@@ -8,6 +8,7 @@
 
 #include "house/bus-line.h"
 #include "house/modbus-exchange.h"
+#include "house/wire-time.h"
 
 namespace house {
 
@@ -21,6 +22,9 @@ struct TcpPort {
 /// The serial device that a slave on Modbus RTU serves, at 19200 8E1.
 struct Tty {
     std::string device;
+    /// What the bytes take on the line that the device stands for; by itself a pseudo terminal
+    /// takes none.
+    WireTime wireTime = {};
 };
 
 /// A bus with Modbus slaves, several units on one line or port, served by a thread of its own for

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <utility>
 
 #include <poll.h>
@@ -21,6 +22,9 @@ Bytes rtuFrame(Bytes message) {
 
 namespace {
 
+/// Unit, function, address, count and check sum.
+constexpr std::size_t bytesOfRead = 8;
+
 /// Turns over the last byte ahead of the check sum.
 void garble(Bytes& frame) {
     frame[frame.size() - 3] ^= 0xFF;
@@ -35,7 +39,8 @@ bool isIntactRead(const std::uint8_t* frame) {
 
 } // namespace
 
-RtuLine::RtuLine(std::string device) : m_device(std::move(device)), m_context(newContext()) {
+RtuLine::RtuLine(std::string device, const WireTime& wireTime)
+    : m_device(std::move(device)), m_wireTime(wireTime), m_context(newContext()) {
     require(modbus_connect(m_context.get()), m_device.c_str());
     m_line = Descriptor(modbus_get_socket(m_context.get()));
 }
@@ -53,20 +58,25 @@ void RtuLine::serve(const Wakeup& stop, const Responder& respond) {
             continue;
         if (wait[0].revents != 0 || (wait[1].revents & (POLLHUP | POLLERR)) != 0)
             return;
-        answer(respond);
+        answer(stop, respond);
     }
 }
 
-void RtuLine::answer(const Responder& respond) {
+void RtuLine::answer(const Wakeup& stop, const Responder& respond) {
     const std::optional<Query> query = receive();
     if (!query)
         return;
+    const auto arrived = std::chrono::steady_clock::now();
     const std::optional<Reply> reply = respond(*query);
     if (!reply)
         return;
     Bytes frame = rtuFrame(reply->message(*query));
     if (reply->has(Fault::Kind::garbled))
         garble(frame);
+    const auto answered =
+        arrived + reply->lateness() + m_wireTime.ofExchange(bytesOfRead, frame.size());
+    if (!stop.isQuietUntil(answered))
+        return;
     m_send(*query, frame, [this](const Bytes& bytes) {
         // Nobody listens on a line that takes no more.
         [[maybe_unused]] const ssize_t size = ::write(m_line.number(), bytes.data(), bytes.size());

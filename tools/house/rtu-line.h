@@ -5,6 +5,7 @@
 #include "house/bus-line.h"
 #include "house/descriptor.h"
 #include "house/modbus-context.h"
+#include "house/wire-time.h"
 
 namespace house {
 
@@ -15,16 +16,17 @@ Bytes rtuFrame(Bytes message);
 class RtuLine : public BusLine {
 public:
     /// Throws `std::system_error` when the device cannot be opened.
-    explicit RtuLine(std::string device);
+    explicit RtuLine(std::string device, const WireTime& wireTime = {});
 
     void serve(const Wakeup& stop, const Responder& respond) override;
 
 private:
     ModbusContext newContext() const;
     std::optional<Query> receive();
-    void answer(const Responder& respond);
+    void answer(const Wakeup& stop, const Responder& respond);
 
     std::string m_device;
+    WireTime m_wireTime;
     /// The unit that the context serves.
     int m_unit = 0;
     ModbusContext m_context;

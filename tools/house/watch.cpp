@@ -74,9 +74,9 @@ std::string clockText(double hour) {
     return text.data();
 }
 
-std::unique_ptr<ModbusSlave> openBus(const PtyPair* line, std::uint16_t port) {
+std::unique_ptr<ModbusSlave> openBus(const Home& home, const PtyPair* line, std::uint16_t port) {
     if (line != nullptr)
-        return std::make_unique<ModbusSlave>(Tty{line->slaveEnd()});
+        return std::make_unique<ModbusSlave>(Tty{line->slaveEnd(), home.wireTime()});
     return std::make_unique<ModbusSlave>(TcpPort{port});
 }
 
@@ -129,7 +129,7 @@ Watch::Impl::Impl(const WatchOptions& options)
       m_home(options.homeFile),
       m_signals(blockedSignals()),
       m_line(options.rtuLink.empty() ? nullptr : std::make_unique<PtyPair>()),
-      m_bus(openBus(m_line.get(), options.tcpPort)),
+      m_bus(openBus(m_home, m_line.get(), options.tcpPort)),
       m_account(m_home.meters(), options.polls),
       m_table(m_home.meters()) {
     if (m_line)
