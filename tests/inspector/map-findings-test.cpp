@@ -357,12 +357,24 @@ TEST(MapFindings, powerExportBehindPowerImportTellsWhatBecomesOfTheSign) {
         findings(
             {{"supported",
               withRegisters(
-                  {R"({"address":10,"fieldType":"powerImport","modbusDataType":"uint32","length":1,"scaleValue":0.01})",
+                  {R"({"address":10,"fieldType":"powerImport","modbusDataType":"int32","length":1,"scaleValue":0.01})",
                    R"({"address":20,"fieldType":"powerExport","modbusDataType":"uint32","length":1,"scaleValue":0.01})"})}}),
         R"(hint import-and-export supported:4:27 /data/0/registers/2/fieldType
   The daemon reads this register behind that of "powerImport" and puts its value in the place of what a negative import left as production.
   Delete this one if the import has a sign; keep both if it is never negative.
 )");
+}
+
+TEST(MapFindings, powerExportBehindAPowerImportThatIsNeverNegativeIsSound) {
+    for (const std::string type : {"uint16", "uint32", "uint64"})
+        EXPECT_EQ(
+            findings(
+                {{"supported",
+                  withRegisters(
+                      {R"({"address":10,"fieldType":"powerImport","modbusDataType":")" + type +
+                           R"(","length":1,"scaleValue":0.01})",
+                       R"({"address":20,"fieldType":"powerExport","modbusDataType":"int32","length":1})"})}}),
+            "");
 }
 
 TEST(MapFindings, powerImportBehindPowerExportTellsWhatBecomesOfTheSign) {

@@ -95,17 +95,24 @@ private:
             return;
         }
         const std::size_t lastImport = imports->second.back();
-        if (lastImport < lastExport)
+        if (lastImport < lastExport && canBeNegative(m_registers[lastImport]))
             m_report(
                 "import-and-export", Severity::hint, fieldPath(lastExport),
                 "The daemon reads this register behind that of \"powerImport\" and puts its "
                 "value in the place of what a negative import left as production.",
                 "Delete this one if the import has a sign; keep both if it is never negative.");
-        else
+        else if (lastImport > lastExport)
             m_report("import-and-export", Severity::warning, fieldPath(lastImport),
                      "The daemon reads this register behind that of \"powerExport\" and drops the "
                      "export whenever the import isn't above zero: its negation takes the place.",
                      "Put \"powerExport\" behind it, or delete one of them.");
+    }
+
+    static bool canBeNegative(const ModbusRegister& x) {
+        using enum vxModel::ModbusDataType;
+        const bool isUnsigned =
+            x.modbusDataType == uint16 || x.modbusDataType == uint32 || x.modbusDataType == uint64;
+        return !isUnsigned || x.scaleValue < 0;
     }
 
     std::string fieldPath(std::size_t index) const {
