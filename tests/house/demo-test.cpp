@@ -154,6 +154,28 @@ TEST_F(Demo, passesItsOptionsOnToTheHouse) {
     EXPECT_EQ(result.standardError, built);
 }
 
+TEST_F(Demo, walksThroughCommissioningWithTheInspector) {
+    replace("tools/commissioning-walk", R"(echo "walk $*")");
+
+    for (const std::string rtu : {"", "--rtu "}) {
+        const ProgramResult result = run("script/demo --inspect " + rtu);
+
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.standardOutput,
+                    testing::HasSubstr("\nwalk " + rtu +
+                                       "build/release/modbus-inspector build/release/modbus-house "
+                                       "build/release/modbus-reader build/demo/"));
+        EXPECT_EQ(result.standardError, built.substr(0, built.size() - 1) + " modbus-inspector\n");
+    }
+}
+
+TEST_F(Demo, refusesAWalkThroughAnotherHome) {
+    m_directory.write("home.json", exampleHome());
+    for (const std::string option : {"--polls 3", "--fault 3=silent", "--home home.json"})
+        EXPECT_EQ(run("script/demo --inspect " + option),
+                  refused("--inspect goes with --rtu alone"));
+}
+
 TEST_F(Demo, worksThroughASymbolicLink) {
     std::filesystem::create_directory(m_directory.path() / "elsewhere");
     std::filesystem::create_symlink("../script/demo", m_directory.path() / "elsewhere/try");
