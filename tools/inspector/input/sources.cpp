@@ -3,11 +3,13 @@
 #include "http-client.h"
 #include "modbus/config-file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace inspector {
@@ -20,6 +22,10 @@ std::string readAll(int descriptor, const std::string& name) {
     constexpr std::size_t piece = 1 << 20;
     // The largest reply that the daemon takes is far below.
     constexpr std::size_t most = std::size_t{512} << 20;
+    struct stat status {};
+    // Growing would take twice the memory.
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
+        text.reserve(std::min(static_cast<std::size_t>(status.st_size), most) + piece);
     for (;;) {
         const std::size_t size = text.size();
         text.resize(size + piece);

@@ -52,10 +52,14 @@ private:
         std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
     }
 
+    /// Moves them, as there may be very many.
     void addFindings(const Document& document) {
         Findings own = document.findings();
-        std::copy_if(m_unplaced.begin(), m_unplaced.end(), std::back_inserter(own),
-                     [&](const Finding& x) { return x.document == document.name(); });
+        const auto others =
+            std::stable_partition(m_unplaced.begin(), m_unplaced.end(),
+                                  [&](const Finding& x) { return x.document != document.name(); });
+        std::move(others, m_unplaced.end(), std::back_inserter(own));
+        m_unplaced.erase(others, m_unplaced.end());
         document.place(own);
         std::stable_sort(own.begin(), own.end(), [](const Finding& a, const Finding& b) {
             return std::pair(a.line, a.column) < std::pair(b.line, b.column);
