@@ -1,0 +1,116 @@
+#include "inspector-program.h"
+#include "map-documents.h"
+
+#include <gtest/gtest.h>
+
+// What `map` finds in meters, serial parameters and configuration file, one mistake at a time. Each
+// finding stands as its severity, its name, document, line and column, the path; what the daemon
+// does; and the remedy.
+
+using inspector::findings;
+using namespace map_documents;
+
+TEST(HomeFindings, aMeterWhoseModelIsMissingIsTold) {
+    EXPECT_EQ(findings({{"supported", withRegisters({energyRegister})},
+                        {"attached", R"({"data":[{"configId":"n","slaveAddress":7}]})"}}),
+              R"(error no-such-model attached:1:22 /data/0/configId
+  No model has the id "n", so the daemon never reads this meter, and nothing says so.
+  Add the model, or write the id of the right one.
+)");
+}
+
+TEST(HomeFindings, twoMetersOnOneSlaveAddressAreTold) {
+    EXPECT_EQ(
+        findings(
+            {{"attached",
+              R"({"data":[{"configId":"m","slaveAddress":7},{"configId":"m","slaveAddress":7}]})"}}),
+        R"(warning shared-address attached:1:75 /data/1/slaveAddress
+  The meter at /data/0 has the address 7 too: the daemon reads one device for both, under the first serial that the list has for it.
+  Give each meter an address of its own.
+)");
+}
+
+TEST(HomeFindings, twoMetersThatShareTheirLowEightBitsAreTold) {
+    EXPECT_EQ(
+        findings(
+            {{"attached",
+              R"({"data":[{"configId":"m","slaveAddress":7},{"configId":"m","slaveAddress":263}]})"}}),
+        R"(error address-out-of-range attached:1:75 /data/1/slaveAddress
+  The Modbus library refuses the address 263, and the daemon reads the meter ahead of it in its place, under this one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+warning shared-low-bits attached:1:75 /data/1/slaveAddress
+  The low eight bits are those of the meter at /data/0: the messages of both have the same "slaveAddress", and a failed read takes the value of the other one.
+  Give each meter an address from 1 to 247.
+)");
+}
+
+TEST(HomeFindings, addressesOutsideOf1To247And0AreTold) {
+    EXPECT_EQ(
+        findings(
+            {{"attached",
+              R"({"data":[{"configId":"m","slaveAddress":0},{"configId":"m","slaveAddress":-1}]})"}}),
+        R"(error broadcast-address attached:1:41 /data/0/slaveAddress
+  The daemon asks all meters of the line at once, which none of them answers, so each of its reads waits for the time-out.
+  Give it the address that is set at the meter, 1 to 247.
+error address-out-of-range attached:1:75 /data/1/slaveAddress
+  The Modbus library refuses the address -1, and the daemon reads the meter ahead of it in its place, under this one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(HomeFindings, serialParametersThatLeaveThePortClosedAreTold) {
+    EXPECT_EQ(findings({{"serial", R"({"data":{}})"}}),
+              R"(error port-stays-closed serial:1:9 /data/baudRate
+  Without "baudRate" the daemon opens no serial line, and all reads fail.
+  Give it the value that is set at the meters, such as "baud9600".
+error port-stays-closed serial:1:9 /data/parity
+  Without "parity" the daemon opens no serial line, and all reads fail.
+  Give it the value that is set at the meters, such as "even".
+error port-stays-closed serial:1:9 /data/dataBits
+  Without "dataBits" the daemon opens no serial line, and all reads fail.
+  Give it the value that is set at the meters, such as "bits8".
+error port-stays-closed serial:1:9 /data/stopBits
+  Without "stopBits" the daemon opens no serial line, and all reads fail.
+  Give it the value that is set at the meters, such as "bits1".
+)");
+}
+
+TEST(HomeFindings, whatHasNoEffectIsAHint) {
+    EXPECT_EQ(
+        findings(
+            {{"serial",
+              R"({"data":{"serialDevice":"/dev/ttyS0","baudRate":"baud9600","parity":"even","dataBits":"bits7","stopBits":"bits1"}})"},
+             {"config", R"({"modbusMiscConfig":{"readIntervalUSec":5}})"}}),
+        R"(hint device-without-effect serial:1:25 /data/serialDevice
+  The daemon opens /dev/ttymxc2 whatever device is named here.
+  Delete it.
+hint data-bits-without-effect serial:1:87 /data/dataBits
+  The line runs at eight data bits whatever number is given here.
+  Set the meters to eight data bits.
+hint interval-without-effect config:1:41 /modbusMiscConfig/readIntervalUSec
+  The daemon pauses 20000 microseconds ahead of each request whatever number is given here.
+  Delete it.
+)");
+}
+
+TEST(HomeFindings, aServerThatCanNotBeReachedAndANegativeTimeOutAreTold) {
+    EXPECT_EQ(
+        findings(
+            {{"config",
+              R"({"modbusMiscConfig":{"modbusTCPServer":"gateway","timeoutResponseSec":-1}})"},
+             {"attached",
+              R"({"data":[{"configId":"m","slaveAddress":0},{"configId":"m","slaveAddress":255}]})"}}),
+        R"(hint broadcast-address attached:1:41 /data/0/slaveAddress
+  The daemon asks unit 0, which not every device or gateway answers.
+  Give it the address that is set at the meter, 1 to 247.
+error no-port config:1:21 /modbusMiscConfig/port
+  The daemon gets no connection to port 0 and knows no other one.
+  Give the port of the server; that of Modbus is 502.
+error server-not-an-address config:1:40 /modbusMiscConfig/modbusTCPServer
+  The daemon looks up no names, so it gets no connection to "gateway".
+  Give the IPv4 address of the server.
+error negative-time-out config:1:71 /modbusMiscConfig/timeoutResponseSec
+  The daemon stands still at the first answer that doesn't come.
+  Give a number of seconds, or leave it out for 5.
+)");
+}

@@ -1,0 +1,177 @@
+#include "inspector-program.h"
+#include "map-documents.h"
+
+#include <gtest/gtest.h>
+
+// What `map` finds in the text of a document, one mistake at a time. Each finding stands as its
+// severity, its name, document, line and column, the path; what the daemon does; and the remedy.
+
+using inspector::findings;
+using namespace map_documents;
+
+TEST(TextFindings, aSoundMapHasNone) {
+    EXPECT_EQ(
+        findings(
+            {{"supported", withRegisters({energyRegister})},
+             {"attached", oneMeter},
+             {"serial",
+              R"({"data":{"baudRate":"baud9600","parity":"even","dataBits":"bits8","stopBits":"bits1"}})"},
+             {"config", "{}"}}),
+        "");
+}
+
+TEST(TextFindings, aListOfModelsNeedsNoEnvelope) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              R"([{"id":"m","registers":[{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4}]}])"}}),
+        "");
+}
+
+TEST(TextFindings, aSingleModelIsTakenWithPathsOfItsOwn) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              R"({"id":"m","registers":[{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4},{"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":0,"scaleValue":0.01}]})"}}),
+        R"(error no-words supported:1:171 /registers/1/length
+  The daemon asks the meter for no words, which every meter refuses.
+  Set "length" to 1, or for a text to the number of its words.
+)");
+}
+
+TEST(TextFindings, aReplyThatDoesNotConvertShowsTheDaemonsMessageAndThePlace) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":70000,"fieldType":"powerImport","modbusDataType":"uint16","length":1})"})}}),
+        R"(error does-not-convert supported:3:12 /data/0/registers/1/address
+  The daemon takes nothing of this document: Narrowing error. t:4464 u:70000 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) vx/record.h:146 / address / 1 / registers / 0 / data
+  Give it a value of the kind that belongs here.
+)");
+}
+
+TEST(TextFindings, aListThatIsNoneDoesNotConvert) {
+    EXPECT_EQ(findings({{"supported", R"({"data":{}})"}}),
+              R"(error does-not-convert supported:1:9 /data
+  The daemon takes nothing of this document: Expecting json array. jsonType:4 condition:jsonType == json_type_array vx/record.h:217 / data
+  Give it a value of the kind that belongs here.
+)");
+}
+
+TEST(TextFindings, aTextThatIsNoJsonShowsTheDaemonsMessageAndThePlace) {
+    EXPECT_EQ(findings({{"supported", R"({"data":[
+{"id" "m"}]})"}}),
+              R"(error does-not-convert supported:2:7
+  The daemon takes nothing of this document: Failed to parse json. object property name separator ':' expected condition:object vx/json.cpp:33
+  Make it JSON.
+)");
+}
+
+TEST(TextFindings, anEmptyTextIsNoJson) {
+    EXPECT_EQ(findings({{"supported", ""}}),
+              R"(error does-not-convert supported:1:1
+  The daemon takes nothing of this document: Failed to parse json. unexpected end of data condition:object vx/json.cpp:33
+  Make it JSON.
+)");
+}
+
+TEST(TextFindings, aListOfMetersNeedsNoEnvelope) {
+    EXPECT_EQ(findings({{"attached", R"([{"configId":"m","slaveAddress":7}])"}}), "");
+}
+
+TEST(TextFindings, aReplyThatIsANumberDoesNotConvert) {
+    EXPECT_EQ(findings({{"serial", "7"}}),
+              R"(error does-not-convert serial:1:1
+  The daemon takes nothing of this document: Expecting json object. jsonType:3 condition:jsonType == json_type_object vx/record.h:251
+  Give it a value of the kind that belongs here.
+)");
+}
+
+TEST(TextFindings, aReplyWithoutDataCountsAsEmpty) {
+    EXPECT_EQ(findings({{"attached", R"({"meters":[]})"}}),
+              R"(error no-data attached:1:1 /data
+  Without a key "data" the daemon takes the reply for an empty one.
+  Put what the reply is to say under the key "data".
+)");
+}
+
+TEST(TextFindings, anUnknownKeyHasTheNearestKnownOne) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scale":0.01})"})}}),
+        R"(warning unknown-key supported:3:79 /data/0/registers/1/scale
+  The daemon knows no key "scale" here and ignores it.
+  Did you mean "scaleValue"? Else delete it.
+)");
+}
+
+TEST(TextFindings, anUnknownNameOfAFieldHasTheNearestOneAndTheValueZero) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImports","modbusDataType":"uint32","length":1,"scaleValue":0.01})"})}}),
+        R"(error unknown-name supported:3:27 /data/0/registers/1/fieldType
+  The daemon doesn't know the name "energyImports" and takes "none" instead, its value 0.
+  Did you mean "energyImport"?
+)");
+}
+
+TEST(TextFindings, anUnknownDataTypeIsToldOnceThoughItHasNoDecoderEither) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"float","length":1,"scaleValue":0.01})"})}}),
+        R"(error unknown-name supported:3:59 /data/0/registers/1/modbusDataType
+  The daemon doesn't know the name "float" and takes "none" instead, its value 0.
+  Did you mean "float32"?
+)");
+}
+
+TEST(TextFindings, anUnknownRegisterTypeIsTold) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":0.01,"registerType":"Input"})"})}}),
+        R"(error unknown-name supported:3:112 /data/0/registers/1/registerType
+  The daemon doesn't know the name "Input" and takes "none" instead, its value 0.
+  Did you mean "input"?
+)");
+}
+
+TEST(TextFindings, textBehindTheEndOfTheJsonIsTold) {
+    EXPECT_EQ(findings({{"supported", R"({"data":[{"id":"m","registers":[
+{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4},
+{"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":0.01}]}]} {"data":[]})"}}),
+              R"(warning text-behind supported:3:102
+  The daemon reads the first value and ignores what stands behind it.
+  Delete it, or find out what was lost there.
+)");
+}
+
+TEST(TextFindings, aDuplicateKeyIsTold) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"address":12,"fieldType":"energyImport","modbusDataType":"uint32","length":1})"})}}),
+        R"(warning duplicate-key supported:3:15 /data/0/registers/1/address
+  The key "address" stands here more than once, and the daemon takes the last.
+  Keep one of them.
+)");
+}
+
+TEST(TextFindings, whatOnlyTheDaemonsParserTakesIsToldAndCheckedAllTheSame) {
+    EXPECT_EQ(findings({{"supported", R"({"data":[{'id':"m","registers":[
+{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4},
+{"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":0.01}]}]})"}}),
+              R"(hint lenient-json supported:1:11
+  The daemon's parser takes this text, but by the letter it is no JSON: Missing a name for object member.
+  Write what every parser understands.
+)");
+}
