@@ -46,7 +46,7 @@ std::string failingPart(json_object* json, const Shape& shape, const std::string
 class Reader {
 public:
     Reader(const Document& document, Findings& findings)
-        : m_document(document), m_findings(findings), m_report(document.name(), findings) {}
+        : m_document(document), m_report(document.name(), findings) {}
 
     /// The value at @p pointer, whose tokens are those of the daemon's messages.
     template <class T>
@@ -80,7 +80,6 @@ private:
     }
 
     const Document& m_document;
-    Findings& m_findings;
     Reporter m_report;
 };
 

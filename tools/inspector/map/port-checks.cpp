@@ -15,7 +15,8 @@ constexpr int realInterval = 20000;
 constexpr int highestPort = 65535;
 
 void checkSerialLine(const Placed<vxModel::SerialPortConfig>& serial, const Reporter& report) {
-    const auto& [config, path] = serial;
+    const vxModel::SerialPortConfig& config = serial.value;
+    const std::string& path = serial.path;
     const auto staysClosed = [&](bool isUnset, const std::string& key, const std::string& example) {
         if (isUnset)
             report("port-stays-closed", Severity::error, pointerTo(path, key),
