@@ -140,3 +140,26 @@ TEST(Output, thatFindsNoRoomIsAFailure) {
     EXPECT_EQ(contentOf(files.path() / "errors"),
               "modbus-inspector: standard output: No space left on device\n");
 }
+
+TEST(Input, wordsThatAreNestedTooDeepAreRefused) {
+    const TemporaryDirectory files;
+    const std::string words =
+        files.write("words", R"({"holding":{"0":)" + std::string(1000000, '['));
+
+    const ProgramResult result = run({"solve", "5 W", "--words", words});
+
+    EXPECT_EQ(result.standardError,
+              "modbus-inspector: " + words + ":1:79: It is nested too deep.\n");
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST(Input, aDisplayThatIsNeverOfTheFieldIsRefused) {
+    const TemporaryDirectory files;
+    const std::string words = files.write("words", R"({"holding":{"0":[1,2]}})");
+
+    const ProgramResult result =
+        run({"solve", "5 kWh", "--words", words, "--field", "powerImport"});
+
+    EXPECT_EQ(result.standardError, "modbus-inspector: A powerImport is never \"5 kWh\"\n");
+    EXPECT_EQ(result.status, 2);
+}

@@ -114,3 +114,13 @@ error negative-time-out config:1:71 /modbusMiscConfig/timeoutResponseSec
   Give a number of seconds, or leave it out for 5.
 )");
 }
+
+TEST(HomeFindings, aServerWithoutAnySerialParameterIsToldOverTcpToo) {
+    EXPECT_EQ(
+        findings({{"serial", R"({"data":{}})"},
+                  {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})"}}),
+        R"(error bus-stays-closed serial:1:9 /data
+  Without any serial parameter the daemon opens no bus, not even over TCP, and all reads fail.
+  Give it one, such as "baudRate": "baud9600".
+)");
+}

@@ -203,3 +203,20 @@ TEST(RegisterFindings, anAddressThatLooksLikeThe3xxxxNotationHasTheOneOnTheWire)
   If the description counts so, take the address 52 and "registerType": "input".
 )");
 }
+
+TEST(RegisterFindings, aScaleThatIsNotFiniteByTheDaemonsParserAloneIsTold) {
+    for (const std::string scale : {"NaN", "Infinity", "-Infinity", "1e999"}) {
+        const std::string found = findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":)" +
+                   scale + "}"})},
+             {"attached", oneMeter}});
+        EXPECT_EQ(found.substr(0, found.find("hint")),
+                  R"(error scale-not-finite supported /data/0/registers/1/scaleValue
+  The daemon sends null for every value of this register.
+  Correct the scale.
+)") << scale;
+        EXPECT_NE(found.find("hint lenient-json supported:3:"), std::string::npos) << scale;
+    }
+}

@@ -60,3 +60,24 @@ TEST_P(Scan, ctrlCEndsItWithWhatIsKnown) {
                                          "Ended ahead of time: the other addresses are unknown.\n");
     EXPECT_EQ(result.status, 1);
 }
+
+TEST_P(Scan, aLateAnswerIsNeitherAnotherMetersNorHidesOne) {
+    meter().failNext(0, Fault::late(std::chrono::milliseconds(450)), 2);
+    bus().unit(9).holding(0, {1});
+
+    const ProgramResult result =
+        runOnBus({"scan", "--from", "7", "--to", "9", "--time-out", "300"});
+
+    EXPECT_EQ(result.standardOutput, std::string("Meter 9") +
+                                         (isSerial() ? " at 19200 baud, 8E1" : "") +
+                                         ": the meter does not know this address (exception 2)\n");
+}
+
+TEST_P(Scan, garbageIsNoMeter) {
+    meter().failAlways(Fault::garbled);
+
+    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "7", "--time-out", "50"});
+
+    EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
+    EXPECT_EQ(result.status, 1);
+}

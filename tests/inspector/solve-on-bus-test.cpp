@@ -58,6 +58,6 @@ TEST_P(SolveOnBus, saysThatTheMeterKeepsSilentAndKeepsNoFile) {
 
     EXPECT_EQ(result.standardError,
               "modbus-inspector: Meter 7, holding register 0: no answer in time\n");
-    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(std::filesystem::exists(words));
 }

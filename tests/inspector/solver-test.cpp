@@ -2,6 +2,7 @@
 
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/solver/unreadable.h"
+#include "support/thrown-by.h"
 #include "vx/enum.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <cstdio>
 #include <random>
+#include <stdexcept>
 
 using namespace inspector;
 using vxModel::ModbusDataType;
@@ -190,4 +192,14 @@ TEST(Solver, whatTheDaemonCanNotReadIsToldWithItsOrder) {
     EXPECT_EQ(orderOf(0x0200, 0x4785), "7 swapped bytes uint32\n7 swapped bytes int32\n");
     EXPECT_EQ(orderOf(0x4785, 0x0200), "7 little-endian words with swapped bytes uint32\n7 "
                                        "little-endian words with swapped bytes int32\n");
+}
+
+TEST(Display, aValueWithoutAKnownUnitIsNoSerial) {
+    for (const std::string text :
+         {"1651.91", "1651,91", "1651.91 kwh", "1 651.91 kWh", "1,651.91 kWh", "1651.91 kVA"})
+        EXPECT_EQ(thrownBy<std::invalid_argument>([&] { readDisplay(text); }),
+                  "\"" + text + "\" has no unit; there are W, kW, Wh, kWh and MWh");
+    EXPECT_TRUE(readDisplay("30115577").isSerial());
+    EXPECT_TRUE(readDisplay("40000123AB").isSerial());
+    EXPECT_TRUE(readDisplay("S-1").isSerial());
 }

@@ -1,5 +1,6 @@
 #include "inspector/command-line.h"
 
+#include "inspector/bus/bus.h"
 #include "inspector/commands.h"
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/input/sources.h"
@@ -16,6 +17,7 @@
 namespace inspector {
 namespace {
 
+constexpr int readingFailed = 1;
 constexpr int wrongUsage = 2;
 
 std::string failureMessage(const CLI::App*, const CLI::Error& e) {
@@ -50,6 +52,9 @@ int run(int argc, char** argv) {
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
             throw std::system_error(errno, std::generic_category(), "standard output");
         return status;
+    } catch (const ReadingError& e) {
+        std::cerr << "modbus-inspector: " << e.what() << '\n';
+        return readingFailed;
     } catch (const std::exception& e) {
         std::cerr << "modbus-inspector: " << e.what() << '\n';
         return wrongUsage;

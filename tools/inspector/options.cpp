@@ -1,7 +1,6 @@
 #include "inspector/options.h"
 
 #include <charconv>
-#include <map>
 #include <optional>
 
 namespace inspector {

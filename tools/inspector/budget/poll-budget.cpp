@@ -5,7 +5,6 @@
 #include "inspector/daemon/serials.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace inspector {
 namespace {

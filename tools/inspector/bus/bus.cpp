@@ -46,9 +46,16 @@ std::string Answer::failure() const {
     return modbus_strerror(error);
 }
 
-bool Answer::isFromSomebody() const {
-    return error == 0 ||
-           (error > MODBUS_ENOBASE && error != EMBMDATA && error != EMBXGPATH && error != EMBXGTAR);
+bool Answer::isFromMeter() const {
+    return error == 0 || (error >= EMBXILFUN && error <= EMBXMEMPAR);
+}
+
+bool Answer::isToAnotherQuestion() const {
+    return error == EMBBADDATA || error == EMBBADSLAVE || error == EMBBADCRC || error == EMBBADEXC;
+}
+
+bool Answer::isWithoutConnection() const {
+    return error == ECONNRESET || error == EPIPE || error == EBADF || error == ENOTCONN;
 }
 
 bool Answer::isRefusal() const {
@@ -91,6 +98,10 @@ void Bus::open() {
 
 void Bus::setLine(const LineParameters& line) {
     m_address.line = line;
+    open();
+}
+
+void Bus::reconnect() {
     open();
 }
 

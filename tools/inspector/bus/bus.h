@@ -34,6 +34,11 @@ struct BusError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// A reading fails that all else depends on; its text is for the user.
+struct ReadingError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 /// What a request came to: words, or why there are none.
 struct Answer {
     std::vector<std::uint16_t> words = {};
@@ -45,8 +50,11 @@ struct Answer {
     bool isGood() const { return error == 0; }
     /// In the field's words: "the meter does not know this address (exception 2)".
     std::string failure() const;
-    /// Whether something answered, be it that it refuses.
-    bool isFromSomebody() const;
+    /// Whether the meter answered, be it that it refuses.
+    bool isFromMeter() const;
+    /// Whether something came that is no answer to this request, such as one that is late.
+    bool isToAnotherQuestion() const;
+    bool isWithoutConnection() const;
     /// Whether the meter understood and gives no such words.
     bool isRefusal() const;
 };
@@ -62,6 +70,8 @@ public:
     void forgetLateAnswers();
     /// Opens the line anew with other parameters. Throws `BusError`.
     void setLine(const LineParameters& line);
+    /// Throws `BusError`.
+    void reconnect();
 
 private:
     struct Free {

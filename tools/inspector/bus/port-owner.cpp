@@ -1,6 +1,5 @@
 #include "inspector/bus/port-owner.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>

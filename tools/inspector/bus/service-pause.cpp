@@ -3,7 +3,6 @@
 #include "inspector/bus/bus.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>

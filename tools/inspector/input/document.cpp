@@ -6,6 +6,8 @@
 #include "modbus/server-replies.h"
 #include "vx/json.h"
 
+#include <json-c/json_visit.h>
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -26,6 +28,14 @@ std::size_t faultOffset(const std::string& text) {
                                                                          json_tokener_free);
     json_object_put(json_tokener_parse_ex(tokener.get(), text.c_str(), -1));
     return json_tokener_get_parse_end(tokener.get());
+}
+
+/// A number of the daemon's parser is written as it was, be it one such as 1e999, until it is set
+/// anew.
+int forgetText(json_object* json, int, json_object*, const char*, std::size_t*, void*) {
+    if (json_object_is_type(json, json_type_double) != 0)
+        json_object_set_double(json, json_object_get_double(json));
+    return JSON_C_VISIT_RETURN_CONTINUE;
 }
 
 /// Child that one token of a pointer leads to, or null.
@@ -127,18 +137,18 @@ std::string Document::contentPath() const {
     return m_form == Form::whole && m_kind->content != nullptr ? "/data" : "";
 }
 
-TextWalk Document::walkThrough() {
+TextWalk Document::walkThrough(Letter letter) {
     m_form = formOf(m_text, *m_kind);
     const Shape& shape = m_form == Form::whole     ? *m_kind->whole
                          : m_form == Form::content ? *m_kind->content
                                                    : *m_kind->single;
     const bool hasEnvelope = m_form == Form::whole && m_kind->content != nullptr;
-    return walkText(m_text, shape, hasEnvelope, m_kind->name);
+    return walkText(m_text, shape, hasEnvelope, m_kind->name, letter);
 }
 
 void Document::open() {
     try {
-        TextWalk walk = walkThrough();
+        TextWalk walk = walkThrough(Letter::ofJson);
         if (walk.depth > deepest)
             throw JsonFault{"Nested too deep", 0};
         // It takes a null that has no blank beside it alone.
@@ -165,15 +175,16 @@ void Document::openLeniently(const JsonFault& fault) {
                    fault.reason,
                "Write what every parser understands.");
         place(m_findings);
+        json_c_visit(fragment.get(), 0, forgetText, nullptr);
         m_text = vx::toJson(fragment);
         m_hasPlaces = false;
-        m_walk = walkThrough();
+        m_walk = walkThrough(Letter::ofDaemon);
     } catch (const std::exception& e) {
         report(faultOffset(m_text), "does-not-convert", Severity::error,
                std::string("The daemon takes nothing of this document: ") + e.what(),
                "Make it JSON.");
     } catch (const JsonFault&) {
-        // Such as infinite numbers, which the daemon's parser writes in its own way.
+        // What nobody but the daemon's parser understands can't be looked into.
         m_walk.reset();
     }
 }

@@ -58,7 +58,7 @@ public:
 private:
     void open();
     void openLeniently(const JsonFault& fault);
-    TextWalk walkThrough();
+    TextWalk walkThrough(Letter letter);
     void report(std::size_t offset, std::string_view name, Severity severity, std::string message,
                 std::string remedy);
 

@@ -7,7 +7,6 @@
 #include "vx/record.h"
 
 #include <algorithm>
-#include <array>
 #include <future>
 #include <iterator>
 #include <thread>

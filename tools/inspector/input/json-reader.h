@@ -36,14 +36,14 @@ private:
 };
 
 /// Reads the value between two offsets of @p text by the letter of RFC 8259; what stands behind it
-/// is left alone. `Handler` gets the text, the stream, the offset and @p arguments. Throws
-/// `JsonFault`.
-template <class Handler, class... Arguments>
+/// is left alone, and so is by @p moreFlags what they allow. `Handler` gets the text, the stream,
+/// the offset and @p arguments. Throws `JsonFault`.
+template <class Handler, unsigned moreFlags = 0, class... Arguments>
 Handler readJson(std::string_view text, std::size_t begin, std::size_t end,
                  Arguments&&... arguments) {
     // Without recursion, however deep a text nests. Numbers stay texts: the daemon reads them.
     constexpr unsigned flags = rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag |
-                               rapidjson::kParseNumbersAsStringsFlag;
+                               rapidjson::kParseNumbersAsStringsFlag | moreFlags;
     rapidjson::MemoryStream stream(text.data() + begin, end - begin);
     Handler handler(text, stream, begin, arguments...);
     rapidjson::Reader reader;

@@ -8,6 +8,9 @@
 namespace inspector {
 namespace {
 
+/// Deeper than the daemon's parser goes. A tree is taken down by recursion.
+constexpr std::size_t deepestTree = 64;
+
 /// What the reader finds goes into the innermost list or object that is open.
 class TreeBuilder : public JsonPlaces {
 public:
@@ -25,9 +28,7 @@ public:
     bool Uint64(std::uint64_t) { return value(Kind::number); }
     bool Double(double) { return value(Kind::number); }
     bool RawNumber(const char*, rapidjson::SizeType, bool) { return value(Kind::number); }
-    bool String(const char* text, rapidjson::SizeType size, bool) {
-        return value(Kind::text, {text, size});
-    }
+    bool String(const char*, rapidjson::SizeType, bool) { return value(Kind::text); }
     bool StartObject() { return open(Kind::object); }
     bool StartArray() { return open(Kind::list); }
     bool EndObject(rapidjson::SizeType) { return close(); }
@@ -49,15 +50,16 @@ private:
         return node;
     }
 
-    bool value(Kind kind, std::string_view text = {}) {
+    bool value(Kind kind) {
         JsonNode node = begun(kind);
-        node.text = text;
         node.end = takeEnd();
         add(std::move(node));
         return true;
     }
 
     bool open(Kind kind) {
+        if (m_open.size() == deepestTree)
+            throw JsonFault{"It is nested too deep.", nextBegin()};
         m_open.push_back(begun(kind));
         takeBracketEnd();
         return true;

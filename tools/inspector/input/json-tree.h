@@ -23,8 +23,6 @@ struct JsonNode {
     /// Of a member of an object, without escapes; and the offset of its quote.
     std::string key = {};
     std::size_t keyBegin = 0;
-    /// Of a text, without quotes and escapes.
-    std::string text = {};
     /// Of a list or an object, in order.
     std::vector<JsonNode> children = {};
 };

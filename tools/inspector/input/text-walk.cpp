@@ -200,8 +200,12 @@ private:
 } // namespace
 
 TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
-                  std::string_view document) {
-    return readJson<Walker>(text, 0, text.size(), shape, hasEnvelope, document).walk;
+                  std::string_view document, Letter letter) {
+    const auto read = letter == Letter::ofJson
+                          ? readJson<Walker, 0, const Shape&, bool, std::string_view>
+                          : readJson<Walker, rapidjson::kParseNanAndInfFlag, const Shape&, bool,
+                                     std::string_view>;
+    return read(text, 0, text.size(), shape, std::move(hasEnvelope), std::move(document)).walk;
 }
 
 } // namespace inspector

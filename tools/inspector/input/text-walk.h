@@ -38,9 +38,16 @@ struct TextWalk {
     Findings findings = {};
 };
 
+/// What numbers a text may have.
+enum class Letter {
+    ofJson,
+    /// As the daemon's parser writes them: infinite ones and none at all too.
+    ofDaemon,
+};
+
 /// Walks through the first value of @p text by the letter of RFC 8259. @p shape is that of the
 /// whole value; in an envelope further keys are in order. Throws `JsonFault`.
 TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
-                  std::string_view document);
+                  std::string_view document, Letter letter);
 
 } // namespace inspector

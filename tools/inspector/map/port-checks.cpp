@@ -74,8 +74,16 @@ void checkPort(const Installation& installation, Findings& findings) {
     const bool isTcp = installation.config && !installation.config->value.modbusTCPServer.empty();
     if (installation.config)
         checkConfig(*installation.config, Reporter("config", findings));
-    if (installation.serial && !isTcp)
-        checkSerialLine(*installation.serial, Reporter("serial", findings));
+    if (!installation.serial)
+        return;
+    const Reporter report("serial", findings);
+    if (!isTcp)
+        checkSerialLine(*installation.serial, report);
+    else if (installation.serial->value == vxModel::SerialPortConfig())
+        report("bus-stays-closed", Severity::error, installation.serial->path,
+               "Without any serial parameter the daemon opens no bus, not even over TCP, and all "
+               "reads fail.",
+               "Give it one, such as \"baudRate\": \"baud9600\".");
 }
 
 } // namespace inspector

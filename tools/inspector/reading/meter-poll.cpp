@@ -8,8 +8,6 @@
 #include "vx/system.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <thread>
 
 namespace inspector {
@@ -114,6 +112,8 @@ MeterReading MeterPoll::read(int slaveAddress, const vxModel::ElectricityMeterCo
     record.lastChanged = vx::now();
     record.meteringType = "modbus";
     for (const ModbusRegister& entry : model.registers) {
+        if (m_stop)
+            break;
         // The list counts as soon as a register asks for the serial, and not without one.
         if (entry.fieldType == ModbusFieldType::serial && !listedSerial.empty())
             record.id = orv::metering::readings::MeterId(listedSerial);

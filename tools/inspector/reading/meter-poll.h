@@ -4,6 +4,7 @@
 #include "metering/readings.h"
 #include "model/modbus.h"
 
+#include <atomic>
 #include <chrono>
 #include <map>
 #include <optional>
@@ -37,7 +38,8 @@ struct MeterReading {
 /// and with the value of the reading before for what fails.
 class MeterPoll {
 public:
-    explicit MeterPoll(Bus& bus) : m_bus(bus) {}
+    /// A reading ends ahead of the next register when @p stop is set.
+    MeterPoll(Bus& bus, const std::atomic<bool>& stop) : m_bus(bus), m_stop(stop) {}
 
     /// @p listedSerial is that of the list of attached meters, if it has one.
     MeterReading read(int slaveAddress, const vxModel::ElectricityMeterConfig& model,
@@ -47,6 +49,7 @@ private:
     RegisterReading readRegister(MeterReading& reading, const vxModel::ModbusRegister& entry);
 
     Bus& m_bus;
+    const std::atomic<bool>& m_stop;
     /// By the low eight bits of the address, as the daemon keeps them.
     std::map<int, orv::metering::readings::ModbusMeteringSystem> m_previous = {};
 };

@@ -3,29 +3,55 @@
 #include "inspector/input/sources.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <unistd.h>
 #include <utility>
 
 namespace inspector {
+namespace {
+
+[[noreturn]] void fail(const std::string& name) {
+    throw UnreadableInput(name + ": " + std::strerror(errno));
+}
+
+std::FILE* make(const std::string& name) {
+    std::FILE* file = std::fopen(name.c_str(), "wxe");
+    if (file == nullptr)
+        fail(name);
+    return file;
+}
+
+} // namespace
 
 NewFile::NewFile(std::optional<std::string> name)
-    : m_name(std::move(name)),
-      m_file(m_name ? std::fopen(m_name->c_str(), "wxe") : std::fopen("/dev/null", "we")) {
+    : m_name(std::move(name)), m_file(open_memstream(&m_text, &m_size)) {
     if (m_file == nullptr)
-        throw UnreadableInput(m_name.value_or("/dev/null") + ": " + std::strerror(errno));
+        throw std::bad_alloc();
+    if (!m_name)
+        return;
+    std::fclose(make(*m_name));
+    unlink(m_name->c_str());
 }
 
 NewFile::~NewFile() {
     std::fclose(m_file);
-    if (m_name && !m_isKept)
-        unlink(m_name->c_str());
+    std::free(m_text);
 }
 
 void NewFile::keep() {
-    if (std::fflush(m_file) != 0 || std::ferror(m_file) != 0)
-        throw UnreadableInput(m_name.value_or("/dev/null") + ": " + std::strerror(errno));
-    m_isKept = true;
+    if (!m_name)
+        return;
+    std::fflush(m_file);
+    std::FILE* file = make(*m_name);
+    const bool isWhole = std::fwrite(m_text, 1, m_size, file) == m_size;
+    if (std::fclose(file) == 0 && isWhole)
+        return;
+    const int reason = errno;
+    unlink(m_name->c_str());
+    errno = reason;
+    fail(*m_name);
 }
 
 } // namespace inspector

@@ -6,25 +6,25 @@
 
 namespace inspector {
 
-/// A file that must not be there yet. It is made at once, so that no work is lost in the end, and
-/// removed again if the work comes to nothing. Without a name it takes what is written and forgets
-/// it.
+/// A file that must not be there yet. What is written is kept in memory until it is whole, so that
+/// nothing is left of what came to nothing. Without a name it forgets what is written.
 class NewFile {
 public:
-    /// Throws `UnreadableInput` if it exists or can't be made.
+    /// Throws `UnreadableInput` if it exists or can't be made, so that no work is lost in the end.
     explicit NewFile(std::optional<std::string> name);
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
     std::FILE* file() const { return m_file; }
-    /// The file is whole and stays. Throws `UnreadableInput` if it couldn't be written.
+    /// Makes the file. Throws `UnreadableInput` if it can't be written.
     void keep();
 
 private:
     std::optional<std::string> m_name;
+    char* m_text = nullptr;
+    std::size_t m_size = 0;
     std::FILE* m_file;
-    bool m_isKept = false;
 };
 
 } // namespace inspector

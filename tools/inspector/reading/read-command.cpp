@@ -75,7 +75,7 @@ int runRead(const ReadOptions& options) {
     NewFile record(options.record);
     NewFile home(options.home);
     BusSession session(busOptions);
-    MeterPoll poll(session.bus());
+    MeterPoll poll(session.bus(), isEnding());
     Output output(stdout, options.json);
     Output recorded(record.file(), true);
     std::vector<ReadMeter> last;

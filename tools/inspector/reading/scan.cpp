@@ -5,6 +5,23 @@ namespace {
 
 constexpr std::size_t spaces = 2;
 
+/// Asks again as long as there is only an answer to an earlier question.
+Answer ask(Bus& bus, int slaveAddress, bool isInput) {
+    constexpr int tries = 3;
+    Answer answer;
+    for (int i = 0; i < tries; ++i) {
+        answer = bus.read(slaveAddress, isInput, 0, 1);
+        bus.forgetLateAnswers();
+        if (answer.isWithoutConnection())
+            bus.reconnect();
+        else if (!answer.isToAnotherQuestion())
+            return answer;
+    }
+    if (answer.isWithoutConnection())
+        throw BusError("The other side closes each connection without an answer");
+    return answer;
+}
+
 } // namespace
 
 std::size_t ScanPlan::questions() const {
@@ -27,10 +44,8 @@ std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>&
             for (const bool isInput : {true, false}) {
                 if (stop)
                     return all;
-                const Answer answer = bus.read(address, isInput, 0, 1);
-                bus.forgetLateAnswers();
-                // Noise of a wrong setting is no meter.
-                if (!answer.isFromSomebody() || answer.error == EMBBADCRC)
+                const Answer answer = ask(bus, address, isInput);
+                if (!answer.isFromMeter())
                     continue;
                 all.push_back({address, line, answer.isGood() ? "answers" : answer.failure()});
                 found = &all.back();

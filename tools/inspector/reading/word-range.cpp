@@ -28,6 +28,8 @@ private:
             return;
         }
         m_bus.forgetLateAnswers();
+        if (m_stop)
+            return;
         if (!answer.isRefusal())
             fail(address, answer);
         if (count > 1) {
@@ -47,9 +49,8 @@ private:
         blocks[address] = std::move(words);
     }
 
-    void fail(int address, const Answer& answer) const {
-        if (!m_stop)
-            throw BusError("Meter " + std::to_string(m_slaveAddress) + ", " +
+    [[noreturn]] void fail(int address, const Answer& answer) const {
+        throw ReadingError("Meter " + std::to_string(m_slaveAddress) + ", " +
                            (m_isInput ? "input" : "holding") + " register " +
                            std::to_string(address) + ": " + answer.failure());
     }
@@ -71,6 +72,8 @@ WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& 
     WordSpaces spaces;
     spaces.holding = blocksOf(false);
     spaces.input = blocksOf(true);
+    if (stop)
+        throw ReadingError("Ended ahead of time");
     return spaces;
 }
 

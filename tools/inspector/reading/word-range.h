@@ -15,8 +15,8 @@ struct WordRange {
 };
 
 /// Reads all words of a range that the meter gives, in requests as large as it takes: what it
-/// refuses it is asked for in halves. Ends with what is known when @p stop is set. Throws
-/// `BusError` if the meter doesn't answer.
+/// refuses it is asked for in halves. Throws `ReadingError` if the meter doesn't answer, or when
+/// @p stop is set.
 WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop);
 
 } // namespace inspector

@@ -24,6 +24,14 @@ double factorOf(std::string_view name) {
         ->factor;
 }
 
+/// Whether a text that begins with a number of @p size characters is no serial, which has neither a
+/// point nor a word behind it.
+bool looksLikeValue(std::string_view text, std::size_t size) {
+    return text.find(' ', size) != std::string_view::npos ||
+           text.substr(0, size).find_first_of(".,") != std::string_view::npos ||
+           (size < text.size() && (text[size] == '.' || text[size] == ','));
+}
+
 } // namespace
 
 double Display::inUnit(double number) const {
@@ -56,6 +64,9 @@ Display readDisplay(const std::string& text) {
         std::find_if(units.begin(), units.end(), [&](const Unit& x) { return x.name == name; });
     if (error == std::errc::result_out_of_range)
         throw std::invalid_argument("\"" + trimmed + "\" is beyond all meters");
+    if (error == std::errc() && unit == units.end() && looksLikeValue(trimmed, used))
+        throw std::invalid_argument("\"" + trimmed +
+                                    "\" has no unit; there are W, kW, Wh, kWh and MWh");
     if (error != std::errc() || unit == units.end())
         return {.text = trimmed};
     if (!std::isfinite(display.value))

@@ -27,7 +27,8 @@ struct Display {
 };
 
 /// Reads a number with a unit, else a serial. A comma counts as decimal point. Throws
-/// `std::invalid_argument` for an empty text or a number that isn't finite.
+/// `std::invalid_argument` for an empty text, a number that isn't finite, and one with an unknown
+/// unit or a fraction without one.
 Display readDisplay(const std::string& text);
 
 } // namespace inspector

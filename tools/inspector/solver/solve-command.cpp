@@ -1,10 +1,12 @@
 #include "inspector/solver/solve-command.h"
 
+#include "inspector/daemon/daemon-facts.h"
 #include "inspector/input/sources.h"
 #include "inspector/reading/interruption.h"
 #include "inspector/reading/new-file.h"
 #include "inspector/solver/solve-report.h"
 #include "inspector/solver/word-spaces.h"
+#include "vx/enum.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -35,10 +37,25 @@ WordSpaces wordsOf(const std::optional<std::string>& file, const SolveOptions& o
     return file ? readWordSpaces(readFile(*file), *file) : wordsNow(options);
 }
 
+void requireFittingField(const Display& display,
+                         std::optional<vxModel::ModbusFieldType> fieldType) {
+    using vxModel::ModbusFieldType;
+    if (!fieldType)
+        return;
+    const std::string& unit = factsOf(*fieldType).unit;
+    const bool fits = display.isSerial()  ? *fieldType == ModbusFieldType::serial
+                      : display.isPower() ? unit == "W"
+                                          : unit == "Ws";
+    if (!fits)
+        throw UnreadableInput("A " + vx::fromEnum<std::string>(*fieldType) + " is never \"" +
+                              display.text + "\"");
+}
+
 } // namespace
 
 int runSolve(const SolveOptions& options) {
     Display display = displayOf(options.display);
+    requireFittingField(display, options.fieldType);
     WordSpaces words = wordsOf(options.words, options);
     auto candidates = candidatesFor(display, words, options.fieldType);
     auto unreadable = unreadableFor(display, words);
