@@ -3,7 +3,6 @@
 #include "inspector/input/sources.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <unistd.h>
@@ -26,8 +25,8 @@ std::FILE* make(const std::string& name) {
 } // namespace
 
 NewFile::NewFile(std::optional<std::string> name)
-    : m_name(std::move(name)), m_file(open_memstream(&m_text, &m_size)) {
-    if (m_file == nullptr)
+    : m_name(std::move(name)), m_textOwner(&m_text), m_file(open_memstream(&m_text, &m_size)) {
+    if (!m_file)
         throw std::bad_alloc();
     if (!m_name)
         return;
@@ -35,18 +34,13 @@ NewFile::NewFile(std::optional<std::string> name)
     unlink(m_name->c_str());
 }
 
-NewFile::~NewFile() {
-    std::fclose(m_file);
-    std::free(m_text);
-}
-
 void NewFile::keep() {
     if (!m_name)
         return;
-    std::fflush(m_file);
-    std::FILE* file = make(*m_name);
-    const bool isWhole = std::fwrite(m_text, 1, m_size, file) == m_size;
-    if (std::fclose(file) == 0 && isWhole)
+    std::fflush(file());
+    std::FILE* made = make(*m_name);
+    const bool isWhole = std::fwrite(m_text, 1, m_size, made) == m_size;
+    if (std::fclose(made) == 0 && isWhole)
         return;
     const int reason = errno;
     unlink(m_name->c_str());

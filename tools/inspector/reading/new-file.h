@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -12,19 +14,27 @@ class NewFile {
 public:
     /// Throws `UnreadableInput` if it exists or can't be made, so that no work is lost in the end.
     explicit NewFile(std::optional<std::string> name);
-    ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    std::FILE* file() const { return m_file; }
+    std::FILE* file() const { return m_file.get(); }
     /// Makes the file. Throws `UnreadableInput` if it can't be written.
     void keep();
 
 private:
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    struct Free {
+        void operator()(char** text) const { std::free(*text); }
+    };
+
     std::optional<std::string> m_name;
     char* m_text = nullptr;
     std::size_t m_size = 0;
-    std::FILE* m_file;
+    // The text is the file's until that is closed.
+    std::unique_ptr<char*, Free> m_textOwner;
+    std::unique_ptr<std::FILE, Close> m_file;
 };
 
 } // namespace inspector
