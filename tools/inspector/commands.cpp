@@ -44,7 +44,7 @@ void requireWords(const SolveOptions& options, bool hasRange) {
                                             : "No words: give --words, --tcp or --rtu");
     if (hasBus && !hasRange)
         throw CLI::ValidationError("Which registers: give --from and --to");
-    if (options.range.first > options.range.last)
+    if (hasRange && options.range.first > options.range.last)
         throw CLI::ValidationError("--from is behind --to");
     if (options.keep && !hasBus)
         throw CLI::ValidationError("--keep needs --tcp or --rtu");
@@ -97,7 +97,7 @@ void addRead(CLI::App& app, Command& command) {
 void addScan(CLI::App& app, Command& command) {
     CLI::App& scan = *app.add_subcommand("scan", "Find the meters that answer on a bus");
     const auto options = std::make_shared<ScanOptions>();
-    // A meter that is there answers within this time.
+    // A slower meter is not found; a longer time for each of them would make the scan long.
     options->bus.timeOut = std::chrono::milliseconds(200);
     addBus(scan, options->bus);
     scan.add_option("--from", options->firstAddress, "First address (1)")

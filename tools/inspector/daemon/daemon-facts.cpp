@@ -45,7 +45,6 @@ std::map<std::string, double> numbersOf(const ModbusMeteringSystem& record) {
 
 /// Key and value of the number that @p value of a field becomes; an empty key if it becomes none.
 std::pair<std::string, double> converted(ModbusFieldType fieldType, float value, float scale) {
-    // Each number differs from all that the value could become.
     ModbusMeteringSystem record;
     orv::modbusreader::convertField(record, value, fieldType, scale);
     for (const auto& [key, number] : numbersOf(record))
