@@ -126,7 +126,8 @@ std::vector<Placed<T>> readList(const Document& document, const TextWalk::Conten
     };
     std::vector<std::future<Part>> futures;
     for (std::size_t i = 0; i < parts; ++i)
-        futures.push_back(std::async(std::launch::async, [&, i] {
+        // One part by this thread itself, when it asks for it.
+        futures.push_back(std::async(i == 0 ? std::launch::deferred : std::launch::async, [&, i] {
             Part part;
             part.values = readRange<T>(document, list, size * i / parts, size * (i + 1) / parts,
                                        part.findings);
