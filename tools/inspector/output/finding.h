@@ -19,6 +19,8 @@ std::string_view nameOf(Severity severity);
 
 /// What an installer should know of a value.
 struct Finding {
+    bool operator==(const Finding&) const = default;
+
     /// Stable, for scripts.
     std::string_view name;
     Severity severity = Severity::error;

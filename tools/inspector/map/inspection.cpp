@@ -1,0 +1,59 @@
+#include "inspector/map/inspection.h"
+
+#include "inspector/map/checks.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <utility>
+
+namespace inspector {
+
+Inspection::Inspection(Texts texts) {
+    read(supportedKind(), std::move(texts.supported), m_installation.models, readModels);
+    read(attachedKind(), std::move(texts.attached), m_installation.meters, readMeters);
+    read(serialKind(), std::move(texts.serial), m_installation.serial, readSerial);
+    read(configKind(), std::move(texts.config), m_installation.config, readConfig);
+    addChecks();
+    for (const Document& document : m_documents)
+        addFindings(document);
+}
+
+void Inspection::read(const DocumentKind& kind, std::optional<std::string> text, auto& part,
+                      auto reader) {
+    if (!text)
+        return;
+    const Document& document = m_documents.emplace_back(kind, std::move(*text));
+    part = reader(document, m_unplaced);
+}
+
+/// What follows from a name that isn't known needn't be told again.
+void Inspection::addChecks() {
+    std::set<std::string> unknown;
+    for (const Document& document : m_documents)
+        for (const Finding& finding : document.findings())
+            if (finding.name == "unknown-name" && document.name() == "supported")
+                unknown.insert(finding.path);
+    Findings checks = checkInstallation(m_installation);
+    std::erase_if(checks, [&](const Finding& x) {
+        return x.name == "no-decoder" && unknown.contains(x.path);
+    });
+    std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
+}
+
+/// Moves them, as there may be very many.
+void Inspection::addFindings(const Document& document) {
+    Findings own = document.findings();
+    const auto others =
+        std::stable_partition(m_unplaced.begin(), m_unplaced.end(),
+                              [&](const Finding& x) { return x.document != document.name(); });
+    std::move(others, m_unplaced.end(), std::back_inserter(own));
+    m_unplaced.erase(others, m_unplaced.end());
+    document.place(own);
+    std::stable_sort(own.begin(), own.end(), [](const Finding& a, const Finding& b) {
+        return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+    });
+    std::move(own.begin(), own.end(), std::back_inserter(m_findings));
+}
+
+} // namespace inspector
