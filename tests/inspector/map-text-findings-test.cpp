@@ -175,3 +175,36 @@ TEST(TextFindings, whatOnlyTheDaemonsParserTakesIsToldAndCheckedAllTheSame) {
   Write what every parser understands.
 )");
 }
+
+TEST(TextFindings, numbersThatAreNoneOfJsonAreTakenInASingleModelToo) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              R"({"id":"m","registers":[{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4},{"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1.,"scaleValue":Infinity}]})"}}),
+        R"(error scale-not-finite supported /registers/1/scaleValue
+  The daemon sends null for every value of this register.
+  Correct the scale.
+hint lenient-json supported:1:173
+  The daemon's parser takes this text, but by the letter it is no JSON: Miss fraction part in number.
+  Write what every parser understands.
+)");
+}
+
+TEST(TextFindings, anInfinityThatDoesNotConvertIsTold) {
+    EXPECT_EQ(findings({{"serial", R"({"data":Infinity})"}}),
+              R"(error does-not-convert serial /data
+  The daemon takes nothing of this document: Expecting json object. jsonType:2 condition:jsonType == json_type_object vx/record.h:251 / data
+  Give it a value of the kind that belongs here.
+hint lenient-json serial:1:9
+  The daemon's parser takes this text, but by the letter it is no JSON: Invalid value.
+  Write what every parser understands.
+)");
+}
+
+TEST(TextFindings, aKeyAndANameEndAtTheirFirstNulAsTheyDoForTheDaemon) {
+    EXPECT_EQ(
+        findings(
+            {{"serial",
+              R"({"data\u0000x":{"baudRate":"baud9600\u0000x","parity\u0000":"even","dataBits":"bits8","stopBits":"bits1"}})"}}),
+        "");
+}

@@ -47,7 +47,7 @@ public:
     bool EndObject(rapidjson::SizeType) { return --m_depth > 0; }
     bool EndArray(rapidjson::SizeType) { return --m_depth > 0; }
     bool Key(const char* text, rapidjson::SizeType size, bool) {
-        const std::string_view key(text, size);
+        const std::string_view key = upToNul(text, size);
         if (m_depth > 1)
             return true;
         if (key == "data") {
@@ -75,7 +75,9 @@ Document::Form formOf(std::string_view text, const DocumentKind& kind) {
     if (kind.content == nullptr)
         return Document::Form::whole;
     try {
-        return readJson<FormReader>(text, 0, text.size(), kind).form;
+        // No number tells the form.
+        return readJson<FormReader, rapidjson::kParseNanAndInfFlag>(text, 0, text.size(), kind)
+            .form;
     } catch (const JsonFault&) {
         return Document::Form::whole;
     }

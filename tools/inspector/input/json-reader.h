@@ -23,6 +23,10 @@ protected:
     std::size_t nextBegin() const {
         return std::min(m_text.find_first_not_of(" \t\r\n,:", m_lastEnd), m_text.size());
     }
+    /// The daemon's parser takes no more of a key or a name.
+    static std::string_view upToNul(const char* text, rapidjson::SizeType size) {
+        return std::string_view(text, size).substr(0, std::string_view(text, size).find('\0'));
+    }
     /// Behind the value or key that is told of.
     std::size_t takeEnd() { return m_lastEnd = m_offset + m_stream.Tell(); }
     /// The reader tells of brackets ahead of taking them.

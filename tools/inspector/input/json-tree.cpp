@@ -35,7 +35,7 @@ public:
     bool EndArray(rapidjson::SizeType) { return close(); }
     bool Key(const char* text, rapidjson::SizeType size, bool) {
         m_keyBegin = nextBegin();
-        m_key.assign(text, size);
+        m_key = upToNul(text, size);
         takeEnd();
         return true;
     }

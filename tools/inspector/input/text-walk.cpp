@@ -37,7 +37,7 @@ public:
     bool String(const char* text, rapidjson::SizeType size, bool) {
         const Shape* shape = nextShape();
         if (shape != nullptr && shape->kind == Shape::Kind::enumeration)
-            checkName({text, size}, *shape->names);
+            checkName(upToNul(text, size), *shape->names);
         return value(Kind::text);
     }
     bool StartObject() { return open(Kind::object); }
@@ -46,7 +46,7 @@ public:
     bool EndArray(rapidjson::SizeType) { return close(); }
     bool Key(const char* text, rapidjson::SizeType size, bool) {
         Frame& frame = m_frames.back();
-        frame.key.assign(text, size);
+        frame.key = upToNul(text, size);
         checkKey(frame);
         takeEnd();
         return true;
