@@ -194,6 +194,12 @@ TEST(Solver, whatTheDaemonCanNotReadIsToldWithItsOrder) {
                                        "little-endian words with swapped bytes int32\n");
 }
 
+TEST(WordsOfAFile, ofOneThatStandsTwiceTheLaterCountsAndNoneIsLost) {
+    const WordSpaces spaces =
+        readWordSpaces(R"({"holding":{"5":[1,2,3],"6":[7]},"holding":{"5":[9],"8":[4]}})", "words");
+    EXPECT_EQ(toJson(spaces), R"({"holding":{"5":[9,7,3,4]},"input":{}})");
+}
+
 TEST(Display, aValueWithoutAKnownUnitIsNoSerial) {
     for (const std::string text :
          {"1651.91", "1651,91", "1651.91 kwh", "1 651.91 kWh", "1,651.91 kWh", "1651.91 kVA"})

@@ -4,9 +4,7 @@
 #include "inspector/input/sources.h"
 #include "inspector/output/json-output.h"
 
-#include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -21,7 +19,8 @@ public:
     WordReader(const std::string& text, const std::string& name) : m_text(text), m_name(name) {}
 
     WordSpaces read() const {
-        WordSpaces spaces;
+        Words holding;
+        Words input;
         try {
             const JsonNode root = parseJson(m_text);
             if (root.kind != JsonNode::Kind::object || root.children.empty())
@@ -29,50 +28,46 @@ public:
             for (const JsonNode& space : root.children) {
                 if (space.key != "holding" && space.key != "input")
                     fail(space.keyBegin, "neither \"holding\" nor \"input\"");
-                readSpace(space, space.key == "input" ? spaces.input : spaces.holding);
+                readSpace(space, space.key == "input" ? input : holding);
             }
         } catch (const JsonFault& fault) {
             fail(fault.offset, fault.reason);
         }
-        return spaces;
+        return {blocksOf(holding), blocksOf(input)};
     }
 
 private:
-    void readSpace(const JsonNode& space, WordSpaces::Blocks& blocks) const {
+    /// By address.
+    using Words = std::map<int, std::uint16_t>;
+
+    void readSpace(const JsonNode& space, Words& words) const {
         if (space.kind != JsonNode::Kind::object)
             fail(space.begin, "no object with words by address");
         for (const JsonNode& block : space.children) {
-            const int address = number(block.key, addressSpace - 1, block.keyBegin, "no address");
+            int address = number(block.key, addressSpace - 1, block.keyBegin, "no address");
             if (block.kind != JsonNode::Kind::list)
                 fail(block.begin, "no list of words");
             if (address + static_cast<int>(block.children.size()) > addressSpace)
                 fail(block.begin, "words behind address 65535");
-            std::vector<std::uint16_t> words;
             for (const JsonNode& word : block.children)
-                words.push_back(static_cast<std::uint16_t>(
+                words[address++] = static_cast<std::uint16_t>(
                     number(std::string_view(m_text).substr(word.begin, word.end - word.begin),
-                           largestWord, word.begin, "no word, 0 to 65535")));
-            blocks[address] = std::move(words);
+                           largestWord, word.begin, "no word, 0 to 65535"));
         }
-        join(blocks);
     }
 
-    /// So that a value may reach from one block into the next.
-    static void join(WordSpaces::Blocks& blocks) {
-        for (auto block = blocks.begin(); block != blocks.end();) {
-            const auto next = std::next(block);
-            auto& [address, words] = *block;
-            const int end = address + static_cast<int>(words.size());
-            if (next == blocks.end() || next->first > end) {
-                ++block;
-                continue;
-            }
-            const auto offset = static_cast<std::size_t>(next->first - address);
-            words.resize(std::max(words.size(), offset + next->second.size()));
-            std::copy(next->second.begin(), next->second.end(),
-                      words.begin() + static_cast<std::ptrdiff_t>(offset));
-            blocks.erase(next);
+    /// So that a value may reach from one block of the file into the next.
+    static WordSpaces::Blocks blocksOf(const Words& words) {
+        WordSpaces::Blocks blocks;
+        auto block = blocks.end();
+        int end = -1;
+        for (const auto& [address, word] : words) {
+            if (address != end)
+                block = blocks.try_emplace(address).first;
+            block->second.push_back(word);
+            end = address + 1;
         }
+        return blocks;
     }
 
     int number(std::string_view text, int most, std::size_t offset, const char* complaint) const {

@@ -15,8 +15,9 @@ struct WordSpaces {
     Blocks input = {};
 };
 
-/// Reads `{"holding":{"0":[12,13]},"input":{"100":[0]}}`. Blocks that overlap or touch are one.
-/// Throws `UnreadableInput` with @p name for any other text.
+/// Reads `{"holding":{"0":[12,13]},"input":{"100":[0]}}`. Blocks that overlap or touch are one,
+/// and of a word that stands twice the later one counts. Throws `UnreadableInput` with @p name for
+/// any other text.
 WordSpaces readWordSpaces(const std::string& text, const std::string& name);
 
 /// What `readWordSpaces` reads.
