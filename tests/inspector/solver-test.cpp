@@ -200,6 +200,13 @@ TEST(WordsOfAFile, ofOneThatStandsTwiceTheLaterCountsAndNoneIsLost) {
     EXPECT_EQ(toJson(spaces), R"({"holding":{"5":[9,7,3,4]},"input":{}})");
 }
 
+TEST(Display, hasNoExponentAndOneSign) {
+    EXPECT_EQ(thrownBy<std::invalid_argument>([] { readDisplay("1.5e3 kWh"); }),
+              "\"1.5e3 kWh\" has no unit; there are W, kW, Wh, kWh and MWh");
+    EXPECT_TRUE(readDisplay("+-5 kWh").isSerial());
+    EXPECT_EQ(readDisplay("+5 kWh").value, 5);
+}
+
 TEST(Display, aValueWithoutAKnownUnitIsNoSerial) {
     for (const std::string text :
          {"1651.91", "1651,91", "1651.91 kwh", "1 651.91 kWh", "1,651.91 kWh", "1651.91 kVA"})

@@ -54,9 +54,11 @@ Display readDisplay(const std::string& text) {
     const std::string trimmed = text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
     std::string number = trimmed;
     std::replace(number.begin(), number.end(), ',', '.');
-    const char* const start = number.data() + (number.starts_with('+') ? 1 : 0);
+    const bool hasPlus = number.starts_with('+') && !number.starts_with("+-");
+    const char* const start = number.data() + (hasPlus ? 1 : 0);
     Display display{.text = trimmed};
-    const auto [rest, error] = std::from_chars(start, number.data() + number.size(), display.value);
+    const auto [rest, error] = std::from_chars(start, number.data() + number.size(), display.value,
+                                               std::chars_format::fixed);
     const std::size_t used = static_cast<std::size_t>(rest - number.data());
     const std::string_view name = std::string_view(trimmed).substr(
         std::min(trimmed.find_first_not_of(' ', used), trimmed.size()));
@@ -69,13 +71,10 @@ Display readDisplay(const std::string& text) {
                                     "\" has no unit; there are W, kW, Wh, kWh and MWh");
     if (error != std::errc() || unit == units.end())
         return {.text = trimmed};
-    if (!std::isfinite(display.value))
+    if (!std::isfinite(display.value * unit->factor))
         throw std::invalid_argument("\"" + trimmed + "\" is no value of a meter");
-    const std::string digits = number.substr(0, used);
-    const std::size_t point = digits.find('.');
-    const std::size_t exponent = std::min(digits.find_first_of("eE"), digits.size());
-    const auto decimals =
-        point == std::string::npos ? 0 : static_cast<double>(exponent - point - 1);
+    const std::size_t point = number.find('.');
+    const auto decimals = point == std::string::npos ? 0 : static_cast<double>(used - point - 1);
     display.unit = unit->name;
     display.value *= unit->factor;
     display.step = std::pow(10.0, -decimals) * unit->factor;
