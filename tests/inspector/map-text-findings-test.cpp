@@ -208,3 +208,11 @@ TEST(TextFindings, aKeyAndANameEndAtTheirFirstNulAsTheyDoForTheDaemon) {
               R"({"data\u0000x":{"baudRate":"baud9600\u0000x","parity\u0000":"even","dataBits":"bits8","stopBits":"bits1"}})"}}),
         "");
 }
+
+TEST(TextFindings, textBehindTheEndThatLooksLikeACommentDoesNotConvert) {
+    EXPECT_EQ(findings({{"attached", R"({"data":[]} /dev)"}}),
+              R"(error does-not-convert attached:1:14
+  The daemon takes nothing of this document: Failed to parse json. expected comment condition:object vx/json.cpp:33
+  Make it JSON.
+)");
+}

@@ -30,6 +30,15 @@ std::size_t faultOffset(const std::string& text) {
     return json_tokener_get_parse_end(tokener.get());
 }
 
+bool isParsed(const std::string& text) {
+    try {
+        vx::parseJsonFragment(text.c_str());
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
 /// A number of the daemon's parser is written as it was, be it one such as 1e999, until it is set
 /// anew.
 int forgetText(json_object* json, int, json_object*, const char*, std::size_t*, void*) {
@@ -155,6 +164,9 @@ void Document::open() {
         if (walk.rootKind == JsonNode::Kind::null && m_text != "null")
             throw JsonFault{"A null with blanks", 0};
         const std::size_t rest = m_text.find_first_not_of(" \t\r\n", walk.root.end);
+        // Behind a value its parser looks for comments.
+        if (rest != std::string::npos && !isParsed(m_text))
+            throw JsonFault{"No comment", rest};
         if (rest != std::string::npos)
             report(rest, "text-behind", Severity::warning,
                    "The daemon reads the first value and ignores what stands behind it.",
