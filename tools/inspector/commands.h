@@ -2,6 +2,7 @@
 
 #include <functional>
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name is the library's.
 namespace CLI {
 
 class App;

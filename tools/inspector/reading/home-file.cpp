@@ -54,7 +54,7 @@ double rawNumber(const RegisterReading& reading) {
 Fragment shownBy(const RegisterReading& x, const std::string& name, const Fragment& signals) {
     const bool isRead = x.answer && x.answer->isGood();
     if (x.entry.modbusDataType == ModbusDataType::ascii) {
-        const Fragment text = object();
+        Fragment text = object();
         add(text, "text",
             isRead ? orv::modbusreader::decodeText(x.answer->words.data(), x.answer->words.size())
                    : std::string());
@@ -78,11 +78,13 @@ Fragment behaviourOf(const std::vector<ReadMeter>& meters) {
             const bool isInput = x.entry.registerType == vxModel::ModbusRegisterType::input;
             const std::string place =
                 (isInput ? "input " : "holding ") + std::to_string(x.entry.address);
-            add(unit, place, shownBy(x, "unit " + address + " " + place, signals));
+            std::string name = "unit ";
+            name.append(address).append(" ").append(place);
+            add(unit, place, shownBy(x, name, signals));
         }
         add(units, address, unit);
     }
-    const Fragment behaviour = object();
+    Fragment behaviour = object();
     constexpr double noon = 12;
     add(behaviour, "startHour", noon);
     add(behaviour, "signals", signals);
@@ -108,7 +110,7 @@ Fragment supportedReply(std::vector<vxModel::ElectricityMeterConfig> models) {
         add(fragment, "registers", registers);
         json_object_array_add(list.get(), json_object_get(fragment.get()));
     }
-    const Fragment reply = object();
+    Fragment reply = object();
     add(reply, "data", list);
     return reply;
 }

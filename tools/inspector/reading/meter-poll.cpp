@@ -120,7 +120,7 @@ MeterReading MeterPoll::read(int slaveAddress, const vxModel::ElectricityMeterCo
         reading.registers.push_back(readRegister(reading, entry));
     }
     const int key = record.slaveAddress;
-    if (const auto previous = m_previous.find(key); previous != m_previous.end())
+    if (const auto previous = m_previous.find(key); previous != m_previous.end()) {
         for (const RegisterReading& x : reading.registers) {
             const FieldFacts& facts = factsOf(x.entry.fieldType);
             if (!x.answer || x.answer->isGood() || !facts.carried)
@@ -128,6 +128,7 @@ MeterReading MeterPoll::read(int slaveAddress, const vxModel::ElectricityMeterCo
             copyMember(previous->second, record, facts.member);
             copyMember(previous->second, record, facts.memberOfNegative);
         }
+    }
     m_previous[key] = record;
     if (!record.id.empty())
         reading.message = vx::toJson(vx::toJsonFragment(record));
