@@ -1,6 +1,9 @@
 #include "inspector/reading/interruption.h"
 
+#include <cerrno>
 #include <csignal>
+#include <string_view>
+#include <unistd.h>
 
 namespace inspector {
 namespace {
@@ -9,7 +12,13 @@ std::atomic<bool> ending{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 void end(int) {
+    // The library waits on for the answer, up to its time-out.
+    constexpr std::string_view text =
+        "\nIt ends with the question under way; another Ctrl-C ends it at once.\n";
+    const int reason = errno;
     ending = true;
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+    errno = reason;
 }
 
 } // namespace
