@@ -54,3 +54,23 @@ TEST_P(Port, thatAnotherProgramHasOpenIsLeftAlone) {
 TEST_P(Port, thatAnotherProgramHasOpenIsReadIfItMayBeShared) {
     EXPECT_EQ(readMeter({"--share"}).status, 0);
 }
+
+TEST(PortName, thatIsOfNoSerialLineIsRefusedBeforeAnythingElse) {
+    const TemporaryDirectory files;
+    const std::string missing = files.path() / "missing";
+    const std::string folder = files.path();
+    const std::string file = files.write("file", "mine");
+    const std::pair<std::string, std::string> complaints[] = {
+        {"/dev/null", "/dev/null is no serial line"},
+        {file, file + " is no serial line"},
+        {folder, folder + " is no serial line"},
+        {missing, missing + ": No such file or directory"}};
+    for (const auto& [name, complaint] : complaints) {
+        const ProgramResult result = run({"scan", "--rtu", name, "--stop-service"});
+
+        EXPECT_EQ(result.standardOutput, "");
+        EXPECT_EQ(result.standardError, "modbus-inspector: " + complaint + "\n");
+        EXPECT_EQ(result.status, 2);
+    }
+    EXPECT_EQ(contentOf(file), "mine");
+}

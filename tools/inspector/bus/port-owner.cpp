@@ -1,5 +1,10 @@
 #include "inspector/bus/port-owner.h"
 
+#include "inspector/bus/bus.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
@@ -40,6 +45,16 @@ bool isOtherSide(const fs::path& process, const fs::path& descriptor, const stru
     return false;
 }
 
+/// Whether the kernel lists the device as another kind than a terminal. Opening it may have
+/// effects.
+bool isOtherKind(const struct stat& device) {
+    const std::string number =
+        std::to_string(major(device.st_rdev)) + ":" + std::to_string(minor(device.st_rdev));
+    std::error_code error;
+    const fs::path kind = fs::read_symlink("/sys/dev/char/" + number + "/subsystem", error);
+    return !error && kind.filename() != "tty";
+}
+
 bool mayHaveOpen(const fs::path& process, const struct stat& device) {
     bool isOpen = false;
     std::error_code error;
@@ -55,6 +70,25 @@ bool mayHaveOpen(const fs::path& process, const struct stat& device) {
 }
 
 } // namespace
+
+void requireTerminal(const std::string& device) {
+    struct stat status {};
+    if (stat(device.c_str(), &status) != 0)
+        throw BusError(device + ": " + std::strerror(errno));
+    bool isTerminal = S_ISCHR(status.st_mode) && !isOtherKind(status);
+    if (isTerminal) {
+        const int descriptor = open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        // A process that keeps the line to itself is told by name.
+        if (descriptor == -1 && errno == EBUSY)
+            return;
+        if (descriptor == -1)
+            throw BusError(device + ": " + std::strerror(errno));
+        isTerminal = isatty(descriptor) != 0;
+        close(descriptor);
+    }
+    if (!isTerminal)
+        throw BusError(device + " is no serial line");
+}
 
 std::optional<std::string> ownerOf(const std::string& device) {
     struct stat status {};
