@@ -26,14 +26,25 @@ echo "$*" >>"$CALLS"
         std::filesystem::permissions(command, std::filesystem::perms::owner_all);
     }
 
-    Program startReading(const std::string& polls) const {
+    Program start(std::vector<std::string> arguments) const {
+        arguments.emplace_back("--stop-service");
         return Program(
-            onBus({"read", "--supported", map, "--slave", "7", "--polls", polls, "--stop-service"}),
-            "",
+            onBus(std::move(arguments)), "",
             {"CALLS=" + callsFile(), "PATH=" + files.path().string() + ":" + std::getenv("PATH")});
+    }
+    Program startReading(const std::string& polls) const {
+        return start({"read", "--supported", map, "--slave", "7", "--polls", polls});
+    }
+
+    /// Each command that goes to the bus, with something to find there.
+    std::vector<std::vector<std::string>> commands() const {
+        return {{"read", "--supported", map, "--slave", "7"},
+                {"scan", "--from", "7", "--to", "7"},
+                {"solve", "1250 W", "--slave", "7", "--from", "10", "--to", "10"}};
     }
 
     std::string calls() const { return contentOf(callsFile()); }
+    void forgetCalls() const { std::filesystem::remove(callsFile()); }
 
     std::string callsWith(const std::string& text) const {
         const auto deadline = std::chrono::steady_clock::now() + house::Patience::limit();
@@ -55,10 +66,63 @@ constexpr const char* stoppedAndStarted = "--quiet is-active modbus-reader.servi
 
 INSPECTOR_ON_BOTH_LINES(ServicePause);
 
-TEST_P(ServicePause, stopsTheServiceForTheTimeAndStartsItAgain) {
-    EXPECT_EQ(startReading("1").wait().status, 0);
+TEST_P(ServicePause, stopsTheServiceForTheTimeOfEachCommandAndStartsItAgain) {
+    for (const auto& command : commands()) {
+        forgetCalls();
 
-    EXPECT_EQ(calls(), stoppedAndStarted);
+        EXPECT_EQ(start(command).wait().status, 0) << command[0];
+
+        EXPECT_EQ(calls(), stoppedAndStarted) << command[0];
+    }
+}
+
+TEST_P(ServicePause, startsTheServiceAgainAfterCtrlC) {
+    meter().failAlways(house::Fault::silence);
+    std::size_t requests = 0;
+    for (auto command : commands()) {
+        forgetCalls();
+        command.insert(command.end(), {"--time-out", "300"});
+        Program program = start(command);
+        ASSERT_TRUE(bus().waitForRequests(requests + 1));
+
+        program.signal(SIGINT);
+
+        const ProgramResult result = program.wait();
+        EXPECT_EQ(result.status, 1) << command[0];
+        EXPECT_THAT(result.standardError,
+                    testing::HasSubstr("\nIt ends with the question under way; another Ctrl-C ends "
+                                       "it at once.\n"));
+        EXPECT_EQ(calls(), stoppedAndStarted) << command[0];
+        requests = bus().requestCount();
+    }
+}
+
+TEST_P(ServicePause, tellsThatTheServiceCannotBeStartedAgain) {
+    answerBy(R"([ "$2" != start ])");
+    for (const auto& command : commands()) {
+        const ProgramResult result = start(command).wait();
+
+        EXPECT_THAT(
+            result.standardError,
+            testing::EndsWith("modbus-inspector: The service modbus-reader.service can't be "
+                              "started again: see systemctl status "
+                              "modbus-reader.service\n"));
+        EXPECT_NE(result.standardOutput, "") << command[0];
+        EXPECT_EQ(result.status, 1) << command[0];
+    }
+}
+
+TEST_P(ServicePause, readsNothingIfNobodySaysWhetherTheServiceRuns) {
+    // As systemctl does where it reaches no systemd.
+    answerBy("exit 1");
+
+    const ProgramResult result = startReading("1").wait();
+
+    EXPECT_EQ(result.standardError, "modbus-inspector: systemctl does not say whether the service "
+                                    "modbus-reader.service runs\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(bus().requestCount(), 0U);
+    EXPECT_EQ(calls(), "--quiet is-active modbus-reader.service\n");
 }
 
 TEST_P(ServicePause, startsTheServiceAgainWhenTheInspectorIsKilled) {
@@ -71,12 +135,15 @@ TEST_P(ServicePause, startsTheServiceAgainWhenTheInspectorIsKilled) {
     EXPECT_EQ(callsWith("start modbus-reader"), stoppedAndStarted);
 }
 
-TEST_P(ServicePause, leavesAServiceAloneThatIsNotRunning) {
-    answerBy("exit 3");
+TEST_P(ServicePause, leavesAServiceAloneThatIsNotRunningOrNotThere) {
+    for (const char* answer : {"exit 3", "exit 4"}) {
+        answerBy(answer);
+        forgetCalls();
 
-    EXPECT_EQ(startReading("1").wait().status, 0);
+        EXPECT_EQ(startReading("1").wait().status, 0);
 
-    EXPECT_EQ(calls(), "--quiet is-active modbus-reader.service\n");
+        EXPECT_EQ(calls(), "--quiet is-active modbus-reader.service\n");
+    }
 }
 
 TEST_P(ServicePause, readsNothingIfTheServiceCannotBeStopped) {

@@ -1,12 +1,14 @@
 #include "inspector/command-line.h"
 
 #include "inspector/bus/bus.h"
+#include "inspector/bus/service-pause.h"
 #include "inspector/commands.h"
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/input/sources.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -23,6 +25,21 @@ constexpr int wrongUsage = 2;
 std::string failureMessage(const CLI::App*, const CLI::Error& e) {
     return std::string("modbus-inspector: ") + e.what() +
            "\nRun modbus-inspector --help for more information.\n";
+}
+
+int carryOut(const Command& command) {
+    try {
+        const int status = command();
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+            throw std::system_error(errno, std::generic_category(), "standard output");
+        return status;
+    } catch (const ReadingError& e) {
+        std::cerr << "modbus-inspector: " << e.what() << '\n';
+        return readingFailed;
+    } catch (const std::exception& e) {
+        std::cerr << "modbus-inspector: " << e.what() << '\n';
+        return wrongUsage;
+    }
 }
 
 } // namespace
@@ -47,18 +64,8 @@ int run(int argc, char** argv) {
         return app.exit(e) == 0 ? 0 : wrongUsage;
     }
     silenceDaemon();
-    try {
-        const int status = command();
-        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-            throw std::system_error(errno, std::generic_category(), "standard output");
-        return status;
-    } catch (const ReadingError& e) {
-        std::cerr << "modbus-inspector: " << e.what() << '\n';
-        return readingFailed;
-    } catch (const std::exception& e) {
-        std::cerr << "modbus-inspector: " << e.what() << '\n';
-        return wrongUsage;
-    }
+    const int status = carryOut(command);
+    return ServicePause::hasLeftOneStopped() ? std::max(status, readingFailed) : status;
 }
 
 } // namespace inspector

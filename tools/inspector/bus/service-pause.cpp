@@ -3,6 +3,8 @@
 #include "inspector/bus/bus.h"
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
@@ -10,10 +12,18 @@
 #include <unistd.h>
 #include <utility>
 
-extern char** environ;
-
 namespace inspector {
 namespace {
+
+bool leftOneStopped = false;
+
+/// The exit status of a process, -1 if a signal ended it.
+int statusOf(pid_t process) {
+    int status = 0;
+    while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 /// Runs systemctl and returns its exit status, -1 if it can't be run.
 int systemctl(const char* verb, const std::string& service) {
@@ -22,16 +32,56 @@ int systemctl(const char* verb, const std::string& service) {
     if (posix_spawnp(&process, "systemctl", nullptr, nullptr, const_cast<char**>(arguments),
                      environ) != 0)
         return -1;
-    int status = 0;
-    while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    return statusOf(process);
+}
+
+bool isRunning(const std::string& service) {
+    // Of one that is stopped, and of one that there isn't.
+    constexpr int inactive = 3;
+    constexpr int unknown = 4;
+    const int status = systemctl("is-active", service);
+    if (status != 0 && status != inactive && status != unknown)
+        throw BusError("systemctl does not say whether the service " + service + " runs");
+    return status == 0;
+}
+
+/// Keeps away, for a scope, the signals that a person sends.
+class SignalsKeptAway {
+public:
+    SignalsKeptAway() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
+            sigaddset(&signals, signal);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    ~SignalsKeptAway() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsKeptAway(const SignalsKeptAway&) = delete;
+    SignalsKeptAway& operator=(const SignalsKeptAway&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
+/// Waits for the other end of @p lifeline to close, and starts the service.
+[[noreturn]] void guard(int lifeline, const std::string& service) {
+    setsid();
+    char nothing = 0;
+    while (read(lifeline, &nothing, 1) == -1 && errno == EINTR) {
+    }
+    if (systemctl("start", service) == 0)
+        _exit(0);
+    std::fprintf(stderr,
+                 "modbus-inspector: The service %s can't be started again: see systemctl status "
+                 "%s\n",
+                 service.c_str(), service.c_str());
+    _exit(1);
 }
 
 } // namespace
 
 ServicePause::ServicePause(std::string service) : m_service(std::move(service)) {
-    if (systemctl("is-active", m_service) != 0)
+    if (!isRunning(m_service))
         return;
     startGuardian();
     if (systemctl("stop", m_service) == 0)
@@ -44,29 +94,29 @@ ServicePause::~ServicePause() {
     end();
 }
 
-void ServicePause::end() {
+bool ServicePause::hasLeftOneStopped() {
+    return leftOneStopped;
+}
+
+void ServicePause::end() const {
     if (m_guardian == -1)
         return;
     close(m_lifeline);
-    while (waitpid(m_guardian, nullptr, 0) == -1 && errno == EINTR) {
-    }
+    leftOneStopped = statusOf(m_guardian) != 0 || leftOneStopped;
 }
 
 void ServicePause::startGuardian() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw BusError(std::string("No pipe: ") + std::strerror(errno));
+    // Neither Ctrl-C nor a terminal that closes reaches the guardian, from its first step on.
+    const SignalsKeptAway keptAway;
     m_guardian = fork();
     if (m_guardian == -1)
         throw BusError(std::string("No process: ") + std::strerror(errno));
     if (m_guardian == 0) {
-        // Neither Ctrl-C nor a terminal that closes reaches it.
-        setsid();
         close(ends[1]);
-        char nothing = 0;
-        while (read(ends[0], &nothing, 1) == -1 && errno == EINTR) {
-        }
-        _exit(systemctl("start", m_service) == 0 ? 0 : 1);
+        guard(ends[0], m_service);
     }
     close(ends[0]);
     m_lifeline = ends[1];
