@@ -4,11 +4,14 @@
 #include "inspector/output/text-table.h"
 #include "vx/date-time.h"
 #include "vx/enum.h"
+#include "vx/json.h"
+#include "vx/record.h"
 #include "vx/str.h"
 
 #include <array>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 namespace inspector {
 namespace {
@@ -49,6 +52,66 @@ std::string outcomeOf(const RegisterReading& x) {
     return x.member + " " + x.value + (unit.empty() ? "" : " " + unit);
 }
 
+/// Of what a record has: members that are texts, numbers and flags.
+void writeJson(JsonOutput& output, json_object* json) {
+    switch (json_object_get_type(json)) {
+    case json_type_object:
+        output.beginObject();
+        for (auto member = json_object_iter_begin(json), end = json_object_iter_end(json);
+             json_object_iter_equal(&member, &end) == 0; json_object_iter_next(&member)) {
+            output.key(json_object_iter_peek_name(&member));
+            writeJson(output, json_object_iter_peek_value(&member));
+        }
+        output.endObject();
+        break;
+    case json_type_string:
+        output.value(std::string_view(json_object_get_string(json),
+                                      static_cast<std::size_t>(json_object_get_string_len(json))));
+        break;
+    case json_type_boolean:
+        output.value(json_object_get_boolean(json) != 0);
+        break;
+    case json_type_int:
+        output.value(json_object_get_int64(json));
+        break;
+    case json_type_null:
+        output.null();
+        break;
+    default:
+        output.value(json_object_get_double(json));
+    }
+}
+
+void writeAnswer(JsonOutput& output, const RegisterReading& x) {
+    output.member("time", momentText(x.moment));
+    output.member("milliseconds", x.answer->time.count() * 1000);
+    output.key("words");
+    output.beginList();
+    for (const std::uint16_t word : x.answer->words)
+        output.value(word);
+    output.endList();
+    if (!x.answer->isGood())
+        output.member("failure", x.answer->failure());
+}
+
+void writeRegister(JsonOutput& output, const RegisterReading& x) {
+    output.beginObject();
+    output.member("space", spaceOf(x.entry));
+    output.member("address", x.entry.address);
+    output.member("dataType", vx::fromEnum<std::string>(x.entry.modbusDataType));
+    output.member("fieldType", vx::fromEnum<std::string>(x.entry.fieldType));
+    output.member("read", x.answer.has_value());
+    if (x.answer)
+        writeAnswer(output, x);
+    if (!x.member.empty()) {
+        output.member("member", x.member);
+        output.key("value");
+        writeJson(output, vx::parseJsonFragment(x.value.c_str()).get());
+        output.member("unit", factsOf(x.entry.fieldType).unit);
+    }
+    output.endObject();
+}
+
 } // namespace
 
 void printReading(Terminal& terminal, const MeterReading& reading) {
@@ -61,11 +124,12 @@ void printReading(Terminal& terminal, const MeterReading& reading) {
                      {"took", right, 2},
                      {"value under the map"},
                      {"words", left, 1}});
-    for (const RegisterReading& x : reading.registers)
+    for (const RegisterReading& x : reading.registers) {
         table.add({spaceOf(x.entry), std::to_string(x.entry.address),
                    vx::fromEnum<std::string>(x.entry.modbusDataType),
                    x.answer ? momentText(x.moment) : "", x.answer ? milliseconds(*x.answer) : "",
                    outcomeOf(x), x.answer ? wordsText(*x.answer) : ""});
+    }
     table.print(terminal, 2);
     terminal.line("Record:  " + vx::str("", reading.record));
     terminal.line(reading.message.empty() ? "Message: none, as the serial of the meter isn't known"
@@ -77,32 +141,11 @@ void writeReading(JsonOutput& output, const MeterReading& reading) {
     output.member("slaveAddress", reading.slaveAddress);
     output.key("registers");
     output.beginList();
-    for (const RegisterReading& x : reading.registers) {
-        output.beginObject();
-        output.member("space", spaceOf(x.entry));
-        output.member("address", x.entry.address);
-        output.member("dataType", vx::fromEnum<std::string>(x.entry.modbusDataType));
-        output.member("fieldType", vx::fromEnum<std::string>(x.entry.fieldType));
-        output.member("read", x.answer.has_value());
-        if (x.answer) {
-            output.member("time", momentText(x.moment));
-            output.member("milliseconds", x.answer->time.count() * 1000);
-            output.key("words");
-            output.beginList();
-            for (const std::uint16_t word : x.answer->words)
-                output.value(word);
-            output.endList();
-            if (!x.answer->isGood())
-                output.member("failure", x.answer->failure());
-        }
-        if (!x.member.empty()) {
-            output.member("member", x.member);
-            output.member("value", x.value);
-            output.member("unit", factsOf(x.entry.fieldType).unit);
-        }
-        output.endObject();
-    }
+    for (const RegisterReading& x : reading.registers)
+        writeRegister(output, x);
     output.endList();
+    output.key("record");
+    writeJson(output, vx::toJsonFragment(reading.record).get());
     output.key("message");
     if (reading.message.empty())
         output.null();
