@@ -1,5 +1,7 @@
 #include "inspector-program.h"
 
+#include "house/local-server.h"
+
 #include <gtest/gtest.h>
 
 using namespace inspector;
@@ -42,6 +44,11 @@ INSTANTIATE_TEST_SUITE_P(
                    {"map", "--server", "http://127.0.0.1:8088/api"},
                    "--server: 'http://127.0.0.1:8088/api' is no address such as "
                    "http://127.0.0.1:8088"},
+        WrongUsage{"serverWithoutAName",
+                   {"map", "--server", "http:///"},
+                   "--server: 'http:///' is no address such as http://127.0.0.1:8088"},
+        WrongUsage{
+            "modelOfNoMeter", {"read", "--server", "--model", "m"}, "--model requires --slave"},
         WrongUsage{"slaveBelowZero",
                    {"read", "--server", "--slave", "-1"},
                    "--slave: '-1' is no whole number from 0 to 255"},
@@ -69,6 +76,18 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"oddBaudRate",
                    {"scan", "--rtu", "/dev/ttyS0", "--baud", "9601"},
                    "--baud: 9601 not in {9600,19200,38400,57600,115200}"},
+        WrongUsage{"allLinesAndOneRate",
+                   {"scan", "--rtu", "/dev/ttyS0", "--all-lines", "--baud", "9600"},
+                   "--baud excludes --all-lines"},
+        WrongUsage{"allLinesAndOneParity",
+                   {"scan", "--rtu", "/dev/ttyS0", "--all-lines", "--parity", "even"},
+                   "--parity excludes --all-lines"},
+        WrongUsage{"allLinesAndStopBits",
+                   {"scan", "--rtu", "/dev/ttyS0", "--all-lines", "--stop", "1"},
+                   "--stop excludes --all-lines"},
+        WrongUsage{"allLinesOfTcp",
+                   {"scan", "--tcp", "127.0.0.1:502", "--all-lines"},
+                   "--all-lines requires --rtu"},
         WrongUsage{"scanOfNoBus", {"scan"}, "No bus: give --tcp or --rtu"},
         WrongUsage{"scanBackwards",
                    {"scan", "--tcp", "127.0.0.1:502", "--from", "9", "--to", "8"},
@@ -126,6 +145,25 @@ TEST(Input, aServerThatIsNotThereIsNamed) {
               "modbus-inspector: http://127.0.0.1:1/api/v1/apartment/meterings/modbus/"
               "config/supported: no answer\n");
     EXPECT_EQ(result.status, 2);
+}
+
+TEST(Input, mayComeFromAServerWithASlashAtTheEndOfItsAddress) {
+    const TemporaryDirectory files;
+    house::LocalServer server(0);
+    server.serve(house::LocalServer::supportedPath, R"({"data":[]})");
+    server.serve(house::LocalServer::attachedPath, R"({"data":[]})");
+    server.serve(house::LocalServer::rtuConfigPath, R"({"data":{}})");
+
+    run({"map", "--server", server.url("/")});
+
+    EXPECT_EQ(server.requestCount(house::LocalServer::supportedPath), 1U);
+}
+
+TEST(SchemaCommand, givesTheSameWithTheOptionOfAllCommands) {
+    const ProgramResult result = run({"schema", "config", "--json"});
+
+    EXPECT_EQ(result.standardOutput, run({"schema", "config"}).standardOutput);
+    EXPECT_EQ(result.status, 0);
 }
 
 TEST(Output, thatFindsNoRoomIsAFailure) {

@@ -21,7 +21,8 @@ TEST_P(Scan, findsTheMeterThatAnswersIfOnlyByARefusal) {
                                          "Meter 9" +
                                          line +
                                          ": the meter does not know this address (exception 2)\n");
-    EXPECT_EQ(result.standardError, "Asking 4 times; if nothing answers it takes 0.4 s.\n");
+    EXPECT_EQ(result.standardError,
+              "Asking 4 addresses, each for two registers; if nothing answers it takes 0.4 s.\n");
     EXPECT_EQ(result.status, 0);
 }
 
@@ -34,16 +35,20 @@ TEST_P(Scan, tellsWhatItFoundAsJson) {
               R"({"found":[{"slaveAddress":7,)" + line +
                   R"json("answer":"the meter does not know this address (exception 2)"}],)json" +
                   R"("complete":true})" + "\n");
-    EXPECT_EQ(result.standardError, "");
+    EXPECT_EQ(result.standardError,
+              "Asking 1 address, each for two registers; if nothing answers it takes 0.1 s.\n");
 }
 
-TEST_P(Scan, saysThatNothingAnswers) {
-    meter().failAlways(Fault::silence);
+TEST_P(Scan, saysThatNothingAnswersButSilenceAndGarbage) {
+    for (const Fault& fault : {Fault::silence, Fault::garbled}) {
+        meter().recover().failAlways(fault);
 
-    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "20"});
+        const ProgramResult result =
+            runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "50"});
 
-    EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
-    EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
+        EXPECT_EQ(result.status, 1);
+    }
 }
 
 TEST_P(Scan, ctrlCEndsItWithWhatIsKnown) {
@@ -73,11 +78,50 @@ TEST_P(Scan, aLateAnswerIsNeitherAnotherMetersNorHidesOne) {
                                          ": the meter does not know this address (exception 2)\n");
 }
 
-TEST_P(Scan, garbageIsNoMeter) {
-    meter().failAlways(Fault::garbled);
+using ScanOfTcp = MeterOnBus;
+INSTANTIATE_TEST_SUITE_P(Line, ScanOfTcp, testing::Values(LineKind::tcp));
 
-    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "7", "--time-out", "50"});
+TEST_P(ScanOfTcp, asksAgainWhenTheConnectionIsLost) {
+    bus().beforeAnswer([this] {
+        if (bus().requestCount() == 0)
+            bus().dropConnections();
+    });
 
-    EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
-    EXPECT_EQ(result.status, 1);
+    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "7"});
+
+    EXPECT_EQ(result.standardOutput,
+              "Meter 7: the meter does not know this address (exception 2)\n");
+    EXPECT_EQ(bus().requestCount(), 2U);
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_P(ScanOfTcp, givesUpWhereEachConnectionIsClosed) {
+    bus().beforeAnswer([this] { bus().dropConnections(); });
+
+    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "7"});
+
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_THAT(result.standardError,
+                testing::EndsWith("modbus-inspector: The other side closes each connection without "
+                                  "an answer\n"));
+    EXPECT_EQ(result.status, 2);
+}
+
+using ScanOfASerialLine = MeterOnBus;
+INSTANTIATE_TEST_SUITE_P(Line, ScanOfASerialLine, testing::Values(LineKind::serial));
+
+TEST_P(ScanOfASerialLine, triesFiveRatesAndThreeParities) {
+    // A pseudo terminal has no rate, so the meter answers at each of them.
+    const ProgramResult result = run(
+        {"scan", "--rtu", device(), "--all-lines", "--from", "7", "--to", "8", "--time-out", "20"});
+
+    std::string expected;
+    for (const char* baud : {"9600", "19200", "38400", "57600", "115200"})
+        for (const char* form : {"8E1", "8N2", "8O1"})
+            expected += std::string("Meter 7 at ") + baud + " baud, " + form +
+                        ": the meter does not know this address (exception 2)\n";
+    EXPECT_EQ(result.standardOutput, expected);
+    EXPECT_EQ(result.standardError, "Asking 2 addresses at 15 settings of the line, each for two "
+                                    "registers; if nothing answers it takes 1.2 s.\n");
+    EXPECT_EQ(result.status, 0);
 }

@@ -23,11 +23,6 @@ void addJson(CLI::App& command, bool& target) {
     command.add_flag("--json", target, "One JSON document instead of text");
 }
 
-void addFile(CLI::App& command, const char* name, std::optional<std::string>& target,
-             const char* text) {
-    command.add_option(name, target, text)->check(named())->type_name("FILE");
-}
-
 /// The words of one reading at most come from the bus, those of the last.
 void requireWords(const SolveOptions& options, bool hasRange) {
     const bool hasBus = options.bus.address.tcp || options.bus.address.rtu;
@@ -80,9 +75,10 @@ void addRead(CLI::App& app, Command& command) {
     addBus(read, options->bus);
     addSources(read, options->sources);
     constexpr int mostPolls = 100000;
-    read.add_option("--slave", options->slave, "Address of the meter; else all that are attached")
-        ->check(wholeNumber(0, 255));
-    read.add_option("--model", options->model, "Id of its model")->check(named());
+    CLI::Option* slave = read.add_option("--slave", options->slave,
+                                         "Address of the meter; else all that are attached")
+                             ->check(wholeNumber(0, 255));
+    read.add_option("--model", options->model, "Id of its model")->check(named())->needs(slave);
     read.add_option("--polls", options->polls, "Number of polls (1)")
         ->check(wholeNumber(1, mostPolls));
     addFile(read, "--record", options->record, "New file for the whole conversation");
@@ -104,7 +100,11 @@ void addScan(CLI::App& app, Command& command) {
         ->check(wholeNumber(1, highestAddress));
     scan.add_option("--to", options->lastAddress, "Last address (247)")
         ->check(wholeNumber(1, highestAddress));
-    scan.add_flag("--all-lines", options->allLines, "At each of five rates and three parities");
+    CLI::Option* allLines =
+        scan.add_flag("--all-lines", options->allLines, "At each of five rates and three parities");
+    allLines->needs(scan.get_option("--rtu"));
+    for (const char* ofOneLine : {"--baud", "--parity", "--stop"})
+        allLines->excludes(scan.get_option(ofOneLine));
     addJson(scan, options->json);
     scan.callback([options, &command] {
         if (!options->bus.address.tcp && !options->bus.address.rtu)
@@ -121,6 +121,7 @@ void addSchema(CLI::App& app, Command& command) {
     schema.add_option("format", *format, "supported, attached, serial, config or message")
         ->required()
         ->check(CLI::IsMember(std::vector<std::string>(formats().begin(), formats().end())));
+    schema.add_flag("--json")->description("Changes nothing: it is JSON in any case");
     schema.callback([format, &command] {
         command = [format] {
             std::fputs(schemaOf(*format).c_str(), stdout);

@@ -2,19 +2,20 @@
 
 #include <charconv>
 #include <optional>
+#include <regex>
 
 namespace inspector {
 namespace {
 
 constexpr const char* ownServer = "http://127.0.0.1:8088";
 
-/// An address as the daemon's, without a path.
+/// An address as the daemon's, without a path; a slash at its end is none.
 CLI::Validator serverAddress() {
     return {[](const std::string& text) {
-                constexpr std::string_view scheme = "http://";
-                const bool isGood = text.starts_with(scheme) && text.size() > scheme.size() &&
-                                    text.find('/', scheme.size()) == std::string::npos;
-                return isGood ? std::string() : "'" + text + "' is no address such as " + ownServer;
+                static const std::regex good("http://[^/]+/?");
+                return std::regex_match(text, good)
+                           ? std::string()
+                           : "'" + text + "' is no address such as " + ownServer;
             },
             ""};
 }
@@ -50,18 +51,23 @@ CLI::Validator named() {
             ""};
 }
 
+void addFile(CLI::App& command, const char* name, std::optional<std::string>& target,
+             const char* text) {
+    command.add_option(name, target, text)->check(named())->type_name("FILE");
+}
+
 void addSources(CLI::App& command, Sources& sources) {
-    const auto file = [&](const char* name, std::optional<std::string>& target, const char* text) {
-        command.add_option(name, target, text)->check(named())->type_name("FILE");
-    };
-    file("--supported", sources.supported,
-         "Reply with the models, or one model; - is standard input");
-    file("--attached", sources.attached, "Reply with the attached meters");
-    file("--serial", sources.serial, "Reply with the serial parameters");
-    file("--config", sources.config, "The configuration file");
+    addFile(command, "--supported", sources.supported,
+            "Reply with the models, or one model; - is standard input");
+    addFile(command, "--attached", sources.attached, "Reply with the attached meters");
+    addFile(command, "--serial", sources.serial, "Reply with the serial parameters");
+    addFile(command, "--config", sources.config, "The configuration file");
     command
         .add_option_function<std::string>(
-            "--server", [&](const std::string& url) { sources.server = url; },
+            "--server",
+            [&](const std::string& url) {
+                sources.server = url.ends_with('/') ? url.substr(0, url.size() - 1) : url;
+            },
             "Ask the local server for what no file is given (" + std::string(ownServer) + ")")
         ->expected(0, 1)
         ->default_str(ownServer)

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <optional>
 #include <string>
 
 namespace inspector {
@@ -20,5 +21,8 @@ void addBus(CLI::App& command, BusOptions& options);
 /// number.
 CLI::Validator wholeNumber(int from, int to);
 CLI::Validator named();
+
+void addFile(CLI::App& command, const char* name, std::optional<std::string>& target,
+             const char* text);
 
 } // namespace inspector

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +71,11 @@ std::string readFile(const std::string& name) {
     }
 }
 
+bool isOwnServer(const std::string& server) {
+    static const std::regex own(R"(http://(localhost|127(\.\d+){3}|\[::1\])(:\d+)?)");
+    return std::regex_match(server, own);
+}
+
 Texts readTexts(const Sources& sources) {
     const auto text = [&](const std::optional<std::string>& file,
                           const char* path) -> std::optional<std::string> {
@@ -83,7 +89,8 @@ Texts readTexts(const Sources& sources) {
                 .attached = text(sources.attached, "attached"),
                 .serial = text(sources.serial, "rtuconfig"),
                 .config = text(sources.config, nullptr)};
-    if (sources.server && !sources.config && std::filesystem::exists(ownConfig))
+    if (sources.server && isOwnServer(*sources.server) && !sources.config &&
+        std::filesystem::exists(ownConfig))
         texts.config = readFile(ownConfig);
     return texts;
 }

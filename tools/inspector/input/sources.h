@@ -29,9 +29,12 @@ struct Texts {
     std::optional<std::string> config = std::nullopt;
 };
 
-/// A file takes the place of what the server says, and beside a server the controller's own
+/// A file takes the place of what the server says, and beside the server of this machine its
 /// configuration file counts if there is one. Throws `UnreadableInput`.
 Texts readTexts(const Sources& sources);
+
+/// Whether a server runs on this machine, by its address.
+bool isOwnServer(const std::string& server);
 
 /// Throws `UnreadableInput`.
 std::string readFile(const std::string& name);

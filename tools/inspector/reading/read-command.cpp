@@ -7,6 +7,7 @@
 #include "inspector/reading/targets.h"
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -20,24 +21,30 @@ Installation installationOf(Texts texts) {
     Findings findings;
     const auto read = [&](const DocumentKind& kind, std::optional<std::string>& text, auto& part,
                           auto reader) {
-        if (text)
-            part = reader(Document(kind, std::move(*text)), findings);
+        if (!text)
+            return;
+        const Document document(kind, std::move(*text));
+        findings.insert(findings.end(), document.findings().begin(), document.findings().end());
+        part = reader(document, findings);
     };
     read(supportedKind(), texts.supported, installation.models, readModels);
     read(attachedKind(), texts.attached, installation.meters, readMeters);
     read(serialKind(), texts.serial, installation.serial, readSerial);
     read(configKind(), texts.config, installation.config, readConfig);
-    for (const Finding& finding : findings)
-        if (finding.name == "does-not-convert")
-            throw UnreadableInput(std::string(finding.document) + " " + finding.path + ": " +
+    for (const Finding& finding : findings) {
+        if (finding.name == "does-not-convert") {
+            throw UnreadableInput(std::string(finding.document) +
+                                  (finding.path.empty() ? "" : " ") + finding.path + ": " +
                                   finding.message);
+        }
+    }
     return installation;
 }
 
 /// Prints each reading as it comes, or all of them as one document.
 class Output {
 public:
-    explicit Output(std::FILE* file, bool isJson) : m_terminal(file) {
+    explicit Output(std::FILE* file, bool isJson) : m_file(file), m_terminal(file) {
         if (!isJson)
             return;
         m_json = std::make_unique<JsonOutput>(file);
@@ -46,10 +53,12 @@ public:
         m_json->beginList();
     }
     void add(const MeterReading& reading) {
-        if (m_json)
+        if (m_json) {
             writeReading(*m_json, reading);
-        else
-            printReading(m_terminal, reading);
+            return;
+        }
+        printReading(m_terminal, reading);
+        std::fflush(m_file);
     }
     void finish() {
         if (!m_json)
@@ -60,48 +69,72 @@ public:
     }
 
 private:
+    std::FILE* m_file;
     Terminal m_terminal;
     std::unique_ptr<JsonOutput> m_json = nullptr;
 };
+
+/// The bus of the options, or the daemon's.
+BusOptions busOf(const ReadOptions& options, const Installation& installation) {
+    BusOptions bus = options.bus;
+    const bool isHere = !options.sources.server || isOwnServer(*options.sources.server);
+    if (!bus.address.tcp && !bus.address.rtu)
+        bus.address = busOf(installation, isHere);
+    return bus;
+}
+
+struct Polls {
+    /// Of the last poll.
+    std::vector<ReadMeter> last = {};
+    /// Whether each reading was good, and none was left out.
+    bool areGood = true;
+};
+
+Polls readAll(Bus& bus, const std::vector<Target>& targets, int polls,
+              const std::function<void(const MeterReading&)>& show) {
+    MeterPoll poll(bus, isEnding());
+    Polls result;
+    for (int i = 0; i < polls && !isEnding(); ++i) {
+        result.last.clear();
+        for (const Target& target : targets) {
+            if (isEnding())
+                break;
+            MeterReading reading =
+                poll.read(target.meter.slaveAddress, target.model, target.listedSerial);
+            show(reading);
+            result.areGood = result.areGood && reading.isGood();
+            result.last.push_back({target.meter, target.model, std::move(reading)});
+        }
+    }
+    result.areGood = result.areGood && !isEnding();
+    return result;
+}
 
 } // namespace
 
 int runRead(const ReadOptions& options) {
     const Installation installation = installationOf(readTexts(options.sources));
     const std::vector<Target> targets = targetsOf(installation, options.slave, options.model);
-    BusOptions busOptions = options.bus;
-    if (!busOptions.address.tcp && !busOptions.address.rtu)
-        busOptions.address = busOf(installation);
+    const BusOptions bus = busOf(options, installation);
     NewFile record(options.record);
     NewFile home(options.home);
-    BusSession session(busOptions);
-    MeterPoll poll(session.bus(), isEnding());
+    BusSession session(bus);
     Output output(stdout, options.json);
     Output recorded(record.file(), true);
-    std::vector<ReadMeter> last;
-    bool isGood = true;
     endAtSignals();
-    for (int i = 0; i < options.polls && !isEnding(); ++i) {
-        last.clear();
-        for (const Target& target : targets) {
-            if (isEnding())
-                break;
-            MeterReading reading =
-                poll.read(target.meter.slaveAddress, target.model, target.listedSerial);
+    const Polls polls =
+        readAll(session.bus(), targets, options.polls, [&](const MeterReading& reading) {
             output.add(reading);
             recorded.add(reading);
-            isGood = isGood && reading.isGood();
-            last.push_back({target.meter, target.model, std::move(reading)});
-        }
-    }
+        });
     output.finish();
     recorded.finish();
     record.keep();
     const auto line =
-        installation.serial ? installation.serial->value : parametersOf(busOptions.address.line);
-    std::fputs(homeOf(last, line).c_str(), home.file());
+        installation.serial ? installation.serial->value : parametersOf(bus.address.line);
+    std::fputs(homeOf(polls.last, line).c_str(), home.file());
     home.keep();
-    return isGood && !isEnding() ? 0 : 1;
+    return polls.areGood ? 0 : 1;
 }
 
 } // namespace inspector

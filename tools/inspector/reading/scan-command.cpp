@@ -36,6 +36,17 @@ std::string durationText(std::chrono::duration<double> duration) {
     return text.data();
 }
 
+/// What lies ahead, told before the start.
+std::string estimateOf(const ScanPlan& plan) {
+    const int addresses = plan.lastAddress - plan.firstAddress + 1;
+    std::string text =
+        "Asking " + std::to_string(addresses) + (addresses == 1 ? " address" : " addresses");
+    if (plan.lines.size() > 1)
+        text += " at " + std::to_string(plan.lines.size()) + " settings of the line";
+    return text + ", each for two registers; if nothing answers it takes " +
+           durationText(plan.longest()) + ".\n";
+}
+
 /// Tells on standard error how far it is, at a terminal alone.
 class Progress {
 public:
@@ -91,9 +102,7 @@ int runScan(const ScanOptions& options) {
     const bool isSerial = options.bus.address.rtu.has_value();
     BusSession session(options.bus);
     endAtSignals();
-    if (!options.json)
-        std::fprintf(stderr, "Asking %zu times; if nothing answers it takes %s.\n",
-                     plan.questions(), durationText(plan.longest()).c_str());
+    std::fputs(estimateOf(plan).c_str(), stderr);
     Terminal terminal(stdout);
     const Progress progress(plan.questions());
     const std::vector<Found> found =

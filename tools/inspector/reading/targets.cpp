@@ -19,11 +19,12 @@ std::string listedSerialOf(int slaveAddress, const Installation::Meters& meters)
 
 void addMeter(std::vector<Target>& targets, const vxModel::ModbusMeter& meter,
               const Installation& installation) {
+    const std::string serial = installation.meters
+                                   ? listedSerialOf(meter.slaveAddress, *installation.meters)
+                                   : std::string();
     for (const auto& model : *installation.models)
         if (model.value.id == meter.configId)
-            targets.push_back({meter, model.value,
-                               listedSerialOf(meter.slaveAddress, installation.meters.value_or(
-                                                                      Installation::Meters()))});
+            targets.push_back({meter, model.value, serial});
 }
 
 /// Number at the end of a name such as "baud9600".
@@ -36,6 +37,15 @@ int numberOf(E value) {
     return std::atoi(name.c_str() + digits);
 }
 
+std::string whyNone(std::optional<int> slave, const std::optional<std::string>& modelId) {
+    if (modelId)
+        return "No model has the id \"" + *modelId + "\"";
+    if (slave)
+        return "No attached meter with a model has the address " + std::to_string(*slave) +
+               ": name its model by --model";
+    return "No meter to read: give --slave, --attached or --server";
+}
+
 } // namespace
 
 std::vector<Target> targetsOf(const Installation& installation, std::optional<int> slave,
@@ -43,30 +53,31 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
     if (!installation.models || installation.models->empty())
         throw UnreadableInput("There is no model: give --supported or --server");
     std::vector<Target> targets;
-    if (slave && (modelId || !installation.meters)) {
+    const bool isListed = !modelId && installation.meters;
+    if (isListed) {
+        for (const auto& meter : *installation.meters)
+            if (!slave || meter.value.slaveAddress == *slave)
+                addMeter(targets, meter.value, installation);
+    } else if (slave) {
         if (!modelId && installation.models->size() > 1)
             throw UnreadableInput("There is more than one model: name one by --model");
         addMeter(targets,
                  {.configId = modelId.value_or(installation.models->front().value.id),
                   .slaveAddress = *slave},
                  installation);
-    } else {
-        for (const auto& meter : installation.meters.value_or(Installation::Meters()))
-            if (!slave || meter.value.slaveAddress == *slave)
-                addMeter(targets, meter.value, installation);
     }
     if (targets.empty())
-        throw UnreadableInput(modelId ? "No model has the id \"" + *modelId + "\""
-                              : slave ? "No attached meter with a model has the address " +
-                                            std::to_string(*slave) + ": name its model by --model"
-                                      : "No meter to read: give --slave, --attached or --server");
+        throw UnreadableInput(whyNone(slave, modelId));
     return targets;
 }
 
-BusAddress busOf(const Installation& installation) {
+BusAddress busOf(const Installation& installation, bool isHere) {
     if (installation.config && !installation.config->value.modbusTCPServer.empty())
         return {.tcp = installation.config->value.modbusTCPServer + ":" +
                        std::to_string(installation.config->value.port)};
+    if (!isHere)
+        throw UnreadableInput("The server is another machine's, and so is its serial line: give "
+                              "--tcp or --rtu, or its configuration file by --config");
     if (!installation.serial)
         throw UnreadableInput("There is no bus: give --tcp, --rtu or --server");
     const vxModel::SerialPortConfig& line = installation.serial->value;

@@ -22,8 +22,9 @@ struct Target {
 std::vector<Target> targetsOf(const Installation& installation, std::optional<int> slave,
                               const std::optional<std::string>& modelId);
 
-/// The bus that the daemon would open.
-BusAddress busOf(const Installation& installation);
+/// The bus that the daemon would open; @p isHere says whether that is on this machine. Throws
+/// `UnreadableInput` if it can't be known, or can't be reached from here.
+BusAddress busOf(const Installation& installation, bool isHere);
 
 /// The serial parameters with which the daemon would run such a line.
 vxModel::SerialPortConfig parametersOf(const LineParameters& line);
