@@ -38,7 +38,7 @@ struct Input {
 
 std::string cutLine(std::string& text) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    const std::string line = text.substr(0, end);
+    std::string line = text.substr(0, end);
     text.erase(0, end + 1);
     return line;
 }

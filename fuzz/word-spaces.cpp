@@ -19,12 +19,14 @@ using Words = std::map<int, long>;
 /// Those of a space, by address.
 Words plainWords(const std::string& text, const std::string& name) {
     Words words;
-    for (const JsonNode& space : parseJson(text).children)
-        if (space.key == name)
-            for (const JsonNode& block : space.children)
-                for (std::size_t i = 0; i < block.children.size(); ++i)
-                    words[std::atoi(block.key.c_str()) + static_cast<int>(i)] =
-                        std::strtol(text.c_str() + block.children[i].begin, nullptr, 10);
+    for (const JsonNode& space : parseJson(text).children) {
+        if (space.key != name)
+            continue;
+        for (const JsonNode& block : space.children)
+            for (std::size_t i = 0; i < block.children.size(); ++i)
+                words[std::atoi(block.key.c_str()) + static_cast<int>(i)] =
+                    std::strtol(text.c_str() + block.children[i].begin, nullptr, 10);
+    }
     return words;
 }
 
