@@ -195,9 +195,6 @@ void Document::openLeniently(const JsonFault& fault) {
         report(faultOffset(m_text), "does-not-convert", Severity::error,
                std::string("The daemon takes nothing of this document: ") + e.what(),
                "Make it JSON.");
-    } catch (const JsonFault&) {
-        // What nobody but the daemon's parser understands can't be looked into.
-        m_walk.reset();
     }
 }
 
