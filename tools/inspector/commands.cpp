@@ -5,8 +5,6 @@
 #include "inspector/reading/read-command.h"
 #include "inspector/reading/scan-command.h"
 #include "inspector/schema/json-schema.h"
-#include "inspector/solver/solve-command.h"
-#include "vx/enum.h"
 
 #include <cstdio>
 #include <memory>
@@ -17,41 +15,9 @@ namespace inspector {
 namespace {
 
 constexpr int highestAddress = 247;
-constexpr int highestRegister = 65535;
 
 void addJson(CLI::App& command, bool& target) {
     command.add_flag("--json", target, "One JSON document instead of text");
-}
-
-/// The words of one reading at most come from the bus, those of the last.
-void requireWords(const SolveOptions& options, bool hasRange) {
-    const bool hasBus = options.bus.address.tcp || options.bus.address.rtu;
-    const bool isSecond = options.again.has_value();
-    if (options.wordsAgain && !isSecond)
-        throw CLI::ValidationError("--words-again needs --again");
-    if (isSecond && !options.words)
-        throw CLI::ValidationError("--again needs the --words of the first reading");
-    const bool hasLast = isSecond ? options.wordsAgain.has_value() : options.words.has_value();
-    if (hasLast && hasBus)
-        throw CLI::ValidationError("Words from a file, or --tcp or --rtu: not both");
-    if (!hasLast && !hasBus)
-        throw CLI::ValidationError(isSecond ? "No words: give --words-again, --tcp or --rtu"
-                                            : "No words: give --words, --tcp or --rtu");
-    if (hasBus && !hasRange)
-        throw CLI::ValidationError("Which registers: give --from and --to");
-    if (hasRange && options.range.first > options.range.last)
-        throw CLI::ValidationError("--from is behind --to");
-    if (options.keep && !hasBus)
-        throw CLI::ValidationError("--keep needs --tcp or --rtu");
-}
-
-CLI::Validator fieldType() {
-    return {[](const std::string& text) {
-                return vx::tryToEnum<vxModel::ModbusFieldType>(text)
-                           ? std::string()
-                           : "'" + text + "' is no field of a register";
-            },
-            ""};
 }
 
 } // namespace
@@ -127,41 +93,6 @@ void addSchema(CLI::App& app, Command& command) {
             std::fputs(schemaOf(*format).c_str(), stdout);
             return 0;
         };
-    });
-}
-
-void addSolve(CLI::App& app, Command& command) {
-    CLI::App& solve =
-        *app.add_subcommand("solve", "Find the register that holds what a meter's display shows");
-    const auto options = std::make_shared<SolveOptions>();
-    solve.add_option("display", options->display, "Such as \"1651.91 kWh\", or the serial")
-        ->required()
-        ->check(named());
-    addFile(solve, "--words", options->words, "Words that were read; - is standard input");
-    solve.add_option("--again", options->again, "What the display shows some time later")
-        ->check(named());
-    addFile(solve, "--words-again", options->wordsAgain, "The words of that time");
-    addBus(solve, options->bus);
-    solve.add_option("--slave", options->range.slaveAddress, "Address of the meter (1)")
-        ->check(wholeNumber(0, 255));
-    CLI::Option* from = solve.add_option("--from", options->range.first, "First register to read")
-                            ->check(wholeNumber(0, highestRegister));
-    CLI::Option* to = solve.add_option("--to", options->range.last, "Last register to read")
-                          ->check(wholeNumber(0, highestRegister));
-    addFile(solve, "--keep", options->keep, "New file for the words that were read");
-    solve
-        .add_option_function<std::string>(
-            "--field",
-            [options](const std::string& name) {
-                options->fieldType = vx::tryToEnum<vxModel::ModbusFieldType>(name);
-            },
-            "Field of the entries, such as energyExport")
-        ->check(fieldType())
-        ->type_name("NAME");
-    addJson(solve, options->json);
-    solve.callback([options, from, to, &command] {
-        requireWords(*options, from->count() > 0 && to->count() > 0);
-        command = [options] { return runSolve(*options); };
     });
 }
 
