@@ -25,14 +25,14 @@ using vxModel::ModbusRegisterType;
 
 namespace {
 
-struct Reading {
+struct Shot {
     std::string display;
     WordSpaces spaces;
 };
 
 struct Input {
-    Reading first;
-    Reading later;
+    Shot first;
+    Shot later;
     std::optional<ModbusFieldType> fieldType;
 };
 
@@ -99,10 +99,6 @@ bool fits(ModbusFieldType fieldType, const Display& display) {
     return factsOf(fieldType).unit == (display.isPower() ? "W" : "Ws");
 }
 
-bool areOfOneKind(const Display& a, const Display& b) {
-    return a.isSerial() == b.isSerial() && a.isPower() == b.isPower();
-}
-
 ModbusMeteringSystem decoded(const ModbusRegister& entry, const WordSpaces& spaces) {
     const auto& blocks =
         entry.registerType == ModbusRegisterType::input ? spaces.input : spaces.holding;
@@ -158,21 +154,23 @@ void checkShows(const Display& display, const ModbusRegister& entry, const WordS
               display.text);
 }
 
-void checkCandidates(const Display& display, const std::vector<Candidate>& candidates,
-                     const WordSpaces& spaces) {
+/// Of several readings each entry stands once, be it beside another.
+void checkCandidates(const Readings& readings, const std::vector<Candidate>& candidates) {
     std::set<std::tuple<ModbusRegisterType, int, int, int, float>> entries;
-    const auto check = [&](const ModbusRegister& x) {
-        VX_ASSERT(entries
-                      .insert({x.registerType, x.address, static_cast<int>(x.modbusDataType),
-                               x.length, x.scaleValue})
-                      .second,
-                  x);
-        checkShows(display, x, spaces);
+    const auto check = [&](const ModbusRegister& x, bool isOnce) {
+        const bool isNew = entries
+                               .insert({x.registerType, x.address,
+                                        static_cast<int>(x.modbusDataType), x.length, x.scaleValue})
+                               .second;
+        VX_ASSERT(isNew || !isOnce, x);
+        for (const auto& [display, words] : readings)
+            checkShows(display, x, words);
     };
-    for (const Candidate& candidate : candidates) {
-        check(candidate.entry);
-        std::ranges::for_each(candidate.alike, check);
-    }
+    for (const Candidate& candidate : candidates)
+        check(candidate.entry, true);
+    for (const Candidate& candidate : candidates)
+        for (const ModbusRegister& other : candidate.alike)
+            check(other, readings.size() > 1);
     VX_ASSERT(std::ranges::is_sorted(candidates, std::greater(), &Candidate::plausibility));
 }
 
@@ -193,12 +191,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     }
     if (input.fieldType && !fits(*input.fieldType, first))
         return 0;
-    const auto candidates = candidatesFor(first, input.first.spaces, input.fieldType);
-    checkCandidates(first, candidates, input.first.spaces);
-    unreadableFor(first, input.first.spaces);
-    if (!areOfOneKind(first, later))
+    Readings readings = {{first, input.first.spaces}};
+    checkCandidates(readings, candidatesFor(readings, input.fieldType).best);
+    unreadableFor(readings);
+    if (!later.isAlike(first))
         return 0;
-    const auto left = stillFitting(candidates, later, input.later.spaces);
-    checkCandidates(later, left, input.later.spaces);
+    readings.push_back({later, input.later.spaces});
+    checkCandidates(readings, candidatesFor(readings, input.fieldType).best);
+    unreadableFor(readings);
     return 0;
 }

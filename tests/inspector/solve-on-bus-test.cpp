@@ -43,7 +43,7 @@ TEST_P(SolveOnBus, keepsTheWordsAndComparesThemWithASecondReading) {
     EXPECT_EQ(
         result.standardOutput,
         R"({"address": 20, "fieldType": "energyImport", "modbusDataType": "uint32", "length": 1, "scaleValue": 0.1, "registerType": "holding"}
-    uint32 9 x 0.1 is 0.9000001 kWh; of 2407748438 other words one would be
+    uint32 9 x 0.1 is 0.9000001 kWh; of 1000000000000000 other words one would be
     reads the same so far: int32 at address 20
     reads the same so far: uint16 at address 21
 )");
@@ -60,4 +60,28 @@ TEST_P(SolveOnBus, saysThatTheMeterKeepsSilentAndKeepsNoFile) {
               "modbus-inspector: Meter 7, holding register 0: no answer in time\n");
     EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(std::filesystem::exists(words));
+}
+
+TEST_P(SolveOnBus, findsTheSerial) {
+    const ProgramResult result = solve("S-1");
+
+    EXPECT_EQ(
+        result.standardOutput,
+        R"({"address": 0, "fieldType": "serial", "modbusDataType": "ascii", "length": 2, "scaleValue": 1, "registerType": "holding"}
+    ascii reads "S-1"
+)");
+    EXPECT_EQ(result.standardError, "");
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_P(SolveOnBus, saysHowOftenItWillAskForManyRegisters) {
+    meter().holding(0, std::vector<std::uint16_t>(2000)).input(0, std::vector<std::uint16_t>(2000));
+
+    const ProgramResult result =
+        runOnBus({"solve", "1250 W", "--slave", "7", "--from", "0", "--to", "1999"});
+
+    EXPECT_EQ(result.standardError,
+              isSerial() ? "Asking 32 times, and more often for what the meter refuses; the line "
+                           "alone takes 5 s for it.\n"
+                         : "Asking 32 times, and more often for what the meter refuses.\n");
 }

@@ -1,5 +1,8 @@
 #include "inspector/reading/word-range.h"
 
+#include "inspector/budget/bus-timing.h"
+#include "inspector/reading/targets.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -62,6 +65,19 @@ private:
 };
 
 } // namespace
+
+int requestsOf(const WordRange& range) {
+    constexpr int spaces = 2;
+    const int words = range.last - range.first + 1;
+    return spaces * ((words + MODBUS_MAX_READ_REGISTERS - 1) / MODBUS_MAX_READ_REGISTERS);
+}
+
+double secondsOf(const WordRange& range, const LineParameters& line) {
+    Installation installation;
+    installation.serial.emplace().value = parametersOf(line);
+    const int words = std::min(range.last - range.first + 1, MODBUS_MAX_READ_REGISTERS);
+    return requestsOf(range) * BusTiming(installation).exchange(words);
+}
 
 WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop) {
     const auto blocksOf = [&](bool isInput) {

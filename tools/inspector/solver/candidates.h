@@ -1,7 +1,8 @@
 #pragma once
 
-#include "inspector/solver/display.h"
-#include "inspector/solver/word-spaces.h"
+#include "inspector/solver/best.h"
+#include "inspector/solver/reading.h"
+#include "inspector/solver/reported.h"
 #include "model/modbus.h"
 
 #include <optional>
@@ -13,24 +14,19 @@ namespace inspector {
 /// A register entry under which the daemon reports what the display shows.
 struct Candidate {
     vxModel::ModbusRegister entry = {};
-    /// Of the daemon, in the unit of the display; or the serial.
-    double value = 0;
-    std::string serial = {};
-    /// The number of the words ahead of the scale, or their text.
-    std::string raw = {};
+    /// What it reports, at the last reading.
+    Reported reported = {};
+    /// The number of the words ahead of the scale, at the last reading.
+    float raw = 0;
     /// How unlikely other words would show it too, less what makes the entry unusual; in bits.
     double plausibility = 0;
-    /// Other types that read the same from these words.
+    /// Other entries that read the same from these words, at each reading.
     std::vector<vxModel::ModbusRegister> alike = {};
 };
 
-/// The best first. The field is @p fieldType, or the usual one of the display's unit.
-std::vector<Candidate> candidatesFor(const Display& display, const WordSpaces& spaces,
-                                     std::optional<vxModel::ModbusFieldType> fieldType);
-
-/// Those of @p earlier that fit a later reading of the same registers too. Entries that read the
-/// same number both times are one, with the others beside it.
-std::vector<Candidate> stillFitting(const std::vector<Candidate>& earlier, const Display& display,
-                                    const WordSpaces& spaces);
+/// The best first, at most a hundred. The field is @p fieldType, or the usual one of the display's
+/// unit. Of one reading each entry is a candidate; of several, those that read the same are one.
+Ranked<Candidate> candidatesFor(const Readings& readings,
+                                std::optional<vxModel::ModbusFieldType> fieldType = std::nullopt);
 
 } // namespace inspector

@@ -32,19 +32,34 @@ bool looksLikeValue(std::string_view text, std::size_t size) {
            (size < text.size() && (text[size] == '.' || text[size] == ','));
 }
 
+/// Whether behind a number more digits follow, and at last a unit.
+bool hasGroups(const std::string& rest) {
+    const std::size_t end = rest.find_first_not_of(" .,'0123456789");
+    return end != std::string::npos && end > 1 && rest.find_first_of(" .,'") == 0 &&
+           rest.find_first_of("0123456789") < end &&
+           std::any_of(units.begin(), units.end(),
+                       [&](const Unit& x) { return rest.substr(end) == x.name; });
+}
+
 } // namespace
 
 double Display::inUnit(double number) const {
     return number / factorOf(unit);
 }
 
-bool Display::shows(double number) const {
+std::pair<double, double> Display::sizes() const {
     // Single precision leaves seven digits, and each of the daemon's multiplications rounds.
     constexpr double precision = 3e-7;
-    const double slack = std::abs(value) * precision;
+    const double size = std::abs(value);
+    const double slack = size * precision;
+    return {size - step / 2 - slack, size + step + slack};
+}
+
+bool Display::shows(double number) const {
+    const auto [least, most] = sizes();
     const double size = std::abs(number);
-    return (number < 0) == (value < 0 || (value == 0 && number < 0)) &&
-           size >= std::abs(value) - step / 2 - slack && size < std::abs(value) + step + slack;
+    const bool hasSign = number == 0 || value == 0 || (number < 0) == (value < 0);
+    return hasSign && size >= least && size < most;
 }
 
 Display readDisplay(const std::string& text) {
@@ -66,6 +81,10 @@ Display readDisplay(const std::string& text) {
         std::find_if(units.begin(), units.end(), [&](const Unit& x) { return x.name == name; });
     if (error == std::errc::result_out_of_range)
         throw std::invalid_argument("\"" + trimmed + "\" is beyond all meters");
+    if (error == std::errc() && hasGroups(trimmed.substr(used)))
+        throw std::invalid_argument("\"" + trimmed +
+                                    "\" is no number; write its digits without a mark between "
+                                    "groups of them");
     if (error == std::errc() && unit == units.end() && looksLikeValue(trimmed, used))
         throw std::invalid_argument("\"" + trimmed +
                                     "\" has no unit; there are W, kW, Wh, kWh and MWh");

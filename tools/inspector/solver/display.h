@@ -1,9 +1,7 @@
 #pragma once
 
-#include "model/modbus.h"
-
-#include <optional>
 #include <string>
+#include <utility>
 
 namespace inspector {
 
@@ -24,11 +22,17 @@ struct Display {
     double inUnit(double number) const;
     /// Whether the display could show @p number, be it rounded or cut off.
     bool shows(double number) const;
+    /// The least and the most that a number without its sign may be then.
+    std::pair<double, double> sizes() const;
+    /// Whether what it shows could be the value of the same register.
+    bool isAlike(const Display& other) const {
+        return isSerial() == other.isSerial() && isPower() == other.isPower();
+    }
 };
 
 /// Reads a number with a unit, else a serial. A comma counts as decimal point. Throws
-/// `std::invalid_argument` for an empty text, a number that isn't finite, and one with an unknown
-/// unit or a fraction without one.
+/// `std::invalid_argument` for an empty text, a number that isn't finite or whose digits are in
+/// groups, and one with an unknown unit or a fraction without one.
 Display readDisplay(const std::string& text);
 
 } // namespace inspector

@@ -1,27 +1,62 @@
 #pragma once
 
-#include "inspector/solver/display.h"
+#include "inspector/solver/reading.h"
 #include "model/modbus.h"
 
+#include <functional>
+#include <optional>
+#include <span>
 #include <vector>
 
 namespace inspector {
 
-/// A scale that takes a number to what the display shows.
+/// A scale that takes numbers to what the displays show.
 struct Match {
+    /// Below zero if the numbers have the other sign than what is shown.
     float scale = 1;
-    /// What the daemon reports, in watts or kilowatt-hours.
-    double value = 0;
     /// How unlikely other words would show it too, less what makes the scale unusual; in bits.
     double plausibility = 0;
 };
 
-/// Tries the scales that meters use: powers of ten, halves and fifths of them, and what takes
-/// seconds or megajoules to hours.
-std::vector<Match> matchesOf(const Display& display, vxModel::ModbusFieldType fieldType,
-                             vxModel::ModbusDataType dataType, float raw);
+/// Finds the scales between the numbers of a register and what the display shows, each time. Tries
+/// those that meters use: powers of ten, halves and fifths of them, and what takes seconds or
+/// megajoules to hours.
+class Matching {
+public:
+    explicit Matching(const Readings& readings);
 
-/// What the daemon makes of a number, in watts or kilowatt-hours.
-double reportedNumber(vxModel::ModbusFieldType fieldType, float raw, float scale);
+    /// @p numbers has one for each reading. What is found may differ from what the display shows by
+    /// a rounding of the daemon.
+    void match(vxModel::ModbusDataType type, std::span<const float> numbers,
+               const std::function<void(const Match&)>& found) const;
+
+private:
+    /// The sizes of numbers that show under a scale what a display shows.
+    struct Interval {
+        double least;
+        double most;
+        /// What it shows.
+        double display;
+
+        bool contains(double number) const;
+    };
+    struct Scale {
+        float factor = 1;
+        /// One for each reading.
+        std::vector<Interval> intervals = {};
+        /// Of the first one.
+        double least = 0;
+        double most = 0;
+    };
+
+    /// Whether all numbers have the other sign than what is shown; nothing if some don't fit.
+    static std::optional<bool> turned(const Scale& scale, std::span<const float> numbers);
+    static double rarity(vxModel::ModbusDataType type, const Interval& interval, float number);
+    static double plausibility(const Scale& scale, vxModel::ModbusDataType type,
+                               std::span<const float> numbers, bool isTurned);
+
+    /// The largest factor first.
+    std::vector<Scale> m_scales = {};
+};
 
 } // namespace inspector

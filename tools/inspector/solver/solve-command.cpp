@@ -4,11 +4,12 @@
 #include "inspector/input/sources.h"
 #include "inspector/reading/interruption.h"
 #include "inspector/reading/new-file.h"
+#include "inspector/solver/candidates.h"
 #include "inspector/solver/solve-report.h"
+#include "inspector/solver/unreadable.h"
 #include "inspector/solver/word-spaces.h"
 #include "vx/enum.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -23,11 +24,25 @@ Display displayOf(const std::string& text) {
     }
 }
 
+/// On standard error, as it comes ahead of what may take long.
+void tellHowLong(const SolveOptions& options) {
+    const int requests = requestsOf(options.range);
+    constexpr int manyRequests = 10;
+    if (requests < manyRequests)
+        return;
+    std::fprintf(stderr, "Asking %d times, and more often for what the meter refuses", requests);
+    if (options.bus.address.rtu)
+        std::fprintf(stderr, "; the line alone takes %.0f s for it",
+                     secondsOf(options.range, options.bus.address.line));
+    std::fputs(".\n", stderr);
+}
+
 WordSpaces wordsNow(const SolveOptions& options) {
     NewFile kept(options.keep);
     BusSession session(options.bus);
     endAtSignals();
-    const WordSpaces spaces = readWords(session.bus(), options.range, isEnding());
+    tellHowLong(options);
+    WordSpaces spaces = readWords(session.bus(), options.range, isEnding());
     std::fputs((toJson(spaces) + "\n").c_str(), kept.file());
     kept.keep();
     return spaces;
@@ -51,35 +66,36 @@ void requireFittingField(const Display& display,
                               display.text + "\"");
 }
 
+Readings readingsOf(const SolveOptions& options) {
+    Readings readings = {{displayOf(options.display), {}}};
+    requireFittingField(readings.front().display, options.fieldType);
+    if (options.again)
+        readings.push_back({displayOf(*options.again), {}});
+    if (!readings.back().display.isAlike(readings.front().display))
+        throw UnreadableInput("\"" + readings.back().display.text +
+                              "\" is another kind of value than \"" +
+                              readings.front().display.text + "\"");
+    readings.front().words = wordsOf(options.words, options);
+    if (options.again)
+        readings.back().words = wordsOf(options.wordsAgain, options);
+    return readings;
+}
+
 } // namespace
 
 int runSolve(const SolveOptions& options) {
-    Display display = displayOf(options.display);
-    requireFittingField(display, options.fieldType);
-    WordSpaces words = wordsOf(options.words, options);
-    auto candidates = candidatesFor(display, words, options.fieldType);
-    auto unreadable = unreadableFor(display, words);
-    if (options.again) {
-        const Display again = displayOf(*options.again);
-        if (again.isSerial() != display.isSerial() || again.isPower() != display.isPower())
-            throw UnreadableInput("\"" + again.text + "\" is another kind of value than \"" +
-                                  display.text + "\"");
-        display = again;
-        words = wordsOf(options.wordsAgain, options);
-        candidates = stillFitting(candidates, display, words);
-        const auto now = unreadableFor(display, words);
-        std::erase_if(unreadable, [&](const Unreadable& x) {
-            return std::find(now.begin(), now.end(), x) == now.end();
-        });
-    }
+    const Readings readings = readingsOf(options);
+    Solution solution{readings.back().display, candidatesFor(readings, options.fieldType),
+                      unreadableFor(readings)};
+    dropReadable(solution.unreadable.best, solution.candidates.best);
     if (options.json) {
         JsonOutput output(stdout);
-        writeSolution(output, display, candidates, unreadable);
+        writeSolution(output, solution);
     } else {
         Terminal terminal(stdout);
-        printSolution(terminal, display, candidates, unreadable);
+        printSolution(terminal, solution);
     }
-    return candidates.empty() ? 1 : 0;
+    return solution.candidates.best.empty() ? 1 : 0;
 }
 
 } // namespace inspector

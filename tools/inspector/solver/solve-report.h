@@ -6,19 +6,16 @@
 #include "inspector/solver/display.h"
 #include "inspector/solver/unreadable.h"
 
-#include <string>
-#include <vector>
-
 namespace inspector {
 
-/// The entry as it stands in a map.
-std::string entryText(const vxModel::ModbusRegister& entry);
+struct Solution {
+    /// What it shows last.
+    Display display;
+    Ranked<Candidate> candidates;
+    Ranked<Unreadable> unreadable;
+};
 
-void printSolution(Terminal& terminal, const Display& display,
-                   const std::vector<Candidate>& candidates,
-                   const std::vector<Unreadable>& unreadable);
-void writeSolution(JsonOutput& output, const Display& display,
-                   const std::vector<Candidate>& candidates,
-                   const std::vector<Unreadable>& unreadable);
+void printSolution(Terminal& terminal, const Solution& solution);
+void writeSolution(JsonOutput& output, const Solution& solution);
 
 } // namespace inspector

@@ -1,16 +1,26 @@
 #include "inspector/solver/unreadable.h"
 
+#include "inspector/daemon/daemon-facts.h"
 #include "inspector/solver/matching.h"
+#include "inspector/solver/number-types.h"
+#include "inspector/solver/places.h"
 #include "modbus/register-words.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace inspector {
 namespace {
 
+using orv::modbusreader::dataCountMultiplier;
 using vxModel::ModbusDataType;
-using vxModel::ModbusFieldType;
+
+constexpr std::size_t mostTold = 20;
+/// Of those that share words, and so aren't told.
+constexpr std::size_t mostKept = 1000;
+/// What more places than this would show by chance isn't told.
+constexpr double largestChance = 0.1;
 
 using Words = std::array<std::uint16_t, 4>;
 
@@ -25,22 +35,15 @@ constexpr std::array orders = {Order{"little-endian words", true, false},
                                Order{"swapped bytes", false, true},
                                Order{"little-endian words with swapped bytes", true, true}};
 
-constexpr std::array types = {ModbusDataType::uint64,  ModbusDataType::int64,
-                              ModbusDataType::float32, ModbusDataType::uint32,
-                              ModbusDataType::int32,   ModbusDataType::uint16};
-
-/// Beyond this no chance is left.
-constexpr double leastPlausibility = 12;
-
 std::uint16_t swapped(std::uint16_t word) {
     return static_cast<std::uint16_t>(word << 8 | word >> 8);
 }
 
-Words inOrder(const std::uint16_t* words, std::size_t count, const Order& order) {
+Words inOrder(std::span<const std::uint16_t> words, const Order& order) {
     Words result{};
-    std::copy_n(words, count, result.begin());
+    std::copy(words.begin(), words.end(), result.begin());
     if (order.hasLittleEndianWords)
-        std::reverse(result.begin(), result.begin() + static_cast<std::ptrdiff_t>(count));
+        std::reverse(result.begin(), result.begin() + std::ssize(words));
     if (order.hasSwappedBytes)
         std::transform(result.begin(), result.end(), result.begin(), swapped);
     return result;
@@ -48,77 +51,132 @@ Words inOrder(const std::uint16_t* words, std::size_t count, const Order& order)
 
 class Search {
 public:
-    Search(const Display& display, const char* space, std::vector<Unreadable>& found)
-        : m_display(display),
-          m_fieldType(display.isPower() ? ModbusFieldType::powerImport
-                                        : ModbusFieldType::energyImport),
-          m_space(space),
-          m_found(found) {}
+    explicit Search(const Readings& readings)
+        : m_readings(readings),
+          m_matching(readings),
+          m_numbers(readings.size()),
+          m_places(static_cast<double>(countOfWords(readings))) {}
 
-    void look(int address, const std::uint16_t* words, std::size_t size) {
-        if (m_display.isSerial()) {
-            lookForSerial(address, words, size);
+    void look(const Place& place) {
+        if (m_readings.front().display.isSerial()) {
+            lookForSerial(place);
             return;
         }
-        for (const ModbusDataType type : types) {
-            const auto count =
-                static_cast<std::size_t>(orv::modbusreader::dataCountMultiplier(type));
-            if (count > size)
-                continue;
-            for (const Order& order : orders) {
-                const Words ordered = inOrder(words, count, order);
-                // What reads the same in the daemon's own order is no news.
-                if (std::equal(words, words + count, ordered.begin()) ||
-                    (count == 1 && order.hasLittleEndianWords))
-                    continue;
-                add(address, order.name, type,
-                    *orv::modbusreader::decodeNumber(ordered.data(), type));
-            }
+        for (const ModbusDataType type : numberTypes)
+            for (const Order& order : orders)
+                lookForNumber(place, type, order);
+        lookForSigned16(place);
+    }
+
+    Ranked<Unreadable> take() {
+        Ranked<Unreadable> all = m_best.take();
+        std::vector<Unreadable> told;
+        for (const Unreadable& x : all.best)
+            if (std::none_of(told.begin(), told.end(),
+                             [&](const Unreadable& y) { return shareWords(x, y); }))
+                told.push_back(x);
+        if (told.size() > mostTold) {
+            all.leftOut += told.size() - mostTold;
+            told.resize(mostTold);
         }
-        // Only below zero it differs from one without sign.
-        if (static_cast<std::int16_t>(*words) < 0)
-            add(address, "signed 16 bits", ModbusDataType::int16,
-                static_cast<float>(static_cast<std::int16_t>(*words)));
+        return {std::move(told), all.leftOut};
     }
 
 private:
-    void add(int address, const char* order, ModbusDataType type, float raw) {
-        for (const Match& match : matchesOf(m_display, m_fieldType, type, raw))
-            if (match.plausibility > leastPlausibility)
-                m_found.push_back({address, m_space, order, type, match.scale});
+    static bool shareWords(const Unreadable& a, const Unreadable& b) {
+        return a.space == b.space && a.address < b.address + b.words &&
+               b.address < a.address + a.words;
     }
 
-    void lookForSerial(int address, const std::uint16_t* words, std::size_t size) {
-        const std::size_t length = (m_display.text.size() + 1) / 2;
-        if (length > size || length < 2)
+    void lookForNumber(const Place& place, ModbusDataType type, const Order& order) {
+        const auto count = static_cast<std::size_t>(dataCountMultiplier(type));
+        if (count > place.size() || (count == 1 && order.hasLittleEndianWords))
             return;
-        std::vector<std::uint16_t> ordered(words, words + length);
-        std::transform(ordered.begin(), ordered.end(), ordered.begin(), swapped);
-        if (orv::modbusreader::decodeText(ordered.data(), length) == m_display.text)
-            m_found.push_back({address, m_space, "swapped bytes", ModbusDataType::ascii});
-        const Words little = inOrder(words, 2, orders[0]);
-        if (std::to_string(orv::modbusreader::unsigned32(little.data())) == m_display.text)
-            m_found.push_back({address, m_space, "little-endian words", ModbusDataType::uint32});
+        bool isNews = false;
+        for (std::size_t i = 0; i < m_numbers.size(); ++i) {
+            const auto words = place.words[i].first(count);
+            const Words ordered = inOrder(words, order);
+            isNews = isNews || !std::equal(words.begin(), words.end(), ordered.begin());
+            m_numbers[i] = *orv::modbusreader::decodeNumber(ordered.data(), type);
+        }
+        // What reads the same in the daemon's own order is none.
+        if (isNews)
+            addMatches(place, order.name, type, static_cast<int>(count));
     }
 
-    const Display& m_display;
-    ModbusFieldType m_fieldType;
-    const char* m_space;
-    std::vector<Unreadable>& m_found;
+    void lookForSigned16(const Place& place) {
+        bool isNews = false;
+        for (std::size_t i = 0; i < m_numbers.size(); ++i) {
+            const auto number = static_cast<std::int16_t>(place.words[i][0]);
+            m_numbers[i] = static_cast<float>(number);
+            isNews = isNews || number < 0;
+        }
+        // Only below zero it differs from one without sign.
+        if (isNews)
+            addMatches(place, "signed 16 bits", ModbusDataType::int16, 1);
+    }
+
+    void addMatches(const Place& place, const char* order, ModbusDataType type, int words) {
+        m_matching.match(type, m_numbers,
+                         [&](const Match& match) { add(place, order, type, words, match); });
+    }
+
+    void lookForSerial(const Place& place) {
+        constexpr double bitsOfWord = 16;
+        const std::string& text = m_readings.back().display.text;
+        const std::size_t length = (text.size() + 1) / 2;
+        const auto words = place.words.back();
+        if (length > words.size() || length < 2)
+            return;
+        std::vector<std::uint16_t> bytes(length);
+        std::transform(words.begin(), words.begin() + std::ssize(bytes), bytes.begin(), swapped);
+        const auto found = [&](const char* order, ModbusDataType type, std::size_t count) {
+            add(place, order, type, static_cast<int>(count),
+                {.plausibility = bitsOfWord * static_cast<double>(count)});
+        };
+        if (orv::modbusreader::decodeText(bytes.data(), length) == text)
+            found("swapped bytes", ModbusDataType::ascii, length);
+        const Words little = inOrder(words.first(2), orders[0]);
+        if (std::to_string(orv::modbusreader::unsigned32(little.data())) == text)
+            found("little-endian words", ModbusDataType::uint32, 2);
+    }
+
+    void add(const Place& place, const char* order, ModbusDataType type, int words,
+             const Match& match) {
+        const double chance = m_places * std::exp2(-match.plausibility);
+        if (chance > largestChance || !m_best.counts(match.plausibility))
+            return;
+        m_best.add({place.address, std::string(place.space()), order, type, words, match.scale,
+                    m_numbers.back(), match.plausibility, chance});
+    }
+
+    const Readings& m_readings;
+    Matching m_matching;
+    /// Of the place that is looked at, one for each reading.
+    std::vector<float> m_numbers;
+    double m_places;
+    Best<Unreadable> m_best{mostKept};
 };
 
 } // namespace
 
-std::vector<Unreadable> unreadableFor(const Display& display, const WordSpaces& spaces) {
-    std::vector<Unreadable> found;
-    for (const auto& [name, blocks] :
-         {std::pair("input", &spaces.input), std::pair("holding", &spaces.holding)}) {
-        Search search(display, name, found);
-        for (const auto& [address, words] : *blocks)
-            for (std::size_t i = 0; i < words.size(); ++i)
-                search.look(address + static_cast<int>(i), words.data() + i, words.size() - i);
-    }
-    return found;
+Ranked<Unreadable> unreadableFor(const Readings& readings) {
+    Search search(readings);
+    forEachPlace(readings, [&](const Place& place) { search.look(place); });
+    return search.take();
+}
+
+void dropReadable(std::vector<Unreadable>& unreadable, const std::vector<Candidate>& candidates) {
+    const auto explains = [](const Candidate& x, const Unreadable& y) {
+        const bool isInput = x.entry.registerType == vxModel::ModbusRegisterType::input;
+        return x.plausibility > y.plausibility && (y.space == "input") == isInput &&
+               x.entry.address < y.address + y.words &&
+               y.address < x.entry.address + wordsOf(x.entry);
+    };
+    std::erase_if(unreadable, [&](const Unreadable& y) {
+        return std::any_of(candidates.begin(), candidates.end(),
+                           [&](const Candidate& x) { return explains(x, y); });
+    });
 }
 
 } // namespace inspector

@@ -1,0 +1,100 @@
+#include "inspector/solver/reasons.h"
+
+#include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/register-row.h"
+#include "inspector/output/finding.h"
+#include "vx/enum.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace inspector {
+namespace {
+
+std::string digits(const char* format, double value) {
+    std::array<char, 32> text;
+    const int size = std::snprintf(text.data(), text.size(), format, value);
+    return {text.data(), static_cast<std::size_t>(size)};
+}
+
+std::string number(double value) {
+    return digits("%.7g", value);
+}
+
+/// "uint32 9 x 0.1 is 0.9 kWh".
+std::string product(vxModel::ModbusDataType type, float raw, float scale, double value,
+                    const Display& display) {
+    return vx::fromEnum<std::string>(type) + " " + digits("%.9g", static_cast<double>(raw)) +
+           " x " + shortest(scale) + " is " + number(value) + " " + display.unit;
+}
+
+/// What becomes of the sign, if that isn't plain.
+std::string signOf(const Display& display, const Candidate& candidate) {
+    const auto& [entry, reported, raw, plausibility, alike] = candidate;
+    const FieldFacts& facts = factsOf(entry.fieldType);
+    const std::string value =
+        number(std::abs(display.inUnit(reported.number))) + " " + display.unit;
+    std::string text;
+    if (reported.member == facts.memberOfNegative && reported.number != 0)
+        text = ", which the daemon reports as " + reported.member + " " + value;
+    else if (reported.number < 0)
+        text = ", which the daemon reports as it is, a " + reported.member + " below zero";
+    if (entry.scaleValue > 0)
+        return text;
+    text += "; the words have the other sign than the display, and the negative scale turns it";
+    if (display.value <= 0)
+        return text;
+    text += ": what is above zero there is reported as ";
+    if (facts.memberOfNegative.empty())
+        return text + "a " + facts.member + " below zero";
+    return text + facts.memberOfNegative + "; if the display only leaves out a sign, the scale " +
+           shortest(-entry.scaleValue) + " is right, which reports " + facts.memberOfNegative +
+           " " + value;
+}
+
+std::string rarityOf(const Candidate& candidate) {
+    constexpr double mostWords = 1e15;
+    if (candidate.raw == 0)
+        return "; a zero tells neither scale nor place";
+    const double one = std::exp2(std::max(candidate.plausibility, 0.0));
+    if (one < 2)
+        return "; as many other words would be";
+    return "; of " + std::to_string(std::llround(std::min(one, mostWords))) +
+           " other words one would be";
+}
+
+} // namespace
+
+double asWritten(double value) {
+    return std::strtod(number(value).c_str(), nullptr);
+}
+
+std::string reasonOf(const Display& display, const Candidate& candidate) {
+    const vxModel::ModbusDataType type = candidate.entry.modbusDataType;
+    if (display.isSerial())
+        return vx::fromEnum<std::string>(type) + " reads " + quoted(display.text);
+    return product(type, candidate.raw, candidate.entry.scaleValue,
+                   display.inUnit(candidate.reported.flow), display) +
+           signOf(display, candidate) + rarityOf(candidate);
+}
+
+double valueOf(const Display& display, const Unreadable& unreadable) {
+    return display.inUnit(static_cast<double>(unreadable.raw * unreadable.scale));
+}
+
+std::string reasonOf(const Display& display, const Unreadable& unreadable) {
+    constexpr double hardlyAny = 0.001;
+    const bool isCertain = unreadable.chance < hardlyAny;
+    const vxModel::ModbusDataType type = unreadable.modbusDataType;
+    const std::string read =
+        display.isSerial() ? vx::fromEnum<std::string>(type) + " reads " + quoted(display.text)
+                           : product(type, unreadable.raw, unreadable.scale,
+                                     valueOf(display, unreadable), display);
+    return read + " in " + unreadable.order + ", which the daemon can't read, so no map helps; " +
+           (isCertain ? "hardly a coincidence" : "it may be a coincidence");
+}
+
+} // namespace inspector
