@@ -71,6 +71,36 @@ TEST(MapOutput, showsWhereThePollsTimeGoes) {
 )");
 }
 
+TEST(MapOutput, letsNoControlCharacterReachTheTerminal) {
+    const TemporaryDirectory files;
+    const ProgramResult result =
+        run({"map", "--supported",
+             files.write("supported",
+                         "{\"id\":\"\\u001b[31m\\u0007\xC2\x9B\xFFü\",\"registers\":[]}")});
+
+    EXPECT_EQ(result.standardOutput, R"(Model "\u001b[31m\u0007\u009b\xffü"
+  space  fn  address  hex  words  type  scale  member  unit  largest  step  if unread
+
+error no-serial-register supported:1:41 /registers
+    The daemon never sends anything of this model's meters, whatever serial the list of attached meters gives them.
+    Add a register of type "serial"; with a serial in the list it isn't read.
+)");
+}
+
+TEST(MapOutput, isJsonWhateverBytesATextHas) {
+    const TemporaryDirectory files;
+    const ProgramResult result =
+        run({"map", "--json", "--supported",
+             files.write("supported",
+                         "{\"id\":\"\\u001bü\xE2\x82\xFF\xED\xA0\x80\xC0\xAF\",\"k\xFFy\":1}")});
+
+    EXPECT_EQ(result.standardOutput.substr(0, result.standardOutput.find("\"budget\"")) + "\n",
+              inOneLine(
+                  R"json({"models":[{"id":"\u001Bü��������","registers":[]}],"findings":[
+{"name":"no-serial-register","severity":"error","document":"supported","path":"/registers","message":"The daemon never sends anything of this model's meters, whatever serial the list of attached meters gives them.","remedy":"Add a register of type \"serial\"; with a serial in the list it isn't read.","line":1,"column":1},
+{"name":"unknown-key","severity":"warning","document":"supported","path":"/k�y","message":"The daemon knows no key \"k�y\" here and ignores it.","remedy":"Delete it; those known are \"id\", \"displayName\", \"model\", \"manufacturer\", \"registers\".","line":1,"column":21}],)json"));
+}
+
 TEST(MapOutput, saysAllOfItAsJson) {
     EXPECT_EQ(mapWith({"--json"}), inOneLine(R"json({"models":[{"id":"em-1","registers":[
 {"address":0,"space":"holding","function":3,"words":4,"dataType":"ascii","scale":1.0,"fieldType":"serial","member":"id","memberOfNegative":null,"unit":null,"carried":false},

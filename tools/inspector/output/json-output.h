@@ -1,6 +1,7 @@
 #pragma once
 
 #include "inspector/output/finding.h"
+#include "inspector/output/safe-text.h"
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -8,11 +9,12 @@
 #include <cmath>
 #include <concepts>
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 namespace inspector {
 
-/// JSON for machines, written as it comes.
+/// JSON for machines, written as it comes. Texts may have any bytes.
 class JsonOutput {
 public:
     /// One document, to a file.
@@ -29,7 +31,12 @@ public:
     void beginList() { m_writer.StartArray(); }
     void endList() { m_writer.EndArray(); }
     void key(std::string_view text) { m_writer.Key(text.data(), sizeOf(text)); }
-    void value(std::string_view text) { m_writer.String(text.data(), sizeOf(text)); }
+    void value(std::string_view text) {
+        if (isPlain(text))
+            m_writer.String(text.data(), sizeOf(text));
+        else
+            valueOfAnyBytes(text);
+    }
     void value(const char* text) { value(std::string_view(text)); }
     void value(const std::string& text) { value(std::string_view(text)); }
     void value(bool flag) { m_writer.Bool(flag); }
@@ -66,6 +73,10 @@ private:
     static constexpr std::size_t mostKept = 65536;
     static rapidjson::SizeType sizeOf(std::string_view text) {
         return static_cast<rapidjson::SizeType>(text.size());
+    }
+    void valueOfAnyBytes(std::string_view text) {
+        const std::string clean = utf8Of(text);
+        m_writer.String(clean.data(), sizeOf(clean));
     }
     void flush() {
         std::fwrite(m_text.GetString(), 1, m_text.GetSize(), m_file);

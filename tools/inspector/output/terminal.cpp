@@ -1,5 +1,7 @@
 #include "inspector/output/terminal.h"
 
+#include "inspector/output/safe-text.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -7,6 +9,23 @@
 #include <cstdlib>
 
 namespace inspector {
+namespace {
+
+constexpr std::string_view bolder = "\x1b[1m";
+constexpr std::string_view red = "\x1b[31m";
+constexpr std::string_view yellow = "\x1b[33m";
+constexpr std::string_view cyan = "\x1b[36m";
+constexpr std::string_view ending = "\x1b[0m";
+
+/// The style that a text begins with, or an empty one.
+std::string_view styleAhead(std::string_view text) {
+    for (const std::string_view style : {bolder, red, yellow, cyan, ending})
+        if (text.substr(0, style.size()) == style)
+            return style;
+    return {};
+}
+
+} // namespace
 
 Terminal::Terminal(std::FILE* file) : m_file(file) {
     if (isatty(fileno(file)) == 0)
@@ -24,7 +43,10 @@ void Terminal::write(std::string_view text) {
 }
 
 void Terminal::line(std::string_view text) {
-    write(text);
+    if (isPlain(text))
+        write(text);
+    else
+        write(shown(text));
     write("\n");
 }
 
@@ -44,21 +66,35 @@ void Terminal::paragraph(std::string_view text, std::size_t indent) {
 }
 
 std::string Terminal::bold(std::string_view text) const {
-    return styled("1", text);
+    return styled(bolder, text);
 }
 
 std::string Terminal::coloured(Severity severity, std::string_view text) const {
-    return styled(severity == Severity::error     ? "31"
-                  : severity == Severity::warning ? "33"
-                                                  : "36",
+    return styled(severity == Severity::error     ? red
+                  : severity == Severity::warning ? yellow
+                                                  : cyan,
                   text);
 }
 
 std::string Terminal::styled(std::string_view style, std::string_view text) const {
     if (!m_hasColours)
         return std::string(text);
-    std::string result = "\x1b[";
-    result.append(style).append("m").append(text).append("\x1b[0m");
+    std::string result(style);
+    return result.append(text).append(ending);
+}
+
+/// All but its own styles.
+std::string Terminal::shown(std::string_view text) const {
+    if (!m_hasColours)
+        return shownText(text);
+    std::string result;
+    while (!text.empty()) {
+        const std::string_view style = styleAhead(text);
+        const std::size_t end = std::min(text.find('\x1b', 1), text.size());
+        const std::size_t size = style.empty() ? end : style.size();
+        result += style.empty() ? shownText(text.substr(0, size)) : std::string(style);
+        text.remove_prefix(size);
+    }
     return result;
 }
 

@@ -9,14 +9,14 @@
 
 namespace inspector {
 
-/// Where text for people goes: as wide as the terminal, and in colours on one alone.
+/// Where text for people goes: as wide as the terminal, and in colours on one alone. What isn't
+/// printable stands as `shownText` has it.
 class Terminal {
 public:
     explicit Terminal(std::FILE* file);
 
     /// In characters; no text is cut or wrapped for a file or a pipe.
     std::size_t width() const { return m_width; }
-    void write(std::string_view text);
     void line(std::string_view text = {});
     /// Breaks lines at blanks; those behind the first one begin at the same column.
     void paragraph(std::string_view text, std::size_t indent);
@@ -25,6 +25,8 @@ public:
     std::string coloured(Severity severity, std::string_view text) const;
 
 private:
+    void write(std::string_view text);
+    std::string shown(std::string_view text) const;
     std::string styled(std::string_view style, std::string_view text) const;
 
     std::FILE* m_file;

@@ -1,5 +1,7 @@
 #include "inspector/output/text-table.h"
 
+#include "inspector/output/safe-text.h"
+
 #include <algorithm>
 #include <numeric>
 #include <utility>
@@ -15,7 +17,8 @@ std::size_t lengthOf(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-void append(std::string& line, std::string_view text, std::size_t blanks, TextTable::Side side) {
+void appendCell(std::string& line, std::string_view text, std::size_t blanks,
+                TextTable::Side side) {
     if (side == TextTable::Side::right)
         line.append(blanks, ' ');
     line.append(text);
@@ -34,12 +37,22 @@ TextTable::TextTable(std::vector<Column> columns) : m_columns(std::move(columns)
 void TextTable::add(std::initializer_list<std::string_view> row) {
     std::size_t column = 0;
     for (const std::string_view text : row) {
-        const std::size_t length = lengthOf(text);
+        const std::size_t length = append(text);
         m_widths[column] = std::max(m_widths[column], length);
-        m_text.append(text);
         m_cells.push_back({m_text.size(), length});
         ++column;
     }
+}
+
+/// Returns the number of characters.
+std::size_t TextTable::append(std::string_view text) {
+    if (isPlain(text)) {
+        m_text.append(text);
+        return text.size();
+    }
+    const std::string shown = shownText(text);
+    m_text.append(shown);
+    return lengthOf(shown);
 }
 
 std::vector<std::size_t> TextTable::shownColumns(std::size_t room) const {
@@ -64,7 +77,7 @@ void TextTable::print(Terminal& terminal, std::size_t indent) const {
     std::string line;
     const auto begin = [&] { line.assign(indent, ' '); };
     const auto add = [&](std::size_t column, std::string_view text, std::size_t length) {
-        append(line, text, m_widths[column] - length, m_columns[column].side);
+        appendCell(line, text, m_widths[column] - length, m_columns[column].side);
     };
     const auto end = [&] { line.erase(line.find_last_not_of(' ') + 1); };
     begin();

@@ -34,6 +34,7 @@ private:
         std::size_t length;
     };
 
+    std::size_t append(std::string_view text);
     std::vector<std::size_t> shownColumns(std::size_t room) const;
 
     std::vector<Column> m_columns;

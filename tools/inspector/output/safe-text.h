@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace inspector {
+
+/// The text with U+FFFD in the place of each byte that is no part of UTF-8.
+std::string utf8Of(std::string_view text);
+
+/// What of a text from elsewhere may reach a terminal: control characters stand as "\u001b", and
+/// bytes that are no part of UTF-8 as "\xff".
+std::string shownText(std::string_view text);
+
+/// Whether `shownText` leaves the text as it is, and it is ASCII.
+bool isPlain(std::string_view text);
+
+} // namespace inspector
