@@ -47,7 +47,22 @@ TEST(TextFindings, aReplyThatDoesNotConvertShowsTheDaemonsMessageAndThePlace) {
                   {R"({"address":70000,"fieldType":"powerImport","modbusDataType":"uint16","length":1})"})}}),
         R"(error does-not-convert supported:3:12 /data/0/registers/1/address
   The daemon takes nothing of this document: Narrowing error. t:4464 u:70000 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) vx/record.h:146 / address / 1 / registers / 0 / data
-  Give it a value of the kind that belongs here.
+  Give it a whole number from 0 to 65535.
+)");
+}
+
+TEST(TextFindings, theDaemonStopsAtTheFirstOfSeveralValuesThatDoNotConvert) {
+    EXPECT_EQ(
+        findings({{"attached", R"({"data":[{"slaveAddress":true,"name":7},{"configId":8}]})"}}),
+        R"(error does-not-convert attached:1:26 /data/0/slaveAddress
+  The daemon would stop at this value too: Expecting json number / string. type:1 condition:type == json_type_string || type == json_type_int || type == json_type_double vx/record.h:140 / slaveAddress / 0 / data
+  Give it a whole number from -2147483648 to 2147483647.
+error does-not-convert attached:1:38 /data/0/name
+  The daemon takes nothing of this document: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / name / 0 / data
+  Give it a text.
+error does-not-convert attached:1:53 /data/1/configId
+  The daemon would stop at this value too: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / configId / 1 / data
+  Give it a text.
 )");
 }
 
@@ -55,7 +70,7 @@ TEST(TextFindings, aListThatIsNoneDoesNotConvert) {
     EXPECT_EQ(findings({{"supported", R"({"data":{}})"}}),
               R"(error does-not-convert supported:1:9 /data
   The daemon takes nothing of this document: Expecting json array. jsonType:4 condition:jsonType == json_type_array vx/record.h:217 / data
-  Give it a value of the kind that belongs here.
+  Give it a list.
 )");
 }
 
@@ -84,7 +99,7 @@ TEST(TextFindings, aReplyThatIsANumberDoesNotConvert) {
     EXPECT_EQ(findings({{"serial", "7"}}),
               R"(error does-not-convert serial:1:1
   The daemon takes nothing of this document: Expecting json object. jsonType:3 condition:jsonType == json_type_object vx/record.h:251
-  Give it a value of the kind that belongs here.
+  Give it an object.
 )");
 }
 
@@ -92,7 +107,7 @@ TEST(TextFindings, aReplyWithoutDataCountsAsEmpty) {
     EXPECT_EQ(findings({{"attached", R"({"meters":[]})"}}),
               R"(error no-data attached:1:1 /data
   Without a key "data" the daemon takes the reply for an empty one.
-  Put what the reply is to say under the key "data".
+  Put it into a list under the key "data": {"data": [...]}.
 )");
 }
 
@@ -115,7 +130,7 @@ TEST(TextFindings, anUnknownNameOfAFieldHasTheNearestOneAndTheValueZero) {
               withRegisters(
                   {R"({"address":10,"fieldType":"energyImports","modbusDataType":"uint32","length":1,"scaleValue":0.01})"})}}),
         R"(error unknown-name supported:3:27 /data/0/registers/1/fieldType
-  The daemon doesn't know the name "energyImports" and takes "none" instead, its value 0.
+  The daemon doesn't know the name "energyImports" and takes "none" instead, its value 0: it reads the register and drops it.
   Did you mean "energyImport"?
 )");
 }
@@ -127,7 +142,7 @@ TEST(TextFindings, anUnknownDataTypeIsToldOnceThoughItHasNoDecoderEither) {
               withRegisters(
                   {R"({"address":10,"fieldType":"energyImport","modbusDataType":"float","length":1,"scaleValue":0.01})"})}}),
         R"(error unknown-name supported:3:59 /data/0/registers/1/modbusDataType
-  The daemon doesn't know the name "float" and takes "none" instead, its value 0.
+  The daemon doesn't know the name "float" and takes "none" instead, its value 0: it reads the register and drops it.
   Did you mean "float32"?
 )");
 }
@@ -138,8 +153,8 @@ TEST(TextFindings, anUnknownRegisterTypeIsTold) {
             {{"supported",
               withRegisters(
                   {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":0.01,"registerType":"Input"})"})}}),
-        R"(error unknown-name supported:3:112 /data/0/registers/1/registerType
-  The daemon doesn't know the name "Input" and takes "none" instead, its value 0.
+        R"(warning unknown-name supported:3:112 /data/0/registers/1/registerType
+  The daemon doesn't know the name "Input" and takes "none" instead, its value 0: it reads a holding register.
   Did you mean "input"?
 )");
 }
@@ -194,7 +209,7 @@ TEST(TextFindings, anInfinityThatDoesNotConvertIsTold) {
     EXPECT_EQ(findings({{"serial", R"({"data":Infinity})"}}),
               R"(error does-not-convert serial /data
   The daemon takes nothing of this document: Expecting json object. jsonType:2 condition:jsonType == json_type_object vx/record.h:251 / data
-  Give it a value of the kind that belongs here.
+  Give it an object.
 hint lenient-json serial:1:9
   The daemon's parser takes this text, but by the letter it is no JSON: Invalid value.
   Write what every parser understands.

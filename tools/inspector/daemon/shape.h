@@ -28,6 +28,8 @@ struct Shape {
     Kind kind;
     /// The daemon's own conversion. Throws `vx::Exception`.
     void (*convert)(json_object* json);
+    /// Of a number: what that makes of it.
+    double (*taken)(json_object* json) = nullptr;
     /// Of a record.
     std::vector<Field> fields = {};
     /// Of a list.
@@ -115,6 +117,10 @@ const Shape& shapeOf() {
             made.element = &shapeOf<typename detail::ElementOf<T>::Type>();
         if constexpr (vx::NamedEnum<T>)
             made.names = vxEnum(T{});
+        if constexpr (std::is_arithmetic_v<T>)
+            made.taken = [](json_object* json) {
+                return static_cast<double>(vx::FromJson<T>::call(json));
+            };
         if constexpr (std::is_integral_v<T>) {
             made.least = std::numeric_limits<T>::min();
             made.most = std::numeric_limits<T>::max();

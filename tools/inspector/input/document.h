@@ -43,6 +43,7 @@ public:
     Document(const DocumentKind& kind, std::string text);
 
     std::string_view name() const { return m_kind->name; }
+    const DocumentKind& kind() const { return *m_kind; }
     std::string_view text() const { return m_text; }
     Form form() const { return m_form; }
     /// Null if the text can't be parsed.

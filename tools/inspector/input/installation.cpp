@@ -1,14 +1,16 @@
 #include "inspector/input/installation.h"
 
 #include "inspector/daemon/shape.h"
+#include "inspector/input/failures.h"
 #include "inspector/input/pointer.h"
-#include "modbus/server-replies.h"
 #include "vx/json.h"
 #include "vx/record.h"
 
 #include <algorithm>
 #include <future>
 #include <iterator>
+#include <memory>
+#include <string_view>
 #include <thread>
 
 namespace inspector {
@@ -16,30 +18,8 @@ namespace {
 
 using Kind = JsonNode::Kind;
 
-/// Pointer to the innermost value that doesn't convert, given that @p json doesn't.
-std::string failingPart(json_object* json, const Shape& shape, const std::string& pointer) {
-    const auto fails = [](json_object* part, const Shape& ofPart) {
-        try {
-            if (part != nullptr)
-                ofPart.convert(part);
-        } catch (const std::exception&) {
-            return true;
-        }
-        return false;
-    };
-    if (shape.kind == Shape::Kind::record && json_object_is_type(json, json_type_object) != 0)
-        for (const Shape::Field& field : shape.fields) {
-            json_object* part = nullptr;
-            json_object_object_get_ex(json, std::string(field.key).c_str(), &part);
-            if (fails(part, *field.shape))
-                return failingPart(part, *field.shape, pointerTo(pointer, field.key));
-        }
-    if (shape.kind == Shape::Kind::list && json_object_is_type(json, json_type_array) != 0)
-        for (std::size_t i = 0; i < json_object_array_length(json); ++i)
-            if (json_object* part = json_object_array_get_idx(json, i); fails(part, *shape.element))
-                return failingPart(part, *shape.element, pointerTo(pointer, i));
-    return pointer;
-}
+constexpr std::string_view nothingTaken = "The daemon takes nothing of this document: ";
+constexpr std::string_view neitherThis = "The daemon would stop at this value too: ";
 
 /// Reads values of one document.
 class Reader {
@@ -49,38 +29,48 @@ public:
 
     /// The value at @p pointer, whose tokens are those of the daemon's messages.
     template <class T>
-    std::optional<T> read(TextRange range, const std::string& pointer) {
-        const std::string text(m_document.text().substr(range.begin, range.end - range.begin));
-        const auto fragment = vx::parseJsonFragment(text.c_str());
+    std::optional<T> read(TextRange range, const std::string& pointer) const {
+        const auto fragment = fragmentOf(range);
         try {
-            const vx::detail::LogContextImpl frame(
-                [&](std::ostream& stream) { writeFrames(stream, pointer); });
             return vx::fromJson<T>(fragment.get());
-        } catch (const std::exception& e) {
-            doesNotConvert(failingPart(fragment.get(), shapeOf<T>(), pointer), e.what());
+        } catch (const std::exception&) {
+            report(failuresOf(fragment.get(), shapeOf<T>(), pointer));
             return std::nullopt;
         }
     }
 
-    void doesNotConvert(std::string pointer, const std::string& reason) {
-        m_report("does-not-convert", Severity::error, std::move(pointer),
-                 "The daemon takes nothing of this document: " + reason,
-                 "Give it a value of the kind that belongs here.");
+    /// Of one that isn't of its kind.
+    void reportFailures(TextRange range, const std::string& pointer, const Shape& shape) const {
+        report(failuresOf(fragmentOf(range).get(), shape, pointer));
     }
 
 private:
-    /// As conversions do from the inside out.
-    static void writeFrames(std::ostream& stream, std::string_view pointer) {
-        while (!pointer.empty()) {
-            const std::size_t slash = pointer.rfind('/');
-            stream << "/ " << pointer.substr(slash + 1) << ' ';
-            pointer = pointer.substr(0, slash);
-        }
+    std::shared_ptr<json_object> fragmentOf(TextRange range) const {
+        const std::string text(m_document.text().substr(range.begin, range.end - range.begin));
+        return vx::parseJsonFragment(text.c_str());
+    }
+
+    void report(std::vector<Failure> failures) const {
+        for (Failure& x : failures)
+            m_report("does-not-convert", Severity::error, std::move(x.pointer),
+                     std::string(nothingTaken) + x.reason, std::move(x.remedy));
     }
 
     const Document& m_document;
     Reporter m_report;
 };
+
+/// The daemon stops at the first value that it can't convert.
+void tellFirst(Findings& findings, std::string_view document) {
+    bool isFirst = true;
+    for (Finding& x : findings) {
+        if (x.name != "does-not-convert" || x.document != document)
+            continue;
+        if (!isFirst)
+            x.message.replace(0, nothingTaken.size(), neitherThis);
+        isFirst = false;
+    }
+}
 
 /// What a reply holds. Nothing, with a finding, if it can't be found.
 const TextWalk::Content* contentOf(const Document& document, Findings& findings) {
@@ -91,10 +81,11 @@ const TextWalk::Content* contentOf(const Document& document, Findings& findings)
         Reporter(document.name(),
                  findings)("no-data", Severity::error, "/data",
                            "Without a key \"data\" the daemon takes the reply for an empty one.",
-                           "Put what the reply is to say under the key \"data\".");
+                           document.kind().content->kind == Shape::Kind::list
+                               ? "Put it into a list under the key \"data\": {\"data\": [...]}."
+                               : "Put it under the key \"data\": {\"data\": {...}}.");
     else if (walk->rootKind != Kind::null)
-        // The failure is that of any reply.
-        Reader(document, findings).read<orv::modbusreader::SerialPortConfigReply>(walk->root, "");
+        Reader(document, findings).reportFailures(walk->root, "", *document.kind().whole);
     return nullptr;
 }
 
@@ -103,7 +94,7 @@ std::vector<Placed<T>> readRange(const Document& document, const TextWalk::Conte
                                  std::size_t from, std::size_t to, Findings& findings) {
     std::vector<Placed<T>> result;
     result.reserve(to - from);
-    Reader reader(document, findings);
+    const Reader reader(document, findings);
     for (std::size_t i = from; i < to; ++i) {
         std::string pointer = pointerTo(document.contentPath(), i);
         if (auto value = reader.read<T>(list.elements[i], pointer))
@@ -147,10 +138,14 @@ std::vector<Placed<T>> readListOf(const Document& document, Findings& findings) 
     const TextWalk::Content* content = contentOf(document, findings);
     if (content == nullptr || content->kind == Kind::null)
         return {};
-    if (content->kind == Kind::list)
-        return readList<T>(document, *content, findings);
-    Reader(document, findings).read<std::vector<T>>(content->range, document.contentPath());
-    return {};
+    if (content->kind != Kind::list) {
+        Reader(document, findings)
+            .reportFailures(content->range, document.contentPath(), *document.kind().content);
+        return {};
+    }
+    auto values = readList<T>(document, *content, findings);
+    tellFirst(findings, document.name());
+    return values;
 }
 
 template <class T>
@@ -159,12 +154,17 @@ std::optional<Placed<T>> readRecord(const Document& document, Findings& findings
     if (content == nullptr)
         return std::nullopt;
     auto value = Reader(document, findings).read<T>(content->range, document.contentPath());
+    tellFirst(findings, document.name());
     if (!value)
         return std::nullopt;
     return Placed<T>{std::move(*value), document.contentPath()};
 }
 
 } // namespace
+
+bool isTcp(const Installation& installation) {
+    return installation.config && !installation.config->value.modbusTCPServer.empty();
+}
 
 Installation::Models readModels(const Document& document, Findings& findings) {
     using Model = vxModel::ElectricityMeterConfig;

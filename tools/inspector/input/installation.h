@@ -30,6 +30,9 @@ struct Installation {
     std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
 };
 
+/// Whether the daemon reaches the meters over TCP instead of the serial line.
+bool isTcp(const Installation& installation);
+
 /// Each takes a reply of the local server, with its envelope or without; `readModels` also a single
 /// model. Elements that don't convert are left out and told, though the daemon would take none.
 Installation::Models readModels(const Document& document, Findings& findings);

@@ -37,9 +37,16 @@ std::size_t farness(std::string_view text, std::string_view known) {
 
 } // namespace
 
-std::string_view nearest(std::string_view text, const std::vector<std::string_view>& known) {
-    return *std::min_element(known.begin(), known.end(),
-                             [&](auto a, auto b) { return farness(text, a) < farness(text, b); });
+std::optional<std::string_view> nearest(std::string_view text,
+                                        const std::vector<std::string_view>& known) {
+    const auto best = std::min_element(known.begin(), known.end(), [&](auto a, auto b) {
+        return farness(text, a) < farness(text, b);
+    });
+    // A slip of the pen leaves most letters.
+    constexpr std::size_t lettersOfASlip = 3;
+    if (best == known.end() || farness(text, *best) > (best->size() + 1) / lettersOfASlip)
+        return std::nullopt;
+    return *best;
 }
 
 } // namespace inspector

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 #include <vector>
 
 namespace inspector {
 
-/// The one of @p known, of which there is one at least, that @p text most likely was meant to be.
-std::string_view nearest(std::string_view text, const std::vector<std::string_view>& known);
+/// The one of @p known that @p text most likely was meant to be; nothing if none is near.
+std::optional<std::string_view> nearest(std::string_view text,
+                                        const std::vector<std::string_view>& known);
 
 } // namespace inspector

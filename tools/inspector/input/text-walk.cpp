@@ -1,8 +1,9 @@
 #include "inspector/input/text-walk.h"
 
 #include "inspector/input/json-reader.h"
-#include "inspector/input/nearest.h"
 #include "inspector/input/pointer.h"
+#include "inspector/input/remarks.h"
+#include "model/modbus.h"
 
 #include <algorithm>
 #include <string>
@@ -33,11 +34,15 @@ public:
     bool Int64(std::int64_t) { return value(Kind::number); }
     bool Uint64(std::uint64_t) { return value(Kind::number); }
     bool Double(double) { return value(Kind::number); }
-    bool RawNumber(const char*, rapidjson::SizeType, bool) { return value(Kind::number); }
-    bool String(const char* text, rapidjson::SizeType size, bool) {
+    bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
         const Shape* shape = nextShape();
-        if (shape != nullptr && shape->kind == Shape::Kind::enumeration)
-            checkName(upToNul(text, size), *shape->names);
+        if (shape != nullptr && shape->kind == Shape::Kind::integer && !isWhole({text, size}))
+            reportAny(onNumber({text, size}, false, *shape));
+        return value(Kind::number);
+    }
+    bool String(const char* text, rapidjson::SizeType size, bool) {
+        if (const Shape* shape = nextShape(); shape != nullptr)
+            checkText(upToNul(text, size), *shape);
         return value(Kind::text);
     }
     bool StartObject() { return open(Kind::object); }
@@ -69,8 +74,11 @@ private:
         std::size_t nextField = 0;
         std::string key = {};
         std::size_t index = 0;
-        /// A bit for each field whose key was there.
+        /// A bit for each field whose key was there, and for each that has a value.
         std::uint64_t seen = 0;
+        std::uint64_t given = 0;
+        /// That of the member that comes next.
+        std::uint64_t nextBit = 0;
     };
 
     const Shape* nextShape() const {
@@ -102,6 +110,7 @@ private:
     }
 
     bool close() {
+        checkField(m_frames.back());
         const std::size_t end = takeBracketEnd();
         const Frame frame = std::move(m_frames.back());
         m_frames.pop_back();
@@ -124,11 +133,31 @@ private:
         Frame& parent = m_frames.back();
         if (parent.isContent && parent.kind == Kind::list)
             walk.content->elements.push_back(range);
+        if (kind != Kind::null)
+            parent.given |= parent.nextBit;
         ++parent.index;
+    }
+
+    /// The one key of a register without which the others mean nothing.
+    void checkField(Frame& frame) {
+        static const Shape& aRegister = shapeOf<vxModel::ModbusRegister>();
+        static const std::uint64_t field = bitOf(aRegister, "fieldType");
+        if (frame.shape != &aRegister || (frame.given & field) != 0)
+            return;
+        frame.key = "fieldType";
+        report(onRegisterWithoutField());
+        walk.findings.back().offset = frame.begin;
+    }
+
+    static std::uint64_t bitOf(const Shape& record, std::string_view key) {
+        const auto field = std::find_if(record.fields.begin(), record.fields.end(),
+                                        [&](const Shape::Field& x) { return x.key == key; });
+        return std::uint64_t{1} << (field - record.fields.begin());
     }
 
     void checkKey(Frame& frame) {
         frame.nextShape = nullptr;
+        frame.nextBit = 0;
         if (frame.shape == nullptr || frame.shape->kind != Shape::Kind::record)
             return;
         const auto& fields = frame.shape->fields;
@@ -138,8 +167,7 @@ private:
         if (field == fields.end())
             field = std::find_if(fields.begin(), fields.end(), isIt);
         if (field == fields.end()) {
-            if (!m_hasEnvelope || m_frames.size() > 1)
-                unknownKey(frame);
+            unknownKey(frame);
             return;
         }
         frame.nextShape = field->shape;
@@ -147,47 +175,44 @@ private:
         frame.nextField = index + 1;
         const std::uint64_t bit = std::uint64_t{1} << index;
         if ((frame.seen & bit) != 0)
-            report("duplicate-key", Severity::warning,
-                   "The key " + quoted(frame.key) +
-                       " stands here more than once, and the daemon takes the last.",
-                   "Keep one of them.");
+            report(onDuplicateKey(frame.key));
         frame.seen |= bit;
+        frame.nextBit = bit;
     }
 
     void unknownKey(const Frame& frame) {
-        std::vector<std::string_view> known;
-        for (const Shape::Field& field : frame.shape->fields)
-            known.push_back(field.key);
-        report("unknown-key", Severity::warning,
-               "The daemon knows no key " + quoted(frame.key) + " here and ignores it.",
-               "Did you mean " + quoted(nearest(frame.key, known)) + "? Else delete it.");
+        if (m_hasEnvelope && m_frames.size() == 1)
+            reportAny(onKeyOfEnvelope(frame.key));
+        else
+            report(onUnknownKey(frame.key, *frame.shape));
     }
 
-    void checkName(std::string_view name, const vx::EnumTable& table) {
-        const auto isIt = [&](const vx::EnumRow& row) { return row.name == name; };
-        if (std::any_of(table.begin, table.end, isIt))
-            return;
-        std::vector<std::string_view> known;
-        std::string_view zero;
-        for (const vx::EnumRow* row = table.begin; row != table.end; ++row) {
-            known.push_back(row->name);
-            if (row->value == 0)
-                zero = row->name;
-        }
-        report("unknown-name", Severity::error,
-               "The daemon doesn't know the name " + quoted(name) + " and takes " + quoted(zero) +
-                   " instead, its value 0.",
-               "Did you mean " + quoted(nearest(name, known)) + "?");
+    void checkText(std::string_view text, const Shape& shape) {
+        if (shape.kind == Shape::Kind::enumeration)
+            reportAny(onName(text, *shape.names));
+        if (shape.kind == Shape::Kind::integer || shape.kind == Shape::Kind::number)
+            reportAny(onNumber(std::string(text), true, shape));
+    }
+
+    static bool isWhole(std::string_view number) {
+        return std::all_of(number.begin(), number.end(),
+                           [](char c) { return c == '-' || (c >= '0' && c <= '9'); });
+    }
+
+    void reportAny(std::optional<Remark> remark) {
+        if (remark)
+            report(std::move(*remark));
     }
 
     /// Of the key or value that comes next.
-    void report(std::string_view name, Severity severity, std::string message, std::string remedy) {
+    void report(Remark remark) {
         std::string path;
-        for (const Frame& frame : m_frames)
+        for (const Frame& frame : m_frames) {
             path = frame.kind == Kind::object ? pointerTo(path, frame.key)
                                               : pointerTo(path, frame.index);
-        Reporter(m_document, walk.findings)(name, severity, std::move(path), std::move(message),
-                                            std::move(remedy));
+        }
+        Reporter(m_document, walk.findings)(remark.name, remark.severity, std::move(path),
+                                            std::move(remark.message), std::move(remark.remedy));
         walk.findings.back().offset = nextBegin();
     }
 
@@ -202,10 +227,10 @@ private:
 TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
                   std::string_view document, Letter letter) {
     const auto read = letter == Letter::ofJson
-                          ? readJson<Walker, 0, const Shape&, bool, std::string_view>
-                          : readJson<Walker, rapidjson::kParseNanAndInfFlag, const Shape&, bool,
-                                     std::string_view>;
-    return read(text, 0, text.size(), shape, std::move(hasEnvelope), std::move(document)).walk;
+                          ? readJson<Walker, 0, const Shape&, bool&, std::string_view&>
+                          : readJson<Walker, rapidjson::kParseNanAndInfFlag, const Shape&, bool&,
+                                     std::string_view&>;
+    return read(text, 0, text.size(), shape, hasEnvelope, document).walk;
 }
 
 } // namespace inspector

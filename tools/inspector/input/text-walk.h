@@ -34,7 +34,7 @@ struct TextWalk {
     TextRange root = {};
     /// How deep lists and objects stand in one another, 0 for a single value.
     std::size_t depth = 0;
-    /// Keys and names that the daemon doesn't know, and keys that stand twice.
+    /// Keys, names and numbers that it takes otherwise than they look.
     Findings findings = {};
 };
 
@@ -46,7 +46,7 @@ enum class Letter {
 };
 
 /// Walks through the first value of @p text by the letter of RFC 8259. @p shape is that of the
-/// whole value; in an envelope further keys are in order. Throws `JsonFault`.
+/// whole value. Throws `JsonFault`.
 TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
                   std::string_view document, Letter letter);
 

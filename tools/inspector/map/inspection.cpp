@@ -1,10 +1,10 @@
 #include "inspector/map/inspection.h"
 
 #include "inspector/map/checks.h"
+#include "inspector/map/consequences.h"
 
 #include <algorithm>
 #include <iterator>
-#include <set>
 #include <utility>
 
 namespace inspector {
@@ -27,23 +27,18 @@ void Inspection::read(const DocumentKind& kind, std::optional<std::string> text,
     part = reader(document, m_unplaced);
 }
 
-/// What follows from a name that isn't known needn't be told again.
 void Inspection::addChecks() {
-    std::set<std::string> unknown;
-    for (const Document& document : m_documents)
-        for (const Finding& finding : document.findings())
-            if (finding.name == "unknown-name" && document.name() == "supported")
-                unknown.insert(finding.path);
     Findings checks = checkInstallation(m_installation);
-    std::erase_if(checks, [&](const Finding& x) {
-        return x.name == "no-decoder" && unknown.contains(x.path);
-    });
+    for (const Document& document : m_documents)
+        dropConsequences(document.findings(), checks);
     std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
 }
 
 /// Moves them, as there may be very many.
 void Inspection::addFindings(const Document& document) {
     Findings own = document.findings();
+    if (isTcp(m_installation))
+        easeOverTcp(own);
     const auto others =
         std::stable_partition(m_unplaced.begin(), m_unplaced.end(),
                               [&](const Finding& x) { return x.document != document.name(); });

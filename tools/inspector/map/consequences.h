@@ -1,0 +1,14 @@
+#pragma once
+
+#include "inspector/output/finding.h"
+
+namespace inspector {
+
+/// Takes out of @p checks what follows from a name or a number that @p causes tell of at the same
+/// place: that needn't be told again.
+void dropConsequences(const Findings& causes, Findings& checks);
+
+/// Says of names of serial parameters that the daemon doesn't know what they do over TCP: nothing.
+void easeOverTcp(Findings& findings);
+
+} // namespace inspector
