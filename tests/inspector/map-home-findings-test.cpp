@@ -25,7 +25,7 @@ TEST(HomeFindings, twoMetersOnOneSlaveAddressAreTold) {
             {{"attached",
               R"({"data":[{"configId":"m","slaveAddress":7},{"configId":"m","slaveAddress":7}]})"}}),
         R"(warning shared-address attached:1:75 /data/1/slaveAddress
-  The meter at /data/0 has the address 7 too: the daemon reads one device for both, under the first serial that the list has for it.
+  The meter at /data/0 has the address 7 too: the daemon reads one device for both, each time under the serial that its register gives.
   Give each meter an address of its own.
 )");
 }
@@ -36,7 +36,7 @@ TEST(HomeFindings, twoMetersThatShareTheirLowEightBitsAreTold) {
             {{"attached",
               R"({"data":[{"configId":"m","slaveAddress":7},{"configId":"m","slaveAddress":263}]})"}}),
         R"(error address-out-of-range attached:1:75 /data/1/slaveAddress
-  The Modbus library refuses the address 263, and the daemon reads the meter ahead of it in its place, under this one's serial.
+  The Modbus library refuses the address 263, and the daemon reads the meter at /data/0 in its place, under that one's serial.
   Give it the address that is set at the meter, 1 to 247.
 warning shared-low-bits attached:1:75 /data/1/slaveAddress
   The low eight bits are those of the meter at /data/0: the messages of both have the same "slaveAddress", and a failed read takes the value of the other one.
@@ -53,7 +53,58 @@ TEST(HomeFindings, addressesOutsideOf1To247And0AreTold) {
   The daemon asks all meters of the line at once, which none of them answers, so each of its reads waits for the time-out.
   Give it the address that is set at the meter, 1 to 247.
 error address-out-of-range attached:1:75 /data/1/slaveAddress
-  The Modbus library refuses the address -1, and the daemon reads the meter ahead of it in its place, under this one's serial.
+  The Modbus library refuses the address -1, and the daemon reads the meter at /data/0 in its place, under that one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(HomeFindings, twoMetersOnOneAddressGoUnderTheFirstSerialOfTheList) {
+    EXPECT_EQ(
+        findings(
+            {{"attached",
+              R"({"data":[{"configId":"m","slaveAddress":7,"serial":"a"},{"configId":"m","slaveAddress":7,"serial":"b"}]})"}}),
+        R"(warning shared-address attached:1:88 /data/1/slaveAddress
+  The meter at /data/0 has the address 7 too: the daemon reads one device for both, each time under the serial "a", the first that the list has for it.
+  Give each meter an address of its own.
+)");
+}
+
+TEST(HomeFindings, aRefusedAddressWithASerialTakesTheReadingsOfTheMeterAheadOfIt) {
+    EXPECT_EQ(
+        findings(
+            {{"attached",
+              R"({"data":[{"configId":"m","slaveAddress":7},{"configId":"m","slaveAddress":300,"serial":"x"}]})"}}),
+        R"(error address-out-of-range attached:1:75 /data/1/slaveAddress
+  The Modbus library refuses the address 300, and the daemon reads the meter at /data/0 in its place, under this one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(HomeFindings, aRefusedAddressAtTheStartTakesTheLastOneOfThePollBefore) {
+    const std::string attached =
+        R"({"data":[{"configId":"m","slaveAddress":300},{"configId":"m","slaveAddress":7}]})";
+    EXPECT_EQ(findings({{"attached", attached}}),
+              R"(error address-out-of-range attached:1:41 /data/0/slaveAddress
+  The Modbus library refuses the address 300: in the first poll all reads of this meter fail, and from the second on the daemon reads the meter at /data/1 in its place, under that one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+    EXPECT_EQ(
+        findings({{"attached", attached},
+                  {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})"}}),
+        R"(error address-out-of-range attached:1:41 /data/0/slaveAddress
+  The Modbus library refuses the address 300: in the first poll the daemon asks unit 255 instead, and from the second on the daemon reads the meter at /data/1 in its place, under that one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(HomeFindings, aRefusedAddressWithoutAnyOtherMeterFails) {
+    const std::string attached =
+        R"({"data":[{"configId":"m","slaveAddress":300},{"configId":"gone","slaveAddress":7}]})";
+    const std::string found =
+        findings({{"supported", withRegisters({energyRegister})}, {"attached", attached}});
+    EXPECT_EQ(found.substr(0, found.find("error no-such-model")),
+              R"(error address-out-of-range attached:1:41 /data/0/slaveAddress
+  The Modbus library refuses the address 300, so all reads of this meter fail.
   Give it the address that is set at the meter, 1 to 247.
 )");
 }
@@ -93,6 +144,28 @@ hint interval-without-effect config:1:41 /modbusMiscConfig/readIntervalUSec
 )");
 }
 
+TEST(HomeFindings, whatHasNoEffectOnASerialLineHasNoneOverTcpEither) {
+    EXPECT_EQ(
+        findings(
+            {{"serial",
+              R"({"data":{"serialDevice":"/dev/ttyS0","baudRate":"baud9600","parity":"even","dataBits":"bits7","stopBits":"bits1"}})"},
+             {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})"}}),
+        R"(hint device-without-effect serial:1:25 /data/serialDevice
+  Over TCP the daemon opens no serial line, whatever stands here.
+  Delete it.
+hint data-bits-without-effect serial:1:87 /data/dataBits
+  Over TCP the daemon opens no serial line, whatever stands here.
+  Make it "bits8".
+)");
+}
+
+TEST(HomeFindings, theOnlySerialParameterIsNeededOverTcp) {
+    EXPECT_EQ(
+        findings({{"serial", R"({"data":{"serialDevice":"/dev/ttyS0"}})"},
+                  {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})"}}),
+        "");
+}
+
 TEST(HomeFindings, aServerThatCanNotBeReachedAndANegativeTimeOutAreTold) {
     EXPECT_EQ(
         findings(
@@ -110,7 +183,7 @@ error server-not-an-address config:1:40 /modbusMiscConfig/modbusTCPServer
   The daemon looks up no names, so it gets no connection to "gateway".
   Give the IPv4 address of the server.
 error negative-time-out config:1:71 /modbusMiscConfig/timeoutResponseSec
-  The daemon stands still at the first answer that doesn't come.
+  A 64-bit daemon stands still at the first answer that doesn't come, and of a 32-bit one every read fails.
   Give a number of seconds, or leave it out for 5.
 )");
 }

@@ -56,7 +56,7 @@ TEST(ModelFindings, powerExportBehindPowerImportTellsWhatBecomesOfTheSign) {
                   {R"({"address":10,"fieldType":"powerImport","modbusDataType":"int32","length":1,"scaleValue":0.01})",
                    R"({"address":20,"fieldType":"powerExport","modbusDataType":"uint32","length":1,"scaleValue":0.01})"})}}),
         R"(hint import-and-export supported:4:27 /data/0/registers/2/fieldType
-  The daemon reads this register behind that of "powerImport" and puts its value in the place of what a negative import left as production.
+  The daemon reads this register behind that of "powerImport" and puts its value in the place of what a negative import left as production; if the import can't be read, it takes both powers of the poll before.
   Delete this one if the import has a sign; keep both if it is never negative.
 )");
 }
@@ -138,7 +138,7 @@ TEST(ModelFindings, aModelIdTwiceIsTold) {
             {{"supported",
               R"({"data":[{"id":"m","registers":[{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4}]},{"id":"m","registers":[{"address":1,"fieldType":"serial","modbusDataType":"ascii","length":4}]}]})"}}),
         R"(warning model-twice supported:1:112 /data/1/id
-  The model "m" stands also at /data/0, and the daemon reads each of its meters with both and sends two messages.
+  The model "m" stands also at /data/0, and the daemon reads each of its meters once with each, and sends each reading that has a serial.
   Delete one of them, or give it another id.
 )");
 }

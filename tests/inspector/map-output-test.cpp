@@ -71,6 +71,45 @@ TEST(MapOutput, showsWhereThePollsTimeGoes) {
 )");
 }
 
+TEST(MapOutput, saysWhichLineItReckonsForWhereNothingTellsIt) {
+    const TemporaryDirectory files;
+    const ProgramResult result =
+        run({"map", "--budget", "--supported", files.write("supported", supported)});
+
+    EXPECT_EQ(result.standardOutput.substr(result.standardOutput.find("A poll takes")),
+              R"(A poll takes at least 1.003 s
+  part
+  requests of the local server     0.003 s
+  pauses ahead of the reads        0.000 s
+  requests and answers on the bus  0.000 s
+  the closing second               1.000 s
+  Reckoned for 9600 baud, even parity and one stop bit, as nothing tells the line's parameters.
+
+  meter  model  takes  more if dead  age when delivered
+
+  longest models  registers    takes
+  em-1                    6  0.263 s
+)");
+}
+
+TEST(MapOutput, showsThatAFailedImportTakesTheExportOfThePollBeforeToo) {
+    const TemporaryDirectory files;
+    const ProgramResult result =
+        run({"map", "--supported", files.write("supported", R"({"id":"m","registers":[
+  {"address":0,"fieldType":"serial","modbusDataType":"ascii","length":4},
+  {"address":10,"fieldType":"powerImport","modbusDataType":"uint16","length":1},
+  {"address":11,"fieldType":"powerExport","modbusDataType":"uint16","length":1}]})")});
+
+    EXPECT_EQ(result.standardOutput, R"(Model "m"
+  space    fn  address     hex  words  type    scale  member                                 unit  largest  step  if unread
+  holding   3        0  0x0000      4  ascii       1  id                                                          left out
+  holding   3       10  0x000A      1  uint16      1  powerConsumed, negative powerProduced  W       65535     1  as before, export too
+  holding   3       11  0x000B      1  uint16      1  powerProduced                          W       65535     1  left out
+
+No findings.
+)");
+}
+
 TEST(MapOutput, letsNoControlCharacterReachTheTerminal) {
     const TemporaryDirectory files;
     const ProgramResult result =
@@ -110,7 +149,7 @@ TEST(MapOutput, saysAllOfItAsJson) {
 {"address":40,"space":"holding","function":3,"words":1,"dataType":"uint16","scale":1.0,"fieldType":"tariffEnabled","member":"tariffEnabled","memberOfNegative":null,"unit":null,"carried":false},
 {"address":50,"space":"holding","function":3,"words":2,"dataType":"dateTime","scale":1.0,"fieldType":"dateTime","member":null,"memberOfNegative":null,"unit":null,"carried":false}]}],
 "findings":[],
-"budget":{"seconds":1.2662291666666668,"requests":0.003,"pauses":0.12000000000000001,"wire":0.14322916666666667,"closing":1.0,
+"budget":{"seconds":1.2662291666666668,"requests":0.003,"pauses":0.12000000000000001,"wire":0.14322916666666667,"closing":1.0,"lineAssumed":false,
 "meters":[{"slaveAddress":7,"configId":"em-1","seconds":0.2632291666666667,"deadSeconds":29.856770833333337,"ageSeconds":1.2632291666666667}],
 "models":[{"id":"em-1","registers":6,"seconds":0.2632291666666667}]}})json"));
 }

@@ -45,6 +45,18 @@ TEST(RegisterFindings, tariffEnabledNotAsUint16IsTold) {
 )");
 }
 
+TEST(RegisterFindings, tariffEnabledAsATextIsToldLikeAnyOtherType) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"tariffEnabled","modbusDataType":"ascii","length":1})"})}}),
+        R"(error tariff-not-uint16 supported:3:60 /data/0/registers/1/modbusDataType
+  The daemon takes "tariffEnabled" from a "uint16" alone and drops this "ascii".
+  Take "uint16".
+)");
+}
+
 TEST(RegisterFindings, asciiForANumberIsTold) {
     EXPECT_EQ(
         findings(
@@ -188,6 +200,45 @@ TEST(RegisterFindings, anEnergyThatNeverReachesOneKilowattHourIsAbsurd) {
                   {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint16","length":1,"scaleValue":1e-05})"})}}),
         R"(warning absurd-energy supported:3:92 /data/0/registers/1/scaleValue
   A count of 1000000 becomes 10 kWh in the message, and the largest one 0.65535 kWh.
+  The scale takes the meter's number to kilowatt-hours: 0.001 for watt-hours.
+)");
+}
+
+TEST(RegisterFindings, aNegativeScaleHidesNoAbsurdEnergy) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":-3600000})"})}}),
+        R"(warning scale-negative supported:3:92 /data/0/registers/1/scaleValue
+  The daemon turns the sign of every value: it goes out negative.
+  Take a positive scale, or keep it if the meter counts the other way round.
+warning absurd-energy supported:3:92 /data/0/registers/1/scaleValue
+  Each 1 that the meter counts becomes 3.6e+06 kWh in the message, where a counter has 1 to 200000 kWh in all.
+  The scale takes the meter's number to kilowatt-hours: 0.001 for watt-hours.
+)");
+}
+
+TEST(RegisterFindings, anEnergyThatTheMessageCanNotHoldIsAbsurd) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"float32","length":1,"scaleValue":1e38})"})}}),
+        R"(warning absurd-energy supported:3:93 /data/0/registers/1/scaleValue
+  Each 1 that the meter counts is more than the message can hold, where a counter has 1 to 200000 kWh in all.
+  The scale takes the meter's number to kilowatt-hours: 0.001 for watt-hours.
+)");
+}
+
+TEST(RegisterFindings, aFloatThatCountsLessThanAWattSecondIsAbsurd) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":10,"fieldType":"energyImport","modbusDataType":"float32","length":1,"scaleValue":1e-9})"})}}),
+        R"(warning absurd-energy supported:3:93 /data/0/registers/1/scaleValue
+  A count of 1000000 becomes 0.001 kWh in the message.
   The scale takes the meter's number to kilowatt-hours: 0.001 for watt-hours.
 )");
 }

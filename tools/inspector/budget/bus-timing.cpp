@@ -20,12 +20,12 @@ constexpr double charactersOfGap = 3.5;
 constexpr double fastestBaudOfGap = 19200;
 constexpr double leastGap = 0.00175;
 
-/// Number at the end of a name such as "baud9600", or @p fallback.
+/// Number at the end of a name such as "baud9600"; 1 if there is none.
 template <vx::NamedEnum E>
-int numberOf(E value, int fallback) {
+int numberOf(E value) {
     const std::string name = vx::fromEnum<std::string>(value);
     const std::size_t digits = name.find_first_of("0123456789");
-    return digits == std::string::npos ? fallback : std::atoi(name.c_str() + digits);
+    return digits == std::string::npos ? 1 : std::atoi(name.c_str() + digits);
 }
 
 } // namespace
@@ -33,18 +33,20 @@ int numberOf(E value, int fallback) {
 BusTiming::BusTiming(const Installation& installation) : m_timeOut(defaultTimeOut) {
     if (installation.config && installation.config->value.timeoutResponseSec > 0)
         m_timeOut = installation.config->value.timeoutResponseSec;
-    if (installation.config && !installation.config->value.modbusTCPServer.empty())
+    if (isTcp(installation))
         return;
     vxModel::SerialPortConfig line{.baudRate = vxModel::BaudRateType::baud9600,
                                    .parity = vxModel::Parity::even,
                                    .stopBits = vxModel::StopBits::bits1};
-    if (installation.serial)
+    m_isAssumed =
+        !installation.serial || installation.serial->value.baudRate == vxModel::BaudRateType::none;
+    if (!m_isAssumed)
         line = installation.serial->value;
-    const double baud = numberOf(line.baudRate, 9600);
+    const double baud = numberOf(line.baudRate);
     const bool hasParity =
         line.parity == vxModel::Parity::even || line.parity == vxModel::Parity::odd;
     constexpr int startAndDataBits = 9;
-    const int bits = startAndDataBits + (hasParity ? 1 : 0) + numberOf(line.stopBits, 1);
+    const int bits = startAndDataBits + (hasParity ? 1 : 0) + numberOf(line.stopBits);
     m_character = bits / baud;
     m_gap = baud > fastestBaudOfGap ? leastGap : charactersOfGap * m_character;
 }

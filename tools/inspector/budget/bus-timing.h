@@ -13,6 +13,8 @@ public:
     double exchange(int words) const;
     /// How long the daemon waits for an answer that doesn't come.
     double timeOut() const { return m_timeOut; }
+    /// Whether the line's parameters are those of most meters, as nothing tells them.
+    bool isAssumed() const { return m_isAssumed; }
 
 private:
     /// Zero on TCP.
@@ -20,6 +22,7 @@ private:
     /// Silence that ends a frame.
     double m_gap = 0;
     double m_timeOut;
+    bool m_isAssumed = false;
 };
 
 } // namespace inspector

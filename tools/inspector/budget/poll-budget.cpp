@@ -5,6 +5,7 @@
 #include "inspector/daemon/serials.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace inspector {
 namespace {
@@ -57,28 +58,34 @@ Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
 
 PollBudget budgetOf(const Installation& installation) {
     const BusTiming timing(installation);
-    PollBudget budget{.requests = requestsOfPoll * secondsOfRequest, .closing = closingSecond};
+    const Serials serials(installation);
+    PollBudget budget{.requests = requestsOfPoll * secondsOfRequest,
+                      .closing = closingSecond,
+                      .isLineAssumed = timing.isAssumed()};
     const Installation::Models models = installation.models.value_or(Installation::Models());
     const Installation::Meters meters = installation.meters.value_or(Installation::Meters());
-    for (const auto& model : models)
-        budget.models.push_back({model.value.id, model.value.registers.size(),
-                                 readOf(model.value, false, timing).seconds()});
+    std::unordered_map<std::string, std::vector<const vxModel::ElectricityMeterConfig*>> byId;
+    for (const auto& [model, path] : models) {
+        byId[model.id].push_back(&model);
+        budget.models.push_back(
+            {model.id, model.registers.size(), readOf(model, false, timing).seconds()});
+    }
     std::stable_sort(budget.models.begin(), budget.models.end(),
                      [](const auto& a, const auto& b) { return a.registers > b.registers; });
-    for (const auto& [meter, path] : meters)
-        for (const auto& model : models) {
-            if (model.value.id != meter.configId)
-                continue;
-            const Read read = readOf(model.value, hasListedSerial(meter, meters), timing);
+    for (const auto& [meter, path] : meters) {
+        for (const auto* model : byId[meter.configId]) {
+            const bool hasListedSerial = serials.listed(meter.slaveAddress) != nullptr;
+            const Read read = readOf(*model, hasListedSerial, timing);
             budget.pauses += read.pauses;
             budget.wire += read.wire;
             budget.meters.push_back(
                 {meter.slaveAddress, meter.configId, read.seconds(), read.waits});
         }
+    }
     // Each reading is sent when the poll is over.
     double age = budget.closing;
-    for (auto meter = budget.meters.rbegin(); meter != budget.meters.rend(); ++meter)
-        meter->ageSeconds = age += meter->seconds;
+    std::for_each(budget.meters.rbegin(), budget.meters.rend(),
+                  [&](PollBudget::Meter& meter) { meter.ageSeconds = age += meter.seconds; });
     budget.seconds = budget.requests + budget.pauses + budget.wire + budget.closing;
     return budget;
 }

@@ -31,14 +31,16 @@ struct PollBudget {
     double pauses = 0;
     double wire = 0;
     double closing = 0;
+    /// Whether nothing tells the line's parameters, so that they are 9600 baud, even parity and one
+    /// stop bit.
+    bool isLineAssumed = false;
     /// In the order of reading.
     std::vector<Meter> meters = {};
     /// The longest list of registers first.
     std::vector<Model> models = {};
 };
 
-/// Without a configuration file or serial parameters these are the daemon's defaults and 9600 baud
-/// with even parity.
+/// Without a configuration file its values are the daemon's defaults.
 PollBudget budgetOf(const Installation& installation);
 
 } // namespace inspector

@@ -1,32 +1,29 @@
 #include "inspector/daemon/serials.h"
 
-#include <algorithm>
-
 namespace inspector {
 
-bool hasListedSerial(const vxModel::ModbusMeter& meter, const Installation::Meters& meters) {
-    return std::any_of(meters.begin(), meters.end(), [&](const auto& x) {
-        return x.value.slaveAddress == meter.slaveAddress && !x.value.serial.empty();
-    });
+Serials::Serials(const Installation& installation) : m_hasList(installation.meters.has_value()) {
+    if (!m_hasList)
+        return;
+    for (const auto& [meter, path] : *installation.meters) {
+        // The first one counts.
+        if (!meter.serial.empty())
+            m_listed.try_emplace(meter.slaveAddress, meter.serial);
+    }
+    for (const auto& [meter, path] : *installation.meters) {
+        m_attached.insert(meter.configId);
+        if (listed(meter.slaveAddress) == nullptr)
+            m_needing.insert(meter.configId);
+    }
 }
 
-std::vector<const Placed<vxModel::ModbusMeter>*>
-metersOf(const vxModel::ElectricityMeterConfig& model, const Installation::Meters& meters) {
-    std::vector<const Placed<vxModel::ModbusMeter>*> result;
-    for (const auto& meter : meters)
-        if (meter.value.configId == model.id)
-            result.push_back(&meter);
-    return result;
+const std::string* Serials::listed(int slaveAddress) const {
+    const auto found = m_listed.find(slaveAddress);
+    return found == m_listed.end() ? nullptr : &found->second;
 }
 
-bool needsSerialRegister(const vxModel::ElectricityMeterConfig& model,
-                         const Installation& installation) {
-    if (!installation.meters)
-        return true;
-    const auto meters = metersOf(model, *installation.meters);
-    return meters.empty() || !std::all_of(meters.begin(), meters.end(), [&](const auto* meter) {
-               return hasListedSerial(meter->value, *installation.meters);
-           });
+bool Serials::needsRegister(const vxModel::ElectricityMeterConfig& model) const {
+    return !m_hasList || !m_attached.contains(model.id) || m_needing.contains(model.id);
 }
 
 } // namespace inspector

@@ -2,21 +2,30 @@
 
 #include "inspector/input/installation.h"
 
-#include <vector>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace inspector {
 
-/// Whether the list of attached meters gives the meter a serial, which then counts. A serial counts
-/// for all meters of its address.
-bool hasListedSerial(const vxModel::ModbusMeter& meter, const Installation::Meters& meters);
+/// Where the meters' serials come from: the list of attached meters, or a register.
+class Serials {
+public:
+    explicit Serials(const Installation& installation);
 
-/// The attached meters of a model.
-std::vector<const Placed<vxModel::ModbusMeter>*>
-metersOf(const vxModel::ElectricityMeterConfig& model, const Installation::Meters& meters);
+    /// What the list gives all meters of an address; null if it gives none. It counts ahead of a
+    /// register's.
+    const std::string* listed(int slaveAddress) const;
+    /// Whether some meter of the model has no other serial than that of its register; also if no
+    /// list tells.
+    bool needsRegister(const vxModel::ElectricityMeterConfig& model) const;
 
-/// Whether some meter of the model has no other serial than that of its register; also if no list
-/// tells.
-bool needsSerialRegister(const vxModel::ElectricityMeterConfig& model,
-                         const Installation& installation);
+private:
+    bool m_hasList;
+    std::unordered_map<int, std::string> m_listed = {};
+    /// By the ids of models.
+    std::unordered_set<std::string> m_attached = {};
+    std::unordered_set<std::string> m_needing = {};
+};
 
 } // namespace inspector

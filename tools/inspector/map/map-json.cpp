@@ -86,6 +86,7 @@ void writeBudget(JsonOutput& output, const PollBudget& budget) {
     output.member("pauses", budget.pauses);
     output.member("wire", budget.wire);
     output.member("closing", budget.closing);
+    output.member("lineAssumed", budget.isLineAssumed);
     output.key("meters");
     output.beginList();
     for (const PollBudget::Meter& x : budget.meters) {

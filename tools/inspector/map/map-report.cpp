@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -19,8 +20,9 @@ std::string formatted(const char* format, auto... values) {
     return {text.data(), static_cast<std::size_t>(size)};
 }
 
+/// As in the message, which has no other word for what isn't finite.
 std::string significant(double number) {
-    return formatted("%.6g", number);
+    return std::isfinite(number) ? formatted("%.6g", number) : "null";
 }
 
 /// What a table shows of a register but its address.
@@ -55,6 +57,8 @@ struct Cells {
 class RegisterTables {
 public:
     TextTable of(const vxModel::ElectricityMeterConfig& model) {
+        const bool hasExport =
+            std::any_of(model.registers.begin(), model.registers.end(), isExport);
         using enum TextTable::Side;
         TextTable table({{"space"},
                          {"fn", right, 5},
@@ -71,14 +75,22 @@ public:
         for (const vxModel::ModbusRegister& x : model.registers) {
             const RegisterRow& row = m_rows.of(x);
             const Cells& cells = m_cells.try_emplace(&row, row).first->second;
+            // The pair of powers is carried as one, whatever this poll read of the other.
+            const bool carriesExport = hasExport && !row.facts->memberOfNegative.empty();
             table.add({row.isInput ? "input" : "holding", cells.function, std::to_string(x.address),
                        formatted("0x%04X", x.address), cells.words, row.dataType, row.scale,
-                       cells.member, cells.unit, cells.largest, cells.step, cells.unread});
+                       cells.member, cells.unit, cells.largest, cells.step,
+                       carriesExport && row.isUsed ? "as before, export too" : cells.unread});
         }
         return table;
     }
 
 private:
+    static bool isExport(const vxModel::ModbusRegister& x) {
+        return x.fieldType == vxModel::ModbusFieldType::powerExport &&
+               hasEffect(x.modbusDataType, x.fieldType);
+    }
+
     RegisterRows m_rows;
     std::unordered_map<const RegisterRow*, Cells> m_cells;
 };
@@ -139,6 +151,10 @@ void printBudget(Terminal& terminal, const PollBudget& budget) {
     parts.add({"requests and answers on the bus", seconds(budget.wire)});
     parts.add({"the closing second", seconds(budget.closing)});
     parts.print(terminal, 2);
+    if (budget.isLineAssumed)
+        terminal.paragraph("Reckoned for 9600 baud, even parity and one stop bit, as nothing tells "
+                           "the line's parameters.",
+                           2);
     terminal.line();
     TextTable meters({{"meter", right},
                       {"model"},

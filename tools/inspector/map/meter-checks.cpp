@@ -3,42 +3,79 @@
 #include "inspector/input/pointer.h"
 #include "inspector/map/checks.h"
 
-#include <algorithm>
 #include <string>
+#include <unordered_map>
+#include <utility>
 
 namespace inspector {
 namespace {
 
-using vxModel::ModbusMeter;
+using Meter = Placed<vxModel::ModbusMeter>;
 
 /// What the Modbus library takes.
 constexpr int highestAddress = 247;
-/// It takes this one too, over TCP, for a device that needs no address.
+/// It takes this one too, over TCP, for a device that needs no address, and begins with it.
 constexpr int addressOfTcpDevice = 255;
+constexpr unsigned lowBits = 0xFF;
+
+const char* const giveAddress = "Give it the address that is set at the meter, 1 to 247.";
+
+/// What all models of one id are for a meter.
+struct ModelFacts {
+    bool hasRegisters = false;
+    bool hasSerialRegister = false;
+    bool givesSerial = false;
+};
+
+std::unordered_map<std::string, ModelFacts> factsById(const Installation::Models& models) {
+    std::unordered_map<std::string, ModelFacts> all;
+    for (const auto& [model, path] : models) {
+        ModelFacts& facts = all[model.id];
+        facts.hasRegisters = facts.hasRegisters || !model.registers.empty();
+        for (const auto& x : model.registers) {
+            if (x.fieldType != vxModel::ModbusFieldType::serial)
+                continue;
+            facts.hasSerialRegister = true;
+            facts.givesSerial = facts.givesSerial || hasEffect(x.modbusDataType, x.fieldType);
+        }
+    }
+    return all;
+}
 
 class MeterCheck {
 public:
     MeterCheck(const Installation& installation, const Reporter& report)
         : m_meters(*installation.meters),
-          m_models(installation.models),
+          m_hasModels(installation.models.has_value()),
+          m_models(factsById(installation.models.value_or(Installation::Models()))),
+          m_serials(installation),
           m_report(report),
-          m_isTcp(installation.config && !installation.config->value.modbusTCPServer.empty()) {}
+          m_isTcp(isTcp(installation)) {}
 
-    void check() const {
-        for (std::size_t i = 0; i < m_meters.size(); ++i) {
-            checkAddress(m_meters[i]);
-            for (std::size_t earlier = 0; earlier < i; ++earlier)
-                if (checkPair(m_meters[earlier], m_meters[i]))
-                    break;
-            if (m_models)
-                checkModel(m_meters[i]);
+    void check() {
+        for (const Meter& meter : m_meters)
+            if (isTaken(meter.value.slaveAddress) && isRead(meter.value))
+                m_lastTaken = &meter;
+        for (const Meter& meter : m_meters) {
+            checkAddress(meter);
+            checkOthers(meter);
+            if (m_hasModels)
+                checkModel(meter);
         }
     }
 
 private:
-    using Meter = Placed<ModbusMeter>;
+    bool isTaken(int address) const {
+        return (address >= 0 && address <= highestAddress) ||
+               (m_isTcp && address == addressOfTcpDevice);
+    }
 
-    void checkAddress(const Meter& meter) const {
+    bool isRead(const vxModel::ModbusMeter& meter) const {
+        const auto model = m_models.find(meter.configId);
+        return !m_hasModels || (model != m_models.end() && model->second.hasRegisters);
+    }
+
+    void checkAddress(const Meter& meter) {
         const int address = meter.value.slaveAddress;
         const std::string path = pointerTo(meter.path, "slaveAddress");
         if (address == 0)
@@ -46,58 +83,71 @@ private:
                      m_isTcp ? "The daemon asks unit 0, which not every device or gateway answers."
                              : "The daemon asks all meters of the line at once, which none of them "
                                "answers, so each of its reads waits for the time-out.",
-                     "Give it the address that is set at the meter, 1 to 247.");
-        else if ((address < 0 || address > highestAddress) &&
-                 !(m_isTcp && address == addressOfTcpDevice))
+                     giveAddress);
+        if (!isTaken(address))
             m_report("address-out-of-range", Severity::error, path,
                      "The Modbus library refuses the address " + std::to_string(address) +
-                         ", and the daemon reads the meter ahead of it in its place, under this "
-                         "one's serial.",
-                     "Give it the address that is set at the meter, 1 to 247.");
+                         effectOfRefusal(meter.value),
+                     giveAddress);
+        else if (isRead(meter.value))
+            m_taken = &meter;
     }
 
-    /// Returns whether the two get in each other's way.
-    bool checkPair(const Meter& earlier, const Meter& later) const {
-        const int a = earlier.value.slaveAddress;
-        const int b = later.value.slaveAddress;
-        const std::string path = pointerTo(later.path, "slaveAddress");
-        if (a == b)
+    /// The library keeps the address before, be it of the poll before.
+    std::string effectOfRefusal(const vxModel::ModbusMeter& meter) const {
+        const std::string start =
+            m_isTcp ? "the daemon asks unit " + std::to_string(addressOfTcpDevice) + " instead"
+                    : std::string("all reads of this meter fail");
+        if (m_lastTaken == nullptr)
+            return ", so " + start + ".";
+        const Meter& other = m_taken == nullptr ? *m_lastTaken : *m_taken;
+        const std::string reads = "the daemon reads the meter at " + other.path + " in its place";
+        const std::string serial = m_serials.listed(meter.slaveAddress) != nullptr
+                                       ? ", under this one's serial."
+                                       : ", under that one's serial.";
+        if (m_taken != nullptr)
+            return ", and " + reads + serial;
+        return ": in the first poll " + start + ", and from the second on " + reads + serial;
+    }
+
+    /// Tells which one of those ahead of it the meter gets in the way of.
+    void checkOthers(const Meter& meter) {
+        const int address = meter.value.slaveAddress;
+        const std::string path = pointerTo(meter.path, "slaveAddress");
+        const auto [same, isNewAddress] = m_byAddress.try_emplace(address, &meter);
+        const auto [alike, isNewLow] =
+            m_byLowBits.try_emplace(static_cast<unsigned>(address) & lowBits, &meter);
+        if (!isNewAddress)
             m_report("shared-address", Severity::warning, path,
-                     "The meter at " + earlier.path + " has the address " + std::to_string(a) +
-                         " too: the daemon reads one device for both, under the first serial that "
-                         "the list has for it.",
+                     "The meter at " + same->second->path + " has the address " +
+                         std::to_string(address) +
+                         " too: the daemon reads one device for both, each time under " +
+                         serialAt(address) + ".",
                      "Give each meter an address of its own.");
-        else if ((a & 0xFF) == (b & 0xFF))
+        else if (!isNewLow)
             m_report("shared-low-bits", Severity::warning, path,
-                     "The low eight bits are those of the meter at " + earlier.path +
+                     "The low eight bits are those of the meter at " + alike->second->path +
                          ": the messages of both have the same \"slaveAddress\", and a failed read "
                          "takes the value of the other one.",
                      "Give each meter an address from 1 to 247.");
-        else
-            return false;
-        return true;
+    }
+
+    std::string serialAt(int address) const {
+        const std::string* listed = m_serials.listed(address);
+        return listed == nullptr
+                   ? "the serial that its register gives"
+                   : "the serial " + quoted(*listed) + ", the first that the list has for it";
     }
 
     void checkModel(const Meter& meter) const {
-        bool hasModel = false;
-        bool hasSerialRegister = false;
-        bool givesSerial = false;
-        for (const auto& model : *m_models) {
-            if (model.value.id != meter.value.configId)
-                continue;
-            hasModel = true;
-            for (const auto& x : model.value.registers)
-                if (x.fieldType == vxModel::ModbusFieldType::serial) {
-                    hasSerialRegister = true;
-                    givesSerial = givesSerial || hasEffect(x.modbusDataType, x.fieldType);
-                }
-        }
-        if (!hasModel)
+        const auto model = m_models.find(meter.value.configId);
+        if (model == m_models.end())
             m_report("no-such-model", Severity::error, pointerTo(meter.path, "configId"),
                      "No model has the id " + quoted(meter.value.configId) +
                          ", so the daemon never reads this meter, and nothing says so.",
                      "Add the model, or write the id of the right one.");
-        else if (hasSerialRegister && !givesSerial && !hasListedSerial(meter.value, m_meters))
+        else if (model->second.hasSerialRegister && !model->second.givesSerial &&
+                 m_serials.listed(meter.value.slaveAddress) == nullptr)
             m_report("no-serial", Severity::error, pointerTo(meter.path, "serial"),
                      "The daemon gets no serial for this meter from its register, so it never "
                      "sends its readings.",
@@ -105,9 +155,17 @@ private:
     }
 
     const Installation::Meters& m_meters;
-    const std::optional<Installation::Models>& m_models;
+    bool m_hasModels;
+    std::unordered_map<std::string, ModelFacts> m_models;
+    Serials m_serials;
     const Reporter& m_report;
     bool m_isTcp;
+    /// Those that were checked, by what could be alike; the first of each.
+    std::unordered_map<int, const Meter*> m_byAddress = {};
+    std::unordered_map<unsigned, const Meter*> m_byLowBits = {};
+    /// The last one that was checked and whose address the library takes; and the last of all.
+    const Meter* m_taken = nullptr;
+    const Meter* m_lastTaken = nullptr;
 };
 
 } // namespace

@@ -34,9 +34,10 @@ public:
 
     void check(bool needsSerial) const {
         checkSerial(needsSerial);
-        for (const auto& [fieldType, indexes] : m_indexes)
+        for (const auto& [fieldType, indexes] : m_indexes) {
             for (std::size_t i = 1; i < indexes.size(); ++i)
                 fieldTwice(fieldType, indexes[i - 1], indexes[i]);
+        }
         checkPowers();
     }
 
@@ -56,29 +57,22 @@ private:
     }
 
     void fieldTwice(ModbusFieldType fieldType, std::size_t first, std::size_t second) const {
-        const std::string field = quoted(vx::fromEnum<std::string>(fieldType));
-        if (fieldType == ModbusFieldType::serial)
+        if (fieldType == ModbusFieldType::serial) {
             m_report(
                 "same-field-twice", Severity::warning, fieldPath(second),
                 "The daemon takes the serial of the first register that gives one, at address " +
                     address(first) + ", and reads this one only if that fails.",
                 "Delete one of them.");
-        else if (fieldType == ModbusFieldType::powerImport)
-            m_report("same-field-twice", Severity::warning, fieldPath(second),
-                     "Two registers are " + field +
-                         ", and the daemon lets this one win over that "
-                         "at address " +
-                         address(first) +
-                         "; but if their signs differ, the message holds both as consumption and "
-                         "production.",
-                     "Delete one of them: the daemon adds nothing up.");
-        else
-            m_report("same-field-twice", Severity::warning, fieldPath(second),
-                     "Two registers are " + field +
-                         ", and the daemon lets this one win over that "
-                         "at address " +
-                         address(first) + ".",
-                     "Delete one of them: the daemon adds nothing up.");
+            return;
+        }
+        const bool isSigned = fieldType == ModbusFieldType::powerImport;
+        m_report("same-field-twice", Severity::warning, fieldPath(second),
+                 "Two registers are " + quoted(vx::fromEnum<std::string>(fieldType)) +
+                     ", and the daemon lets this one win over that at address " + address(first) +
+                     (isSigned ? "; but if their signs differ, the message holds both as "
+                                 "consumption and production."
+                               : "."),
+                 "Delete one of them: the daemon adds nothing up.");
     }
 
     void checkPowers() const {
@@ -99,7 +93,8 @@ private:
             m_report(
                 "import-and-export", Severity::hint, fieldPath(lastExport),
                 "The daemon reads this register behind that of \"powerImport\" and puts its "
-                "value in the place of what a negative import left as production.",
+                "value in the place of what a negative import left as production; if the import "
+                "can't be read, it takes both powers of the poll before.",
                 "Delete this one if the import has a sign; keep both if it is never negative.");
         else if (lastImport > lastExport)
             m_report("import-and-export", Severity::warning, fieldPath(lastImport),
@@ -135,16 +130,17 @@ void checkModels(const Installation& installation, Findings& findings) {
     if (!installation.models)
         return;
     const Reporter report("supported", findings);
+    const Serials serials(installation);
     std::unordered_map<std::string, std::string> pathOfId;
     for (const auto& model : *installation.models) {
-        ModelCheck(model, report).check(needsSerialRegister(model.value, installation));
+        ModelCheck(model, report).check(serials.needsRegister(model.value));
         const auto [earlier, isNew] = pathOfId.try_emplace(model.value.id, model.path);
         if (!isNew)
-            report(
-                "model-twice", Severity::warning, pointerTo(model.path, "id"),
-                "The model " + quoted(model.value.id) + " stands also at " + earlier->second +
-                    ", and the daemon reads each of its meters with both and sends two messages.",
-                "Delete one of them, or give it another id.");
+            report("model-twice", Severity::warning, pointerTo(model.path, "id"),
+                   "The model " + quoted(model.value.id) + " stands also at " + earlier->second +
+                       ", and the daemon reads each of its meters once with each, and sends each "
+                       "reading that has a serial.",
+                   "Delete one of them, or give it another id.");
     }
 }
 

@@ -14,9 +14,8 @@ constexpr const char* realDevice = "/dev/ttymxc2";
 constexpr int realInterval = 20000;
 constexpr int highestPort = 65535;
 
-void checkSerialLine(const Placed<vxModel::SerialPortConfig>& serial, const Reporter& report) {
-    const vxModel::SerialPortConfig& config = serial.value;
-    const std::string& path = serial.path;
+void checkComplete(const vxModel::SerialPortConfig& config, const std::string& path,
+                   const Reporter& report) {
     const auto staysClosed = [&](bool isUnset, const std::string& key, const std::string& example) {
         if (isUnset)
             report("port-stays-closed", Severity::error, pointerTo(path, key),
@@ -28,14 +27,26 @@ void checkSerialLine(const Placed<vxModel::SerialPortConfig>& serial, const Repo
     staysClosed(config.parity == vxModel::Parity::uninitilzed, "parity", "even");
     staysClosed(config.dataBits == vxModel::DataBits::none, "dataBits", "bits8");
     staysClosed(config.stopBits == vxModel::StopBits::none, "stopBits", "bits1");
+}
+
+void checkEffect(const vxModel::SerialPortConfig& config, const std::string& path, bool isTcp,
+                 const Reporter& report) {
+    // The only parameter is what opens the bus.
+    if (isTcp && config == vxModel::SerialPortConfig{.serialDevice = config.serialDevice})
+        return;
+    const std::string overTcp = "Over TCP the daemon opens no serial line, whatever stands here.";
     if (!config.serialDevice.empty() && config.serialDevice != realDevice)
         report("device-without-effect", Severity::hint, pointerTo(path, "serialDevice"),
-               "The daemon opens " + std::string(realDevice) + " whatever device is named here.",
+               isTcp ? overTcp
+                     : "The daemon opens " + std::string(realDevice) +
+                           " whatever device is named here.",
                "Delete it.");
     if (config.dataBits == vxModel::DataBits::bits7 || config.dataBits == vxModel::DataBits::bits9)
         report("data-bits-without-effect", Severity::hint, pointerTo(path, "dataBits"),
-               "The line runs at eight data bits whatever number is given here.",
-               "Set the meters to eight data bits.");
+               isTcp ? overTcp
+                     : std::string("The line runs at eight data bits whatever number is given "
+                                   "here."),
+               isTcp ? "Make it \"bits8\"." : "Set the meters to eight data bits.");
 }
 
 void checkTcp(const orv::modbus::ModbusMiscConfig& config, const std::string& path,
@@ -59,31 +70,34 @@ void checkConfig(const Placed<orv::modbus::ModbusMiscConfig>& placed, const Repo
         checkTcp(config, path, report);
     if (config.timeoutResponseSec < 0)
         report("negative-time-out", Severity::error, pointerTo(path, "timeoutResponseSec"),
-               "The daemon stands still at the first answer that doesn't come.",
+               "A 64-bit daemon stands still at the first answer that doesn't come, and of a "
+               "32-bit one every read fails.",
                "Give a number of seconds, or leave it out for 5.");
     if (config.readIntervalUSec != 0 && config.readIntervalUSec != realInterval)
         report("interval-without-effect", Severity::hint, pointerTo(path, "readIntervalUSec"),
-               "The daemon pauses 20000 microseconds ahead of each request whatever number is "
-               "given here.",
+               "The daemon pauses " + std::to_string(realInterval) +
+                   " microseconds ahead of each request whatever number is given here.",
                "Delete it.");
 }
 
 } // namespace
 
 void checkPort(const Installation& installation, Findings& findings) {
-    const bool isTcp = installation.config && !installation.config->value.modbusTCPServer.empty();
     if (installation.config)
         checkConfig(*installation.config, Reporter("config", findings));
     if (!installation.serial)
         return;
     const Reporter report("serial", findings);
-    if (!isTcp)
-        checkSerialLine(*installation.serial, report);
-    else if (installation.serial->value == vxModel::SerialPortConfig())
-        report("bus-stays-closed", Severity::error, installation.serial->path,
+    const auto& [config, path] = *installation.serial;
+    if (!isTcp(installation)) {
+        checkComplete(config, path, report);
+    } else if (config == vxModel::SerialPortConfig()) {
+        report("bus-stays-closed", Severity::error, path,
                "Without any serial parameter the daemon opens no bus, not even over TCP, and all "
                "reads fail.",
                "Give it one, such as \"baudRate\": \"baud9600\".");
+    }
+    checkEffect(config, path, isTcp(installation), report);
 }
 
 } // namespace inspector
