@@ -1,6 +1,7 @@
 #include "inspector/map/map-report.h"
 
 #include "inspector/daemon/register-row.h"
+#include "inspector/output/safe-text.h"
 #include "inspector/output/text-table.h"
 
 #include <algorithm>
@@ -108,7 +109,7 @@ void printFinding(Terminal& terminal, const Finding& finding) {
     if (finding.line != 0)
         place += ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
     if (!finding.path.empty())
-        place += " " + finding.path;
+        place += " " + shownText(finding.path);
     terminal.line(terminal.coloured(finding.severity, nameOf(finding.severity)) + " " +
                   terminal.bold(finding.name) + " " + place);
     terminal.paragraph(finding.message, 4);

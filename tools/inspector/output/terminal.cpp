@@ -60,7 +60,8 @@ void Terminal::paragraph(std::string_view text, std::size_t indent) {
             size = blank == std::string_view::npos ? std::min(text.find(' '), size) : blank;
         }
         write(margin);
-        line(text.substr(0, size));
+        write(shownText(text.substr(0, size)));
+        write("\n");
         text.remove_prefix(std::min(size + 1, text.size()));
     }
 }
@@ -80,7 +81,7 @@ std::string Terminal::styled(std::string_view style, std::string_view text) cons
     if (!m_hasColours)
         return std::string(text);
     std::string result(style);
-    return result.append(text).append(ending);
+    return result.append(shownText(text)).append(ending);
 }
 
 /// All but its own styles.
