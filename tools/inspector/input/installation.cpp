@@ -77,15 +77,16 @@ const TextWalk::Content* contentOf(const Document& document, Findings& findings)
     const TextWalk* walk = document.walk();
     if (walk == nullptr || walk->content)
         return walk == nullptr ? nullptr : &*walk->content;
-    if (walk->rootKind == Kind::object)
+    if (walk->rootKind == Kind::object) {
         Reporter(document.name(),
                  findings)("no-data", Severity::error, "/data",
                            "Without a key \"data\" the daemon takes the reply for an empty one.",
                            document.kind().content->kind == Shape::Kind::list
                                ? "Put it into a list under the key \"data\": {\"data\": [...]}."
                                : "Put it under the key \"data\": {\"data\": {...}}.");
-    else if (walk->rootKind != Kind::null)
+    } else if (walk->rootKind != Kind::null) {
         Reader(document, findings).reportFailures(walk->root, "", *document.kind().whole);
+    }
     return nullptr;
 }
 
@@ -116,7 +117,7 @@ std::vector<Placed<T>> readList(const Document& document, const TextWalk::Conten
         Findings findings;
     };
     std::vector<std::future<Part>> futures;
-    for (std::size_t i = 0; i < parts; ++i)
+    for (std::size_t i = 0; i < parts; ++i) {
         // One part by this thread itself, when it asks for it.
         futures.push_back(std::async(i == 0 ? std::launch::deferred : std::launch::async, [&, i] {
             Part part;
@@ -124,6 +125,7 @@ std::vector<Placed<T>> readList(const Document& document, const TextWalk::Conten
                                        part.findings);
             return part;
         }));
+    }
     std::vector<Placed<T>> result;
     for (auto& future : futures) {
         Part part = future.get();

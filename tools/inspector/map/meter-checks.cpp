@@ -78,19 +78,21 @@ private:
     void checkAddress(const Meter& meter) {
         const int address = meter.value.slaveAddress;
         const std::string path = pointerTo(meter.path, "slaveAddress");
-        if (address == 0)
+        if (address == 0) {
             m_report("broadcast-address", m_isTcp ? Severity::hint : Severity::error, path,
                      m_isTcp ? "The daemon asks unit 0, which not every device or gateway answers."
                              : "The daemon asks all meters of the line at once, which none of them "
                                "answers, so each of its reads waits for the time-out.",
                      giveAddress);
-        if (!isTaken(address))
+        }
+        if (!isTaken(address)) {
             m_report("address-out-of-range", Severity::error, path,
                      "The Modbus library refuses the address " + std::to_string(address) +
                          effectOfRefusal(meter.value),
                      giveAddress);
-        else if (isRead(meter.value))
+        } else if (isRead(meter.value)) {
             m_taken = &meter;
+        }
     }
 
     /// The library keeps the address before, be it of the poll before.
@@ -117,19 +119,20 @@ private:
         const auto [same, isNewAddress] = m_byAddress.try_emplace(address, &meter);
         const auto [alike, isNewLow] =
             m_byLowBits.try_emplace(static_cast<unsigned>(address) & lowBits, &meter);
-        if (!isNewAddress)
+        if (!isNewAddress) {
             m_report("shared-address", Severity::warning, path,
                      "The meter at " + same->second->path + " has the address " +
                          std::to_string(address) +
                          " too: the daemon reads one device for both, each time under " +
                          serialAt(address) + ".",
                      "Give each meter an address of its own.");
-        else if (!isNewLow)
+        } else if (!isNewLow) {
             m_report("shared-low-bits", Severity::warning, path,
                      "The low eight bits are those of the meter at " + alike->second->path +
                          ": the messages of both have the same \"slaveAddress\", and a failed read "
                          "takes the value of the other one.",
                      "Give each meter an address from 1 to 247.");
+        }
     }
 
     std::string serialAt(int address) const {
@@ -141,17 +144,18 @@ private:
 
     void checkModel(const Meter& meter) const {
         const auto model = m_models.find(meter.value.configId);
-        if (model == m_models.end())
+        if (model == m_models.end()) {
             m_report("no-such-model", Severity::error, pointerTo(meter.path, "configId"),
                      "No model has the id " + quoted(meter.value.configId) +
                          ", so the daemon never reads this meter, and nothing says so.",
                      "Add the model, or write the id of the right one.");
-        else if (model->second.hasSerialRegister && !model->second.givesSerial &&
-                 m_serials.listed(meter.value.slaveAddress) == nullptr)
+        } else if (model->second.hasSerialRegister && !model->second.givesSerial &&
+                   m_serials.listed(meter.value.slaveAddress) == nullptr) {
             m_report("no-serial", Severity::error, pointerTo(meter.path, "serial"),
                      "The daemon gets no serial for this meter from its register, so it never "
                      "sends its readings.",
                      "Write its serial here, or correct the type of the serial register.");
+        }
     }
 
     const Installation::Meters& m_meters;

@@ -43,17 +43,18 @@ public:
 
 private:
     void checkSerial(bool needsSerial) const {
-        if (!m_firstSerial)
+        if (!m_firstSerial) {
             m_report("no-serial-register", Severity::error, m_path,
                      "The daemon never sends anything of this model's meters, whatever serial the "
                      "list of attached meters gives them.",
                      "Add a register of type \"serial\"; with a serial in the list it isn't read.");
-        else if (!needsSerial)
+        } else if (!needsSerial) {
             m_report("serial-never-read", Severity::hint, pointerTo(m_path, *m_firstSerial),
                      "The daemon takes the serial of the list of attached meters and never reads "
                      "this register.",
                      "Keep the register, without which nothing is sent, and delete the serial in "
                      "the list if the meter's own is to count.");
+        }
     }
 
     void fieldTwice(ModbusFieldType fieldType, std::size_t first, std::size_t second) const {
@@ -89,18 +90,19 @@ private:
             return;
         }
         const std::size_t lastImport = imports->second.back();
-        if (lastImport < lastExport && canBeNegative(m_registers[lastImport]))
+        if (lastImport < lastExport && canBeNegative(m_registers[lastImport])) {
             m_report(
                 "import-and-export", Severity::hint, fieldPath(lastExport),
                 "The daemon reads this register behind that of \"powerImport\" and puts its "
                 "value in the place of what a negative import left as production; if the import "
                 "can't be read, it takes both powers of the poll before.",
                 "Delete this one if the import has a sign; keep both if it is never negative.");
-        else if (lastImport > lastExport)
+        } else if (lastImport > lastExport) {
             m_report("import-and-export", Severity::warning, fieldPath(lastImport),
                      "The daemon reads this register behind that of \"powerExport\" and drops the "
                      "export whenever the import isn't above zero: its negation takes the place.",
                      "Put \"powerExport\" behind it, or delete one of them.");
+        }
     }
 
     static bool canBeNegative(const ModbusRegister& x) {
@@ -135,12 +137,13 @@ void checkModels(const Installation& installation, Findings& findings) {
     for (const auto& model : *installation.models) {
         ModelCheck(model, report).check(serials.needsRegister(model.value));
         const auto [earlier, isNew] = pathOfId.try_emplace(model.value.id, model.path);
-        if (!isNew)
+        if (!isNew) {
             report("model-twice", Severity::warning, pointerTo(model.path, "id"),
                    "The model " + quoted(model.value.id) + " stands also at " + earlier->second +
                        ", and the daemon reads each of its meters once with each, and sends each "
                        "reading that has a serial.",
                    "Delete one of them, or give it another id.");
+        }
     }
 }
 

@@ -17,11 +17,12 @@ constexpr int highestPort = 65535;
 void checkComplete(const vxModel::SerialPortConfig& config, const std::string& path,
                    const Reporter& report) {
     const auto staysClosed = [&](bool isUnset, const std::string& key, const std::string& example) {
-        if (isUnset)
+        if (isUnset) {
             report("port-stays-closed", Severity::error, pointerTo(path, key),
                    "Without " + quoted(key) +
                        " the daemon opens no serial line, and all reads fail.",
                    "Give it the value that is set at the meters, such as " + quoted(example) + ".");
+        }
     };
     staysClosed(config.baudRate == vxModel::BaudRateType::none, "baudRate", "baud9600");
     staysClosed(config.parity == vxModel::Parity::uninitilzed, "parity", "even");
@@ -35,49 +36,56 @@ void checkEffect(const vxModel::SerialPortConfig& config, const std::string& pat
     if (isTcp && config == vxModel::SerialPortConfig{.serialDevice = config.serialDevice})
         return;
     const std::string overTcp = "Over TCP the daemon opens no serial line, whatever stands here.";
-    if (!config.serialDevice.empty() && config.serialDevice != realDevice)
+    if (!config.serialDevice.empty() && config.serialDevice != realDevice) {
         report("device-without-effect", Severity::hint, pointerTo(path, "serialDevice"),
                isTcp ? overTcp
                      : "The daemon opens " + std::string(realDevice) +
                            " whatever device is named here.",
                "Delete it.");
-    if (config.dataBits == vxModel::DataBits::bits7 || config.dataBits == vxModel::DataBits::bits9)
+    }
+    if (config.dataBits == vxModel::DataBits::bits7 ||
+        config.dataBits == vxModel::DataBits::bits9) {
         report("data-bits-without-effect", Severity::hint, pointerTo(path, "dataBits"),
                isTcp ? overTcp
                      : std::string("The line runs at eight data bits whatever number is given "
                                    "here."),
                isTcp ? "Make it \"bits8\"." : "Set the meters to eight data bits.");
+    }
 }
 
 void checkTcp(const orv::modbus::ModbusMiscConfig& config, const std::string& path,
               const Reporter& report) {
     in_addr address{};
-    if (inet_aton(config.modbusTCPServer.c_str(), &address) == 0)
+    if (inet_aton(config.modbusTCPServer.c_str(), &address) == 0) {
         report("server-not-an-address", Severity::error, pointerTo(path, "modbusTCPServer"),
                "The daemon looks up no names, so it gets no connection to " +
                    quoted(config.modbusTCPServer) + ".",
                "Give the IPv4 address of the server.");
-    if (config.port < 1 || config.port > highestPort)
+    }
+    if (config.port < 1 || config.port > highestPort) {
         report("no-port", Severity::error, pointerTo(path, "port"),
                "The daemon gets no connection to port " + std::to_string(config.port) +
                    " and knows no other one.",
                "Give the port of the server; that of Modbus is 502.");
+    }
 }
 
 void checkConfig(const Placed<orv::modbus::ModbusMiscConfig>& placed, const Reporter& report) {
     const auto& [config, path] = placed;
     if (!config.modbusTCPServer.empty())
         checkTcp(config, path, report);
-    if (config.timeoutResponseSec < 0)
+    if (config.timeoutResponseSec < 0) {
         report("negative-time-out", Severity::error, pointerTo(path, "timeoutResponseSec"),
                "A 64-bit daemon stands still at the first answer that doesn't come, and of a "
                "32-bit one every read fails.",
                "Give a number of seconds, or leave it out for 5.");
-    if (config.readIntervalUSec != 0 && config.readIntervalUSec != realInterval)
+    }
+    if (config.readIntervalUSec != 0 && config.readIntervalUSec != realInterval) {
         report("interval-without-effect", Severity::hint, pointerTo(path, "readIntervalUSec"),
                "The daemon pauses " + std::to_string(realInterval) +
                    " microseconds ahead of each request whatever number is given here.",
                "Delete it.");
+    }
 }
 
 } // namespace

@@ -57,20 +57,22 @@ void checkRequest(const ModbusRegister& x, const RegisterPath& path, const Repor
         report("no-words", Severity::error, path.to("length"),
                "The daemon asks the meter for no words, which every meter refuses.",
                "Set \"length\" to 1, or for a text to the number of its words.");
-    if (words > mostWordsOfRequest)
+    if (words > mostWordsOfRequest) {
         report("too-many-words", Severity::error, path.to("length"),
                "The daemon would need " + std::to_string(words) +
                    " words, and one request has 125 at most, so each read fails.",
                "Make \"length\" smaller: a number needs 1.");
-    else if (x.address + words > addressSpace)
+    } else if (x.address + words > addressSpace) {
         report("beyond-address-space", Severity::error, path.to("address"),
                "The daemon asks for words behind address 65535, which every meter refuses.",
                "Correct \"address\" or \"length\".");
-    if (x.length > 1 && hasEffect(x.modbusDataType, x.fieldType) && hasNumber(x.modbusDataType))
+    }
+    if (x.length > 1 && hasEffect(x.modbusDataType, x.fieldType) && hasNumber(x.modbusDataType)) {
         report("unused-words", Severity::warning, path.to("length"),
                "The daemon reads " + std::to_string(words) + " words and uses the first " +
                    std::to_string(words / x.length) + ".",
                "Set \"length\" to 1: it counts numbers, not words.");
+    }
 }
 
 void checkType(const ModbusRegister& x, const RegisterPath& path, const Reporter& report) {
@@ -81,27 +83,28 @@ void checkType(const ModbusRegister& x, const RegisterPath& path, const Reporter
     const std::string type = quoted(nameOf(x.modbusDataType));
     const std::string field = quoted(nameOf(x.fieldType));
     const bool isText = x.modbusDataType == ModbusDataType::ascii;
-    if (x.fieldType == ModbusFieldType::tariffEnabled && (isText || hasNumber(x.modbusDataType)))
+    if (x.fieldType == ModbusFieldType::tariffEnabled && (isText || hasNumber(x.modbusDataType))) {
         report("tariff-not-uint16", Severity::error, typePath,
                "The daemon takes " + field + " from a \"uint16\" alone and drops this " + type +
                    ".",
                "Take \"uint16\".");
-    else if (isText)
+    } else if (isText) {
         report("text-for-number", Severity::error, typePath,
                "The daemon reads a text for the number " + field + " and drops it.",
                "Take the type of the number that the meter's description names.");
-    else if (!hasNumber(x.modbusDataType))
+    } else if (!hasNumber(x.modbusDataType)) {
         report("no-decoder", Severity::error, typePath,
                "The daemon reads a register of type " + type +
                    " and drops it, as it can't decode it.",
                x.modbusDataType == ModbusDataType::int16
                    ? "Take \"uint16\" if the value is never negative, or another register."
                    : "Take the type of the value that the meter's description names.");
-    else
+    } else {
         report("number-for-text", Severity::error, typePath,
                "The daemon takes " + field + " from \"ascii\" or \"uint32\" alone and drops this " +
                    type + ".",
                "Take \"ascii\" for a text, or \"uint32\" for a number.");
+    }
 }
 
 // In kilowatt-hours. Counters of a home stand between the first two; meters count in steps from a
@@ -112,11 +115,12 @@ constexpr double smallestUnit = 1e-7;
 constexpr double largestUnit = 1000;
 
 std::string tooLarge(double unit) {
-    if (!std::isfinite(unit))
+    if (!std::isfinite(unit)) {
         return "Each 1 that the meter counts is more than the message can hold, where a counter "
                "has "
                "1 to " +
                shortest(mostCounter) + " kWh in all.";
+    }
     return "Each 1 that the meter counts becomes " + shortest(unit) +
            " kWh in the message, where a counter has 1 to " + shortest(mostCounter) +
            " kWh in all.";
@@ -157,13 +161,14 @@ void checkScale(const ModbusRegister& x, RegisterRows& rows, const RegisterPath&
                "Give it the meter's factor, or 1.");
         return;
     }
-    if (x.scaleValue < 0)
+    if (x.scaleValue < 0) {
         report("scale-negative", Severity::warning, path.to("scaleValue"),
                "The daemon turns the sign of every value: " +
                    std::string(x.fieldType == ModbusFieldType::powerImport
                                    ? "what the meter imports goes out as production."
                                    : "it goes out negative."),
                "Take a positive scale, or keep it if the meter counts the other way round.");
+    }
     if (factsOf(x.fieldType).unit == "Ws" && hasEffect(x.modbusDataType, x.fieldType))
         checkEnergy(x, rows.of(x), path, report);
 }
