@@ -24,15 +24,15 @@ public:
     using Form = Document::Form;
     // These names are the reader's.
     // NOLINTBEGIN(readability-identifier-naming)
-    bool Null() { return m_depth > 0; }
-    bool Bool(bool) { return m_depth > 0; }
-    bool Int(int) { return m_depth > 0; }
-    bool Uint(unsigned) { return m_depth > 0; }
-    bool Int64(std::int64_t) { return m_depth > 0; }
-    bool Uint64(std::uint64_t) { return m_depth > 0; }
-    bool Double(double) { return m_depth > 0; }
-    bool RawNumber(const char*, rapidjson::SizeType, bool) { return m_depth > 0; }
-    bool String(const char*, rapidjson::SizeType, bool) { return m_depth > 0; }
+    bool Null() const { return m_depth > 0; }
+    bool Bool(bool) const { return m_depth > 0; }
+    bool Int(int) const { return m_depth > 0; }
+    bool Uint(unsigned) const { return m_depth > 0; }
+    bool Int64(std::int64_t) const { return m_depth > 0; }
+    bool Uint64(std::uint64_t) const { return m_depth > 0; }
+    bool Double(double) const { return m_depth > 0; }
+    bool RawNumber(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
+    bool String(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
     bool StartObject() {
         ++m_depth;
         return true;
