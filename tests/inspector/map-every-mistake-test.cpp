@@ -48,7 +48,7 @@ constexpr const char* supported = R"({"data":[
   {"address":0,"fieldType":"serial","modbusDataType":"ascii","length":4}]},
 {"id":"six","registers":[
   {"address":400108,"fieldType":"energyImport","modbusDataType":"uint32","length":1},
-  {"address":10,"fieldType":"energyExport","modbusDataType":"uint32","length":true}]},
+  {"address":10,"fieldType":"energyExport","modbusDataType":"uint32","length":300}]},
 {"id":"em","registers":[
   {"address":30001,"fieldType":"serial","modbusDataType":"ascii","length":4}]}
 ]} and more

@@ -53,14 +53,14 @@ TEST(TextFindings, aReplyThatDoesNotConvertShowsTheDaemonsMessageAndThePlace) {
 
 TEST(TextFindings, theDaemonStopsAtTheFirstOfSeveralValuesThatDoNotConvert) {
     EXPECT_EQ(
-        findings({{"attached", R"({"data":[{"slaveAddress":true,"name":7},{"configId":8}]})"}}),
+        findings({{"attached", R"({"data":[{"slaveAddress":3000000000,"name":7},{"configId":8}]})"}}),
         R"(error does-not-convert attached:1:26 /data/0/slaveAddress
-  The daemon would stop at this value too: Expecting json number / string. type:1 condition:type == json_type_string || type == json_type_int || type == json_type_double vx/record.h:140 / slaveAddress / 0 / data
+  The daemon would stop at this value too: Narrowing error. t:-1294967296 u:3000000000 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) vx/record.h:146 / slaveAddress / 0 / data
   Give it a whole number from -2147483648 to 2147483647.
-error does-not-convert attached:1:38 /data/0/name
+error does-not-convert attached:1:44 /data/0/name
   The daemon takes nothing of this document: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / name / 0 / data
   Give it a text.
-error does-not-convert attached:1:53 /data/1/configId
+error does-not-convert attached:1:59 /data/1/configId
   The daemon would stop at this value too: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / configId / 1 / data
   Give it a text.
 )");
