@@ -10,6 +10,11 @@ target_compile_definitions(reader-options INTERFACE
     _TIME_BITS=64 _FILE_OFFSET_BITS=64)
 target_link_options(reader-options INTERFACE -Wl,--as-needed)
 
+if(CMAKE_UNITY_BUILD)
+    # What files name for themselves alone doesn't hide what others do.
+    target_compile_options(reader-options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>)
+endif()
+
 if(READER_STATIC_RUNTIME)
     if(READER_SANITIZERS)
         message(FATAL_ERROR "A sanitizer needs the shared runtime: READER_STATIC_RUNTIME=OFF")

@@ -11,7 +11,7 @@ using namespace inspector;
 
 namespace {
 
-constexpr const char* supported = R"({"data":[
+constexpr const char* wrongSupported = R"({"data":[
 {"id":"em","displayName":"Meter","colour":"red","registers":[
   {"address":0,"fieldType":"serial","modbusDataType":"ascii","length":4},
   {"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scale":0.01},
@@ -54,7 +54,7 @@ constexpr const char* supported = R"({"data":[
 ]} and more
 )";
 
-constexpr const char* attached = R"({"data":[
+constexpr const char* wrongAttached = R"({"data":[
 {"configId":"em","slaveAddress":7,"application":"sun"},
 {"configId":"none","slaveAddress":8},
 {"configId":"em","slaveAddress":7},
@@ -65,19 +65,20 @@ constexpr const char* attached = R"({"data":[
 {"configId":"em","slaveAddress":"one"}],
 "date":[]})";
 
-constexpr const char* serial =
+constexpr const char* wrongSerial =
     R"({"data":{"serialDevice":"/dev/ttyS0","baudRate":"9600","dataBits":"bits7","stopBits":"bits1"}})";
 
-constexpr const char* config =
+constexpr const char* wrongConfig =
     R"({"modbusMiscConfig":{"readIntervalUSec":5,"timeoutResponseSec":-1}})";
 
 /// What `map` says of all that.
-std::string mapWith(std::vector<std::string> arguments) {
+std::string mapOfMistakes(std::vector<std::string> arguments) {
     const TemporaryDirectory files;
     arguments.insert(arguments.begin(),
-                     {"map", "--supported", files.write("supported", supported), "--attached",
-                      files.write("attached", attached), "--serial", files.write("serial", serial),
-                      "--config", files.write("config", config)});
+                     {"map", "--supported", files.write("supported", wrongSupported), "--attached",
+                      files.write("attached", wrongAttached), "--serial",
+                      files.write("serial", wrongSerial), "--config",
+                      files.write("config", wrongConfig)});
     const ProgramResult result = run(arguments);
     EXPECT_EQ(result.standardError, "");
     EXPECT_EQ(result.status, 1);
@@ -100,9 +101,9 @@ class EveryMistake : public testing::Test {};
 } // namespace
 
 TEST_F(EveryMistake, isToldInWords) {
-    expectTranscriptOfFile(mapWith({}));
+    expectTranscriptOfFile(mapOfMistakes({}));
 }
 
 TEST_F(EveryMistake, isToldAsJson) {
-    expectTranscriptOfFile(inLines(mapWith({"--json"})));
+    expectTranscriptOfFile(inLines(mapOfMistakes({"--json"})));
 }

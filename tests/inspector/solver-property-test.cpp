@@ -16,7 +16,7 @@ using vxModel::ModbusRegister;
 namespace {
 
 /// The daemon's code logs what it converts.
-const bool isSilent = (silenceDaemon(), true);
+const bool isWithoutLog = (silenceDaemon(), true);
 
 /// Of all displays that were drawn.
 struct Figures {

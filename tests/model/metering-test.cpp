@@ -2,6 +2,7 @@
 
 #include "support/counts-in-comparison.h"
 #include "support/thrown-text.h"
+#include "support/written.h"
 
 #include <gtest/gtest.h>
 
@@ -10,11 +11,6 @@
 using namespace vxModel;
 
 namespace {
-
-template <class R>
-std::string written(const R& record) {
-    return vx::toJson(vx::toJsonFragment(record));
-}
 
 MeteringOrigin originOf(const char* text) {
     return vx::fromJson<MeteringAttributes>(text).origin;

@@ -6,6 +6,7 @@
 #include "support/counts-in-comparison.h"
 #include "support/log-capture.h"
 #include "support/thrown-text.h"
+#include "support/written.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,11 +25,6 @@ ModbusRegister readRegister(const char* text) {
 template <class R>
 std::string failure(const char* text) {
     return thrownText([text] { vx::fromJson<R>(text); });
-}
-
-template <class R>
-std::string written(const R& record) {
-    return vx::toJson(vx::toJsonFragment(record));
 }
 
 /// The enumerators in numeric order and their names, to be compared with the table.

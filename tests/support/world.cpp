@@ -9,13 +9,14 @@
 #include <stdexcept>
 
 using house::LocalServer;
-using Kind = Transcript::Kind;
 
 namespace {
 
+using Kind = Transcript::Kind;
+
 constexpr const char* configFile = "/etc/modbus-config.json";
 constexpr const char* logSettings = "/etc/libvx";
-constexpr const char* port = "/dev/ttymxc2";
+constexpr const char* serialDevice = "/dev/ttymxc2";
 constexpr std::uint16_t busPort = 1502;
 constexpr const char* meteringSocket = "/var/run/orv-metering.sock";
 
@@ -65,7 +66,7 @@ World::World() {
 
 World::~World() {
     closeAll();
-    for (const char* left : {configFile, logSettings, port, meteringSocket})
+    for (const char* left : {configFile, logSettings, serialDevice, meteringSocket})
         std::filesystem::remove(left);
     for (const std::string& complaint : m_transcript.takeAll(Kind::complaint))
         ADD_FAILURE() << "Not taken: " << complaint;
@@ -137,7 +138,7 @@ void World::layLine() {
     std::filesystem::remove(configFile);
     bus.reset();
     serialLine = std::make_unique<house::PtyPair>();
-    serialLine->linkMasterEnd(port);
+    serialLine->linkMasterEnd(serialDevice);
 }
 
 void World::useLine() {

@@ -2,6 +2,7 @@
 
 #include "support/log-capture.h"
 #include "support/thrown-text.h"
+#include "support/written.h"
 #include "vx/record.h"
 
 #include <cstdint>
@@ -135,11 +136,6 @@ inline Everything full() {
 template <class R>
 R read(const char* text) {
     return vx::fromJson<R>(text);
-}
-
-template <class R>
-std::string written(const R& record) {
-    return vx::toJson(vx::toJsonFragment(record));
 }
 
 /// Text of a failure to read, which logs nothing by itself.

@@ -26,7 +26,7 @@ Bytes framed(const Frame& request, const Bytes& message) {
 }
 
 /// Both bytes of the protocol number, as libmodbus's master lets a single one pass.
-void garble(Bytes& frame) {
+void garbleHead(Bytes& frame) {
     frame[2] = 0xFF;
     frame[3] = 0xFF;
     frame.back() ^= 0xFF;
@@ -77,7 +77,7 @@ void TcpLine::answer(int socket, const Responder& respond) {
         return;
     Bytes frame = framed(request, reply->message(query));
     if (reply->has(Fault::Kind::garbled))
-        garble(frame);
+        garbleHead(frame);
     m_send(query, frame, [socket](const Bytes& bytes) {
         ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     });

@@ -8,7 +8,7 @@
 namespace inspector {
 namespace {
 
-std::atomic<bool> ending{false};
+std::atomic<bool> mustEnd{false};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 void end(int) {
@@ -16,7 +16,7 @@ void end(int) {
     constexpr std::string_view text =
         "\nIt ends with the question under way; another Ctrl-C ends it at once.\n";
     const int reason = errno;
-    ending = true;
+    mustEnd = true;
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
     errno = reason;
 }
@@ -32,7 +32,7 @@ void endAtSignals() {
 }
 
 const std::atomic<bool>& isEnding() {
-    return ending;
+    return mustEnd;
 }
 
 } // namespace inspector
