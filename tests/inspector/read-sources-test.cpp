@@ -121,7 +121,7 @@ TEST(ReadByFiles, saysWhyTheDaemonTakesNothingOfADocument) {
     const TemporaryDirectory files;
     const std::string garbage = files.write("garbage", "garbage");
     const std::string number =
-        files.write("number", R"({"data":[{"id":"a","registers":[{"address":[]}]}]})");
+        files.write("number", R"({"data":[{"id":"a","registers":[{"address":70000}]}]})");
     const auto complaint = [](const std::string& file) {
         return complaintAbout({"read", "--supported", file, "--slave", "7", "--rtu", "/dev/null"});
     };
@@ -132,9 +132,9 @@ TEST(ReadByFiles, saysWhyTheDaemonTakesNothingOfADocument) {
     EXPECT_EQ(
         complaint(number),
         "modbus-inspector: supported /data/0/registers/0/address: The daemon takes nothing of "
-        "this document: Expecting json number / string. type:5 condition:type == "
-        "json_type_string || type == json_type_int || type == json_type_double "
-        "vx/record.h:139 / address / 0 / registers / 0 / data\n");
+        "this document: Narrowing error. t:4464 u:70000 condition:static_cast<U>(t) == u && (t < "
+        "0) "
+        "== (u < 0) vx/record.h:146 / address / 0 / registers / 0 / data\n");
 }
 
 TEST(ReadByFiles, saysWhatIsMissing) {
