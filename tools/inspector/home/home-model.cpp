@@ -1,0 +1,89 @@
+#include "inspector/home/home-model.h"
+
+#include <algorithm>
+
+namespace inspector {
+namespace {
+
+constexpr std::size_t mostProcesses = 8;
+constexpr std::size_t mostGaps = 100;
+/// Longer than a poll with several dead meters stays without a line.
+constexpr Moment longestSilence = 5 * 60 * 1000;
+
+} // namespace
+
+HomeModel::HomeModel() = default;
+HomeModel::~HomeModel() = default;
+
+void HomeModel::add(const Line& line) {
+    Home& home = m_meters.home();
+    ++home.lines;
+    if (line.kind != LineKind::log) {
+        addOther(line);
+        return;
+    }
+    ProcessModel& process = processOf(line);
+    noteTime(process, line);
+    // What is left of a cut line may lack the half that matters.
+    if (!line.isCut)
+        process.add(line);
+}
+
+/// These have no time of their own.
+void HomeModel::addOther(const Line& line) {
+    Home& home = m_meters.home();
+    const Moment time = home.last.value_or(0);
+    if (line.kind == LineKind::rule)
+        ++home.offers;
+    if (line.kind == LineKind::assertion)
+        home.assertions.add(time);
+    if (line.kind == LineKind::termination)
+        home.terminations.add(time);
+}
+
+ProcessModel& HomeModel::processOf(const Line& line) {
+    const auto found =
+        std::find_if(m_processes.begin(), m_processes.end(),
+                     [&](const ProcessModel& x) { return x.thread() == line.thread; });
+    if (found == m_processes.begin() && found != m_processes.end())
+        return *found;
+    Home& home = m_meters.home();
+    if (found != m_processes.end()) {
+        ++home.mixed;
+        m_processes.splice(m_processes.begin(), m_processes, found);
+        return m_processes.front();
+    }
+    ++home.processes;
+    if (!m_processes.empty())
+        home.restarts.add(line.time);
+    m_processes.emplace_front(m_meters, line.thread);
+    if (m_processes.size() > mostProcesses) {
+        m_processes.back().finish();
+        m_processes.pop_back();
+    }
+    return m_processes.front();
+}
+
+void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
+    Home& home = m_meters.home();
+    if (!home.first)
+        home.first = line.time;
+    if (process.lastTime() > line.time)
+        home.timeJumps.add(line.time);
+    // Where each poll writes lines, nothing for long is a gap.
+    if (home.polls && home.last && line.time - *home.last > longestSilence) {
+        home.gaps = home.gaps.value_or(0) + 1;
+        if (home.firstGaps.size() < mostGaps)
+            home.firstGaps.push_back({*home.last, line.time});
+    } else if (home.polls && !home.gaps) {
+        home.gaps = 0;
+    }
+    home.last = line.time;
+}
+
+void HomeModel::finish() {
+    for (ProcessModel& process : m_processes)
+        process.finish();
+}
+
+} // namespace inspector

@@ -1,0 +1,177 @@
+#pragma once
+
+#include "inspector/home/length-histogram.h"
+#include "inspector/home/readings.h"
+#include "model/modbus.h"
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What a log tells of a home. Where the rules of the log leave out what would tell, a value is
+// unset: it is unknown then, which is not zero.
+
+namespace inspector {
+
+/// How often something was seen, and when.
+struct Occurrences {
+    std::size_t count = 0;
+    Moment first = 0;
+    Moment last = 0;
+
+    void add(Moment time) {
+        if (count++ == 0)
+            first = time;
+        last = time;
+    }
+};
+
+/// A register of a map.
+struct RegisterPlace {
+    bool isInput = false;
+    int address = 0;
+    vxModel::ModbusFieldType fieldType = vxModel::ModbusFieldType::none;
+
+    auto operator<=>(const RegisterPlace&) const = default;
+};
+
+/// A register that could not be read, for one reason: the key of docs/diagnostics.json, or the
+/// words of the log if the table doesn't know them.
+struct FailureKind {
+    RegisterPlace place;
+    std::string kind;
+
+    auto operator<=>(const FailureKind&) const = default;
+};
+
+struct Failure {
+    Occurrences seen;
+    /// In polls one after another; unset if the log doesn't tell polls apart.
+    std::optional<std::size_t> longestRun = std::nullopt;
+    std::size_t run = 0;
+    /// The number of the last poll with it.
+    std::size_t poll = 0;
+};
+
+using Failures = std::map<FailureKind, Failure>;
+
+/// What one energy counter did that a counter doesn't.
+struct Counter {
+    Occurrences backwards;
+    /// From and to, in watt-seconds, at the last time.
+    double backwardsFrom = 0;
+    double backwardsTo = 0;
+    Occurrences jumps;
+    double jumpFrom = 0;
+    double jumpTo = 0;
+    /// Times in which it stood still though the power says that energy flowed; the moments at which
+    /// they began.
+    Occurrences still;
+    Moment stillUntil = 0;
+    bool isStill = false;
+};
+
+struct Meter {
+    std::optional<int> slaveAddress = std::nullopt;
+    /// Its serial, as it is in its messages; empty if it is unknown.
+    std::string id = {};
+    // From the list of attached meters.
+    std::string name = {};
+    std::string configId = {};
+    bool isAttached = false;
+
+    /// Those in which it was read or should have been.
+    std::optional<std::size_t> polls = std::nullopt;
+    /// Those in which all its registers were read.
+    std::optional<std::size_t> goodPolls = std::nullopt;
+    /// Messages that the metering service took whole, and those that it didn't.
+    std::optional<std::size_t> delivered = std::nullopt;
+    std::optional<std::size_t> lost = std::nullopt;
+    /// Values that stood in for those of registers that could not be read.
+    std::optional<std::size_t> carried = std::nullopt;
+    std::optional<Reading> last = std::nullopt;
+    /// The last one for which each register was read.
+    std::optional<Moment> lastGood = std::nullopt;
+    Failures failures = {};
+    /// By the place in `measuredMembers`, less the powers.
+    std::array<Counter, measuredMembers.size() - firstEnergy> counters = {};
+    /// Values that belong to another register, or to an earlier question.
+    Occurrences shifted = {};
+};
+
+/// A line that stands for trouble, by its key in docs/diagnostics.json and that of its reason; both
+/// empty for a warning or an error that isn't there. Registers that could not be read are with
+/// their meters.
+struct TroubleKind {
+    std::string key;
+    std::string reason;
+
+    auto operator<=>(const TroubleKind&) const = default;
+};
+
+struct Trouble {
+    Occurrences seen;
+    /// The last line, or its beginning.
+    std::string line = {};
+};
+
+struct Gap {
+    Moment from = 0;
+    Moment to = 0;
+};
+
+struct Home {
+    // The log
+    std::size_t lines = 0;
+    std::optional<Moment> first = std::nullopt;
+    std::optional<Moment> last = std::nullopt;
+    /// Times in which nothing was logged though each poll writes lines; unset if polls don't.
+    std::optional<std::size_t> gaps = std::nullopt;
+    /// The first ones.
+    std::vector<Gap> firstGaps = {};
+    /// Times that stand behind later ones of the same process.
+    Occurrences timeJumps = {};
+    /// Lines of one process between those of another.
+    std::size_t mixed = 0;
+
+    // The processes
+    std::size_t processes = 0;
+    Occurrences starts = {};
+    /// When a process came behind another one.
+    Occurrences restarts = {};
+    Occurrences assertions = {};
+    Occurrences terminations = {};
+
+    // The polls
+    std::optional<std::size_t> polls = std::nullopt;
+    LengthHistogram pollLengths = {};
+
+    // The delivery
+    /// Lines of equal signs, which no rule of the log leaves out.
+    std::size_t offers = 0;
+    std::optional<std::size_t> delivered = std::nullopt;
+    std::optional<std::size_t> lost = std::nullopt;
+
+    /// In the order in which they were seen.
+    std::vector<Meter> meters = {};
+    /// Of registers whose meter the log doesn't tell.
+    Failures unattributed = {};
+    /// What found no place any more.
+    std::size_t leftOut = 0;
+    std::map<TroubleKind, Trouble> troubles = {};
+    /// An answer that came too late answers one question after another: what shows it, in words.
+    std::map<std::string, Occurrences> lateAnswers = {};
+
+    // The last whole replies of the local server; empty if there is none.
+    std::string serialReply = {};
+    std::string attachedReply = {};
+    std::string supportedReply = {};
+    /// What the bus is connected to, as the log says it.
+    std::string connection = {};
+};
+
+} // namespace inspector

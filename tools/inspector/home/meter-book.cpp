@@ -1,0 +1,226 @@
+#include "inspector/home/meter-book.h"
+
+#include "inspector/daemon/daemon-facts.h"
+#include "modbus/server-replies.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace inspector {
+namespace {
+
+// A bus has 247 addresses; more comes of a log that is none.
+constexpr std::size_t mostMeters = 1000;
+constexpr std::size_t mostFailureKinds = 20000;
+
+void increment(std::optional<std::size_t>& number, std::size_t by = 1) {
+    number = number.value_or(0) + by;
+}
+
+std::size_t memberAt(std::string_view name) {
+    const auto* const found = std::find(measuredMembers.begin(), measuredMembers.end(), name);
+    return static_cast<std::size_t>(found - measuredMembers.begin());
+}
+
+} // namespace
+
+std::size_t MeterBook::add(Meter meter) {
+    if (m_home.meters.size() == mostMeters) {
+        ++m_home.leftOut;
+        return none;
+    }
+    m_home.meters.push_back(std::move(meter));
+    m_sides.emplace_back();
+    return m_home.meters.size() - 1;
+}
+
+std::size_t MeterBook::indexOf(int slaveAddress, std::string_view id) {
+    for (std::size_t i = 0; i < m_home.meters.size(); ++i) {
+        Meter& meter = m_home.meters[i];
+        if (meter.slaveAddress != slaveAddress ||
+            (!id.empty() && !meter.id.empty() && meter.id != id))
+            continue;
+        if (meter.id.empty())
+            meter.id = id;
+        return i;
+    }
+    Meter meter;
+    meter.slaveAddress = slaveAddress;
+    meter.id = id;
+    return add(std::move(meter));
+}
+
+void MeterBook::takeAttached(std::string_view reply) {
+    if (reply == m_home.attachedReply)
+        return;
+    m_home.attachedReply = reply;
+    for (Meter& meter : m_home.meters)
+        meter.isAttached = false;
+    try {
+        const auto attached =
+            vx::fromJson<orv::modbusreader::AttachedMetersReply>(m_home.attachedReply.c_str());
+        for (const vxModel::ModbusMeter& x : attached.data) {
+            const std::size_t i = indexOf(x.slaveAddress & 0xFF, x.serial);
+            if (i == none)
+                return;
+            m_home.meters[i].isAttached = true;
+            m_home.meters[i].name = x.name;
+            m_home.meters[i].configId = x.configId;
+        }
+    } catch (const std::exception&) {
+        // The daemon takes none of it either, and warns.
+        m_home.attachedReply.clear();
+    }
+}
+
+/// Finds the meters of failures that don't say theirs, as docs/operations.md tells people to do it:
+/// the read of a meter begins at the time in its reading, and lasts until that of the next one.
+void MeterBook::attribute(Poll& poll) {
+    std::sort(poll.readings.begin(), poll.readings.end(),
+              [](const Reading& a, const Reading& b) { return a.time < b.time; });
+    // A meter whose serial can't be read sends nothing, and its failures follow those of the one
+    // ahead.
+    std::vector<int> absent;
+    for (const Meter& meter : m_home.meters)
+        if (meter.slaveAddress &&
+            std::none_of(poll.readings.begin(), poll.readings.end(),
+                         [&](const Reading& x) { return x.slaveAddress == *meter.slaveAddress; }))
+            absent.push_back(*meter.slaveAddress);
+    const auto isSerial = [](const FailedRead& x) {
+        return x.kind.place.fieldType == vxModel::ModbusFieldType::serial;
+    };
+    for (std::size_t i = 0; i <= poll.readings.size(); ++i) {
+        const bool hasMeter = i > 0;
+        const bool isLast = i == poll.readings.size();
+        const auto isHere = [&](const FailedRead& x) {
+            return !x.slaveAddress && (!hasMeter || x.time >= poll.readings[i - 1].time) &&
+                   (isLast || x.time < poll.readings[i].time);
+        };
+        const bool isOfAbsent =
+            !hasMeter || std::any_of(poll.failures.begin(), poll.failures.end(),
+                                     [&](const auto& x) { return isHere(x) && isSerial(x); });
+        std::vector<FailedRead*> here;
+        for (FailedRead& failure : poll.failures)
+            if (isHere(failure))
+                here.push_back(&failure);
+        for (FailedRead* failure : here)
+            if (!isOfAbsent)
+                failure->slaveAddress = poll.readings[i - 1].slaveAddress;
+            else if (absent.size() == 1)
+                failure->slaveAddress = absent.front();
+    }
+}
+
+void MeterBook::enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls) {
+    auto found = failures.find(failure.kind);
+    if (found == failures.end()) {
+        if (m_failureKinds == mostFailureKinds) {
+            ++m_home.leftOut;
+            return;
+        }
+        ++m_failureKinds;
+        found = failures.emplace(failure.kind, Failure()).first;
+    }
+    Failure& entry = found->second;
+    entry.seen.add(failure.time);
+    if (!hasPolls)
+        return;
+    const std::size_t poll = m_home.polls.value_or(0);
+    if (entry.seen.count > 1 && entry.poll == poll)
+        return;
+    entry.run = entry.seen.count > 1 && entry.poll + 1 == poll ? entry.run + 1 : 1;
+    entry.poll = poll;
+    entry.longestRun = std::max(entry.longestRun.value_or(0), entry.run);
+}
+
+void MeterBook::enterReading(const Reading& reading, const std::vector<FailedRead>& failures,
+                             std::uint32_t process) {
+    const std::size_t index = indexOf(reading.slaveAddress, reading.id);
+    if (index == none)
+        return;
+    Meter& meter = m_home.meters[index];
+    Side& side = m_sides[index];
+    const bool isSameProcess = side.process == process;
+    std::array<bool, measuredMembers.size()> failed{};
+    std::size_t carried = 0;
+    bool isGood = true;
+    for (const FailedRead& failure : failures) {
+        if (failure.slaveAddress != reading.slaveAddress)
+            continue;
+        isGood = false;
+        const FieldFacts& facts = factsOf(failure.kind.place.fieldType);
+        carried += facts.carried ? 1 : 0;
+        if (const std::size_t member = memberAt(facts.member); member < failed.size())
+            failed[member] = true;
+    }
+    meter.carried = meter.carried.value_or(0) + (isSameProcess ? carried : 0);
+    if (isGood)
+        meter.lastGood = reading.time;
+    meter.last = reading;
+    side.checks.take(meter, reading, isSameProcess, failed);
+    side.process = process;
+    side.isInPoll = true;
+}
+
+void MeterBook::enter(Poll& poll, std::uint32_t process) {
+    if (!poll.isPart)
+        increment(m_home.polls);
+    if (!poll.isBlind && !poll.addresses)
+        attribute(poll);
+    if (poll.addresses)
+        for (const int address : *poll.addresses)
+            if (const std::size_t i = indexOf(address, {}); i != none)
+                m_sides[i].isInPoll = true;
+    for (const Reading& reading : poll.readings)
+        enterReading(reading, poll.failures, process);
+    for (const FailedRead& failure : poll.failures) {
+        const std::size_t i = failure.slaveAddress ? indexOf(*failure.slaveAddress, {}) : none;
+        if (i != none)
+            m_sides[i].hasFailed = true;
+        enterFailure(i == none ? m_home.unattributed : m_home.meters[i].failures, failure,
+                     !poll.isPart);
+    }
+    for (std::size_t i = 0; i < m_sides.size(); ++i) {
+        Side& side = m_sides[i];
+        Meter& meter = m_home.meters[i];
+        const bool isDue = poll.addresses ? side.isInPoll : !poll.isBlind;
+        if (!poll.isPart) {
+            increment(meter.polls, isDue ? 1 : 0);
+            increment(meter.goodPolls, isDue && side.isInPoll && !side.hasFailed ? 1 : 0);
+        }
+        side.isInPoll = false;
+        side.hasFailed = false;
+    }
+    poll = Poll();
+}
+
+void MeterBook::enterUnattributed(std::vector<FailedRead>& failures) {
+    for (const FailedRead& failure : failures)
+        enterFailure(m_home.unattributed, failure, false);
+    failures.clear();
+}
+
+void MeterBook::delivered(std::size_t meter) {
+    increment(m_home.delivered);
+    increment(m_home.lost, 0);
+    if (meter == none)
+        return;
+    increment(m_home.meters[meter].delivered);
+    if (!m_hasUnknownLosses)
+        increment(m_home.meters[meter].lost, 0);
+}
+
+void MeterBook::lost(std::size_t meter) {
+    increment(m_home.lost);
+    if (meter != none && !m_hasUnknownLosses)
+        increment(m_home.meters[meter].lost);
+}
+
+void MeterBook::lostUnknown() {
+    increment(m_home.lost);
+    m_hasUnknownLosses = true;
+    for (Meter& meter : m_home.meters)
+        meter.lost.reset();
+}
+
+} // namespace inspector

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "inspector/home/home.h"
+#include "inspector/home/reading-checks.h"
+
+#include <vector>
+
+namespace inspector {
+
+/// A failed read of a register.
+struct FailedRead {
+    FailureKind kind;
+    Moment time = 0;
+    /// The address of the meter, if the log tells.
+    std::optional<int> slaveAddress = std::nullopt;
+};
+
+/// What the log showed of one poll.
+struct Poll {
+    std::vector<FailedRead> failures = {};
+    std::vector<Reading> readings = {};
+    /// The addresses of the meters that were read; unset if the log doesn't tell.
+    std::optional<std::vector<int>> addresses = std::nullopt;
+    /// The readings of the poll are unknown, though there may have been some.
+    bool isBlind = false;
+    /// The log lacks its begin or its end, so it doesn't count.
+    bool isPart = false;
+};
+
+/// Enters polls into a home, meter by meter.
+class MeterBook {
+public:
+    Home& home() { return m_home; }
+    const Home& home() const { return m_home; }
+
+    /// Enters a poll of a process and empties it.
+    void enter(Poll& poll, std::uint32_t process);
+    /// Enters failures that no poll can be found for.
+    void enterUnattributed(std::vector<FailedRead>& failures);
+    /// The meter of a reading or a message.
+    std::size_t indexOf(int slaveAddress, std::string_view id);
+    /// The list of attached meters has changed.
+    void takeAttached(std::string_view reply);
+
+    void delivered(std::size_t meter);
+    void lost(std::size_t meter);
+    /// A message was lost, and the log doesn't tell whose.
+    void lostUnknown();
+
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+private:
+    struct Side {
+        ReadingChecks checks;
+        /// The process that gave the last reading, whose values can stand in for failed ones.
+        std::optional<std::uint32_t> process = std::nullopt;
+        bool isInPoll = false;
+        bool hasFailed = false;
+    };
+
+    void attribute(Poll& poll);
+    void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
+    void enterReading(const Reading& reading, const std::vector<FailedRead>& failures,
+                      std::uint32_t process);
+    std::size_t add(Meter meter);
+
+    Home m_home;
+    std::vector<Side> m_sides;
+    std::size_t m_failureKinds = 0;
+    bool m_hasUnknownLosses = false;
+};
+
+} // namespace inspector
