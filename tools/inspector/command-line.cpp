@@ -55,6 +55,7 @@ int run(int argc, char** argv) {
     addRead(app, command);
     addScan(app, command);
     addSolve(app, command);
+    addReport(app, command);
     addSchema(app, command);
     try {
         app.parse(argc, argv);

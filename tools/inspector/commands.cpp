@@ -4,8 +4,10 @@
 #include "inspector/options.h"
 #include "inspector/reading/read-command.h"
 #include "inspector/reading/scan-command.h"
+#include "inspector/report/report-command.h"
 #include "inspector/schema/json-schema.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -18,6 +20,22 @@ constexpr int highestAddress = 247;
 
 void addJson(CLI::App& command, bool& target) {
     command.add_flag("--json", target, "One JSON document instead of text");
+}
+
+void addMoment(CLI::App& command, const char* name, std::optional<std::int64_t>& target,
+               const char* text) {
+    command
+        .add_option_function<std::string>(
+            name, [&target](const std::string& value) { target = momentOfOption(value); }, text)
+        ->check(CLI::Validator(
+            [](const std::string& value) {
+                return momentOfOption(value) ? std::string()
+                                             : "'" + value +
+                                                   "' is no time such as 2026-11-22T18:00 "
+                                                   "or -1h";
+            },
+            ""))
+        ->type_name("TIME");
 }
 
 } // namespace
@@ -53,6 +71,29 @@ void addRead(CLI::App& app, Command& command) {
     read.callback([options, &command] {
         requireSources(options->sources);
         command = [options] { return runRead(*options); };
+    });
+}
+
+void addReport(CLI::App& app, Command& command) {
+    CLI::App& report = *app.add_subcommand("report", "Tell what a log of the reader says");
+    const auto options = std::make_shared<ReportOptions>();
+    report.add_option("log", options->logs, "The log; - is standard input")
+        ->required()
+        ->check(named())
+        ->type_name("FILE");
+    addMoment(report, "--since", options->since, "Leave out what is older, such as -1d");
+    addMoment(report, "--until", options->until, "Leave out what is newer");
+    report.add_option("--meter", options->meter, "Only this meter, by its address or id")
+        ->check(named());
+    addJson(report, options->json);
+    report.add_flag("--html", options->html, "One page without outside references")
+        ->excludes("--json");
+    report.callback([options, &command] {
+        if (std::count(options->logs.begin(), options->logs.end(), "-") > 1)
+            throw CLI::ValidationError("Standard input can be read once only");
+        if (options->since && options->until && *options->since >= *options->until)
+            throw CLI::ValidationError("--since is behind --until");
+        command = [options] { return runReport(*options); };
     });
 }
 

@@ -79,6 +79,7 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
         home.gaps = 0;
     }
     home.last = line.time;
+    home.offset = line.offset;
 }
 
 void HomeModel::finish() {

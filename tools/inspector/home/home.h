@@ -129,6 +129,8 @@ struct Home {
     std::size_t lines = 0;
     std::optional<Moment> first = std::nullopt;
     std::optional<Moment> last = std::nullopt;
+    /// Minutes that the times of the log are ahead of UTC.
+    int offset = 0;
     /// Times in which nothing was logged though each poll writes lines; unset if polls don't.
     std::optional<std::size_t> gaps = std::nullopt;
     /// The first ones.

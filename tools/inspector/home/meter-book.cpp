@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 
 namespace inspector {
 namespace {
@@ -92,9 +93,10 @@ void MeterBook::attribute(Poll& poll) {
     for (std::size_t i = 0; i <= poll.readings.size(); ++i) {
         const bool hasMeter = i > 0;
         const bool isLast = i == poll.readings.size();
+        // A read fails later than it begins, by the pause ahead of it.
         const auto isHere = [&](const FailedRead& x) {
-            return !x.slaveAddress && (!hasMeter || x.time >= poll.readings[i - 1].time) &&
-                   (isLast || x.time < poll.readings[i].time);
+            return !x.slaveAddress && (!hasMeter || x.time > poll.readings[i - 1].time) &&
+                   (isLast || x.time <= poll.readings[i].time);
         };
         const bool isOfAbsent =
             !hasMeter || std::any_of(poll.failures.begin(), poll.failures.end(),
@@ -162,11 +164,34 @@ void MeterBook::enterReading(const Reading& reading, const std::vector<FailedRea
     side.isInPoll = true;
 }
 
+/// Notes the marks of a line on which each answer is taken for that of the next request: on Modbus TCP
+/// no answer fits, on RS-485 the first one to each meter comes from another.
+void MeterBook::noteLateAnswers(const Poll& poll) {
+    std::set<int> meters;
+    std::set<int> wrongSlaves;
+    bool isAllBad = !poll.failures.empty() && !poll.readings.empty();
+    for (const FailedRead& failure : poll.failures) {
+        meters.insert(failure.slaveAddress.value_or(-1));
+        if (failure.kind.kind == "wrong-slave")
+            wrongSlaves.insert(failure.slaveAddress.value_or(-1));
+        isAllBad = isAllBad && failure.kind.kind == "bad-data";
+    }
+    if (poll.failures.empty())
+        return;
+    const Moment time = poll.failures.front().time;
+    constexpr std::size_t several = 3;
+    if (isAllBad && poll.failures.size() >= several && meters.size() >= poll.readings.size())
+        m_home.lateAnswers["no-answer-fits"].add(time);
+    if (wrongSlaves.size() >= 2)
+        m_home.lateAnswers["answers-of-others"].add(time);
+}
+
 void MeterBook::enter(Poll& poll, std::uint32_t process) {
     if (!poll.isPart)
         increment(m_home.polls);
     if (!poll.isBlind && !poll.addresses)
         attribute(poll);
+    noteLateAnswers(poll);
     if (poll.addresses)
         for (const int address : *poll.addresses)
             if (const std::size_t i = indexOf(address, {}); i != none)

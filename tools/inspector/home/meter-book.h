@@ -59,6 +59,7 @@ private:
     };
 
     void attribute(Poll& poll);
+    void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
     void enterReading(const Reading& reading, const std::vector<FailedRead>& failures,
                       std::uint32_t process);

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "inspector/home/home.h"
+#include "inspector/log/log-reader.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// Something that a person may have to look at.
+struct Notice {
+    /// Keys of docs/diagnostics.json.
+    std::string key;
+    std::string reason = {};
+    /// It goes on, or was never taken back.
+    bool needsPerson = true;
+    /// Its place among those of the home.
+    std::optional<std::size_t> meter = std::nullopt;
+    Occurrences seen = {};
+    /// What it is, in a few words, and where.
+    std::string title = {};
+    std::string subject = {};
+    std::string meaning = {};
+    std::string remedy = {};
+    /// Headings of docs/operations.md.
+    std::vector<std::string> see = {};
+};
+
+/// What is not in a log, and the rules of the log that would show it.
+struct Unknown {
+    std::string what;
+    std::string rules;
+};
+
+/// What a home needs, made of what is known of it.
+struct Summary {
+    std::vector<Notice> notices = {};
+    std::vector<Unknown> unknown = {};
+    /// The least that a poll takes by the map, in seconds.
+    std::optional<double> leastSeconds = std::nullopt;
+
+    bool needsPerson() const;
+};
+
+Summary summaryOf(const Home& home, const LogReader::Counts& counts);
+
+/// Keeps of the home what belongs to one meter, by its address or its id.
+bool keepMeter(Home& home, const std::string& meter);
+
+} // namespace inspector
