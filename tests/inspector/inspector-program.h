@@ -16,6 +16,8 @@ struct ProgramResult {
     std::optional<int> status;
     std::string standardOutput;
     std::string standardError;
+
+    bool operator==(const ProgramResult&) const = default;
 };
 
 /// The real program while it runs, with @p input as its standard input.

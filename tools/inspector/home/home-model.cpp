@@ -8,7 +8,7 @@ namespace {
 constexpr std::size_t mostProcesses = 8;
 constexpr std::size_t mostGaps = 100;
 /// Longer than a poll with several dead meters stays without a line.
-constexpr Moment longestSilence = 5 * 60 * 1000;
+constexpr Moment longestSilence = 300000;
 
 } // namespace
 
@@ -85,6 +85,11 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
 void HomeModel::finish() {
     for (ProcessModel& process : m_processes)
         process.finish();
+    Home& home = m_meters.home();
+    if (!home.polls || home.offers > 0)
+        return;
+    home.delivered = home.delivered.value_or(0);
+    home.lost = home.lost.value_or(0);
 }
 
 } // namespace inspector

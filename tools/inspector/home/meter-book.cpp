@@ -1,6 +1,7 @@
 #include "inspector/home/meter-book.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/log/text-fields.h"
 #include "modbus/server-replies.h"
 
 #include <algorithm>
@@ -61,12 +62,12 @@ void MeterBook::takeAttached(std::string_view reply) {
         const auto attached =
             vx::fromJson<orv::modbusreader::AttachedMetersReply>(m_home.attachedReply.c_str());
         for (const vxModel::ModbusMeter& x : attached.data) {
-            const std::size_t i = indexOf(x.slaveAddress & 0xFF, x.serial);
+            const std::size_t i = indexOf(x.slaveAddress & 0xFF, printable(x.serial));
             if (i == none)
                 return;
             m_home.meters[i].isAttached = true;
-            m_home.meters[i].name = x.name;
-            m_home.meters[i].configId = x.configId;
+            m_home.meters[i].name = printable(x.name);
+            m_home.meters[i].configId = printable(x.configId);
         }
     } catch (const std::exception&) {
         // The daemon takes none of it either, and warns.
@@ -164,8 +165,8 @@ void MeterBook::enterReading(const Reading& reading, const std::vector<FailedRea
     side.isInPoll = true;
 }
 
-/// Notes the marks of a line on which each answer is taken for that of the next request: on Modbus TCP
-/// no answer fits, on RS-485 the first one to each meter comes from another.
+/// Notes the marks of a line on which each answer is taken for that of the next request: on Modbus
+/// TCP no answer fits, on RS-485 the first one to each meter comes from another.
 void MeterBook::noteLateAnswers(const Poll& poll) {
     std::set<int> meters;
     std::set<int> wrongSlaves;

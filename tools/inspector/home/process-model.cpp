@@ -17,7 +17,7 @@ FailureKind failureOf(std::string_view text) {
     const Diagnostic* entry = findDiagnostic("register-unread");
     const Diagnostic* reason = entry == nullptr ? nullptr : reasonOf(*entry, words);
     constexpr std::size_t longestWords = 100;
-    failure.kind = reason == nullptr ? std::string(words.substr(0, longestWords)) : reason->key;
+    failure.kind = reason == nullptr ? printable(words.substr(0, longestWords)) : reason->key;
     const std::string_view record = behind(text, " aRegister:").value_or("");
     failure.place.address = static_cast<int>(wholeBehind(record, "\"address\":").value_or(0));
     failure.place.isInput = record.find("\"registerType\":input") != std::string_view::npos;
@@ -139,7 +139,7 @@ void ProcessModel::addTrouble(const Line& line) {
     Trouble& trouble = m_book.home().troubles[kind];
     trouble.seen.add(line.time);
     constexpr std::size_t longest = 300;
-    trouble.line = line.text.substr(0, longest);
+    trouble.line = printable(line.text.substr(0, longest));
 }
 
 void ProcessModel::beginPoll(Moment time) {
@@ -162,10 +162,10 @@ void ProcessModel::enterPoll() {
     m_slaveAddress.reset();
 }
 
-/// The messages of a poll are offered one right after another at its end.
-void ProcessModel::beginOffer(Moment time) {
+/// The messages of a poll are offered one right after another at its end, each meter's once.
+void ProcessModel::beginOffer(Moment time, bool isAgain) {
     constexpr Moment longestPause = 500;
-    const bool isFirst = !m_isOffering || !m_lastOffer || time - *m_lastOffer > longestPause;
+    const bool isFirst = !m_isOffering || isAgain || time - m_lastOffer > longestPause;
     const bool wasOffering = m_isOffering;
     m_isOffering = true;
     m_lastOffer = time;
@@ -186,7 +186,7 @@ void ProcessModel::addWriter(const Line& line) {
     } else if (line.text.starts_with("TRANSFERRED ")) {
         transferred(line.text);
     } else if (line.text.starts_with("Could not connect ec:")) {
-        beginOffer(line.time);
+        beginOffer(line.time, false);
         m_poll.isBlind = m_poll.isBlind || !m_hasMarks;
         if (m_offered.empty()) {
             m_book.lostUnknown();
@@ -202,7 +202,10 @@ void ProcessModel::written(const Line& line) {
     const auto reading = message ? readingOf(*message) : std::nullopt;
     if (!reading)
         return;
-    beginOffer(line.time);
+    const auto isOf = [&](const Reading& x) {
+        return x.slaveAddress == reading->slaveAddress && x.id == reading->id;
+    };
+    beginOffer(line.time, std::any_of(m_poll.readings.begin(), m_poll.readings.end(), isOf));
     const std::size_t meter = m_book.indexOf(reading->slaveAddress, reading->id);
     const auto offered = std::find(m_offered.begin(), m_offered.end(), meter);
     if (offered != m_offered.end())
@@ -210,10 +213,7 @@ void ProcessModel::written(const Line& line) {
     if (m_written.size() < mostPendingAlone)
         m_written.push_back({meter, static_cast<std::int64_t>(message->size())});
     // The record shows six digits of a value, the message all.
-    const auto record =
-        std::find_if(m_poll.readings.begin(), m_poll.readings.end(), [&](const Reading& x) {
-            return x.slaveAddress == reading->slaveAddress && x.id == reading->id;
-        });
+    const auto record = std::find_if(m_poll.readings.begin(), m_poll.readings.end(), isOf);
     if (record != m_poll.readings.end())
         *record = *reading;
     else if (m_poll.readings.size() < mostPendingAlone)

@@ -27,7 +27,7 @@ private:
     void addTrouble(const Line& line);
     void beginPoll(Moment time);
     void enterPoll();
-    void beginOffer(Moment time);
+    void beginOffer(Moment time, bool isAgain);
     void written(const Line& line);
     void transferred(std::string_view text);
 
@@ -46,7 +46,7 @@ private:
     bool m_isFresh = false;
     bool m_isOffering = false;
     std::optional<Moment> m_begin;
-    std::optional<Moment> m_lastOffer;
+    Moment m_lastOffer = 0;
     /// The meter that is being read.
     std::optional<int> m_slaveAddress;
     Poll m_poll;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kilowattHour = 3.6e6;
 /// Between two readings that are further apart the power may have been anything.
-constexpr Moment longestStep = 10 * 60 * 1000;
+constexpr Moment longestStep = 600000;
 
 /// The daemon's numbers have single precision.
 double precisionOf(double value) {

@@ -190,7 +190,10 @@ constexpr std::string_view zstdMagic = "\x28\xB5\x2F\xFD";
 } // namespace
 
 std::unique_ptr<Input> openInput(const std::string& name) {
-    std::unique_ptr<Input> file = std::make_unique<File>(name);
+    return unpacked(std::make_unique<File>(name));
+}
+
+std::unique_ptr<Input> unpacked(std::unique_ptr<Input> file) {
     std::array<char, zstdMagic.size()> start{};
     std::size_t size = 0;
     while (size < start.size()) {

@@ -20,5 +20,7 @@ public:
 
 /// Opens a file, or standard input for "-". Throws `UnreadableInput`.
 std::unique_ptr<Input> openInput(const std::string& name);
+/// The same bytes, unpacked if they begin as packed ones do.
+std::unique_ptr<Input> unpacked(std::unique_ptr<Input> input);
 
 } // namespace inspector

@@ -214,11 +214,14 @@ bool LogReader::mayHoldHead(const Line& line) const {
 /// Leaves of the line what was cut without a line end, and keeps for the next one what follows
 /// there.
 void LogReader::split(Line& line, bool isTooLong) {
-    if (line.kind == LineKind::rule || mayHoldHead(line))
-        return;
     const std::size_t skipped = line.kind == LineKind::log ? 1 : 0;
     const std::size_t at = findHead(line.whole.substr(skipped));
-    if (at == std::string_view::npos)
+    if (at == std::string_view::npos || mayHoldHead(line))
+        return;
+    line.isCut = true;
+    // Of a longer one each part would be copied again and again.
+    constexpr std::size_t longest = std::size_t{1} << 18;
+    if (line.whole.size() > longest)
         return;
     m_joined = line.whole;
     std::vector<Piece> rest;

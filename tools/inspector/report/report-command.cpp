@@ -49,7 +49,7 @@ Report read(const ReportOptions& options) {
 
 int runReport(const ReportOptions& options) {
     Report report = read(options);
-    if (!report.home.first)
+    if (!report.home.first && report.home.offers == 0)
         throw UnreadableInput(options.since || options.until
                                   ? "No line of the reader's log within these times"
                                   : "No line of the reader's log");
@@ -59,6 +59,7 @@ int runReport(const ReportOptions& options) {
     if (options.json) {
         JsonOutput output(stdout);
         writeReport(output, report);
+        output.finish();
     } else if (options.html) {
         writeHtml(stdout, report);
     } else {

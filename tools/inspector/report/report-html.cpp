@@ -85,8 +85,10 @@ void writeOverview(Page& page, const Report& report) {
     const LengthHistogram& lengths = home.pollLengths;
     const auto local = [&](Moment time) { return localText(time, home.offset); };
     page.raw("<table>\n");
-    page.row({"Log", local(home.first.value_or(0)) + " to " + local(home.last.value_or(0)) + ", " +
-                         std::to_string(report.counts.lines) + " lines"});
+    page.row({"Log", !home.first
+                         ? "unknown"
+                         : local(home.first.value_or(0)) + " to " + local(home.last.value_or(0)) +
+                               ", " + std::to_string(report.counts.lines) + " lines"});
     page.row({"Gaps", orUnknown(home.gaps)});
     page.row({"Restarts", home.mixed > 1 ? "unknown" : std::to_string(home.restarts.count)});
     page.row({"Polls", orUnknown(home.polls)});

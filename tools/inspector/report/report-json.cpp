@@ -207,7 +207,6 @@ void writeReport(JsonOutput& output, const Report& report) {
     }
     output.endList();
     output.endObject();
-    output.finish();
 }
 
 } // namespace inspector

@@ -43,9 +43,13 @@ private:
         const Moment first = m_home.first.value_or(0);
         const Moment last = m_home.last.value_or(0);
         const LogReader::Counts& counts = m_report.counts;
-        row("Log", local(first) + " to " + local(last) + ", " +
-                       durationText(std::max<Moment>(0, last - first)) + ", " +
-                       counted(counts.lines, "line"));
+        // A healthy log of warnings holds lines of equal signs alone, which have no time.
+        if (!m_home.first)
+            row("Log", "?, " + counted(counts.lines, "line"));
+        else
+            row("Log", local(first) + " to " + local(last) + ", " +
+                           durationText(std::max<Moment>(0, last - first)) + ", " +
+                           counted(counts.lines, "line"));
         for (const auto& [number, text] :
              {std::pair{counts.foreign, "foreign"}, std::pair{counts.cut, "cut"},
               std::pair{counts.forged, "forged within values"}})

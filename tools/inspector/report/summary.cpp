@@ -39,7 +39,7 @@ public:
     }
     /// Whether something was still so at the end of the log, or happened often.
     bool isCurrent(const Occurrences& seen) const {
-        constexpr Moment recent = 10 * 60 * 1000;
+        constexpr Moment recent = 600000;
         const Moment poll = m_home.pollLengths.quantile(0.95).value_or(0);
         return seen.count > 0 &&
                (m_home.last.value_or(0) - seen.last <= std::max(recent, 5 * poll) ||
@@ -118,19 +118,16 @@ void addCounters(Notices& notices, const Meter& meter, std::size_t index) {
 void addSilence(Notices& notices, const Home& home, std::size_t index) {
     const Meter& meter = home.meters[index];
     const Moment end = home.last.value_or(0);
-    constexpr Moment atLeast = 60 * 1000;
+    constexpr Moment atLeast = 60000;
     const Moment patience =
         std::max(atLeast, 5 * home.pollLengths.quantile(0.95).value_or(atLeast));
-    if (!home.polls)
+    // Where no meter at all is read, the reason is with the server.
+    const bool anyIsRead = std::any_of(home.meters.begin(), home.meters.end(),
+                                       [](const Meter& x) { return x.last.has_value(); });
+    if (!home.polls || !anyIsRead)
         return;
-    if (!meter.last) {
-        if (home.polls.value_or(0) > 0)
-            notices.add("meter-never-read", {1, home.first.value_or(0), end}, index);
-        return;
-    }
-    const bool neverSent = meter.id.empty();
-    if (neverSent)
-        notices.add("meter-never-read", {1, home.first.value_or(0), end}, index);
+    if (!meter.last || meter.id.empty())
+        notices.add("meter-never-arrives", {1, home.first.value_or(0), end}, index);
     else if (end - meter.last->time > patience)
         notices.add("meter-silent", {1, meter.last->time, end}, index);
     else if (end - meter.lastGood.value_or(home.first.value_or(0)) > patience)
@@ -187,10 +184,10 @@ std::vector<Unknown> unknownOf(const Home& home) {
     std::vector<Unknown> unknown;
     if (!home.polls)
         unknown.push_back({"polls, readings, gaps, and which meter a failure belongs to",
-                           "W,modbusreaderSocketWriter:N"});
+                           home.offers > 0 ? "W,modbusreaderSocketWriter:N" : "N"});
     else if (!home.delivered && home.offers > 0 && home.troubles.empty())
         unknown.push_back({"what became of the messages", "W,modbusreaderSocketWriter:N"});
-    if (home.attachedReply.empty())
+    if (home.serialReply.empty() && home.attachedReply.empty() && home.supportedReply.empty())
         unknown.push_back({"the names of the meters, the least length of a poll, and values that "
                            "stand at the wrong register",
                            "N"});

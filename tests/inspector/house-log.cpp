@@ -1,0 +1,102 @@
+#include "house-log.h"
+
+#include "house/child-process.h"
+#include "house/patience.h"
+#include "inspector/log/line.h"
+#include "support/temporary-directory.h"
+#include "vx/log-rule.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <thread>
+
+namespace inspector {
+namespace {
+
+std::string exampleHome() {
+    const std::string document = contentOf(SOURCE_DIRECTORY "/tools/house/home.md");
+    const std::string start = "```json\n";
+    const std::size_t from = document.find(start) + start.size();
+    return document.substr(from, document.find("```", from) - from);
+}
+
+vx::LogSeverity ownSeverityOf(std::string_view channel) {
+    if (channel == "modbusreaderSocketWriter")
+        return vx::LogSeverity::debug;
+    return channel == "HttpClient" ? vx::LogSeverity::info : vx::LogSeverity::notice;
+}
+
+bool isTold(const Line& line, const std::vector<vx::LogRule>& rules) {
+    if (line.kind != LineKind::log)
+        return true;
+    vx::LogSeverity severity = ownSeverityOf(line.channel);
+    for (const vx::LogRule& rule : rules)
+        if (line.channel.starts_with(rule.name))
+            severity = rule.severity;
+    return line.severity <= severity;
+}
+
+/// The log up to a tick of the timer and with it; nothing if that hasn't come yet.
+std::optional<std::string> upToTick(const std::string& log, std::size_t number) {
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < number; ++i) {
+        end = log.find(" callback ec:", end);
+        end = end == std::string::npos ? end : log.find('\n', end);
+        if (end == std::string::npos)
+            return std::nullopt;
+    }
+    return log.substr(0, end + 1);
+}
+
+} // namespace
+
+const std::vector<std::string> logSettings = {
+    "W", "W,modbusreaderSocketWriter:N", "N", "", "modbusSerial:D", "D"};
+
+std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls) {
+    const TemporaryDirectory directory;
+    const bool isRtu = std::find(options.begin(), options.end(), "--rtu") != options.end();
+    std::ofstream("/etc/modbus-config.json")
+        << R"({"modbusMiscConfig":{)"
+        << (isRtu ? "" : R"("modbusTCPServer":"127.0.0.1","port":1502,)")
+        << R"("timeoutResponseSec":1}})";
+    const std::string log = (directory.path() / "log").string();
+    std::vector<std::string> command = {HOUSE_EXECUTABLE,
+                                        "--home",
+                                        directory.write("home", exampleHome()),
+                                        "--daemon",
+                                        READER_EXECUTABLE,
+                                        "--log",
+                                        log};
+    command.insert(command.end(), options.begin(), options.end());
+    const house::ChildProcess house(command, directory.path() / "errors", {"VX_LOG=D"});
+    const auto end =
+        std::chrono::steady_clock::now() + house::Patience::limit(std::chrono::seconds(60));
+    for (;;) {
+        if (const auto whole = upToTick(contentOf(log), polls))
+            return *whole;
+        if (std::chrono::steady_clock::now() > end) {
+            ADD_FAILURE() << "Not so many polls in time:\n" << contentOf(log);
+            return {};
+        }
+        // The log grows for some seconds.
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+std::string atSetting(const std::string& log, const std::string& setting) {
+    const std::vector<vx::LogRule> rules = vx::tryParseLogRules(setting.c_str());
+    std::istringstream lines(log);
+    std::string kept;
+    for (std::string line; std::getline(lines, line);)
+        if (isTold(parseLine(line), rules))
+            kept += line + "\n";
+    return kept;
+}
+
+} // namespace inspector
