@@ -118,7 +118,7 @@ TEST(Report, showsWhatALogHoldsAsTextOnItsPage) {
                "toolkit.cpp:1\n";
     EXPECT_THAT(run({"report", "--html", "-"}, log).standardOutput,
                 HasSubstr("Error requesting from server code:503 "
-                          "result:&lt;script&gt;&quot;&amp;', 1 times"));
+                          "result:&lt;script>\"&amp;', 1 times"));
 }
 
 TEST(Report, looksAtATimeOnly) {

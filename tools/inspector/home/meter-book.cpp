@@ -1,7 +1,6 @@
 #include "inspector/home/meter-book.h"
 
 #include "inspector/daemon/daemon-facts.h"
-#include "inspector/log/text-fields.h"
 #include "modbus/server-replies.h"
 
 #include <algorithm>
@@ -62,12 +61,12 @@ void MeterBook::takeAttached(std::string_view reply) {
         const auto attached =
             vx::fromJson<orv::modbusreader::AttachedMetersReply>(m_home.attachedReply.c_str());
         for (const vxModel::ModbusMeter& x : attached.data) {
-            const std::size_t i = indexOf(x.slaveAddress & 0xFF, printable(x.serial));
+            const std::size_t i = indexOf(x.slaveAddress & 0xFF, x.serial);
             if (i == none)
                 return;
             m_home.meters[i].isAttached = true;
-            m_home.meters[i].name = printable(x.name);
-            m_home.meters[i].configId = printable(x.configId);
+            m_home.meters[i].name = x.name;
+            m_home.meters[i].configId = x.configId;
         }
     } catch (const std::exception&) {
         // The daemon takes none of it either, and warns.

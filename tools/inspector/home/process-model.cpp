@@ -17,7 +17,7 @@ FailureKind failureOf(std::string_view text) {
     const Diagnostic* entry = findDiagnostic("register-unread");
     const Diagnostic* reason = entry == nullptr ? nullptr : reasonOf(*entry, words);
     constexpr std::size_t longestWords = 100;
-    failure.kind = reason == nullptr ? printable(words.substr(0, longestWords)) : reason->key;
+    failure.kind = reason == nullptr ? std::string(words.substr(0, longestWords)) : reason->key;
     const std::string_view record = behind(text, " aRegister:").value_or("");
     failure.place.address = static_cast<int>(wholeBehind(record, "\"address\":").value_or(0));
     failure.place.isInput = record.find("\"registerType\":input") != std::string_view::npos;
@@ -139,7 +139,7 @@ void ProcessModel::addTrouble(const Line& line) {
     Trouble& trouble = m_book.home().troubles[kind];
     trouble.seen.add(line.time);
     constexpr std::size_t longest = 300;
-    trouble.line = printable(line.text.substr(0, longest));
+    trouble.line = line.text.substr(0, longest);
 }
 
 void ProcessModel::beginPoll(Moment time) {

@@ -18,7 +18,7 @@ std::string idOf(std::string_view text) {
     if (text.ends_with(','))
         text.remove_suffix(1);
     if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"'))
-        return printable(text);
+        return std::string(text);
     text = text.substr(1, text.size() - 2);
     std::string id;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -27,7 +27,7 @@ std::string idOf(std::string_view text) {
             ++i;
         id += text[i];
     }
-    return printable(id);
+    return id;
 }
 
 /// Takes `"powerConsumed":1500.5` and the like one after another; their order is fixed.

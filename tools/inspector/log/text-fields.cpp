@@ -37,44 +37,6 @@ std::optional<double> numberBehind(std::string_view text, std::string_view key) 
     return numberAt<double>(behind(text, key));
 }
 
-namespace {
-
-/// How many bytes the character at the front has; 0 if it is none.
-std::size_t characterSize(std::string_view text) {
-    const auto byteAt = [&](std::size_t i) -> unsigned {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
-    };
-    const unsigned first = byteAt(0);
-    if (first < 0x80)
-        return first < ' ' || first == 0x7F ? 0 : 1;
-    const std::size_t size = first < 0xC2   ? 0
-                             : first < 0xE0 ? 2
-                             : first < 0xF0 ? 3
-                             : first < 0xF5 ? 4
-                                            : 0;
-    for (std::size_t i = 1; i < size; ++i)
-        if ((byteAt(i) & 0xC0U) != 0x80U)
-            return 0;
-    const unsigned second = byteAt(1);
-    // Longer than needed, half a pair, beyond the last character, or a control character of old.
-    const bool isNone = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
-                        (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F) ||
-                        (first == 0xC2 && second < 0xA0);
-    return isNone ? 0 : size;
-}
-
-} // namespace
-
-std::string printable(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        const std::size_t size = characterSize(text);
-        result += size == 0 ? std::string_view("\uFFFD") : text.substr(0, size);
-        text.remove_prefix(size == 0 ? 1 : size);
-    }
-    return result;
-}
-
 bool fitsPattern(std::string_view line, std::string_view pattern) {
     constexpr std::string_view anything = "…";
     const std::size_t first = pattern.find(anything);

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 // What lines of the log are made of: "key:value" pairs, records as the daemon writes them, and
@@ -21,9 +20,6 @@ std::optional<std::string_view> between(std::string_view text, std::string_view 
 std::optional<std::int64_t> wholeBehind(std::string_view text, std::string_view key);
 /// The number behind @p key.
 std::optional<double> numberBehind(std::string_view text, std::string_view key);
-
-/// The text with another character for each that is none of UTF-8 or that steers a terminal.
-std::string printable(std::string_view text);
 
 /// Whether all of @p line fits @p pattern, in which "…" stands for anything.
 bool fitsPattern(std::string_view line, std::string_view pattern);

@@ -1,3 +1,4 @@
+#include "inspector/output/safe-text.h"
 #include "inspector/report/report.h"
 #include "inspector/report/wording.h"
 
@@ -34,24 +35,14 @@ public:
     void raw(std::string_view text) { std::fwrite(text.data(), 1, text.size(), m_file); }
     void text(std::string_view text) {
         std::string escaped;
-        for (const char c : text)
-            switch (c) {
-            case '<':
+        for (const char c : shownText(text)) {
+            if (c == '<')
                 escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '&':
+            else if (c == '&')
                 escaped += "&amp;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                // A page can't hold other control characters.
-                escaped += static_cast<unsigned char>(c) < ' ' ? ' ' : c;
-            }
+            else
+                escaped += c;
+        }
         raw(escaped);
     }
     void element(std::string_view name, std::string_view content) {
