@@ -44,22 +44,24 @@ Reply BusUnits::Unit::read(const Query& query) const {
     return reply;
 }
 
-Reply BusUnits::replyTo(const Query& query) {
+Reply BusUnits::replyTo(const Query& query, const std::optional<Reply>& recorded) {
     const std::lock_guard lock(m_mutex);
     const auto found = m_units.find(query.unit);
     if (found == m_units.end())
         return silence();
     if (!query.reads())
         return exception(MODBUS_EXCEPTION_ILLEGAL_FUNCTION);
-    if (query.count < 1 || query.count > MODBUS_MAX_READ_REGISTERS)
+    const bool isLegal = query.count >= 1 && query.count <= MODBUS_MAX_READ_REGISTERS;
+    if (!isLegal && !recorded)
         return exception(MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE);
 
     const std::optional<Fault> fault = found->second.takeFault(query);
     if (fault && fault->kind() == Fault::Kind::exception)
         return exception(fault->code());
-    Reply reply = found->second.read(query);
-    reply.fault = fault;
-    if (reply.has(Fault::Kind::shortAnswer)) {
+    Reply reply = recorded ? *recorded : found->second.read(query);
+    if (fault)
+        reply.fault = fault;
+    if (isLegal && reply.has(Fault::Kind::shortAnswer)) {
         reply.exception.reset();
         reply.words.resize(static_cast<std::size_t>(query.count - 1));
     }

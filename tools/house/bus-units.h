@@ -33,8 +33,9 @@ public:
     /// Forgets the orders of a unit.
     void recover(int id);
 
-    /// Decides, which uses up an order that meets the query.
-    Reply replyTo(const Query& query);
+    /// Decides, which uses up an order that meets the query. What a unit holds stands back behind
+    /// @p recorded, its orders don't.
+    Reply replyTo(const Query& query, const std::optional<Reply>& recorded = std::nullopt);
 
 private:
     struct Unit {

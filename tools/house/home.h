@@ -6,19 +6,15 @@
 #include <vector>
 
 #include "house/local-server.h"
+#include "house/meter.h"
 #include "house/modbus-slave.h"
 #include "house/wire-time.h"
 
 namespace house {
 
-/// A meter of the home, as the local server lists it.
-struct Meter {
-    std::string name;
-    int slaveAddress = 0;
-};
-
-/// A home that lives: the local server's replies and the values behind every register, from a JSON
-/// description whose form is told in `tools/house/home.md`.
+/// What the house serves: a home that lives, or a recorded one. The local server's replies and the
+/// values behind every register come from a JSON description whose form is told in
+/// `tools/house/home.md`.
 class Home {
 public:
     /// Throws `std::runtime_error`, with the file and the place in it, when the description cannot
@@ -39,9 +35,13 @@ public:
 
     /// Makes @p server answer its three paths as the description says.
     void serveOn(LocalServer& server) const;
-    /// Puts every meter on the bus of @p slave, with values that follow the clock from now on. The
-    /// home must outlive the slave.
+    /// Puts every meter on the bus of @p slave, with values that follow the clock from now on, or
+    /// the recorded polls. The home must outlive the slave, and a recorded one the server too.
     void liveOn(ModbusSlave& slave);
+    /// How far it is, as a few words: "12:34 in the home".
+    std::string moment() const;
+
+    // Of a home that lives; throws for a recorded one.
 
     /// The time of the day in the home, in hours.
     double hour() const;

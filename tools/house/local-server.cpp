@@ -84,7 +84,7 @@ public:
 
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
-    std::map<std::string, std::string> m_regular;
+    std::map<std::string, std::function<Answer()>> m_regular;
     std::map<std::string, std::deque<Answer>> m_next;
     std::map<std::string, Answer> m_always;
     std::vector<Request> m_requests;
@@ -199,17 +199,18 @@ Answer LocalServer::Impl::take(Request request) {
 }
 
 Answer LocalServer::Impl::choose(const std::string& path) {
-    const auto regular = m_regular.find(path);
-    Answer answer = regular != m_regular.end() ? Answer::withBody(regular->second)
-                                               : Answer::withStatus(404, "Not Found");
+    const auto found = m_regular.find(path);
+    const Answer regular =
+        found != m_regular.end() ? found->second() : Answer::withStatus(404, "Not Found");
+    Answer answer = regular;
     if (auto& next = m_next[path]; !next.empty()) {
         answer = std::move(next.front());
         next.pop_front();
     } else if (const auto always = m_always.find(path); always != m_always.end()) {
         answer = always->second;
     }
-    if (!answer.body && regular != m_regular.end())
-        answer.body = regular->second;
+    if (!answer.body && found != m_regular.end())
+        answer.body = regular.body;
     return answer;
 }
 
@@ -226,8 +227,12 @@ std::string LocalServer::url(const std::string& path) const {
 }
 
 void LocalServer::serve(const std::string& path, std::string body) {
+    serveBy(path, [answer = Answer::withBody(std::move(body))] { return answer; });
+}
+
+void LocalServer::serveBy(const std::string& path, std::function<Answer()> next) {
     const std::lock_guard lock(m_impl->m_mutex);
-    m_impl->m_regular[path] = std::move(body);
+    m_impl->m_regular[path] = std::move(next);
 }
 
 void LocalServer::answerNext(const std::string& path, const Answer& answer, std::size_t requests) {

@@ -71,6 +71,8 @@ public:
 
     /// Sets the regular answer of @p path: status 200 with @p body.
     void serve(const std::string& path, std::string body);
+    /// Lets @p next give the regular answer of each request on @p path, on the server's thread.
+    void serveBy(const std::string& path, std::function<Answer()> next);
     /// The next @p requests requests on @p path get @p answer. Further calls queue up behind.
     void answerNext(const std::string& path, const Answer& answer, std::size_t requests = 1);
     /// Every request on @p path gets @p answer, once those of `answerNext` are used up.

@@ -31,6 +31,7 @@ std::string remark(const Fault& fault) {
     case Fault::Kind::otherUnit:
         return " unit " + std::to_string(fault.unit());
     case Fault::Kind::silence:
+    case Fault::Kind::hangUp:
     case Fault::Kind::exception:
         break;
     }
@@ -78,6 +79,8 @@ Bytes Reply::message(const Query& query) const {
 std::string Reply::text() const {
     if (has(Fault::Kind::silence))
         return "<< silence\n";
+    if (has(Fault::Kind::hangUp))
+        return "<< hang-up\n";
     const std::string head = "<<" + (fault ? remark(*fault) : "");
     return head + (exception ? " exception " + std::to_string(*exception) : hexadecimal(words)) +
            "\n";

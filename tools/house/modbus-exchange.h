@@ -26,10 +26,13 @@ enum class Space { input, holding };
 /// How a request fails.
 class Fault {
 public:
-    enum class Kind { silence, shortAnswer, exception, late, garbled, otherUnit };
+    enum class Kind { silence, hangUp, shortAnswer, exception, late, garbled, otherUnit };
 
     /// No answer at all.
     static const Fault silence;
+    /// The connection is closed in place of an answer. A serial line has none; there the answer is
+    /// garbled.
+    static const Fault hangUp;
     /// A well-formed answer that carries one word fewer than asked for.
     static const Fault shortAnswer;
     /// The right answer with its last byte turned over. On RTU the check sum tells so. TCP has
@@ -59,6 +62,7 @@ private:
 };
 
 inline constexpr Fault Fault::silence{Kind::silence};
+inline constexpr Fault Fault::hangUp{Kind::hangUp};
 inline constexpr Fault Fault::shortAnswer{Kind::shortAnswer};
 inline constexpr Fault Fault::garbled{Kind::garbled};
 

@@ -28,6 +28,7 @@ public:
     BusUnits m_units;
     AwaitedCount m_requests;
     Callback<> m_beforeAnswer;
+    Callback<const Query&, std::optional<Reply>&> m_responder;
     Callback<const std::string&> m_whenAnswering;
 
     mutable std::mutex m_mutex;
@@ -43,7 +44,9 @@ private:
 
 std::optional<Reply> ModbusSlave::Impl::respond(const Query& query) {
     m_beforeAnswer();
-    const Reply reply = m_units.replyTo(query);
+    std::optional<Reply> recorded;
+    m_responder(query, recorded);
+    const Reply reply = m_units.replyTo(query, recorded);
     record(query.text() + reply.text());
     if (reply.has(Fault::Kind::silence))
         return std::nullopt;
@@ -111,6 +114,10 @@ void ModbusSlave::dropConnections() {
 
 void ModbusSlave::beforeAnswer(std::function<void()> callback) {
     m_impl->m_beforeAnswer.replace(std::move(callback));
+}
+
+void ModbusSlave::answerBy(std::function<void(const Query&, std::optional<Reply>&)> responder) {
+    m_impl->m_responder.replace(std::move(responder));
 }
 
 void ModbusSlave::whenAnswering(std::function<void(const std::string&)> callback) {

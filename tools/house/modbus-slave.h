@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "house/bus-line.h"
@@ -64,8 +65,9 @@ public:
     ///     << late 0000 05DC         held back
     ///     << garbled 0000 05DC      as it was before the damage
     ///     << unit 9 0000 05DC       in the name of that unit
+    ///     << hang-up
     ///
-    /// The last three can be an exception too, like "<< late exception 2".
+    /// Those three above the last can be an exception too, like "<< late exception 2".
     std::string transcript() const;
     void clearTranscript();
 
@@ -83,6 +85,10 @@ public:
     /// brought up to date. It may be replaced at any time, even by itself; a call that is under way
     /// then runs to its end.
     void beforeAnswer(std::function<void()> callback);
+    /// Lets @p responder answer reads in the place of what the units hold, on the slave's thread;
+    /// one that it leaves without a reply is answered as ever. Units that don't exist keep silent,
+    /// and orders to fail win. It may be replaced like the callback.
+    void answerBy(std::function<void(const Query& query, std::optional<Reply>& reply)> responder);
     /// Calls @p callback on the slave's thread with the two lines of each request as they stand in
     /// the transcript, before the answer is sent. It may be replaced like the other.
     void whenAnswering(std::function<void(const std::string& lines)> callback);

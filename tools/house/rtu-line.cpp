@@ -71,7 +71,7 @@ void RtuLine::answer(const Wakeup& stop, const Responder& respond) {
     if (!reply)
         return;
     Bytes frame = rtuFrame(reply->message(*query));
-    if (reply->has(Fault::Kind::garbled))
+    if (reply->has(Fault::Kind::garbled) || reply->has(Fault::Kind::hangUp))
         garble(frame);
     const auto answered =
         arrived + reply->lateness() + m_wireTime.ofExchange(bytesOfRead, frame.size());

@@ -75,6 +75,8 @@ void TcpLine::answer(int socket, const Responder& respond) {
     const std::optional<Reply> reply = respond(query);
     if (!reply)
         return;
+    if (reply->has(Fault::Kind::hangUp))
+        return close(socket);
     Bytes frame = framed(request, reply->message(query));
     if (reply->has(Fault::Kind::garbled))
         garbleHead(frame);

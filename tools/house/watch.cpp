@@ -67,13 +67,6 @@ bool emptyVariable(const char* name) {
     return value == nullptr || *value == '\0';
 }
 
-std::string clockText(double hour) {
-    const int minutes = static_cast<int>(hour * 60.0);
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%02d:%02d", minutes / 60 % 24, minutes % 60);
-    return text.data();
-}
-
 std::unique_ptr<ModbusSlave> openBus(const Home& home, const PtyPair* line, std::uint16_t port) {
     if (line != nullptr)
         return std::make_unique<ModbusSlave>(Tty{line->slaveEnd(), home.wireTime()});
@@ -268,7 +261,7 @@ bool Watch::Impl::signalled() {
 
 std::vector<std::string> Watch::Impl::headlines() const {
     std::vector<std::string> lines{"poll " + std::to_string(m_account.pollsBegun()) + "   " +
-                                   clockText(m_home.hour()) + " in the home   Ctrl-C ends"};
+                                   m_home.moment() + "   Ctrl-C ends"};
     if (!m_options.logFile.empty())
         lines.push_back("log: " + m_options.logFile);
     return lines;

@@ -1,0 +1,290 @@
+#include "bus-master.h"
+#include "example-home.h"
+#include "house/home.h"
+#include "house/pty-pair.h"
+#include "http-exchange.h"
+#include "support/temporary-directory.h"
+#include "support/thrown-by.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+using namespace house;
+
+namespace {
+
+/// The example that stands in the document below the heading of recordings.
+std::string exampleRecording() {
+    const std::string document = contentOf(SOURCE_DIRECTORY "/tools/house/home.md");
+    const std::string start = "```json\n";
+    const std::size_t from = document.find(start, document.find("## A recording")) + start.size();
+    return document.substr(from, document.find("```", from) - from);
+}
+
+std::string withPolls(const std::string& polls) {
+    return R"({"recording":{"polls":)" + polls + "}}";
+}
+
+std::string withReads(const std::string& reads) {
+    return withPolls(R"([{"units":{"7":{)" + reads + "}}}]");
+}
+
+/// A house that plays a recording.
+class Player {
+public:
+    explicit Player(const std::string& recording, std::optional<Tty> tty = std::nullopt)
+        : home(m_directory.write("home.json", recording)),
+          bus(tty ? std::make_unique<ModbusSlave>(*tty)
+                  : std::make_unique<ModbusSlave>(TcpPort{})) {
+        home.serveOn(server);
+        home.liveOn(*bus);
+    }
+
+    /// Status and body of an answer; empty for a connection that is closed without one.
+    std::string get(const char* path) const {
+        const std::string answer = house::get(server, path);
+        if (answer.empty())
+            return {};
+        return answer.substr(9, 3) + " " + answer.substr(answer.find("\r\n\r\n") + 4);
+    }
+    void beginPoll() const { get(LocalServer::rtuConfigPath); }
+
+private:
+    TemporaryDirectory m_directory;
+
+public:
+    Home home;
+    LocalServer server{0};
+    std::unique_ptr<ModbusSlave> bus;
+};
+
+/// What is wrong with a recording, behind the name of its file.
+std::string complaintAbout(const std::string& text) {
+    const TemporaryDirectory directory;
+    const std::string file = directory.write("home.json", text);
+    const std::string thrown = thrownBy([&] { Home{file}; });
+    return thrown.starts_with(file + ": ") ? thrown.substr(file.size() + 2) : thrown;
+}
+
+std::string complaintAboutPoll(const std::string& poll) {
+    return complaintAbout(withPolls("[" + poll + "]"));
+}
+
+} // namespace
+
+TEST(Recording, theExampleOfTheDocumentIsPlayedPollByPoll) {
+    const Player player(exampleRecording());
+    Master master(*player.bus);
+    const std::string attached =
+        R"(200 {"data":[{"configId":"c","name":"Grid","serial":"S-7","slaveAddress":7}]})";
+
+    player.beginPoll();
+    EXPECT_EQ(player.get(LocalServer::attachedPath), attached);
+    EXPECT_EQ(master.readHolding(7, 10, 2), (Words{0, 1500}));
+    for (int poll = 2; poll <= 3; ++poll) {
+        player.beginPoll();
+        EXPECT_EQ(player.get(LocalServer::attachedPath), attached);
+        EXPECT_EQ(master.readHolding(7, 10, 2), Words());
+        EXPECT_EQ(master.error, EMBXGTAR);
+    }
+    player.beginPoll();
+    EXPECT_EQ(player.get(LocalServer::attachedPath), "503 Not now");
+    EXPECT_EQ(master.readHolding(7, 10, 2), (Words{0, 1501}));
+    player.beginPoll();
+    EXPECT_EQ(player.get(LocalServer::attachedPath), "");
+    EXPECT_EQ(master.readHolding(7, 10, 2), (Words{0, 1501}));
+}
+
+TEST(Recording, afterTheLastPollEverythingStaysAsItWasThen) {
+    const Player player(withPolls(R"([{"rtuconfig":{"text":"a"}},{"rtuconfig":{"text":"b"}}])"));
+
+    EXPECT_EQ(player.get(LocalServer::rtuConfigPath), "200 a");
+    EXPECT_EQ(player.get(LocalServer::rtuConfigPath), "200 b");
+    EXPECT_EQ(player.get(LocalServer::rtuConfigPath), "200 b");
+}
+
+TEST(Recording, aBodyIsServedByteForByte) {
+    const Player player(withPolls(R"([{"rtuconfig":{"text":" {\"data\": \n null}"},)"
+                                  R"("attached":{"bytes":"ff0A2f"},)"
+                                  R"("supported":{"json":{"data":[1.50,"a/b"]}}}])"));
+
+    EXPECT_EQ(player.get(LocalServer::rtuConfigPath), "200  {\"data\": \n null}");
+    EXPECT_EQ(player.get(LocalServer::attachedPath), "200 \xFF\n/");
+    EXPECT_EQ(player.get(LocalServer::supportedPath), R"(200 {"data":[1.50,"a/b"]})");
+}
+
+TEST(Recording, whatNoPollHasNamedYetIsNotThere) {
+    const Player player(withPolls(R"([{},{"units":{"7":{"input 10 x1":[5]}}}])"));
+    Master master(*player.bus);
+
+    player.beginPoll();
+
+    EXPECT_EQ(player.get(LocalServer::attachedPath), "404 Not Found");
+    master.readInput(7, 10, 1);
+    EXPECT_EQ(master.error, EMBXILADD);
+    master.readInput(8, 10, 1);
+    EXPECT_EQ(master.error, ETIMEDOUT);
+}
+
+TEST(Recording, readsOfOtherKindAddressOrCountAreOtherReads) {
+    const Player player(withReads(R"("input 10 x1":[1],"holding 10 x1":[2],"input 10 x2":[3,4])"));
+    Master master(*player.bus);
+    player.beginPoll();
+
+    EXPECT_EQ(master.readInput(7, 10, 1), (Words{1}));
+    EXPECT_EQ(master.readHolding(7, 10, 1), (Words{2}));
+    EXPECT_EQ(master.readInput(7, 10, 2), (Words{3, 4}));
+}
+
+TEST(Recording, readsOfOnePollComeInTurnAndTheLastOneStaysUntilTheNextPoll) {
+    const Player player(
+        withPolls(R"([{"units":{"7":{"input 10 x1":{"inTurn":[[1],"exception:4",[3]]}}}}])"));
+    Master master(*player.bus);
+
+    for (int poll = 1; poll <= 2; ++poll) {
+        player.beginPoll();
+        EXPECT_EQ(master.readInput(7, 10, 1), (Words{1}));
+        EXPECT_EQ(master.readInput(7, 10, 1), Words());
+        EXPECT_EQ(master.error, EMBXSFAIL);
+        EXPECT_EQ(master.readInput(7, 10, 1), (Words{3}));
+        EXPECT_EQ(master.readInput(7, 10, 1), (Words{3}));
+    }
+}
+
+TEST(Recording, aReadFailsOnTcpAsItSays) {
+    const Player player(withReads(R"("input 1 x1":"silent","input 2 x2":"short",)"
+                                  R"("input 3 x1":"garbled","input 4 x1":"exception:12")"));
+    Master master(*player.bus);
+    player.beginPoll();
+
+    const auto errorOf = [&](int address, int count) {
+        master.readInput(7, address, count);
+        return master.error;
+    };
+    EXPECT_EQ(errorOf(1, 1), ETIMEDOUT);
+    EXPECT_EQ(errorOf(2, 2), EMBBADDATA);
+    EXPECT_EQ(errorOf(3, 1), EMBBADDATA);
+    EXPECT_EQ(errorOf(4, 1), EMBBADEXC);
+}
+
+TEST(Recording, aReadFailsOnASerialLineAsItSays) {
+    const PtyPair line;
+    const Player player(withReads(R"("input 1 x1":"silent","input 2 x2":"short",)"
+                                  R"("input 3 x1":"garbled","input 4 x1":"unit:9",)"
+                                  R"("input 5 x1":"closed","input 6 x1":[6])"),
+                        Tty{line.slaveEnd()});
+    Master master(line.masterEnd());
+    player.beginPoll();
+
+    const auto errorOf = [&](int address, int count) {
+        master.readInput(7, address, count);
+        return master.error;
+    };
+    EXPECT_EQ(errorOf(1, 1), ETIMEDOUT);
+    EXPECT_EQ(errorOf(2, 2), EMBBADDATA);
+    EXPECT_EQ(errorOf(3, 1), EMBBADCRC);
+    EXPECT_EQ(errorOf(4, 1), EMBBADSLAVE);
+    EXPECT_EQ(errorOf(5, 1), EMBBADCRC);
+    EXPECT_EQ(master.readInput(7, 6, 1), (Words{6}));
+}
+
+TEST(Recording, aConnectionThatIsClosedFailsAllReadsUntilANewOne) {
+    const Player player(withReads(R"("input 1 x1":"closed","input 2 x1":[2])"));
+    Master master(*player.bus);
+    player.beginPoll();
+
+    master.readInput(7, 1, 1);
+    EXPECT_EQ(master.error, ECONNRESET);
+    EXPECT_EQ(master.readInput(7, 2, 1), Words());
+    EXPECT_EQ(player.bus->transcript(), ">> unit 7  read input 1 x1\n<< hang-up\n");
+
+    EXPECT_EQ(Master(*player.bus).readInput(7, 2, 1), (Words{2}));
+}
+
+TEST(Recording, anOrderToFailWins) {
+    const Player player(withReads(R"("input 1 x1":[1])"));
+    Master master(*player.bus);
+    player.bus->unit(7).failNext(1, Fault::exception(6));
+    player.beginPoll();
+
+    EXPECT_EQ(master.readInput(7, 1, 1), Words());
+    EXPECT_EQ(master.error, EMBXSBUSY);
+    EXPECT_EQ(master.readInput(7, 1, 1), (Words{1}));
+}
+
+TEST(Recording, theMetersAreThoseThatAnyPollAttachesAndUnitsWithoutAName) {
+    const Player player(withPolls(
+        R"([{"attached":{"json":{"data":[{"name":"Grid","slaveAddress":7}]}}},)"
+        R"({"attached":{"text":"{\"data\":[{\"name\":\"a\\nb\",\"slaveAddress\":8},],}"}},)"
+        R"({"attached":{"text":"{\"data\":[{\"slaveAddress\":9}]}"},)"
+        R"("units":{"7":{"input 1 x1":[1]},"8":{"input 1 x1":[1]}}}])"));
+
+    std::string meters;
+    for (const Meter& meter : player.home.meters())
+        meters += std::to_string(meter.slaveAddress) + " " + meter.name + "\n";
+    EXPECT_EQ(meters, "7 Grid\n9 no name\n8 unit 8\n");
+}
+
+TEST(Recording, itsMomentIsThePollThatItPlays) {
+    const Player player(withPolls("[{},{}]"));
+
+    EXPECT_EQ(player.home.moment(), "0 of 2 recorded");
+    for (int poll = 1; poll <= 3; ++poll)
+        player.beginPoll();
+    EXPECT_EQ(player.home.moment(), "2 of 2 recorded");
+}
+
+TEST(Recording, aMistakeIsNamedWithItsPlace) {
+    EXPECT_EQ(complaintAbout(R"({"recording":{}})"), "recording / polls: Missing");
+    EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[]}})"), "recording / polls: Empty");
+    EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[{}]},"server":{}})"), "server: No such key");
+    EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[{}],"about":["a",1]}})"),
+              "recording / about / 1: No text");
+
+    const std::string poll = "recording / polls / 0 / ";
+    EXPECT_EQ(complaintAboutPoll(R"({"Attached":"closed"})"), poll + "Attached: No such key");
+    EXPECT_EQ(complaintAboutPoll(R"({"time":1})"), poll + "time: No text");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":"dropped"})"),
+              poll + "attached: Neither closed nor silent");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"status":503}})"),
+              poll + "attached: Not one of json, text and bytes");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"json":{},"text":""}})"),
+              poll + "attached: Not one of json, text and bytes");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"text":"","status":199}})"),
+              poll + "attached / status: No whole number from 200 to 999");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"text":"a","status":204}})"),
+              poll + "attached: An answer of this status has no body");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"bytes":"0"}})"),
+              poll + "attached / bytes: No bytes, each as two hexadecimal digits");
+    EXPECT_EQ(complaintAboutPoll(R"({"attached":{"bytes":"0x"}})"),
+              poll + "attached / bytes: No bytes, each as two hexadecimal digits");
+    EXPECT_EQ(complaintAboutPoll(R"({"units":{"256":{}}})"),
+              poll + "units / 256: No unit from 0 to 255");
+    EXPECT_EQ(complaintAboutPoll(R"({"units":{"a":{}}})"),
+              poll + "units / a: No unit from 0 to 255");
+}
+
+TEST(Recording, aMistakeInAReadIsNamedWithItsPlace) {
+    const std::string unit = "recording / polls / 0 / units / 7 / ";
+    const auto complaint = [](const std::string& reads) {
+        return complaintAbout(withReads(reads));
+    };
+
+    EXPECT_EQ(complaint(R"("input 10":[1])"), unit + R"(input 10: Not as "input 10 x2")");
+    EXPECT_EQ(complaint(R"("input 65536 x1":[1])"),
+              unit + "input 65536 x1: Address or count above 65535");
+    EXPECT_EQ(complaint(R"("input 1 x2":[1])"),
+              unit + "input 1 x2: Not as many words as are asked for");
+    EXPECT_EQ(complaint(R"("input 1 x1":[65536])"),
+              unit + "input 1 x1 / 0: No whole number from 0 to 65535");
+    EXPECT_EQ(complaint(R"("input 1 x1":5)"), unit + "input 1 x1: No array");
+    EXPECT_EQ(complaint(R"("input 1 x1":{"inTurn":[]})"), unit + "input 1 x1 / inTurn: Empty");
+    const std::string noFailure =
+        unit + "input 1 x1: None of silent, closed, garbled, short, exception:1 to 255 and unit:1 "
+               "to 247";
+    for (const char* wrong : {"dead", "", "silent:1", "exception", "exception:0", "exception:256",
+                              "exception:1x", "unit:248", "silently"})
+        EXPECT_EQ(complaint(R"("input 1 x1":")" + std::string(wrong) + '"'), noFailure) << wrong;
+}
