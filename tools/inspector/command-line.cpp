@@ -53,6 +53,7 @@ int run(int argc, char** argv) {
     Command command;
     addMap(app, command);
     addRead(app, command);
+    addReplay(app, command);
     addScan(app, command);
     addSolve(app, command);
     addReport(app, command);

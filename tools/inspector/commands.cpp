@@ -4,6 +4,7 @@
 #include "inspector/options.h"
 #include "inspector/reading/read-command.h"
 #include "inspector/reading/scan-command.h"
+#include "inspector/replay/replay-command.h"
 #include "inspector/report/report-command.h"
 #include "inspector/schema/json-schema.h"
 
@@ -72,6 +73,26 @@ void addRead(CLI::App& app, Command& command) {
         requireSources(options->sources);
         command = [options] { return runRead(*options); };
     });
+}
+
+void addReplay(CLI::App& app, Command& command) {
+    CLI::App& replay =
+        *app.add_subcommand("replay", "Turn a log into a home that modbus-house plays again");
+    const auto options = std::make_shared<ReplayOptions>();
+    replay
+        .add_option("log", options->log, "Log at VX_LOG=modbusSerial:D or D; - is standard input")
+        ->required()
+        ->check(named());
+    replay
+        .add_option("-o,--output", options->output, "New file for the home; - is standard output")
+        ->required()
+        ->check(named())
+        ->type_name("FILE");
+    replay.add_flag("--force", options->force, "Replace the file if it is there");
+    constexpr int mostRuns = 1000000;
+    replay.add_option("--run", options->run, "Which run of the daemon (that with the most polls)")
+        ->check(wholeNumber(1, mostRuns));
+    replay.callback([options, &command] { command = [options] { return runReplay(*options); }; });
 }
 
 void addReport(CLI::App& app, Command& command) {

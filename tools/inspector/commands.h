@@ -17,6 +17,7 @@ using Command = std::function<int()>;
 // Each adds a subcommand, which sets the command when it is parsed.
 void addMap(CLI::App& app, Command& command);
 void addRead(CLI::App& app, Command& command);
+void addReplay(CLI::App& app, Command& command);
 void addReport(CLI::App& app, Command& command);
 void addScan(CLI::App& app, Command& command);
 void addSchema(CLI::App& app, Command& command);

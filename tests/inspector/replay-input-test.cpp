@@ -1,0 +1,180 @@
+// Which logs `replay` takes, what it says of those that aren't whole, and which files it writes.
+
+#include "replayed-log.h"
+
+#include "support/temporary-directory.h"
+
+#include <filesystem>
+
+namespace inspector {
+
+TEST(ReplayInput, aLogWithoutDebugLinesIsRefusedWithTheSettingThatIsNeeded) {
+    const std::string sentence =
+        "modbus-inspector: -: No debug lines of modbusSerial, so no words of registers: log with "
+        "VX_LOG=modbusSerial:D or VX_LOG=D\n";
+
+    EXPECT_EQ(refusal(Lines().started().replies().tick().text), sentence);
+    EXPECT_EQ(refusal(""), sentence);
+    EXPECT_EQ(refusal("something else\n"), sentence);
+}
+
+TEST(ReplayInput, aLogWithoutTheBeginningOfAPollIsRefused) {
+    EXPECT_EQ(refusal(Lines().add("DEBUG modbusSerial", "ARRAY debug: 5 toolkit.cpp:1").text),
+              "modbus-inspector: -: No poll from its beginning on\n");
+}
+
+TEST(ReplayInput, aLogThatBeginsInTheMidstStartsWithTheFirstPollThatBegins) {
+    Lines lines;
+    lines.meter(7).asks(10, 1).gets("4").tick().alive().serial("result:" + serialReply);
+    lines.serial(
+        "querySerialConnectionConfig m_config:{\"baudRate\":baud9600} serverConfig.data:{}");
+    lines.serial("Attached Meters result:" + attachedReply);
+    lines.serial("Supported Meters result:" + supportedReply).tick();
+
+    const Replayed result = replay(lines);
+
+    EXPECT_EQ(result.polls, "{" + time + "," + answers + "}");
+    EXPECT_EQ(
+        result.told,
+        pollsOf("1 poll") +
+            "modbus-inspector: the log begins in the midst of a run: values that stood in for "
+            "registers since before are missing until their register is read\n");
+}
+
+TEST(ReplayInput, aPollWithoutAllItsLinesIsLeftOutAndTold) {
+    Lines lines = Lines().started().poll("5");
+    lines.alive().replies().meter(7).asks(10, 1).asks(11, 1).gets("1").tick();
+    lines.alive().serial("result:" + serialReply).tick().poll("6");
+
+    const Replayed result = replay(lines);
+
+    EXPECT_EQ(result.polls, "{" + time + "," + answers + R"(,"units":{"7":{"input 10 x1":[5]}}},)" +
+                                "\n{" + time + R"(,"units":{"7":{"input 10 x1":[6]}}})");
+    EXPECT_EQ(result.told, pollsOf("2 polls") +
+                               "modbus-inspector: 2 polls left out, as lines of them "
+                               "are missing or cut: what follows may differ\n");
+}
+
+TEST(ReplayInput, aCutLineIsToldAndItsPollLeftOut) {
+    Lines lines = Lines().started().poll("5").alive().replies().meter(7).asks(10, 1);
+    lines.text += "[2026-11-22T19:00:00.000+01:00]  4711 DEBUG modbusSerial ARRAY debug: 1";
+
+    const Replayed result = replay(lines.text + "\n" + Lines().tick().poll("6").text);
+
+    EXPECT_EQ(result.told, pollsOf("2 polls") +
+                               "modbus-inspector: 1 poll left out, as lines of them are missing or "
+                               "cut: what follows may differ\n"
+                               "modbus-inspector: lines that are cut: 1\n");
+}
+
+TEST(ReplayInput, wordsThatAreNoneMakeNoPoll) {
+    const std::string nul(1, '\0');
+    for (const std::string& words :
+         {std::string("1x"), std::string("-1"), std::string("65536"), "1" + nul}) {
+        const Replayed result = replay(
+            Lines().started().poll("5").alive().replies().meter(7).asks(10, 2).gets(words).tick());
+        EXPECT_TRUE(result.told.find("1 poll left out") != std::string::npos) << words;
+    }
+}
+
+TEST(ReplayInput, theLastPollMayBreakOff) {
+    const Replayed result =
+        replay(Lines().started().poll("5").alive().replies().meter(7).asks(10, 1).gets("6"));
+
+    EXPECT_TRUE(result.polls.ends_with(R"(,"units":{"7":{"input 10 x1":[6]}}})")) << result.polls;
+    EXPECT_EQ(result.told, pollsOf("2 polls") + "modbus-inspector: the last poll breaks off\n");
+}
+
+TEST(ReplayInput, ofSeveralRunsThatWithTheMostPollsIsTaken) {
+    const Lines lines =
+        Lines().started().poll("1").started().poll("2").poll("3").started().poll("4");
+
+    const Replayed longest = replay(lines);
+    const Replayed last = replay(lines, {"--run", "3"});
+
+    EXPECT_NE(longest.polls.find("[2]"), std::string::npos);
+    EXPECT_EQ(longest.told,
+              pollsOf("2 polls") + "modbus-inspector: run 2 of 3; --run N takes another\n");
+    EXPECT_NE(last.polls.find("[4]"), std::string::npos);
+    EXPECT_EQ(last.told,
+              pollsOf("1 poll") + "modbus-inspector: run 3 of 3; --run N takes another\n");
+    EXPECT_EQ(refusal(lines.text, {"--run", "4"}), "modbus-inspector: -: No run 4, of 3\n");
+}
+
+TEST(ReplayInput, linesOfTwoDaemonsAreTakenApart) {
+    const std::string one = Lines().started().poll("1").poll("2").text;
+    std::string other = one;
+    for (std::size_t at = 0; (at = other.find(" 4711 ", at)) != std::string::npos; ++at)
+        other.replace(at, 6, " 4712 ");
+    std::string mixed;
+    for (std::size_t i = 0, j = 0; i < one.size(); i = one.find('\n', i) + 1) {
+        mixed += one.substr(i, one.find('\n', i) + 1 - i);
+        mixed += other.substr(j, other.find('\n', j) + 1 - j);
+        j = other.find('\n', j) + 1;
+    }
+
+    const Replayed result = replay(mixed, {"--run", "2"});
+
+    EXPECT_EQ(result.polls, replay(one).polls);
+    EXPECT_EQ(result.told,
+              pollsOf("2 polls", 4712) + "modbus-inspector: run 2 of 2; --run N takes another\n");
+}
+
+TEST(ReplayInput, aLineWithinAValueIsNoLineOfTheReader) {
+    const std::string attached =
+        "{\"data\":[{\"serial\":\"S\n[2026-11-22T19:00:00.000+01:00]  4711 DEBUG modbusSerial "
+        "Main loop is alive toolkit.cpp:1\n\"}]}";
+    Lines lines = Lines().started().alive().serial("result:{}");
+    lines.serial("Attached Meters result:" + attached).serial("Supported Meters result:{}").tick();
+
+    const Replayed result = replay(lines);
+
+    EXPECT_EQ(result.polls,
+              "{" + time + R"(,"rtuconfig":{"json":{}},"attached":{"text":)" +
+                  R"("{\"data\":[{\"serial\":\"S\n[2026-11-22T19:00:00.000+01:00]  )" +
+                  R"(4711 DEBUG modbusSerial Main loop is alive toolkit.cpp:1\n\"}]}"},)" +
+                  R"("supported":{"json":{}}})");
+    EXPECT_EQ(result.told,
+              pollsOf("1 poll") +
+                  "modbus-inspector: lines that only look like the reader's, within values: 1\n");
+}
+
+TEST(ReplayInput, aFileIsReplacedByForceAlone) {
+    const TemporaryDirectory files;
+    const std::string log = files.write("log", Lines().started().poll("5").text);
+    const std::string home = files.write("home.json", "of somebody");
+
+    const ProgramResult refused = run({"replay", log, "-o", home});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.standardError, "modbus-inspector: " + home + ": File exists\n");
+    EXPECT_EQ(contentOf(home), "of somebody");
+
+    EXPECT_EQ(run({"replay", log, "-o", home, "--force"}).status, 0);
+    EXPECT_TRUE(contentOf(home).starts_with(R"({"recording":)"));
+    EXPECT_EQ(run({"replay", log, "-o", files.path() / "new.json", "--force"}).status, 0);
+    EXPECT_EQ(contentOf(files.path() / "new.json"), contentOf(home));
+}
+
+TEST(ReplayInput, byForceNothingIsLostToALogThatIsRefusedAndOnlyFilesAreReplaced) {
+    const TemporaryDirectory files;
+    const std::string home = files.write("home.json", "of somebody");
+    const std::string folder = files.path() / "folder";
+    std::filesystem::create_directory(folder);
+
+    EXPECT_EQ(run({"replay", "-", "-o", home, "--force"}).status, 2);
+    EXPECT_EQ(contentOf(home), "of somebody");
+    EXPECT_EQ(run({"replay", "-", "-o", folder, "--force"}).standardError,
+              "modbus-inspector: " + folder + ": no regular file, so it isn't replaced\n");
+}
+
+TEST(ReplayInput, nothingIsLeftOfALogThatIsRefused) {
+    const TemporaryDirectory files;
+
+    EXPECT_EQ(run({"replay", "-", "-o", files.path() / "home.json"}).status, 2);
+    EXPECT_FALSE(std::filesystem::exists(files.path() / "home.json"));
+    EXPECT_EQ(run({"replay", files.path() / "none", "-o", "-"}).standardError,
+              "modbus-inspector: " + (files.path() / "none").string() +
+                  ": No such file or directory\n");
+}
+
+} // namespace inspector

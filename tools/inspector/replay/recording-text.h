@@ -1,0 +1,35 @@
+#pragma once
+
+#include "inspector/replay/recorded-poll.h"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+/// The polls of a recording for the house, as JSON. Each stands on a line of its own and tells what
+/// is otherwise than in the poll before.
+class RecordingText {
+public:
+    /// False, with nothing added, if the house would not take that much.
+    bool add(const RecordedPoll& poll);
+
+    /// The whole description, which begins with what is @p about it.
+    std::string home(const std::vector<std::string>& about) const;
+
+private:
+    struct Answers {
+        std::optional<ServerAnswer> rtuConfig;
+        std::optional<ServerAnswer> attached;
+        std::optional<ServerAnswer> supported;
+    };
+
+    std::string m_polls;
+    Answers m_answers;
+    std::map<BusRead, std::vector<std::string>> m_reads;
+};
+
+} // namespace inspector

@@ -1,0 +1,68 @@
+#include "inspector/replay/replay-command.h"
+
+#include "inspector/input/sources.h"
+#include "inspector/log/log-reader.h"
+#include "inspector/log/source.h"
+#include "inspector/reading/new-file.h"
+#include "inspector/replay/run-sorter.h"
+
+#include <cstdio>
+#include <iostream>
+#include <vector>
+
+namespace inspector {
+namespace {
+
+constexpr const char* standardOutput = "-";
+
+/// Why there is nothing to record.
+std::string refusal(const RunSorter& runs, const ReplayOptions& options) {
+    if (!runs.hasDebugLines())
+        return "No debug lines of modbusSerial, so no words of registers: log with "
+               "VX_LOG=modbusSerial:D "
+               "or VX_LOG=D";
+    if (options.run && *options.run > runs.runs())
+        return "No run " + std::to_string(*options.run) + ", of " + std::to_string(runs.runs());
+    return "No poll from its beginning on";
+}
+
+std::vector<std::string> notesOf(const RunSorter& runs, const LogReader::Counts& counts,
+                                 const std::string& damage) {
+    std::vector<std::string> notes = runs.kept()->notes();
+    if (runs.runs() > 1)
+        notes.push_back("run " + std::to_string(runs.kept()->number) + " of " +
+                        std::to_string(runs.runs()) + "; --run N takes another");
+    if (counts.forged > 0)
+        notes.push_back("lines that only look like the reader's, within values: " +
+                        std::to_string(counts.forged));
+    if (counts.cut > 0)
+        notes.push_back("lines that are cut: " + std::to_string(counts.cut));
+    if (!damage.empty())
+        notes.push_back("the log ends early: " + damage);
+    return notes;
+}
+
+} // namespace
+
+int runReplay(const ReplayOptions& options) {
+    const bool isFile = options.output != standardOutput;
+    NewFile file(isFile ? std::optional(options.output) : std::nullopt,
+                 options.force ? NewFile::Existing::replaced : NewFile::Existing::refused);
+    const std::unique_ptr<Source> source = openLog(options.log);
+    LogReader reader(*source);
+    RunSorter runs(options.run);
+    for (Line line; reader.next(line);)
+        runs.take(line);
+    runs.end();
+    if (runs.kept() == nullptr)
+        throw UnreadableInput(options.log + ": " + refusal(runs, options));
+
+    const std::vector<std::string> notes = notesOf(runs, reader.counts(), source->damage());
+    for (const std::string& note : notes)
+        std::cerr << "modbus-inspector: " << note << '\n';
+    std::fputs(runs.kept()->text().home(notes).c_str(), isFile ? file.file() : stdout);
+    file.keep();
+    return 0;
+}
+
+} // namespace inspector

@@ -1,0 +1,66 @@
+#include "inspector/replay/run-recorder.h"
+
+#include "vx/date-time.h"
+
+#include <chrono>
+
+namespace inspector {
+namespace {
+
+std::string timeText(std::int64_t milliseconds) {
+    return vx::toString(
+        std::chrono::system_clock::time_point(std::chrono::milliseconds(milliseconds)));
+}
+
+std::string pollsText(std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " poll" : " polls");
+}
+
+} // namespace
+
+RunRecorder::RunRecorder(std::uint32_t thread, bool showsStart)
+    : m_thread(thread),
+      m_showsStart(showsStart),
+      m_listener([this](const RecordedPoll& poll) { add(poll); }) {}
+
+void RunRecorder::take(const Line& line) {
+    m_listener.take(line);
+}
+
+void RunRecorder::add(const RecordedPoll& poll) {
+    if (poll.extent == RecordedPoll::Extent::damaged) {
+        ++m_counts.damaged;
+        return;
+    }
+    if (m_counts.beyond > 0 || !m_text.add(poll)) {
+        ++m_counts.beyond;
+        return;
+    }
+    m_first = m_counts.polls == 0 ? poll.time : m_first;
+    m_last = poll.time;
+    ++m_counts.polls;
+    m_isBrokenOff = poll.extent == RecordedPoll::Extent::begun;
+}
+
+std::vector<std::string> RunRecorder::notes() const {
+    std::vector<std::string> notes{
+        pollsText(m_counts.polls) + " of the reader with the process number " +
+        std::to_string(m_thread) + ", from " + timeText(m_first) + " to " + timeText(m_last)};
+    if (!m_listener.connection().empty())
+        notes.push_back("the bus of that time: " + m_listener.connection());
+    if (!m_showsStart && !m_listener.isFromStart())
+        notes.emplace_back(
+            "the log begins in the midst of a run: values that stood in for registers "
+            "since before are missing until their register is read");
+    if (m_counts.damaged > 0)
+        notes.push_back(pollsText(m_counts.damaged) +
+                        " left out, as lines of them are missing or cut: what follows may differ");
+    if (m_isBrokenOff)
+        notes.emplace_back("the last poll breaks off");
+    if (m_counts.beyond > 0)
+        notes.push_back(pollsText(m_counts.beyond) +
+                        " at the end left out: the house takes no larger description");
+    return notes;
+}
+
+} // namespace inspector

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "inspector/replay/poll-listener.h"
+#include "inspector/replay/recording-text.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace inspector {
+
+/// What was recorded of one run of the daemon.
+class RunRecorder {
+public:
+    struct Counts {
+        std::size_t polls = 0;
+        /// Polls that the log tells only in parts, but for the last one.
+        std::size_t damaged = 0;
+        /// Polls for which the description had no room.
+        std::size_t beyond = 0;
+    };
+
+    RunRecorder(std::uint32_t thread, bool showsStart);
+    // The listener calls back.
+    RunRecorder(const RunRecorder&) = delete;
+    RunRecorder& operator=(const RunRecorder&) = delete;
+
+    void take(const Line& line);
+    void takeRule() { m_listener.takeRule(); }
+    void end() { m_listener.end(); }
+
+    /// The first poll that began gives the run its number among those of the log.
+    std::size_t number = 0;
+
+    std::uint32_t thread() const { return m_thread; }
+    const Counts& counts() const { return m_counts; }
+    const RecordingText& text() const { return m_text; }
+    /// What a user should know of the recording.
+    std::vector<std::string> notes() const;
+
+private:
+    void add(const RecordedPoll& poll);
+
+    std::uint32_t m_thread;
+    bool m_showsStart;
+    PollListener m_listener;
+    RecordingText m_text;
+    Counts m_counts;
+    std::int64_t m_first = 0;
+    std::int64_t m_last = 0;
+    bool m_isBrokenOff = false;
+};
+
+} // namespace inspector
