@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <poll.h>
@@ -15,6 +17,8 @@
 #include <unistd.h>
 
 namespace {
+
+constexpr const char* configFile = "/etc/modbus-config.json";
 
 /// Tells each change of a file.
 class FileWatch {
@@ -61,16 +65,36 @@ std::string plain(const std::string& line) {
     return words.at(match.str(1)) + " " + match.suffix().str();
 }
 
+/// Where the next reader's log is to be left; empty if nobody wants it.
+std::string placeOfLog() {
+    static int count = 0;
+    const char* const folder = std::getenv("READER_LOGS");
+    return folder == nullptr ? "" : folder + ("/" + std::to_string(++count));
+}
+
 } // namespace
 
 ReaderProcess::ReaderProcess(const std::vector<std::string>& environment,
                              const std::vector<std::string>& arguments,
                              const std::vector<std::string>& launcher)
-    : m_logFile(m_directory.write("reader.log", "")) {
+    : m_logFile(m_directory.write("reader.log", "")), m_kept(placeOfLog()) {
     std::vector<std::string> command = launcher;
     command.emplace_back(READER_EXECUTABLE);
     command.insert(command.end(), arguments.begin(), arguments.end());
-    m_process = std::make_unique<house::ChildProcess>(command, m_logFile, environment);
+    std::vector<std::string> variables = environment;
+    // The first one wins.
+    if (!m_kept.empty())
+        variables.insert(variables.begin(), "VX_LOG=modbusSerial:D");
+    m_process = std::make_unique<house::ChildProcess>(command, m_logFile, variables);
+}
+
+ReaderProcess::~ReaderProcess() {
+    m_process.reset();
+    if (m_kept.empty())
+        return;
+    std::filesystem::copy_file(m_logFile, m_kept + ".log");
+    if (std::filesystem::is_regular_file(configFile))
+        std::filesystem::copy_file(configFile, m_kept + ".config");
 }
 
 void ReaderProcess::waitForLog(const std::function<bool()>& condition) const {

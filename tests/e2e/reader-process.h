@@ -11,6 +11,10 @@
 #include <vector>
 
 /// The real executable, running, with its log in a file. It ends with the object.
+///
+/// With the variable READER_LOGS in the environment it logs what a replay needs, whatever the test
+/// says, and leaves its log in that folder as "1.log", its configuration file as "1.config", and so
+/// on.
 class ReaderProcess {
 public:
     /// @p environment holds "NAME=value" texts; @p launcher is a command that starts the
@@ -18,6 +22,9 @@ public:
     explicit ReaderProcess(const std::vector<std::string>& environment = {},
                            const std::vector<std::string>& arguments = {},
                            const std::vector<std::string>& launcher = {});
+    ~ReaderProcess();
+    ReaderProcess(const ReaderProcess&) = delete;
+    ReaderProcess& operator=(const ReaderProcess&) = delete;
 
     /// Waits until @p condition holds, and looks after each change of the log. Fails the test when
     /// the limit passes.
@@ -42,6 +49,8 @@ public:
 private:
     TemporaryDirectory m_directory;
     std::string m_logFile;
+    /// Where the log is left, without ".log"; empty if it isn't.
+    std::string m_kept;
     std::streamoff m_taken = 0;
     std::unique_ptr<house::ChildProcess> m_process;
 };
