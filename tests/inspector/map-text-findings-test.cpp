@@ -52,9 +52,9 @@ TEST(TextFindings, aReplyThatDoesNotConvertShowsTheDaemonsMessageAndThePlace) {
 }
 
 TEST(TextFindings, theDaemonStopsAtTheFirstOfSeveralValuesThatDoNotConvert) {
-    EXPECT_EQ(
-        findings({{"attached", R"({"data":[{"slaveAddress":3000000000,"name":7},{"configId":8}]})"}}),
-        R"(error does-not-convert attached:1:26 /data/0/slaveAddress
+    EXPECT_EQ(findings({{"attached",
+                         R"({"data":[{"slaveAddress":3000000000,"name":7},{"configId":8}]})"}}),
+              R"(error does-not-convert attached:1:26 /data/0/slaveAddress
   The daemon would stop at this value too: Narrowing error. t:-1294967296 u:3000000000 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) vx/record.h:146 / slaveAddress / 0 / data
   Give it a whole number from -2147483648 to 2147483647.
 error does-not-convert attached:1:44 /data/0/name
