@@ -16,7 +16,7 @@ constexpr const char* modelWithThreeRegisters = R"({"id": "em", "registers": [
 } // namespace
 
 MeterOnBus::MeterOnBus() : map(files.write("map.json", modelWithThreeRegisters)) {
-    if (GetParam() == LineKind::tcp) {
+    if (GetParam() == BusKind::tcp) {
         m_bus = std::make_unique<house::ModbusSlave>(house::TcpPort{});
     } else {
         m_serialLine = std::make_unique<house::PtyPair>();

@@ -14,12 +14,12 @@
 
 namespace inspector {
 
-enum class LineKind { tcp, serial };
+enum class BusKind { tcp, serial };
 
 /// A bus with one meter at the address 7: its serial "S-1" in the holding registers 0 and 1, its
 /// power in the input register 10 and its energy in the holding registers 20 and 21. The map is in
 /// a file.
-class MeterOnBus : public testing::TestWithParam<LineKind> {
+class MeterOnBus : public testing::TestWithParam<BusKind> {
 protected:
     MeterOnBus();
 
@@ -49,8 +49,8 @@ std::string withoutTimes(const std::string& text);
 /// The tests of @p suite on both kinds of line.
 #define INSPECTOR_ON_BOTH_LINES(suite)                                                             \
     INSTANTIATE_TEST_SUITE_P(                                                                      \
-        Line, suite, testing::Values(LineKind::tcp, LineKind::serial), [](const auto& test) {      \
-            return std::string(test.param == LineKind::tcp ? "tcp" : "serial");                    \
+        Line, suite, testing::Values(BusKind::tcp, BusKind::serial), [](const auto& test) {        \
+            return std::string(test.param == BusKind::tcp ? "tcp" : "serial");                     \
         })
 
 } // namespace inspector

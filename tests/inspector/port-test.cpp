@@ -36,7 +36,7 @@ protected:
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Line, Port, testing::Values(LineKind::serial));
+INSTANTIATE_TEST_SUITE_P(Line, Port, testing::Values(BusKind::serial));
 
 TEST_P(Port, thatAnotherProgramHasOpenIsLeftAlone) {
     const ProgramResult result = readMeter();

@@ -37,11 +37,11 @@ constexpr const char* description = R"({
                   "9": {"holding 0": {"text": "B-9"}, "input 10": "power"}}}})";
 
 /// A house whose server, configuration file and bus are those of this machine.
-class ReadByTheServer : public testing::TestWithParam<LineKind> {
+class ReadByTheServer : public testing::TestWithParam<BusKind> {
 protected:
     ReadByTheServer() : m_home(files.write("home.json", description)) {
         m_home.serveOn(m_server);
-        if (GetParam() == LineKind::tcp) {
+        if (GetParam() == BusKind::tcp) {
             m_bus = std::make_unique<house::ModbusSlave>(house::TcpPort{});
             std::ofstream(configFile) << R"({"modbusMiscConfig":{"modbusTCPServer":"127.0.0.1",)"
                                       << R"("port":)" << m_bus->port() << "}}";
@@ -108,7 +108,7 @@ TEST_P(ReadByTheServer, leavesTheBusOfThisMachineAloneIfTheServerIsAnothers) {
 }
 
 TEST_P(ReadByTheServer, takesTheBusOfTheGivenConfigurationFileWhereverTheServerIs) {
-    if (GetParam() == LineKind::serial)
+    if (GetParam() == BusKind::serial)
         return;
 
     const ProgramResult result =

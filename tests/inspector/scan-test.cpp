@@ -80,7 +80,7 @@ TEST_P(Scan, aLateAnswerIsNeitherAnotherMetersNorHidesOne) {
 }
 
 using ScanOfTcp = MeterOnBus;
-INSTANTIATE_TEST_SUITE_P(Line, ScanOfTcp, testing::Values(LineKind::tcp));
+INSTANTIATE_TEST_SUITE_P(Line, ScanOfTcp, testing::Values(BusKind::tcp));
 
 TEST_P(ScanOfTcp, asksAgainWhenTheConnectionIsLost) {
     bus().beforeAnswer([this] {
@@ -109,7 +109,7 @@ TEST_P(ScanOfTcp, givesUpWhereEachConnectionIsClosed) {
 }
 
 using ScanOfASerialLine = MeterOnBus;
-INSTANTIATE_TEST_SUITE_P(Line, ScanOfASerialLine, testing::Values(LineKind::serial));
+INSTANTIATE_TEST_SUITE_P(Line, ScanOfASerialLine, testing::Values(BusKind::serial));
 
 TEST_P(ScanOfASerialLine, triesFiveRatesAndThreeParities) {
     // A pseudo terminal has no rate, so the meter answers at each of them.

@@ -77,7 +77,7 @@ Message: {"id":"S-1","slaveAddress":7,"meteringType":"modbus","lastChanged":"MOM
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Bus, Terminal, testing::Values(LineKind::tcp));
+INSTANTIATE_TEST_SUITE_P(Bus, Terminal, testing::Values(BusKind::tcp));
 
 TEST_P(Terminal, hasBoldHeadings) {
     EXPECT_EQ(withoutTimes(Window(wide).show(read())), "\x1b[1mMeter 7\x1b[0m\n"

@@ -36,6 +36,7 @@ struct RegisterPlace {
     int address = 0;
     vxModel::ModbusFieldType fieldType = vxModel::ModbusFieldType::none;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check takes what it compares with for a pointer
     auto operator<=>(const RegisterPlace&) const = default;
 };
 
@@ -45,10 +46,11 @@ struct FailureKind {
     RegisterPlace place;
     std::string kind;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check takes what it compares with for a pointer
     auto operator<=>(const FailureKind&) const = default;
 };
 
-struct Failure {
+struct RegisterFailure {
     Occurrences seen;
     /// In polls one after another; unset if the log doesn't tell polls apart.
     std::optional<std::size_t> longestRun = std::nullopt;
@@ -57,7 +59,7 @@ struct Failure {
     std::size_t poll = 0;
 };
 
-using Failures = std::map<FailureKind, Failure>;
+using Failures = std::map<FailureKind, RegisterFailure>;
 
 /// What one energy counter did that a counter doesn't.
 struct Counter {
@@ -93,7 +95,7 @@ struct Meter {
     std::optional<std::size_t> lost = std::nullopt;
     /// Values that stood in for those of registers that could not be read.
     std::optional<std::size_t> carried = std::nullopt;
-    std::optional<Reading> last = std::nullopt;
+    std::optional<LoggedReading> last = std::nullopt;
     /// The last one for which each register was read.
     std::optional<Moment> lastGood = std::nullopt;
     Failures failures = {};
@@ -110,6 +112,7 @@ struct TroubleKind {
     std::string key;
     std::string reason;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check takes what it compares with for a pointer
     auto operator<=>(const TroubleKind&) const = default;
 };
 

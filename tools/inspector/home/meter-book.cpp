@@ -74,19 +74,27 @@ void MeterBook::takeAttached(std::string_view reply) {
     }
 }
 
+/// The known meters that gave no reading. One whose serial can't be read sends nothing, and its
+/// failures follow those of the meter ahead.
+std::vector<int> MeterBook::absentFrom(const Poll& poll) const {
+    std::vector<int> absent;
+    for (const Meter& meter : m_home.meters) {
+        const auto isOf = [&](const LoggedReading& x) {
+            return x.slaveAddress == meter.slaveAddress;
+        };
+        if (meter.slaveAddress && std::none_of(poll.readings.begin(), poll.readings.end(), isOf)) {
+            absent.push_back(*meter.slaveAddress);
+        }
+    }
+    return absent;
+}
+
 /// Finds the meters of failures that don't say theirs, as docs/operations.md tells people to do it:
 /// the read of a meter begins at the time in its reading, and lasts until that of the next one.
 void MeterBook::attribute(Poll& poll) {
     std::sort(poll.readings.begin(), poll.readings.end(),
-              [](const Reading& a, const Reading& b) { return a.time < b.time; });
-    // A meter whose serial can't be read sends nothing, and its failures follow those of the one
-    // ahead.
-    std::vector<int> absent;
-    for (const Meter& meter : m_home.meters)
-        if (meter.slaveAddress &&
-            std::none_of(poll.readings.begin(), poll.readings.end(),
-                         [&](const Reading& x) { return x.slaveAddress == *meter.slaveAddress; }))
-            absent.push_back(*meter.slaveAddress);
+              [](const LoggedReading& a, const LoggedReading& b) { return a.time < b.time; });
+    const std::vector<int> absent = absentFrom(poll);
     const auto isSerial = [](const FailedRead& x) {
         return x.kind.place.fieldType == vxModel::ModbusFieldType::serial;
     };
@@ -101,15 +109,15 @@ void MeterBook::attribute(Poll& poll) {
         const bool isOfAbsent =
             !hasMeter || std::any_of(poll.failures.begin(), poll.failures.end(),
                                      [&](const auto& x) { return isHere(x) && isSerial(x); });
-        std::vector<FailedRead*> here;
-        for (FailedRead& failure : poll.failures)
+        std::optional<int> slaveAddress;
+        if (!isOfAbsent)
+            slaveAddress = poll.readings[i - 1].slaveAddress;
+        else if (absent.size() == 1)
+            slaveAddress = absent.front();
+        for (FailedRead& failure : poll.failures) {
             if (isHere(failure))
-                here.push_back(&failure);
-        for (FailedRead* failure : here)
-            if (!isOfAbsent)
-                failure->slaveAddress = poll.readings[i - 1].slaveAddress;
-            else if (absent.size() == 1)
-                failure->slaveAddress = absent.front();
+                failure.slaveAddress = slaveAddress;
+        }
     }
 }
 
@@ -121,9 +129,9 @@ void MeterBook::enterFailure(Failures& failures, const FailedRead& failure, bool
             return;
         }
         ++m_failureKinds;
-        found = failures.emplace(failure.kind, Failure()).first;
+        found = failures.emplace(failure.kind, RegisterFailure()).first;
     }
-    Failure& entry = found->second;
+    RegisterFailure& entry = found->second;
     entry.seen.add(failure.time);
     if (!hasPolls)
         return;
@@ -135,7 +143,7 @@ void MeterBook::enterFailure(Failures& failures, const FailedRead& failure, bool
     entry.longestRun = std::max(entry.longestRun.value_or(0), entry.run);
 }
 
-void MeterBook::enterReading(const Reading& reading, const std::vector<FailedRead>& failures,
+void MeterBook::enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
                              std::uint32_t process) {
     const std::size_t index = indexOf(reading.slaveAddress, reading.id);
     if (index == none)
@@ -196,7 +204,7 @@ void MeterBook::enter(Poll& poll, std::uint32_t process) {
         for (const int address : *poll.addresses)
             if (const std::size_t i = indexOf(address, {}); i != none)
                 m_sides[i].isInPoll = true;
-    for (const Reading& reading : poll.readings)
+    for (const LoggedReading& reading : poll.readings)
         enterReading(reading, poll.failures, process);
     for (const FailedRead& failure : poll.failures) {
         const std::size_t i = failure.slaveAddress ? indexOf(*failure.slaveAddress, {}) : none;

@@ -18,7 +18,7 @@ struct FailedRead {
 /// What the log showed of one poll.
 struct Poll {
     std::vector<FailedRead> failures = {};
-    std::vector<Reading> readings = {};
+    std::vector<LoggedReading> readings = {};
     /// The addresses of the meters that were read; unset if the log doesn't tell.
     std::optional<std::vector<int>> addresses = std::nullopt;
     /// The readings of the poll are unknown, though there may have been some.
@@ -58,10 +58,11 @@ private:
         bool hasFailed = false;
     };
 
+    std::vector<int> absentFrom(const Poll& poll) const;
     void attribute(Poll& poll);
     void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
-    void enterReading(const Reading& reading, const std::vector<FailedRead>& failures,
+    void enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
                       std::uint32_t process);
     std::size_t add(Meter meter);
 

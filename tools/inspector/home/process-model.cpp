@@ -202,7 +202,7 @@ void ProcessModel::written(const Line& line) {
     const auto reading = message ? readingOf(*message) : std::nullopt;
     if (!reading)
         return;
-    const auto isOf = [&](const Reading& x) {
+    const auto isOf = [&](const LoggedReading& x) {
         return x.slaveAddress == reading->slaveAddress && x.id == reading->id;
     };
     beginOffer(line.time, std::any_of(m_poll.readings.begin(), m_poll.readings.end(), isOf));

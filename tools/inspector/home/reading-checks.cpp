@@ -42,7 +42,7 @@ void ReadingChecks::step(Counter& counter, Track& track, double value, std::size
     track.largestRate = std::max(track.largestRate, step / seconds);
 }
 
-void ReadingChecks::check(Counter& counter, Track& track, const Reading& reading,
+void ReadingChecks::check(Counter& counter, Track& track, const LoggedReading& reading,
                           std::size_t member, bool isSameProcess) {
     const double value = reading.values[member];
     // A zero is left out of a message, and so is a value that never was; but in one process a value
@@ -78,7 +78,7 @@ void ReadingChecks::check(Counter& counter, Track& track, const Reading& reading
     track.explained = 0;
 }
 
-void ReadingChecks::take(Meter& meter, const Reading& reading, bool isSameProcess,
+void ReadingChecks::take(Meter& meter, const LoggedReading& reading, bool isSameProcess,
                          const std::array<bool, measuredMembers.size()>& failed) {
     if (m_hasLast && reading.time <= m_last.time)
         return;

@@ -12,7 +12,7 @@ class ReadingChecks {
 public:
     /// Takes the next reading. @p isSameProcess: the values that stand in for failed ones are those
     /// of the reading before. @p failed holds the members whose registers could not be read.
-    void take(Meter& meter, const Reading& reading, bool isSameProcess,
+    void take(Meter& meter, const LoggedReading& reading, bool isSameProcess,
               const std::array<bool, measuredMembers.size()>& failed);
 
 private:
@@ -28,12 +28,12 @@ private:
         std::size_t steps = 0;
     };
 
-    void check(Counter& counter, Track& track, const Reading& reading, std::size_t member,
+    void check(Counter& counter, Track& track, const LoggedReading& reading, std::size_t member,
                bool isSameProcess);
     void step(Counter& counter, Track& track, double value, std::size_t member, Moment time);
 
     bool m_hasLast = false;
-    Reading m_last;
+    LoggedReading m_last;
     /// In watts, of what flows to the consumer and from it.
     std::array<double, 2> m_largestPower = {};
     std::array<Track, measuredMembers.size() - firstEnergy> m_tracks = {};

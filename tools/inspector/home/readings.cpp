@@ -23,7 +23,8 @@ std::string idOf(std::string_view text) {
     std::string id;
     for (std::size_t i = 0; i < text.size(); ++i) {
         constexpr std::string_view escaped = "\\\"/";
-        if (text[i] == '\\' && i + 1 < text.size() && escaped.find(text[i + 1]) != text.npos)
+        if (text[i] == '\\' && i + 1 < text.size() &&
+            escaped.find(text[i + 1]) != std::string_view::npos)
             ++i;
         id += text[i];
     }
@@ -31,7 +32,7 @@ std::string idOf(std::string_view text) {
 }
 
 /// Takes `"powerConsumed":1500.5` and the like one after another; their order is fixed.
-void takeValues(std::string_view text, Reading& reading) {
+void takeValues(std::string_view text, LoggedReading& reading) {
     std::size_t member = 0;
     for (std::size_t at = text.find('"'); at != std::string_view::npos; at = text.find('"', at)) {
         const std::size_t end = text.find('"', ++at);
@@ -60,7 +61,7 @@ std::optional<Moment> momentOf(std::string_view text) {
     return parsed.kind == LineKind::log ? std::optional(parsed.time) : std::nullopt;
 }
 
-std::optional<Reading> readingOf(std::string_view text) {
+std::optional<LoggedReading> readingOf(std::string_view text) {
     const std::size_t at = text.find(addressKey);
     const auto address = wholeBehind(text, addressKey);
     if (!text.starts_with('{') || !address)
@@ -76,7 +77,7 @@ std::optional<Reading> readingOf(std::string_view text) {
     rest->remove_prefix(momentSize);
     if (rest->starts_with('"'))
         rest->remove_prefix(1);
-    Reading reading;
+    LoggedReading reading;
     if (text.starts_with(idKey))
         reading.id = idOf(text.substr(idKey.size(), at - idKey.size()));
     reading.slaveAddress = static_cast<int>(*address);

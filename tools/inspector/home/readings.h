@@ -30,7 +30,7 @@ constexpr bool isConsumed(std::size_t member) {
 
 /// A reading as the daemon offers it: powers in watts, energies in watt-seconds, if the map says
 /// so.
-struct Reading {
+struct LoggedReading {
     /// Of the meter; empty if the daemon doesn't know it.
     std::string id = {};
     int slaveAddress = 0;
@@ -42,7 +42,7 @@ struct Reading {
 };
 
 /// The reading in a message, or in the text of a record as the log shows it.
-std::optional<Reading> readingOf(std::string_view text);
+std::optional<LoggedReading> readingOf(std::string_view text);
 
 /// The moment "2026-11-14T03:24:08.123Z".
 std::optional<Moment> momentOf(std::string_view text);

@@ -208,7 +208,8 @@ bool LogReader::mayHoldHead(const Line& line) const {
     const auto [kind, json] = replyOf(line);
     if (!json.empty())
         return json == m_replies[kind];
-    return !showsRecord(line) || (isBalanced(line.text) && line.text.find('{') != line.text.npos);
+    return !showsRecord(line) ||
+           (isBalanced(line.text) && line.text.find('{') != std::string_view::npos);
 }
 
 /// Leaves of the line what was cut without a line end, and keeps for the next one what follows

@@ -88,7 +88,7 @@ void writeFailures(JsonOutput& output, const Failures& failures) {
     output.endList();
 }
 
-void writeReading(JsonOutput& output, const std::optional<Reading>& reading) {
+void writeReading(JsonOutput& output, const std::optional<LoggedReading>& reading) {
     if (!reading) {
         output.null();
         return;
