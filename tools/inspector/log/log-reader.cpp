@@ -54,11 +54,12 @@ bool showsRecord(const Line& line) {
 
 /// Whether a value with a line end may stand in the line.
 bool mayHoldLineEnd(const Line& line) {
-    if (line.channel == "modbusSerial")
+    if (line.channel == "modbusSerial") {
         return showsRecord(line) || line.text.starts_with("Could not convert") ||
                line.text.starts_with("Comparison") ||
                std::any_of(replyStarts.begin(), replyStarts.end(),
                            [&](std::string_view start) { return line.text.starts_with(start); });
+    }
     return line.channel.starts_with("vx") || line.channel == "orvMODBUSConfigFile";
 }
 

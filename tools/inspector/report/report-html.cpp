@@ -96,11 +96,12 @@ void writeMeters(Page& page, const Home& home) {
     page.raw("<section>\n<h2>Meters</h2>\n<table>\n");
     page.titles({"Address", "Id", "Name", "Polls", "Good", "Delivered", "Lost", "Carried",
                  "Last good reading"});
-    for (const Meter& x : home.meters)
+    for (const Meter& x : home.meters) {
         page.row({x.slaveAddress ? std::to_string(*x.slaveAddress) : "unknown", x.id, x.name,
                   orUnknown(x.polls), orUnknown(x.goodPolls), orUnknown(x.delivered),
                   orUnknown(x.lost), orUnknown(x.carried),
                   x.lastGood ? localText(*x.lastGood, home.offset) : "none"});
+    }
     page.raw("</table>\n</section>\n");
 }
 
