@@ -1,6 +1,7 @@
 #include "inspector/replay/recording-text.h"
 
 #include "inspector/output/json-output.h"
+#include "inspector/output/safe-text.h"
 #include "vx/date-time.h"
 
 #include <json-c/json.h>
@@ -30,19 +31,6 @@ bool isServedAsItStands(const std::string& body) {
                                                                   JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
-bool isUtf8(const std::string& text) {
-    const std::unique_ptr<json_tokener, void (*)(json_tokener*)> tokener(json_tokener_new(),
-                                                                         json_tokener_free);
-    json_tokener_set_flags(tokener.get(), JSON_TOKENER_VALIDATE_UTF8);
-    JsonOutput quoted;
-    quoted.value(text);
-    const std::string json(quoted.text());
-    const std::unique_ptr<json_object, int (*)(json_object*)> parsed(
-        json_tokener_parse_ex(tokener.get(), json.c_str(), static_cast<int>(json.size() + 1)),
-        json_object_put);
-    return parsed != nullptr;
-}
-
 std::string hexadecimal(std::string_view bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
@@ -58,7 +46,7 @@ void addBody(JsonOutput& out, const std::string& body) {
     if (isServedAsItStands(body)) {
         out.key("json");
         out.object(body);
-    } else if (isUtf8(body)) {
+    } else if (body == utf8Of(body)) {
         out.member("text", body);
     } else {
         out.member("bytes", hexadecimal(body));
