@@ -5,7 +5,7 @@
 namespace inspector {
 namespace {
 
-std::string orUnknown(const std::optional<std::size_t>& number) {
+std::string orQuestionMark(const std::optional<std::size_t>& number) {
     return number ? std::to_string(*number) : "?";
 }
 
@@ -68,7 +68,7 @@ private:
 
     void printPolls() {
         const LengthHistogram& lengths = m_home.pollLengths;
-        std::string polls = orUnknown(m_home.polls);
+        std::string polls = orQuestionMark(m_home.polls);
         if (lengths.count() > 0)
             polls += ", median " + durationText(*lengths.quantile(0.5)) + ", 95th of 100 " +
                      durationText(*lengths.quantile(0.95)) + ", longest " +
@@ -76,8 +76,9 @@ private:
         row("Polls", polls);
         if (m_report.summary.leastSeconds)
             row("", "at least " + fixed(*m_report.summary.leastSeconds, 3) + " s by the map");
-        row("Messages", std::to_string(m_home.offers) + " offered, " + orUnknown(m_home.delivered) +
-                            " delivered, " + orUnknown(m_home.lost) + " lost");
+        row("Messages", std::to_string(m_home.offers) + " offered, " +
+                            orQuestionMark(m_home.delivered) + " delivered, " +
+                            orQuestionMark(m_home.lost) + " lost");
         m_terminal.line();
     }
 
@@ -108,8 +109,8 @@ private:
                           " ahead of the end"
                     : "none";
             table.add({x.slaveAddress ? std::to_string(*x.slaveAddress) : "?", x.id, x.name,
-                       orUnknown(x.polls), good, orUnknown(x.delivered), orUnknown(x.lost),
-                       orUnknown(x.carried), last});
+                       orQuestionMark(x.polls), good, orUnknown(x.delivered), orUnknown(x.lost),
+                       orQuestionMark(x.carried), last});
         }
         table.print(m_terminal, 2);
         m_terminal.line();
@@ -118,7 +119,7 @@ private:
     void addFailures(TextTable& table, const std::string& meter, const Failures& failures) {
         for (const auto& [failed, x] : failures)
             table.add({meter, nameOf(failed.place), failed.kind, std::to_string(x.seen.count),
-                       orUnknown(x.longestRun), local(x.seen.first), local(x.seen.last)});
+                       orQuestionMark(x.longestRun), local(x.seen.first), local(x.seen.last)});
     }
 
     void printFailures() {
