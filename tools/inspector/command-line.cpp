@@ -57,6 +57,7 @@ int run(int argc, char** argv) {
     addScan(app, command);
     addSolve(app, command);
     addReport(app, command);
+    addServe(app, command);
     addSchema(app, command);
     try {
         app.parse(argc, argv);

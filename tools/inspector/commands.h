@@ -21,6 +21,7 @@ void addReplay(CLI::App& app, Command& command);
 void addReport(CLI::App& app, Command& command);
 void addScan(CLI::App& app, Command& command);
 void addSchema(CLI::App& app, Command& command);
+void addServe(CLI::App& app, Command& command);
 void addSolve(CLI::App& app, Command& command);
 
 } // namespace inspector

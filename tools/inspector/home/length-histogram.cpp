@@ -33,6 +33,8 @@ void LengthHistogram::add(std::int64_t milliseconds) {
     ++m_counts[place];
     ++m_count;
     m_longest = std::max(m_longest, milliseconds);
+    m_last = milliseconds;
+    m_sum += milliseconds;
 }
 
 std::optional<std::int64_t> LengthHistogram::quantile(double share) const {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "inspector/live/live-home.h"
+
+#include <string_view>
+#include <vector>
+
+namespace inspector {
+
+enum class Health {
+    /// The log doesn't tell.
+    unknown,
+    good,
+    /// It answers, but registers of it can't be read.
+    failing,
+    /// It didn't answer in the last poll, or there is no poll any more.
+    silent,
+};
+
+std::string_view nameOf(Health health);
+
+/// Of the meter at a place of the home.
+Health healthOf(const HomeView& view, std::size_t meter);
+/// Whether the daemon polls.
+Health healthOfReader(const HomeView& view);
+
+/// After which age a reading tells nothing of the present: after three polls, and a minute at
+/// least.
+Moment longestAge(const HomeView& view);
+
+/// The places of the meters that there are at present: one for each slave address, that whose
+/// reading came last, and none that the list of attached meters no longer has.
+std::vector<std::size_t> presentMeters(const Home& home);
+
+} // namespace inspector

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "inspector/home/home.h"
+
+#include <array>
+#include <cstdint>
+#include <deque>
+
+namespace inspector {
+
+/// The mean power of a short time, in watts; below zero the consumer delivers it.
+struct PowerPoint {
+    Moment time = 0;
+    double watts = 0;
+};
+
+/// What the energy counters of a meter showed on one day.
+struct Day {
+    /// Since the epoch, in the time zone of the log.
+    std::int64_t number = 0;
+    /// In watt-seconds, by the place in `measuredMembers`; 0 if unknown.
+    std::array<double, measuredMembers.size()> first = {};
+    std::array<double, measuredMembers.size()> last = {};
+};
+
+/// What a meter showed in the last hours and days, which the model of a home doesn't keep.
+class MeterCourse {
+public:
+    /// Takes the last reading of the meter if it is new. @p poll: the number of the last poll. @p
+    /// offset: of the log's time zone, in minutes ahead of UTC.
+    void take(const Meter& meter, std::optional<std::size_t> poll, int offset);
+
+    const std::deque<PowerPoint>& powers() const { return m_powers; }
+    const std::deque<Day>& days() const { return m_days; }
+    /// Whether a reading of it had this power, consumed or produced, so that it is 0 when it is
+    /// missing.
+    bool hadPower(std::size_t member) const { return m_hadPower[member]; }
+    /// Readings in which a counter of energy was lower than before, or rose by more than the power
+    /// explains.
+    std::size_t decreases() const { return m_decreases; }
+    std::size_t jumps() const { return m_jumps; }
+
+private:
+    void takePower(const Reading& reading);
+    void takeEnergies(const Reading& reading, int offset);
+    void takeCounters(const Meter& meter);
+
+    Moment m_last = 0;
+    std::deque<PowerPoint> m_powers;
+    /// How many readings the last point is the mean of.
+    std::size_t m_inPoint = 0;
+    std::deque<Day> m_days;
+    std::array<bool, firstEnergy> m_hadPower = {};
+    std::size_t m_backwardsSeen = 0;
+    std::size_t m_jumpsSeen = 0;
+    std::size_t m_decreases = 0;
+    std::size_t m_jumps = 0;
+};
+
+} // namespace inspector

@@ -1,0 +1,257 @@
+#include "inspector/web/home-json.h"
+
+#include "inspector/home/diagnostics.h"
+#include "inspector/live/health.h"
+#include "inspector/output/json-output.h"
+#include "inspector/web/utf8.h"
+#include "vx/date-time.h"
+#include "vx/enum.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace inspector {
+namespace {
+
+constexpr double millisecondsOfSecond = 1000;
+
+std::string timeText(Moment time) {
+    return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
+}
+
+/// A day as "2026-11-14".
+std::string dayText(std::int64_t number) {
+    constexpr Moment day = 24 * 3600 * Moment{1000};
+    return timeText(number * day).substr(0, 10);
+}
+
+class HomeJson {
+public:
+    HomeJson(const HomeView& view, bool withCourse) : m_view(view), m_withCourse(withCourse) {}
+
+    std::string write(std::string_view log) {
+        m_json.beginObject();
+        m_json.member("time", timeText(m_view.now));
+        m_json.member("version", MODBUS_INSPECTOR_VERSION);
+        writeLog(log);
+        writeReader();
+        m_json.key("meters");
+        m_json.beginList();
+        for (const std::size_t place : presentMeters(m_view.home))
+            writeMeter(place);
+        m_json.endList();
+        writeTroubles();
+        m_json.endObject();
+        return std::string(m_json.text());
+    }
+
+private:
+    void writeLog(std::string_view log);
+    void writeReader();
+    void writeMeter(std::size_t place);
+    void writeReading(const Meter& meter);
+    void writeFailures(const Failures& failures);
+    void writeCourse(const MeterCourse& course);
+    void writeDay(const Day& day);
+    void writeTroubles();
+    void writeDiagnostic(std::string_view key, std::string_view reason);
+
+    void text(std::string_view name, std::string_view value) { m_json.member(name, utf8Of(value)); }
+    template <class T>
+    void known(std::string_view name, const std::optional<T>& value) {
+        m_json.key(name);
+        if (value)
+            m_json.value(*value);
+        else
+            m_json.null();
+    }
+    void time(std::string_view name, const std::optional<Moment>& moment) {
+        known(name, moment ? std::optional(timeText(*moment)) : std::nullopt);
+    }
+    void age(std::string_view name, const std::optional<Moment>& moment) {
+        const auto since = [&](Moment from) {
+            return static_cast<double>(std::max<Moment>(m_view.now - from, 0)) /
+                   millisecondsOfSecond;
+        };
+        known(name, moment ? std::optional(since(*moment)) : std::nullopt);
+    }
+    /// Of a reading or a day, where 0 stands for a value that isn't there.
+    void measured(std::string_view name, double value) {
+        if (value != 0)
+            m_json.member(name, value);
+    }
+    void seen(const Occurrences& x) {
+        m_json.member("count", x.count);
+        time("first", x.first);
+        time("last", x.last);
+        age("ageSeconds", x.last);
+    }
+
+    const HomeView& m_view;
+    bool m_withCourse;
+    JsonOutput m_json;
+};
+
+void HomeJson::writeLog(std::string_view log) {
+    const Home& home = m_view.home;
+    m_json.key("log");
+    m_json.beginObject();
+    text("source", log);
+    m_json.member("lines", home.lines);
+    time("first", home.first);
+    time("last", home.last);
+    m_json.member("isOver", m_view.isOver);
+    m_json.endObject();
+}
+
+void HomeJson::writeReader() {
+    const Home& home = m_view.home;
+    m_json.key("reader");
+    m_json.beginObject();
+    m_json.member("health", nameOf(healthOfReader(m_view)));
+    known("polls", home.polls);
+    age("lastPollAgeSeconds", m_view.lastPoll);
+    const auto seconds = [](std::optional<std::int64_t> milliseconds) {
+        return milliseconds
+                   ? std::optional(static_cast<double>(*milliseconds) / millisecondsOfSecond)
+                   : std::nullopt;
+    };
+    const LengthHistogram& lengths = home.pollLengths;
+    const bool hasLengths = lengths.count() > 0;
+    known("lastPollSeconds", seconds(hasLengths ? std::optional(lengths.last()) : std::nullopt));
+    known("medianPollSeconds", seconds(lengths.quantile(0.5)));
+    known("longestPollSeconds",
+          seconds(hasLengths ? std::optional(lengths.longest()) : std::nullopt));
+    m_json.member("restarts", home.restarts.count);
+    m_json.member("assertionFailures", home.assertions.count + home.terminations.count);
+    known("delivered", home.delivered);
+    known("lost", home.lost);
+    text("connection", home.connection);
+    m_json.endObject();
+}
+
+void HomeJson::writeMeter(std::size_t place) {
+    const Meter& meter = m_view.home.meters[place];
+    m_json.beginObject();
+    m_json.member("slaveAddress", *meter.slaveAddress);
+    text("id", meter.id);
+    text("name", meter.name);
+    text("model", meter.configId);
+    m_json.member("health", nameOf(healthOf(m_view, place)));
+    age("ageSeconds", meter.last ? std::optional(meter.last->time) : std::nullopt);
+    age("goodAgeSeconds", meter.lastGood);
+    known("polls", meter.polls);
+    known("goodPolls", meter.goodPolls);
+    known("delivered", meter.delivered);
+    known("lost", meter.lost);
+    known("carriedForward", meter.carried);
+    writeReading(meter);
+    const MeterCourse none;
+    const MeterCourse& course = place < m_view.courses.size() ? m_view.courses[place] : none;
+    m_json.member("energyDecreases", course.decreases());
+    m_json.member("energyJumps", course.jumps());
+    m_json.key("failures");
+    writeFailures(meter.failures);
+    if (m_withCourse)
+        writeCourse(course);
+    else if (!course.days().empty()) {
+        m_json.key("today");
+        writeDay(course.days().back());
+    }
+    m_json.endObject();
+}
+
+void HomeJson::writeReading(const Meter& meter) {
+    m_json.key("reading");
+    if (!meter.last) {
+        m_json.null();
+        return;
+    }
+    m_json.beginObject();
+    time("time", meter.last->time);
+    m_json.member("tariffEnabled", meter.last->tariffEnabled);
+    for (std::size_t i = 0; i < measuredMembers.size(); ++i)
+        measured(measuredMembers[i], meter.last->values[i]);
+    m_json.endObject();
+}
+
+void HomeJson::writeFailures(const Failures& failures) {
+    m_json.beginList();
+    for (const auto& [kind, failure] : failures) {
+        m_json.beginObject();
+        m_json.member("address", kind.place.address);
+        m_json.member("registerType", kind.place.isInput ? "input" : "holding");
+        m_json.member("fieldType", vx::fromEnum<std::string>(kind.place.fieldType));
+        text("kind", kind.kind);
+        seen(failure.seen);
+        m_json.member("isInLastPoll",
+                      failure.longestRun.has_value() && failure.poll == m_view.home.polls);
+        known("longestRun", failure.longestRun);
+        writeDiagnostic("register-unread", kind.kind);
+        m_json.endObject();
+    }
+    m_json.endList();
+}
+
+void HomeJson::writeCourse(const MeterCourse& course) {
+    m_json.key("powers");
+    m_json.beginList();
+    for (const PowerPoint& point : course.powers()) {
+        m_json.beginList();
+        m_json.value(point.time);
+        m_json.value(std::round(point.watts * 10) / 10);
+        m_json.endList();
+    }
+    m_json.endList();
+    m_json.key("days");
+    m_json.beginList();
+    for (const Day& day : course.days())
+        writeDay(day);
+    m_json.endList();
+}
+
+void HomeJson::writeDay(const Day& day) {
+    m_json.beginObject();
+    m_json.member("day", dayText(day.number));
+    for (std::size_t i = firstEnergy; i < measuredMembers.size(); ++i)
+        if (day.last[i] != 0)
+            m_json.member(measuredMembers[i], day.last[i] - day.first[i]);
+    m_json.endObject();
+}
+
+void HomeJson::writeTroubles() {
+    m_json.key("troubles");
+    m_json.beginList();
+    for (const auto& [kind, trouble] : m_view.home.troubles) {
+        m_json.beginObject();
+        m_json.member("key", kind.key);
+        m_json.member("reason", kind.reason);
+        text("line", trouble.line);
+        seen(trouble.seen);
+        writeDiagnostic(kind.key, kind.reason);
+        m_json.endObject();
+    }
+    m_json.endList();
+    m_json.key("failures");
+    writeFailures(m_view.home.unattributed);
+}
+
+void HomeJson::writeDiagnostic(std::string_view key, std::string_view reason) {
+    const Diagnostic* entry = findDiagnostic(key);
+    const Diagnostic* part = findDiagnostic(key, reason);
+    const auto choose = [&](std::string Diagnostic::*member) {
+        if (part != nullptr && !(part->*member).empty())
+            return part->*member;
+        return entry != nullptr ? entry->*member : std::string();
+    };
+    m_json.member("meaning", choose(&Diagnostic::meaning));
+    m_json.member("remedy", choose(&Diagnostic::remedy));
+}
+
+} // namespace
+
+std::string homeJson(const HomeView& view, std::string_view log, bool withCourse) {
+    return HomeJson(view, withCourse).write(log);
+}
+
+} // namespace inspector

@@ -1,0 +1,92 @@
+#include "inspector/web/site.h"
+
+#include "inspector/web/home-json.h"
+#include "inspector/web/metrics.h"
+#include "inspector/web/page-texts.h"
+
+#include <array>
+#include <utility>
+
+namespace inspector {
+namespace {
+
+namespace http = boost::beast::http;
+
+struct Part {
+    std::string_view path;
+    std::string_view contentType;
+    const std::string_view& text;
+};
+
+const std::array<Part, 6> parts = {{
+    {"/", "text/html; charset=utf-8", pageHtml},
+    {"/page.css", "text/css; charset=utf-8", pageCss},
+    {"/page.js", "text/javascript; charset=utf-8", pageJs},
+    {"/icon.svg", "image/svg+xml", pageIcon},
+    {"/dygraph.js", "text/javascript; charset=utf-8", dygraphJs},
+    {"/dygraph.css", "text/css; charset=utf-8", dygraphCss},
+}};
+
+std::shared_ptr<const std::string> shared(std::string text) {
+    return std::make_shared<const std::string>(std::move(text));
+}
+
+bool wantsOpenMetrics(const WebRequest& request) {
+    const auto accept = request[http::field::accept];
+    return accept.find("application/openmetrics-text") != accept.npos;
+}
+
+} // namespace
+
+Site::Site(const LiveHome& home, std::string log, std::vector<std::string> names)
+    : m_home(home), m_log(std::move(log)), m_names(std::move(names)) {}
+
+WebAnswer Site::answer(const WebRequest& request) {
+    if (const auto refusal = refusalOf(request, m_names))
+        return answerOf(*refusal);
+    std::string_view path(request.target().data(), request.target().size());
+    path = path.substr(0, path.find('?'));
+    if (path == "/api/v1/home")
+        return {http::status::ok, "application/json", home()};
+    if (path == "/api/v1/events")
+        return {http::status::ok, "text/event-stream", news(), true};
+    if (path != "/metrics")
+        return page(path);
+    const bool isOpen = wantsOpenMetrics(request);
+    const auto format = isOpen ? Exposition::Format::openMetrics : Exposition::Format::plain;
+    return {http::status::ok,
+            isOpen ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
+                   : "text/plain; version=0.0.4; charset=utf-8",
+            shared(m_home.look(present(),
+                               [&](const HomeView& view) { return metricsOf(view, format); }))};
+}
+
+WebAnswer Site::page(std::string_view path) const {
+    for (const Part& part : parts)
+        if (path == part.path)
+            return {http::status::ok, part.contentType, shared(std::string(part.text))};
+    return answerOf({http::status::not_found, "There is nothing here."});
+}
+
+std::shared_ptr<const std::string> Site::home() {
+    constexpr std::chrono::milliseconds longest{250};
+    const auto now = Clock::now();
+    if (!m_homeText || now - m_homeTime > longest) {
+        m_homeText = shared(m_home.look(
+            present(), [&](const HomeView& view) { return homeJson(view, m_log, true); }));
+        m_homeTime = now;
+    }
+    return m_homeText;
+}
+
+std::shared_ptr<const std::string> Site::news() const {
+    return shared("event: home\ndata: " + m_home.look(present(), [&](const HomeView& view) {
+        return homeJson(view, m_log, false);
+    }) + "\n\n");
+}
+
+WebAnswer answerOf(const Refusal& refusal) {
+    return {refusal.status, "text/plain; charset=utf-8", shared(refusal.reason + "\n")};
+}
+
+} // namespace inspector
