@@ -58,6 +58,7 @@ int run(int argc, char** argv) {
     addSolve(app, command);
     addReport(app, command);
     addServe(app, command);
+    addWatch(app, command);
     addSchema(app, command);
     try {
         app.parse(argc, argv);

@@ -23,5 +23,6 @@ void addScan(CLI::App& app, Command& command);
 void addSchema(CLI::App& app, Command& command);
 void addServe(CLI::App& app, Command& command);
 void addSolve(CLI::App& app, Command& command);
+void addWatch(CLI::App& app, Command& command);
 
 } // namespace inspector

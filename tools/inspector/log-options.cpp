@@ -1,5 +1,6 @@
 #include "inspector/commands.h"
 #include "inspector/options.h"
+#include "inspector/watch/watch-command.h"
 #include "inspector/web/serve-command.h"
 
 #include <memory>
@@ -56,6 +57,16 @@ void addServe(CLI::App& app, Command& command) {
     serve.callback([options, &command] {
         requireLog(options->log);
         command = [options] { return runServe(*options); };
+    });
+}
+
+void addWatch(CLI::App& app, Command& command) {
+    CLI::App& watch = *app.add_subcommand("watch", "Show the home of a log in the terminal");
+    const auto options = std::make_shared<WatchOptions>();
+    addLog(watch, options->log);
+    watch.callback([options, &command] {
+        requireLog(options->log);
+        command = [options] { return runWatch(*options); };
     });
 }
 
