@@ -38,7 +38,7 @@ const std::string serial =
 const std::string config =
     R"({"modbusMiscConfig":{"modbusTCPServer":"192.0.2.7","port":502,"readIntervalUSec":20000,)"
     R"("timeoutResponseSec":3,"timeoutIndicationSec":3}})";
-const std::string message =
+const std::string soundMessage =
     R"({"id":"S-1","slaveAddress":7,"meteringType":"modbus",)"
     R"("lastChanged":"2026-11-14T03:24:08.123Z","tariffEnabled":true,"powerConsumed":1500.5,)"
     R"("energyConsumed":12345.25})";
@@ -167,9 +167,9 @@ TEST(SchemaDocuments, refuseAWrongConfigurationFileAtTheMistake) {
 
 TEST(SchemaDocuments, refuseAWrongMessageAtTheMistake) {
     const std::string moment = R"("2026-11-14T03:24:08.123Z")";
-    expectMistakes("message", message,
-                   {{message, "null", " type"},
-                    {message, "[" + message + "]", " type"},
+    expectMistakes("message", soundMessage,
+                   {{soundMessage, "null", " type"},
+                    {soundMessage, "[" + soundMessage + "]", " type"},
                     {R"("id":"S-1",)", "", " required"},
                     {R"("meteringType":"modbus",)", "", " required"},
                     {R"("lastChanged":)" + moment + ",", "", " required"},
