@@ -231,7 +231,7 @@ std::vector<std::string> watchScreen(const HomeView& view, std::string_view log,
 }
 
 std::string inColumns(std::string_view text, std::size_t width) {
-    std::string shown = utf8Of(text, width);
+    std::string shown = utf8Start(text, width);
     for (std::size_t i = 0; i < shown.size(); ++i) {
         const auto byte = static_cast<unsigned char>(shown[i]);
         const bool isC1 =

@@ -56,7 +56,9 @@ private:
     void writeTroubles();
     void writeDiagnostic(std::string_view key, std::string_view reason);
 
-    void text(std::string_view name, std::string_view value) { m_json.member(name, utf8Of(value)); }
+    void text(std::string_view name, std::string_view value) {
+        m_json.member(name, utf8Start(value));
+    }
     template <class T>
     void known(std::string_view name, const std::optional<T>& value) {
         m_json.key(name);

@@ -6,7 +6,7 @@
 
 namespace inspector {
 
-std::string utf8Of(std::string_view text, std::size_t longest) {
+std::string utf8Start(std::string_view text, std::size_t longest) {
     using Utf8 = rapidjson::UTF8<>;
     constexpr unsigned replacement = 0xFFFD;
     rapidjson::StringBuffer result;
