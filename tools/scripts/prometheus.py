@@ -1,8 +1,8 @@
 """A Prometheus that runs for a script, in the private world of that script."""
+import asyncio
 import contextlib
-import http.server
 import json
-import socketserver
+import re
 import subprocess
 import threading
 import time
@@ -38,6 +38,12 @@ class Prometheus:
         return [(one["metric"], float(one["value"][1]))
                 for one in self.get("query", query=expression)["result"]]
 
+    def own(self, name):
+        """A metric of Prometheus itself."""
+        with urllib.request.urlopen(f"http://{ADDRESS}/metrics", timeout=ANSWER_SECONDS) as answer:
+            found = re.search(rf"^{name}(?:\{{.*\}})? (\S+)$", answer.read().decode(), re.MULTILINE)
+        return float(found[1])
+
     def number(self, expression):
         """The one value that it has, none if there is no sample."""
         answer = self.ask(expression)
@@ -53,14 +59,14 @@ def is_ready():
 
 
 @contextlib.contextmanager
-def running(folder, configuration, *options):
+def running(folder, configuration, options=None):
     """In a folder of its own, with a configuration in YAML. It has ended at the end."""
     file = folder / "prometheus.yml"
     file.write_text(configuration)
     with open(folder / "prometheus.log", "w") as log:
         process = subprocess.Popen(
-            ["prometheus", f"--config.file={file}", f"--storage.tsdb.path={folder / 'data'}",
-             f"--web.listen-address={ADDRESS}", *options],
+            ["prometheus", f"--config.file={file}", f"--web.listen-address={ADDRESS}",
+             *(options or [f"--storage.tsdb.path={folder / 'data'}"])],
             stdout=log, stderr=subprocess.STDOUT, start_new_session=True)
         try:
             wait_until(is_ready, READY_SECONDS,
@@ -81,39 +87,51 @@ def wait_until(truth, seconds, otherwise, goes_on=lambda: True):
         time.sleep(0.2)
 
 
-class Exporter(socketserver.ThreadingMixIn, http.server.HTTPServer):
-    """Serves what @p text_of makes of a path: a type and a text."""
-    daemon_threads = True
-    request_queue_size = 1024
+class Exporter(asyncio.Protocol):
+    """A connection. All are served by one thread, which carries thousands of homes; with a thread each
+    they would wait for one another more than work."""
 
-    def __init__(self, port, text_of):
+    def __init__(self, text_of, take):
         self.text_of = text_of
-        super().__init__(("127.0.0.1", port), Answer)
+        self.take = take
+        self.rest = b""
 
+    def connection_made(self, transport):
+        self.transport = transport
 
-class Answer(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
+    def data_received(self, data):
+        self.rest += data
+        while b"\r\n\r\n" in self.rest:
+            head, rest = self.rest.split(b"\r\n\r\n", 1)
+            length = re.search(rb"(?i)^content-length: *(\d+)", head, re.MULTILINE)
+            size = int(length[1]) if length else 0
+            if len(rest) < size:
+                return
+            self.rest = rest[size:]
+            self.answer(*head.decode().split(" ", 2)[:2], rest[:size])
 
-    def do_GET(self):
-        kind, text = self.server.text_of(self.path)
+    def answer(self, method, path, body):
+        if method == "POST":
+            self.take(body)
+            self.transport.write(b"HTTP/1.1 204 No Content\r\n\r\n")
+            return
+        kind, text = self.text_of(path)
         body = text.encode()
-        self.send_response(200)
-        self.send_header("Content-Type", kind)
-        self.send_header("Content-Length", str(len(body)))
-        self.end_headers()
-        self.wfile.write(body)
-
-    def log_message(self, *_):
-        pass
+        self.transport.write(f"HTTP/1.1 200 OK\r\nContent-Type: {kind}\r\n"
+                             f"Content-Length: {len(body)}\r\n\r\n".encode() + body)
 
 
 @contextlib.contextmanager
-def exporting(port, text_of):
-    with Exporter(port, text_of) as server:
-        thread = threading.Thread(target=server.serve_forever, daemon=True)
-        thread.start()
-        try:
-            yield
-        finally:
-            server.shutdown()
-            thread.join()
+def exporting(port, text_of, take=None):
+    """Serves what @p text_of makes of a path: a type and a text. What is posted goes to @p take."""
+    loop = asyncio.new_event_loop()
+    server = loop.run_until_complete(
+        loop.create_server(lambda: Exporter(text_of, take), "127.0.0.1", port, backlog=1024))
+    thread = threading.Thread(target=loop.run_forever, daemon=True)
+    thread.start()
+    try:
+        yield
+    finally:
+        server.close()
+        loop.call_soon_threadsafe(loop.stop)
+        thread.join()
