@@ -6,7 +6,7 @@
 namespace inspector {
 namespace {
 
-bool isInLastPoll(const Failure& failure, const Home& home) {
+bool isInLastPoll(const RegisterFailure& failure, const Home& home) {
     return failure.longestRun && failure.poll == home.polls;
 }
 

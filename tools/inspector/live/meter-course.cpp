@@ -38,7 +38,7 @@ void MeterCourse::take(const Meter& meter, std::optional<std::size_t> poll, int 
     takeCounters(meter);
 }
 
-void MeterCourse::takePower(const Reading& reading) {
+void MeterCourse::takePower(const LoggedReading& reading) {
     for (std::size_t i = 0; i < firstEnergy; ++i)
         m_hadPower[i] = m_hadPower[i] || reading.values[i] != 0;
     const double watts = reading.values[0] - reading.values[1];
@@ -58,7 +58,7 @@ void MeterCourse::takePower(const Reading& reading) {
     m_inPoint = 1;
 }
 
-void MeterCourse::takeEnergies(const Reading& reading, int offset) {
+void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
     constexpr Moment minute = 60 * second;
     constexpr Moment day = 24 * 60 * minute;
     const std::int64_t number = floorDivide(reading.time + offset * minute, day);

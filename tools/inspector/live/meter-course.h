@@ -41,8 +41,8 @@ public:
     std::size_t jumps() const { return m_jumps; }
 
 private:
-    void takePower(const Reading& reading);
-    void takeEnergies(const Reading& reading, int offset);
+    void takePower(const LoggedReading& reading);
+    void takeEnergies(const LoggedReading& reading, int offset);
     void takeCounters(const Meter& meter);
 
     Moment m_last = 0;

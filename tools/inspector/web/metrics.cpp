@@ -85,7 +85,7 @@ private:
 
     const Meter& meterAt(const Place& place) const { return m_view.home.meters[place.index]; }
     /// The last reading, unless it tells nothing of the present.
-    const Reading* present(const Place& place) const {
+    const LoggedReading* present(const Place& place) const {
         constexpr Moment longest = 10 * 60 * 1000;
         const auto& last = meterAt(place).last;
         return last && m_view.now - last->time <= longest ? &*last : nullptr;
@@ -189,7 +189,7 @@ void Metrics::writePowers() {
 }
 
 void Metrics::writePower(std::size_t member, const Place& place) {
-    const Reading* reading = present(place);
+    const LoggedReading* reading = present(place);
     if (reading == nullptr)
         return;
     const double watts = reading->values[member];
@@ -203,7 +203,7 @@ void Metrics::writeEnergies() {
     const auto write = [&](std::string_view name, std::string_view help, std::size_t member) {
         m_text.metric(name, "counter", help);
         for (const Place& place : m_meters)
-            if (const Reading* reading = present(place); reading != nullptr)
+            if (const LoggedReading* reading = present(place); reading != nullptr)
                 if (reading->values[member] > 0)
                     m_text.sample({{"slave_address", place.address}, {"meter", place.id}},
                                   reading->values[member]);
@@ -218,7 +218,7 @@ void Metrics::writeTariffs() {
     const auto write = [&](std::string_view name, std::string_view help, std::size_t first) {
         m_text.metric(name, "counter", help);
         for (const Place& place : m_meters) {
-            const Reading* reading = present(place);
+            const LoggedReading* reading = present(place);
             for (std::size_t i = first; reading != nullptr && i < measuredMembers.size(); i += 2)
                 if (reading->values[i] > 0)
                     m_text.sample({{"slave_address", place.address},
