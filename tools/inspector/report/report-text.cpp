@@ -109,8 +109,8 @@ private:
                           " ahead of the end"
                     : "none";
             table.add({x.slaveAddress ? std::to_string(*x.slaveAddress) : "?", x.id, x.name,
-                       orQuestionMark(x.polls), good, orUnknown(x.delivered), orUnknown(x.lost),
-                       orQuestionMark(x.carried), last});
+                       orQuestionMark(x.polls), good, orQuestionMark(x.delivered),
+                       orQuestionMark(x.lost), orQuestionMark(x.carried), last});
         }
         table.print(m_terminal, 2);
         m_terminal.line();
