@@ -24,7 +24,7 @@ std::string steady(const std::string& text) {
                               R"(version="<version>")");
 }
 
-constexpr const char* values = R"(,"powerConsumed":1500.5,"energyConsumed":3600000.0)";
+constexpr const char* servedValues = R"(,"powerConsumed":1500.5,"energyConsumed":3600000.0)";
 
 } // namespace
 
@@ -59,8 +59,8 @@ TEST_F(ServeTest, servesNoFile) {
 }
 
 TEST_F(ServeTest, showsTheHomeOfTheLog) {
-    poll(1, values, 4000);
-    poll(1, values, 2000);
+    poll(1, servedValues, 4000);
+    poll(1, servedValues, 2000);
     tick();
     start();
 
@@ -87,13 +87,13 @@ TEST_F(ServeTest, tellsWhatIsUnknownAsNull) {
 TEST_F(ServeTest, tellsNewsAsTheyCome) {
     start();
     awaitHome(R"("meters":[])");
-    poll(1, values, 2000);
+    poll(1, servedValues, 2000);
     tick();
     awaitHome(R"("health":"good")");
 
     line("NOTIC modbusSerial", "Reading meter now slaveAddress:1");
     failure("Connection timed out");
-    message(1, values);
+    message(1, servedValues);
     tick();
 
     const std::string home = awaitHome(R"("health":"silent")");
@@ -101,25 +101,25 @@ TEST_F(ServeTest, tellsNewsAsTheyCome) {
                                 R"("fieldType":"powerImport","kind":"timeout","count":1,)"));
     EXPECT_THAT(home, HasSubstr(R"("remedy":"Check)"));
 
-    poll(1, values);
+    poll(1, servedValues);
     tick();
     awaitHome(R"("health":"good","ageSeconds")");
 }
 
 TEST_F(ServeTest, readsOnWhenAnotherLogTakesThePlace) {
-    poll(1, values, 2000);
+    poll(1, servedValues, 2000);
     start();
     awaitHome(R"("lines":4)");
 
     std::filesystem::rename(m_log, m_log + ".1");
-    poll(1, values);
+    poll(1, servedValues);
     tick();
 
     awaitHome(R"("lines":9)");
 }
 
 TEST_F(ServeTest, readsOnWhenTheLogIsEmptied) {
-    poll(1, values, 2000);
+    poll(1, servedValues, 2000);
     start();
     awaitHome(R"("lines":4)");
 
@@ -132,8 +132,8 @@ TEST_F(ServeTest, readsOnWhenTheLogIsEmptied) {
 TEST_F(ServeTest, exportsMetrics) {
     start();
     awaitHome(R"("meters":[])");
-    poll(1, values, 4000);
-    poll(1, values, 2000);
+    poll(1, servedValues, 4000);
+    poll(1, servedValues, 2000);
     failure("Connection timed out");
     tick();
     awaitHome(R"("polls":2)");
@@ -183,8 +183,8 @@ modbus_reader_poll_age_seconds <age>
 }
 
 TEST_F(ServeTest, countsNothingOfThePast) {
-    poll(1, values, 4000);
-    poll(1, values, 2000);
+    poll(1, servedValues, 4000);
+    poll(1, servedValues, 2000);
     tick();
     start();
     awaitHome(R"("polls":2)");
@@ -258,7 +258,7 @@ TEST_F(ServeTest, answersSeveralRequestsOfOneConnection) {
 TEST_F(ServeTest, dropsWhoTakesNoNews) {
     // Names make the news long.
     for (int i = 1; i <= 200; ++i)
-        poll(i, values);
+        poll(i, servedValues);
     tick();
     start();
     awaitHome(R"("slaveAddress":200)");
@@ -271,7 +271,7 @@ TEST_F(ServeTest, dropsWhoTakesNoNews) {
     const auto begin = std::chrono::steady_clock::now();
     bool isDropped = false;
     while (!isDropped && std::chrono::steady_clock::now() - begin < std::chrono::seconds{30}) {
-        poll(1, values);
+        poll(1, servedValues);
         tick();
         prompt.readUntil("\n\n");
         pollfd wait{slow.socket().native_handle(), POLLRDHUP, 0};
@@ -279,7 +279,7 @@ TEST_F(ServeTest, dropsWhoTakesNoNews) {
     }
 
     EXPECT_TRUE(isDropped);
-    poll(1, values);
+    poll(1, servedValues);
     tick();
     EXPECT_THAT(prompt.readUntil("\n\n"), HasSubstr("event: home"));
 }

@@ -13,6 +13,10 @@ namespace inspector {
 /// Milliseconds since the epoch.
 using Moment = std::int64_t;
 
+constexpr double inSeconds(std::int64_t milliseconds) {
+    return static_cast<double>(milliseconds) / 1000;
+}
+
 /// The measured members of a message, in their order there. First the two powers, then the
 /// energies.
 constexpr std::array<std::string_view, 16> measuredMembers = {

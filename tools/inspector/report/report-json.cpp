@@ -4,8 +4,6 @@
 namespace inspector {
 namespace {
 
-constexpr double millisecondsPerSecond = 1000;
-
 template <class T>
 void optionalMember(JsonOutput& output, std::string_view name, const std::optional<T>& value) {
     output.key(name);
@@ -20,9 +18,7 @@ void moment(JsonOutput& output, std::string_view name, std::optional<Moment> tim
 }
 
 void seconds(JsonOutput& output, std::string_view name, std::optional<std::int64_t> length) {
-    optionalMember(output, name,
-                   length ? std::optional(static_cast<double>(*length) / millisecondsPerSecond)
-                          : std::nullopt);
+    optionalMember(output, name, length ? std::optional(inSeconds(*length)) : std::nullopt);
 }
 
 void occurrences(JsonOutput& output, const Occurrences& seen) {

@@ -13,8 +13,6 @@
 namespace inspector {
 namespace {
 
-constexpr double millisecondsOfSecond = 1000;
-
 std::string timeText(Moment time) {
     return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
 }
@@ -72,8 +70,7 @@ private:
     }
     void age(std::string_view name, const std::optional<Moment>& moment) {
         const auto since = [&](Moment from) {
-            return static_cast<double>(std::max<Moment>(m_view.now - from, 0)) /
-                   millisecondsOfSecond;
+            return inSeconds(std::max<Moment>(m_view.now - from, 0));
         };
         known(name, moment ? std::optional(since(*moment)) : std::nullopt);
     }
@@ -114,9 +111,7 @@ void HomeJson::writeReader() {
     known("polls", home.polls);
     age("lastPollAgeSeconds", m_view.lastPoll);
     const auto seconds = [](std::optional<std::int64_t> milliseconds) {
-        return milliseconds
-                   ? std::optional(static_cast<double>(*milliseconds) / millisecondsOfSecond)
-                   : std::nullopt;
+        return milliseconds ? std::optional(inSeconds(*milliseconds)) : std::nullopt;
     };
     const LengthHistogram& lengths = home.pollLengths;
     const bool hasLengths = lengths.count() > 0;

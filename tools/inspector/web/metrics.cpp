@@ -9,10 +9,8 @@
 namespace inspector {
 namespace {
 
-constexpr double millisecondsOfSecond = 1000;
-
 double secondsSince(Moment time, const HomeView& view) {
-    return static_cast<double>(std::max<Moment>(view.now - time, 0)) / millisecondsOfSecond;
+    return inSeconds(std::max<Moment>(view.now - time, 0));
 }
 
 /// Counts begin with this program.
@@ -128,12 +126,11 @@ void Metrics::writeReader() {
              secondsSince(m_view.lastPoll.value_or(m_view.begin), m_view));
     m_text.metric("modbus_reader_poll_duration_seconds", "summary",
                   "Length of the polls that ended.");
-    m_text.sample(
-        {}, static_cast<double>(now.lengthOfAll - past.lengthOfAll) / millisecondsOfSecond, "_sum");
+    m_text.sample({}, inSeconds(now.lengthOfAll - past.lengthOfAll), "_sum");
     m_text.sample({}, since(past.lengths, now.lengths), "_count");
     if (now.lengths > 0)
         writeOne("modbus_reader_last_poll_duration_seconds", "gauge", "Length of the last poll.",
-                 static_cast<double>(m_view.home.pollLengths.last()) / millisecondsOfSecond);
+                 inSeconds(m_view.home.pollLengths.last()));
     writeOne("modbus_reader_restarts_total", "counter",
              "Starts of the reader behind an earlier one.", since(past.restarts, now.restarts));
     writeOne("modbus_reader_assertion_failures_total", "counter",
