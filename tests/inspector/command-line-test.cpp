@@ -1,6 +1,7 @@
 #include "inspector-program.h"
 
 #include "house/local-server.h"
+#include "inspector/input/sources.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,9 @@ struct WrongUsage {
     std::vector<std::string> arguments;
     std::string complaint;
 };
+
+/// No pattern may go through it by recursion.
+const std::string longName(100000, 'a');
 
 class CommandLine : public testing::TestWithParam<WrongUsage> {};
 
@@ -47,6 +51,14 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"serverWithoutAName",
                    {"map", "--server", "http:///"},
                    "--server: 'http:///' is no address such as http://127.0.0.1:8088"},
+        WrongUsage{"serverWithAnotherScheme",
+                   {"map", "--server", "https://127.0.0.1:8088"},
+                   "--server: 'https://127.0.0.1:8088' is no address such as "
+                   "http://127.0.0.1:8088"},
+        WrongUsage{"serverWithALongName",
+                   {"map", "--server", "http://" + longName + "/api"},
+                   "--server: 'http://" + longName +
+                       "/api' is no address such as http://127.0.0.1:8088"},
         WrongUsage{
             "modelOfNoMeter", {"read", "--server", "--model", "m"}, "--model requires --slave"},
         WrongUsage{"slaveBelowZero",
@@ -145,6 +157,24 @@ TEST(Input, aServerThatIsNotThereIsNamed) {
               "modbus-inspector: http://127.0.0.1:1/api/v1/apartment/meterings/modbus/"
               "config/supported: no answer\n");
     EXPECT_EQ(result.status, 2);
+}
+
+TEST(Input, aServerWithALongNameIsNotThereEither) {
+    const ProgramResult result = run({"map", "--server", "http://127.0.0.1." + longName});
+
+    EXPECT_EQ(result.standardError, "modbus-inspector: http://127.0.0.1." + longName +
+                                        "/api/v1/apartment/meterings/modbus/config/supported: "
+                                        "no answer\n");
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST(Input, aServerIsThatOfThisMachineByItsAddress) {
+    for (const char* own : {"http://localhost", "http://127.0.0.1:8088", "http://127.1.2.3",
+                            "http://[::1]", "http://[::1]:8088"})
+        EXPECT_TRUE(isOwnServer(own)) << own;
+    for (const char* other : {"http://10.0.0.1", "http://127.0.0.1.example:80", "http://[::2]:80",
+                              "http://localhost.example", "http://[::1", ""})
+        EXPECT_FALSE(isOwnServer(other)) << other;
 }
 
 TEST(Input, mayComeFromAServerWithASlashAtTheEndOfItsAddress) {

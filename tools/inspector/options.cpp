@@ -1,8 +1,9 @@
 #include "inspector/options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
-#include <regex>
+#include <string_view>
 
 namespace inspector {
 namespace {
@@ -12,10 +13,11 @@ constexpr const char* ownServer = "http://127.0.0.1:8088";
 /// An address as the daemon's, without a path; a slash at its end is none.
 CLI::Validator serverAddress() {
     return {[](const std::string& text) {
-                static const std::regex good("http://[^/]+/?");
-                return std::regex_match(text, good)
-                           ? std::string()
-                           : "'" + text + "' is no address such as " + ownServer;
+                constexpr std::string_view scheme = "http://";
+                const std::size_t end = std::min(text.find('/', scheme.size()), text.size());
+                const bool isGood =
+                    text.starts_with(scheme) && end > scheme.size() && end + 1 >= text.size();
+                return isGood ? std::string() : "'" + text + "' is no address such as " + ownServer;
             },
             ""};
 }

@@ -3,13 +3,15 @@
 #include "http-client.h"
 #include "modbus/config-file.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <regex>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,8 +74,16 @@ std::string readFile(const std::string& name) {
 }
 
 bool isOwnServer(const std::string& server) {
-    static const std::regex own(R"(http://(localhost|127(\.\d+){3}|\[::1\])(:\d+)?)");
-    return std::regex_match(server, own);
+    constexpr std::size_t scheme = std::string_view("http://").size();
+    std::string host = server.substr(std::min(scheme, server.size()));
+    // An address of IPv6 has colons ahead of that of the port.
+    const std::size_t port = host.find(':', host.starts_with('[') ? host.find(']') : 0);
+    host.resize(std::min(port, host.size()));
+    in_addr address{};
+    constexpr unsigned bitsOfHost = 24;
+    return host == "localhost" || host == "[::1]" ||
+           (inet_pton(AF_INET, host.c_str(), &address) == 1 &&
+            ntohl(address.s_addr) >> bitsOfHost == IN_LOOPBACKNET);
 }
 
 Texts readTexts(const Sources& sources) {
