@@ -19,6 +19,38 @@ TEST(HomeFindings, aMeterWhoseModelIsMissingIsTold) {
 )");
 }
 
+TEST(HomeFindings, noModelIsMissingOfAReplyThatIsNoJson) {
+    const std::string found =
+        findings({{"supported", R"({"data":[{"id":"m")"},
+                  {"attached", R"({"data":[{"configId":"m","slaveAddress":300}]})"}});
+    EXPECT_EQ(found, R"(error does-not-convert supported:1:19
+  The daemon takes nothing of this document: Failed to parse json. unexpected end of data condition:object vx/json.cpp:33
+  Make it JSON.
+error address-out-of-range attached:1:41 /data/0/slaveAddress
+  The Modbus library refuses the address 300, so all reads of this meter fail.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(HomeFindings, aModelThatDoesNotConvertIsNotMissing) {
+    const std::string found =
+        findings({{"supported", R"({"data":[{"id":"m","registers":7},{"id":"k","registers":[]}]})"},
+                  {"attached", R"({"data":[{"configId":"n","slaveAddress":5},)"
+                               R"({"configId":"m","slaveAddress":7},)"
+                               R"({"configId":"n","slaveAddress":300}]})"}});
+    EXPECT_EQ(found.substr(found.find("error no-such-model")),
+              R"(error no-such-model attached:1:22 /data/0/configId
+  No model has the id "n", so the daemon never reads this meter, and nothing says so.
+  Add the model, or write the id of the right one.
+error no-such-model attached:1:90 /data/2/configId
+  No model has the id "n", so the daemon never reads this meter, and nothing says so.
+  Add the model, or write the id of the right one.
+error address-out-of-range attached:1:109 /data/2/slaveAddress
+  The Modbus library refuses the address 300, and the daemon reads the meter at /data/1 in its place, under that one's serial.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
 TEST(HomeFindings, twoMetersOnOneSlaveAddressAreTold) {
     EXPECT_EQ(
         findings(

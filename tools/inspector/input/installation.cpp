@@ -21,6 +21,11 @@ using Kind = JsonNode::Kind;
 constexpr std::string_view nothingTaken = "The daemon takes nothing of this document: ";
 constexpr std::string_view neitherThis = "The daemon would stop at this value too: ";
 
+std::shared_ptr<json_object> fragmentOf(const Document& document, TextRange range) {
+    const std::string text(document.text().substr(range.begin, range.end - range.begin));
+    return vx::parseJsonFragment(text.c_str());
+}
+
 /// Reads values of one document.
 class Reader {
 public:
@@ -30,7 +35,7 @@ public:
     /// The value at @p pointer, whose tokens are those of the daemon's messages.
     template <class T>
     std::optional<T> read(TextRange range, const std::string& pointer) const {
-        const auto fragment = fragmentOf(range);
+        const auto fragment = fragmentOf(m_document, range);
         try {
             return vx::fromJson<T>(fragment.get());
         } catch (const std::exception&) {
@@ -41,15 +46,10 @@ public:
 
     /// Of one that isn't of its kind.
     void reportFailures(TextRange range, const std::string& pointer, const Shape& shape) const {
-        report(failuresOf(fragmentOf(range).get(), shape, pointer));
+        report(failuresOf(fragmentOf(m_document, range).get(), shape, pointer));
     }
 
 private:
-    std::shared_ptr<json_object> fragmentOf(TextRange range) const {
-        const std::string text(m_document.text().substr(range.begin, range.end - range.begin));
-        return vx::parseJsonFragment(text.c_str());
-    }
-
     void report(std::vector<Failure> failures) const {
         for (Failure& x : failures)
             m_report("does-not-convert", Severity::error, std::move(x.pointer),
@@ -135,15 +135,23 @@ std::vector<Placed<T>> readList(const Document& document, const TextWalk::Conten
     return result;
 }
 
+/// Whether the daemon finds nothing to convert.
+bool isEmpty(const TextWalk& walk) {
+    return walk.content ? walk.content->kind == Kind::null
+                        : walk.rootKind == Kind::object || walk.rootKind == Kind::null;
+}
+
 template <class T>
-std::vector<Placed<T>> readListOf(const Document& document, Findings& findings) {
+std::optional<std::vector<Placed<T>>> readListOf(const Document& document, Findings& findings) {
     const TextWalk::Content* content = contentOf(document, findings);
-    if (content == nullptr || content->kind == Kind::null)
-        return {};
+    if (document.walk() != nullptr && isEmpty(*document.walk()))
+        return std::vector<Placed<T>>();
+    if (content == nullptr)
+        return std::nullopt;
     if (content->kind != Kind::list) {
         Reader(document, findings)
             .reportFailures(content->range, document.contentPath(), *document.kind().content);
-        return {};
+        return std::nullopt;
     }
     auto values = readList<T>(document, *content, findings);
     tellFirst(findings, document.name());
@@ -168,15 +176,35 @@ bool isTcp(const Installation& installation) {
     return installation.config && !installation.config->value.modbusTCPServer.empty();
 }
 
-Installation::Models readModels(const Document& document, Findings& findings) {
+std::optional<Installation::Models> readModels(const Document& document, Findings& findings) {
     using Model = vxModel::ElectricityMeterConfig;
     if (document.form() != Document::Form::single)
         return readListOf<Model>(document, findings);
     auto model = readRecord<Model>(document, findings);
-    return model ? Installation::Models{std::move(*model)} : Installation::Models();
+    return model ? std::optional(Installation::Models{std::move(*model)}) : std::nullopt;
 }
 
-Installation::Meters readMeters(const Document& document, Findings& findings) {
+std::unordered_set<std::string> idsOfBroken(const Document& document,
+                                            const Installation::Models& models) {
+    std::unordered_set<std::string> ids;
+    const auto& content = document.walk()->content;
+    if (!content || content->elements.size() == models.size())
+        return ids;
+    auto model = models.begin();
+    for (std::size_t i = 0; i < content->elements.size(); ++i) {
+        if (model != models.end() && model->path == pointerTo(document.contentPath(), i)) {
+            ++model;
+            continue;
+        }
+        const auto broken = fragmentOf(document, content->elements[i]);
+        json_object* id = nullptr;
+        if (json_object_object_get_ex(broken.get(), "id", &id) != 0 && id != nullptr)
+            ids.insert(json_object_get_string(id));
+    }
+    return ids;
+}
+
+std::optional<Installation::Meters> readMeters(const Document& document, Findings& findings) {
     return readListOf<vxModel::ModbusMeter>(document, findings);
 }
 

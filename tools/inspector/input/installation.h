@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace inspector {
@@ -19,12 +20,14 @@ struct Placed {
 };
 
 /// What the daemon would know after asking: as much of it as it could use. A document that isn't
-/// there leaves its part unset.
+/// there, or of which it can take nothing, leaves its part unset.
 struct Installation {
     using Models = std::vector<Placed<vxModel::ElectricityMeterConfig>>;
     using Meters = std::vector<Placed<vxModel::ModbusMeter>>;
 
     std::optional<Models> models = std::nullopt;
+    /// Of those that don't convert: there is more to them than nothing.
+    std::unordered_set<std::string> idsOfBrokenModels = {};
     std::optional<Meters> meters = std::nullopt;
     std::optional<Placed<vxModel::SerialPortConfig>> serial = std::nullopt;
     std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
@@ -35,12 +38,16 @@ bool isTcp(const Installation& installation);
 
 /// Each takes a reply of the local server, with its envelope or without; `readModels` also a single
 /// model. Elements that don't convert are left out and told, though the daemon would take none.
-Installation::Models readModels(const Document& document, Findings& findings);
-Installation::Meters readMeters(const Document& document, Findings& findings);
+std::optional<Installation::Models> readModels(const Document& document, Findings& findings);
+std::optional<Installation::Meters> readMeters(const Document& document, Findings& findings);
 std::optional<Placed<vxModel::SerialPortConfig>> readSerial(const Document& document,
                                                             Findings& findings);
 /// The configuration file.
 std::optional<Placed<orv::modbus::ModbusMiscConfig>> readConfig(const Document& document,
                                                                 Findings& findings);
+
+/// @p models are what was read of @p document.
+std::unordered_set<std::string> idsOfBroken(const Document& document,
+                                            const Installation::Models& models);
 
 } // namespace inspector

@@ -11,6 +11,8 @@ namespace inspector {
 
 Inspection::Inspection(Texts texts) {
     read(supportedKind(), std::move(texts.supported), m_installation.models, readModels);
+    if (m_installation.models)
+        m_installation.idsOfBrokenModels = idsOfBroken(m_documents.front(), *m_installation.models);
     read(attachedKind(), std::move(texts.attached), m_installation.meters, readMeters);
     read(serialKind(), std::move(texts.serial), m_installation.serial, readSerial);
     read(configKind(), std::move(texts.config), m_installation.config, readConfig);

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace inspector {
@@ -47,6 +48,7 @@ public:
     MeterCheck(const Installation& installation, const Reporter& report)
         : m_meters(*installation.meters),
           m_hasModels(installation.models.has_value()),
+          m_idsOfBroken(installation.idsOfBrokenModels),
           m_models(factsById(installation.models.value_or(Installation::Models()))),
           m_serials(installation),
           m_report(report),
@@ -59,7 +61,7 @@ public:
         for (const Meter& meter : m_meters) {
             checkAddress(meter);
             checkOthers(meter);
-            if (m_hasModels)
+            if (!isUnknown(meter.value))
                 checkModel(meter);
         }
     }
@@ -70,9 +72,14 @@ private:
                (m_isTcp && address == addressOfTcpDevice);
     }
 
+    /// Whether nothing tells what its model is.
+    bool isUnknown(const vxModel::ModbusMeter& meter) const {
+        return !m_hasModels || m_idsOfBroken.contains(meter.configId);
+    }
+
     bool isRead(const vxModel::ModbusMeter& meter) const {
         const auto model = m_models.find(meter.configId);
-        return !m_hasModels || (model != m_models.end() && model->second.hasRegisters);
+        return isUnknown(meter) || (model != m_models.end() && model->second.hasRegisters);
     }
 
     void checkAddress(const Meter& meter) {
@@ -160,6 +167,7 @@ private:
 
     const Installation::Meters& m_meters;
     bool m_hasModels;
+    const std::unordered_set<std::string>& m_idsOfBroken;
     std::unordered_map<std::string, ModelFacts> m_models;
     Serials m_serials;
     const Reporter& m_report;
