@@ -76,6 +76,23 @@ TEST(Solver, whatTheDaemonCanNotReadIsToldOnceWithItsOrder) {
               "7 little-endian words with swapped bytes uint32 0.01 165191\n");
 }
 
+TEST(Solver, aSerialThatTheDaemonCanNotReadIsToldWithItsOrder) {
+    const auto orderOf = [](const std::string& serial, std::vector<std::uint16_t> words) {
+        std::string text;
+        const WordSpaces spaces{.input = {{7, std::move(words)}}};
+        for (const Unreadable& x : unreadableFor({{readDisplay(serial), spaces}}).best)
+            text += row(x.address, x.order, x.modbusDataType, x.words);
+        return text;
+    };
+    // A number has two words, however many digits.
+    EXPECT_EQ(orderOf("12345678", {24910, 188}), "7 little-endian words uint32 2\n");
+    EXPECT_EQ(orderOf("7", {7, 0}), "7 little-endian words uint32 2\n");
+    EXPECT_EQ(orderOf("ABCDE", {0x4241, 0x4443, 0x0045}), "7 swapped bytes ascii 3\n");
+    // What reads the same in the daemon's own order.
+    EXPECT_EQ(orderOf("65537", {1, 1, 0, 0}), "");
+    EXPECT_EQ(orderOf("1111", {0x3131, 0x3131}), "");
+}
+
 TEST(Solver, whatIsUnreadableMovesWithTheDisplayToo) {
     const auto reading = [](const char* display, std::uint16_t low) {
         return Reading{readDisplay(display), {.input = {{7, {low, 2}}}}};

@@ -122,23 +122,36 @@ private:
     }
 
     void lookForSerial(const Place& place) {
-        constexpr double bitsOfWord = 16;
         const std::string& text = m_readings.back().display.text;
-        const std::size_t length = (text.size() + 1) / 2;
+        lookForText(place, text, (text.size() + 1) / 2);
+        lookForSerialNumber(place, text);
+    }
+
+    void lookForText(const Place& place, const std::string& text, std::size_t length) {
         const auto words = place.words.back();
         if (length > words.size() || length < 2)
             return;
         std::vector<std::uint16_t> bytes(length);
         std::transform(words.begin(), words.begin() + std::ssize(bytes), bytes.begin(), swapped);
-        const auto found = [&](const char* order, ModbusDataType type, std::size_t count) {
-            add(place, order, type, static_cast<int>(count),
-                {.plausibility = bitsOfWord * static_cast<double>(count)});
-        };
-        if (orv::modbusreader::decodeText(bytes.data(), length) == text)
-            found("swapped bytes", ModbusDataType::ascii, length);
-        const Words little = inOrder(words.first(2), orders[0]);
+        if (orv::modbusreader::decodeText(bytes.data(), length) == text &&
+            orv::modbusreader::decodeText(words.data(), length) != text)
+            addSerial(place, orders[1].name, ModbusDataType::ascii, length);
+    }
+
+    void lookForSerialNumber(const Place& place, const std::string& text) {
+        constexpr std::size_t length = 2;
+        const auto words = place.words.back();
+        if (words.size() < length || words[0] == words[1])
+            return;
+        const Words little = inOrder(words.first(length), orders[0]);
         if (std::to_string(orv::modbusreader::unsigned32(little.data())) == text)
-            found("little-endian words", ModbusDataType::uint32, 2);
+            addSerial(place, orders[0].name, ModbusDataType::uint32, length);
+    }
+
+    void addSerial(const Place& place, const char* order, ModbusDataType type, std::size_t words) {
+        constexpr double bitsOfWord = 16;
+        add(place, order, type, static_cast<int>(words),
+            {.plausibility = bitsOfWord * static_cast<double>(words)});
     }
 
     void add(const Place& place, const char* order, ModbusDataType type, int words,
