@@ -210,13 +210,41 @@ TEST(HomeFindings, aServerThatCanNotBeReachedAndANegativeTimeOutAreTold) {
   Give it the address that is set at the meter, 1 to 247.
 error no-port config:1:21 /modbusMiscConfig/port
   The daemon gets no connection to port 0 and knows no other one.
-  Give the port of the server; that of Modbus is 502.
+  Give the port of the server, 1 to 65535; that of Modbus is 502.
 error server-not-an-address config:1:40 /modbusMiscConfig/modbusTCPServer
   The daemon looks up no names, so it gets no connection to "gateway".
   Give the IPv4 address of the server.
 error negative-time-out config:1:71 /modbusMiscConfig/timeoutResponseSec
   A 64-bit daemon stands still at the first answer that doesn't come, and of a 32-bit one every read fails.
   Give a number of seconds, or leave it out for 5.
+)");
+}
+
+TEST(HomeFindings, aPortOutsideOf1To65535IsTheOneOfItsLow16Bits) {
+    const auto ofPort = [](const std::string& port) {
+        return findings({{"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":)" +
+                                        port + "}}"}});
+    };
+    for (const auto& [port, real] : {std::pair("66038", "502"), std::pair("-1", "65535")})
+        EXPECT_EQ(ofPort(port),
+                  std::string(R"(warning port-out-of-range config:1:58 /modbusMiscConfig/port
+  The daemon takes the low 16 bits of )") +
+                      port + " and connects to port " + real + R"(.
+  Give the port of the server, 1 to 65535; that of Modbus is 502.
+)");
+    EXPECT_EQ(ofPort("65536"), R"(error no-port config:1:58 /modbusMiscConfig/port
+  The daemon takes the low 16 bits of 65536 and gets no connection to port 0.
+  Give the port of the server, 1 to 65535; that of Modbus is 502.
+)");
+}
+
+TEST(HomeFindings, anAddressOfMoreThan15CharactersIsTold) {
+    EXPECT_EQ(
+        findings({{"config",
+                   R"({"modbusMiscConfig":{"modbusTCPServer":"0000000010.0.0.5","port":502}})"}}),
+        R"(error server-not-an-address config:1:40 /modbusMiscConfig/modbusTCPServer
+  The Modbus library takes no text of more than 15 characters, so the daemon gets no connection to "0000000010.0.0.5".
+  Give the IPv4 address of the server.
 )");
 }
 

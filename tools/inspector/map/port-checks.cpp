@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 
+#include <cstdint>
 #include <string>
 
 namespace inspector {
@@ -12,7 +13,8 @@ namespace {
 constexpr const char* realDevice = "/dev/ttymxc2";
 /// The pause that the daemon makes anyway, in microseconds.
 constexpr int realInterval = 20000;
-constexpr int highestPort = 65535;
+/// Of an address, for the Modbus library.
+constexpr std::size_t longestServer = 15;
 
 void checkComplete(const vxModel::SerialPortConfig& config, const std::string& path,
                    const Reporter& report) {
@@ -53,21 +55,44 @@ void checkEffect(const vxModel::SerialPortConfig& config, const std::string& pat
     }
 }
 
+void checkServer(const std::string& server, const std::string& path, const Reporter& report) {
+    const char* const remedy = "Give the IPv4 address of the server.";
+    in_addr address{};
+    if (inet_aton(server.c_str(), &address) == 0) {
+        report("server-not-an-address", Severity::error, path,
+               "The daemon looks up no names, so it gets no connection to " + quoted(server) + ".",
+               remedy);
+    } else if (server.size() > longestServer) {
+        report("server-not-an-address", Severity::error, path,
+               "The Modbus library takes no text of more than 15 characters, so the daemon gets no "
+               "connection to " +
+                   quoted(server) + ".",
+               remedy);
+    }
+}
+
+void checkPortOfServer(int port, const std::string& path, const Reporter& report) {
+    // The library hands these on.
+    const auto low = static_cast<std::uint16_t>(port);
+    if (low != 0 && port == low)
+        return;
+    const char* const remedy = "Give the port of the server, 1 to 65535; that of Modbus is 502.";
+    const std::string takes =
+        "The daemon takes the low 16 bits of " + std::to_string(port) + " and ";
+    if (port == 0)
+        report("no-port", Severity::error, path,
+               "The daemon gets no connection to port 0 and knows no other one.", remedy);
+    else if (low == 0)
+        report("no-port", Severity::error, path, takes + "gets no connection to port 0.", remedy);
+    else
+        report("port-out-of-range", Severity::warning, path,
+               takes + "connects to port " + std::to_string(low) + ".", remedy);
+}
+
 void checkTcp(const orv::modbus::ModbusMiscConfig& config, const std::string& path,
               const Reporter& report) {
-    in_addr address{};
-    if (inet_aton(config.modbusTCPServer.c_str(), &address) == 0) {
-        report("server-not-an-address", Severity::error, pointerTo(path, "modbusTCPServer"),
-               "The daemon looks up no names, so it gets no connection to " +
-                   quoted(config.modbusTCPServer) + ".",
-               "Give the IPv4 address of the server.");
-    }
-    if (config.port < 1 || config.port > highestPort) {
-        report("no-port", Severity::error, pointerTo(path, "port"),
-               "The daemon gets no connection to port " + std::to_string(config.port) +
-                   " and knows no other one.",
-               "Give the port of the server; that of Modbus is 502.");
-    }
+    checkServer(config.modbusTCPServer, pointerTo(path, "modbusTCPServer"), report);
+    checkPortOfServer(config.port, pointerTo(path, "port"), report);
 }
 
 void checkConfig(const Placed<orv::modbus::ModbusMiscConfig>& placed, const Reporter& report) {
