@@ -132,6 +132,26 @@ TEST(ModelFindings, aSerialRegisterThatIsNeverReadIsToldIfTheListHasOne) {
 )");
 }
 
+TEST(ModelFindings, eachSerialRegisterThatIsNeverReadIsToldAsJustThat) {
+    EXPECT_EQ(
+        findings(
+            {{"supported",
+              withRegisters(
+                  {R"({"address":9,"fieldType":"serial","modbusDataType":"ascii","length":4})",
+                   R"({"address":"0x10","fieldType":"serial","modbusDataType":"string","length":4})"})},
+             {"attached", R"({"data":[{"configId":"m","slaveAddress":7,"serial":"x"}]})"}}),
+        R"(hint serial-never-read supported:2:1 /data/0/registers/0
+  The daemon takes the serial of the list of attached meters and never reads this register.
+  Keep the register, without which nothing is sent, and delete the serial in the list if the meter's own is to count.
+hint serial-never-read supported:3:1 /data/0/registers/1
+  The daemon takes the serial of the list of attached meters and never reads this register.
+  Keep the register, without which nothing is sent, and delete the serial in the list if the meter's own is to count.
+hint serial-never-read supported:4:1 /data/0/registers/2
+  The daemon takes the serial of the list of attached meters and never reads this register.
+  Keep the register, without which nothing is sent, and delete the serial in the list if the meter's own is to count.
+)");
+}
+
 TEST(ModelFindings, aModelIdTwiceIsTold) {
     EXPECT_EQ(
         findings(

@@ -19,6 +19,17 @@ void dropConsequences(const Findings& causes, Findings& checks) {
                   [&](const Finding& x) { return places.contains(Place(x.document, x.path)); });
 }
 
+void dropOfUnread(const Findings& checks, Findings& causes) {
+    std::set<std::string_view> registers;
+    for (const Finding& x : checks)
+        if (x.name == "serial-never-read")
+            registers.insert(x.path);
+    std::erase_if(causes, [&](const Finding& x) {
+        return (x.name == "unknown-name" || x.name == "number-misread") &&
+               registers.contains(std::string_view(x.path).substr(0, x.path.rfind('/')));
+    });
+}
+
 void easeOverTcp(Findings& findings) {
     for (Finding& x : findings) {
         const std::size_t effect = x.message.rfind(noSerialLine);

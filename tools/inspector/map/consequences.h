@@ -8,6 +8,9 @@ namespace inspector {
 /// place: that needn't be told again.
 void dropConsequences(const Findings& causes, Findings& checks);
 
+/// Takes out of @p causes what tells how a register is read that @p checks call one that never is.
+void dropOfUnread(const Findings& checks, Findings& causes);
+
 /// Says of names of serial parameters that the daemon doesn't know what they do over TCP: nothing.
 void easeOverTcp(Findings& findings);
 

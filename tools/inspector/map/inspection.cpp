@@ -41,6 +41,7 @@ void Inspection::addFindings(const Document& document) {
     Findings own = document.findings();
     if (isTcp(m_installation))
         easeOverTcp(own);
+    dropOfUnread(m_unplaced, own);
     const auto others =
         std::stable_partition(m_unplaced.begin(), m_unplaced.end(),
                               [&](const Finding& x) { return x.document != document.name(); });

@@ -4,10 +4,11 @@
 #include "inspector/map/checks.h"
 #include "vx/enum.h"
 
+#include <algorithm>
 #include <map>
-#include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace inspector {
 namespace {
@@ -24,8 +25,8 @@ public:
           m_report(report) {
         for (std::size_t i = 0; i < m_registers.size(); ++i) {
             const ModbusRegister& x = m_registers[i];
-            if (x.fieldType == ModbusFieldType::serial && !m_firstSerial)
-                m_firstSerial = i;
+            if (x.fieldType == ModbusFieldType::serial)
+                m_serials.push_back(i);
             // One without effect disturbs no other.
             if (hasEffect(x.modbusDataType, x.fieldType))
                 m_indexes[x.fieldType].push_back(i);
@@ -33,8 +34,13 @@ public:
     }
 
     void check(bool needsSerial) const {
-        checkSerial(needsSerial);
+        if (m_serials.empty())
+            noSerial();
+        if (!needsSerial)
+            std::for_each(m_serials.begin(), m_serials.end(), [&](auto i) { neverRead(i); });
         for (const auto& [fieldType, indexes] : m_indexes) {
+            if (fieldType == ModbusFieldType::serial && !needsSerial)
+                continue;
             for (std::size_t i = 1; i < indexes.size(); ++i)
                 fieldTwice(fieldType, indexes[i - 1], indexes[i]);
         }
@@ -42,19 +48,19 @@ public:
     }
 
 private:
-    void checkSerial(bool needsSerial) const {
-        if (!m_firstSerial) {
-            m_report("no-serial-register", Severity::error, m_path,
-                     "The daemon never sends anything of this model's meters, whatever serial the "
-                     "list of attached meters gives them.",
-                     "Add a register of type \"serial\"; with a serial in the list it isn't read.");
-        } else if (!needsSerial) {
-            m_report("serial-never-read", Severity::hint, pointerTo(m_path, *m_firstSerial),
-                     "The daemon takes the serial of the list of attached meters and never reads "
-                     "this register.",
-                     "Keep the register, without which nothing is sent, and delete the serial in "
-                     "the list if the meter's own is to count.");
-        }
+    void noSerial() const {
+        m_report("no-serial-register", Severity::error, m_path,
+                 "The daemon never sends anything of this model's meters, whatever serial the "
+                 "list of attached meters gives them.",
+                 "Add a register of type \"serial\"; with a serial in the list it isn't read.");
+    }
+
+    void neverRead(std::size_t serial) const {
+        m_report("serial-never-read", Severity::hint, pointerTo(m_path, serial),
+                 "The daemon takes the serial of the list of attached meters and never reads "
+                 "this register.",
+                 "Keep the register, without which nothing is sent, and delete the serial in "
+                 "the list if the meter's own is to count.");
     }
 
     void fieldTwice(ModbusFieldType fieldType, std::size_t first, std::size_t second) const {
@@ -122,7 +128,7 @@ private:
     const std::vector<ModbusRegister>& m_registers;
     std::string m_path;
     const Reporter& m_report;
-    std::optional<std::size_t> m_firstSerial;
+    std::vector<std::size_t> m_serials = {};
     std::map<ModbusFieldType, std::vector<std::size_t>> m_indexes;
 };
 
