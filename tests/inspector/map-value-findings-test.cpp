@@ -45,6 +45,35 @@ TEST(ValueFindings, aTextThatIsNoNumberIsTakenForZero) {
 )");
 }
 
+TEST(ValueFindings, aTextThatBeginsWithANumberIsTakenForThat) {
+    EXPECT_EQ(ofAddress(R"("12abc")"),
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
+  The daemon takes 12 for "12abc".
+  Write a whole number in decimal.
+)");
+    EXPECT_EQ(ofScale(R"("0x10")"),
+              R"(warning number-misread supported:3:92 /data/0/registers/1/scaleValue
+  The daemon takes 16 for "0x10".
+  Write 16.
+)");
+    EXPECT_EQ(ofScale(R"("0.01 ")"),
+              R"(error number-misread supported:3:92 /data/0/registers/1/scaleValue
+  The daemon takes 0 for "0.01 ".
+  Write 0.01.
+)");
+}
+
+TEST(ValueFindings, whatIsWrongWithANumberThatIsTakenIsToldBesideItsText) {
+    EXPECT_EQ(ofAddress(R"("40011a")"),
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
+  The daemon takes 40011 for "40011a".
+  Write a whole number in decimal.
+warning looks-like-notation supported:3:12 /data/0/registers/1/address
+  The daemon puts 40011 on the wire as it stands, but it looks like the notation of holding register 10.
+  If the description counts so, take the address 10 and "registerType": "holding".
+)");
+}
+
 TEST(ValueFindings, aFractionIsCut) {
     EXPECT_EQ(ofAddress("7.9"),
               R"(warning number-misread supported:3:12 /data/0/registers/1/address
@@ -62,7 +91,8 @@ TEST(ValueFindings, aFractionInATextIsCut) {
 }
 
 TEST(ValueFindings, anyTextOfANumberThatIsTakenAsItStandsIsSound) {
-    for (const char* address : {R"("7")", R"(" 7")", R"("+7")", "7.0", "7e1", R"("7.0")"})
+    for (const char* address :
+         {R"("7")", R"(" 7")", R"("7 ")", R"("+7")", "7.0", "7e1", R"("7.0")"})
         EXPECT_EQ(ofAddress(address), "") << address;
     for (const char* scale : {R"("0.001")", R"("1e-2")", "0.001", "1", "0.0010000000001"})
         EXPECT_EQ(ofScale(scale), "") << scale;

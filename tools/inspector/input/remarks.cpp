@@ -23,7 +23,9 @@ std::string listOf(const std::vector<std::string_view>& names) {
 
 /// What a decimal number stands for; nothing for another text.
 std::optional<double> decimal(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    constexpr std::string_view blanks = " \t\n\v\f\r";
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    text = text.substr(0, text.find_last_not_of(blanks) + 1);
     if (text.substr(0, 1) == "+" && text.substr(1, 1) != "-")
         text.remove_prefix(1);
     double number = 0;
@@ -132,13 +134,17 @@ std::optional<Remark> onNumber(const std::string& number, bool isText, const Sha
     const std::optional<double> shown = decimal(number);
     if (shown && isTakenAsShown(*shown, *taken, shape))
         return std::nullopt;
-    const auto meant = shown ? std::nullopt : meantBy(number);
-    return Remark{"number-misread", shown ? Severity::warning : Severity::error,
+    const bool isWhole = shape.kind == Shape::Kind::integer;
+    const auto meant = !shown    ? meantBy(number)
+                       : isWhole ? std::nullopt
+                                 : std::optional(textOf(*shown));
+    // A zero is what it takes for what it can't read at all.
+    return Remark{"number-misread", *taken == 0 ? Severity::error : Severity::warning,
                   "The daemon takes " + textOf(*taken) + " for " +
                       (isText ? quoted(number) : number) + ".",
-                  meant                                ? "Write " + *meant + "."
-                  : shape.kind == Shape::Kind::integer ? "Write a whole number in decimal."
-                                                       : "Write a number in decimal."};
+                  meant     ? "Write " + *meant + "."
+                  : isWhole ? "Write a whole number in decimal."
+                            : "Write a number in decimal."};
 }
 
 Remark onRegisterWithoutField() {
