@@ -62,6 +62,18 @@ TEST_P(SolveOnBus, saysThatTheMeterKeepsSilentAndKeepsNoFile) {
     EXPECT_FALSE(std::filesystem::exists(words));
 }
 
+TEST_P(SolveOnBus, goesOnWhereTheMeterKeepsSilentInOneSpace) {
+    meter().failAlways(house::Space::holding, 0, Fault::silence);
+
+    const ProgramResult result = solve("1250 W", {"--json"});
+
+    EXPECT_THAT(result.standardOutput,
+                testing::StartsWith(R"({"candidates":[{"register":{"address":10,)"));
+    EXPECT_EQ(result.standardError, "Meter 7, holding register 0: no answer in time; the other "
+                                    "registers are looked at alone.\n");
+    EXPECT_EQ(result.status, 0);
+}
+
 TEST_P(SolveOnBus, findsTheSerial) {
     const ProgramResult result = solve("S-1");
 

@@ -11,19 +11,19 @@ namespace {
 
 class RangeReader {
 public:
-    RangeReader(Bus& bus, int slaveAddress, bool isInput, const std::atomic<bool>& stop)
-        : m_bus(bus), m_slaveAddress(slaveAddress), m_isInput(isInput), m_stop(stop) {}
-
-    void read(int first, int last) {
-        for (int address = first; address <= last && !m_stop; address += MODBUS_MAX_READ_REGISTERS)
-            readBlock(address, std::min(last - address + 1, MODBUS_MAX_READ_REGISTERS));
+    RangeReader(Bus& bus, const WordRange& range, bool isInput, const std::atomic<bool>& stop)
+        : m_bus(bus), m_slaveAddress(range.slaveAddress), m_isInput(isInput), m_stop(stop) {
+        for (int address = range.first; address <= range.last; address += MODBUS_MAX_READ_REGISTERS)
+            readBlock(address, std::min(range.last - address + 1, MODBUS_MAX_READ_REGISTERS));
     }
 
     WordSpaces::Blocks blocks;
+    /// Why the meter was asked no further; empty if it answered each time.
+    std::string failure;
 
 private:
     void readBlock(int address, int count) {
-        if (m_stop)
+        if (m_stop || !failure.empty())
             return;
         Answer answer = m_bus.read(m_slaveAddress, m_isInput, address, count);
         if (answer.isGood()) {
@@ -33,9 +33,11 @@ private:
         m_bus.forgetLateAnswers();
         if (m_stop)
             return;
-        if (!answer.isRefusal())
-            fail(address, answer);
-        if (count > 1) {
+        if (!answer.isRefusal()) {
+            failure = "Meter " + std::to_string(m_slaveAddress) + ", " +
+                      (m_isInput ? "input" : "holding") + " register " + std::to_string(address) +
+                      ": " + answer.failure();
+        } else if (count > 1) {
             readBlock(address, count / 2);
             readBlock(address + count / 2, count - count / 2);
         }
@@ -50,12 +52,6 @@ private:
             }
         }
         blocks[address] = std::move(words);
-    }
-
-    [[noreturn]] void fail(int address, const Answer& answer) const {
-        throw ReadingError("Meter " + std::to_string(m_slaveAddress) + ", " +
-                           (m_isInput ? "input" : "holding") + " register " +
-                           std::to_string(address) + ": " + answer.failure());
     }
 
     Bus& m_bus;
@@ -79,18 +75,18 @@ double secondsOf(const WordRange& range, const LineParameters& line) {
     return requestsOf(range) * BusTiming(installation).exchange(words);
 }
 
-WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop) {
-    const auto blocksOf = [&](bool isInput) {
-        RangeReader reader(bus, range.slaveAddress, isInput, stop);
-        reader.read(range.first, range.last);
-        return std::move(reader.blocks);
-    };
-    WordSpaces spaces;
-    spaces.holding = blocksOf(false);
-    spaces.input = blocksOf(true);
+WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop,
+                     const std::function<void(const std::string&)>& tell) {
+    RangeReader holding(bus, range, false, stop);
+    RangeReader input(bus, range, true, stop);
     if (stop)
         throw ReadingError("Ended ahead of time");
-    return spaces;
+    if (!holding.failure.empty() && !input.failure.empty())
+        throw ReadingError(holding.failure);
+    for (const std::string* failure : {&holding.failure, &input.failure})
+        if (!failure->empty())
+            tell(*failure);
+    return {std::move(holding.blocks), std::move(input.blocks)};
 }
 
 } // namespace inspector

@@ -4,6 +4,8 @@
 #include "inspector/solver/word-spaces.h"
 
 #include <atomic>
+#include <functional>
+#include <string>
 
 namespace inspector {
 
@@ -20,8 +22,9 @@ int requestsOf(const WordRange& range);
 double secondsOf(const WordRange& range, const LineParameters& line);
 
 /// Reads all words of a range that the meter gives, in requests as large as it takes: what it
-/// refuses it is asked for in halves. Throws `ReadingError` if the meter doesn't answer, or when
-/// @p stop is set.
-WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop);
+/// refuses it is asked for in halves. A meter may answer in one space alone: @p tell learns why the
+/// other one ends early. Throws `ReadingError` if it does so in both, or when @p stop is set.
+WordSpaces readWords(Bus& bus, const WordRange& range, const std::atomic<bool>& stop,
+                     const std::function<void(const std::string&)>& tell);
 
 } // namespace inspector

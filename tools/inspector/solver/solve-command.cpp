@@ -42,7 +42,10 @@ WordSpaces wordsNow(const SolveOptions& options) {
     BusSession session(options.bus);
     endAtSignals();
     tellHowLong(options);
-    WordSpaces spaces = readWords(session.bus(), options.range, isEnding());
+    WordSpaces spaces =
+        readWords(session.bus(), options.range, isEnding(), [](const std::string& failure) {
+            std::fputs((failure + "; the other registers are looked at alone.\n").c_str(), stderr);
+        });
     std::fputs((toJson(spaces) + "\n").c_str(), kept.file());
     kept.keep();
     return spaces;
