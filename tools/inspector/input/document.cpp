@@ -65,6 +65,11 @@ public:
     /// Of the value, or of where the pointer ends.
     std::size_t offsetOf(const std::string& pointer) {
         const std::vector<std::string> tokens = tokensOf(pointer);
+        // All of a large text, or nearly so, is known without a tree of it.
+        if (tokens.empty() || !m_walk.content)
+            return m_walk.root.begin;
+        if (tokens.size() == m_contentDepth)
+            return m_walk.content->range.begin;
         auto token = tokens.begin();
         const std::size_t index = elementOf(tokens);
         if (index == unknown) {
@@ -164,8 +169,7 @@ void Document::open() {
         if (walk.rootKind == JsonNode::Kind::null && m_text != "null")
             throw JsonFault{"A null with blanks", 0};
         const std::size_t rest = m_text.find_first_not_of(" \t\r\n", walk.root.end);
-        // Behind a value its parser looks for comments.
-        if (rest != std::string::npos && !isParsed(m_text))
+        if (rest != std::string::npos && !isTakenWithRest(walk))
             throw JsonFault{"No comment", rest};
         if (rest != std::string::npos)
             report(rest, "text-behind", Severity::warning,
@@ -177,6 +181,14 @@ void Document::open() {
     }
     if (m_walk)
         std::move(m_walk->findings.begin(), m_walk->findings.end(), std::back_inserter(m_findings));
+}
+
+/// Behind a value the daemon's parser looks for comments.
+bool Document::isTakenWithRest(const TextWalk& walk) const {
+    const bool hasBrackets =
+        walk.rootKind == JsonNode::Kind::object || walk.rootKind == JsonNode::Kind::list;
+    // Its tree of a large text would be larger still, and what it was matters no more.
+    return isParsed(hasBrackets ? "[]" + m_text.substr(walk.root.end) : m_text);
 }
 
 void Document::openLeniently(const JsonFault& fault) {

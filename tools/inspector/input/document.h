@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace inspector {
 
@@ -52,12 +53,15 @@ public:
     std::string contentPath() const;
     /// What was found in the text itself.
     const Findings& findings() const { return m_findings; }
+    /// Leaves it without them.
+    Findings takeFindings() { return std::exchange(m_findings, {}); }
     /// Gives each of @p findings its line and column. A path that leads nowhere has those of where
     /// it ends.
     void place(Findings& findings) const;
 
 private:
     void open();
+    bool isTakenWithRest(const TextWalk& walk) const;
     void openLeniently(const JsonFault& fault);
     TextWalk walkThrough(Letter letter);
     void report(std::size_t offset, std::string_view name, Severity severity, std::string message,

@@ -17,7 +17,7 @@ Inspection::Inspection(Texts texts) {
     read(serialKind(), std::move(texts.serial), m_installation.serial, readSerial);
     read(configKind(), std::move(texts.config), m_installation.config, readConfig);
     addChecks();
-    for (const Document& document : m_documents)
+    for (Document& document : m_documents)
         addFindings(document);
 }
 
@@ -37,8 +37,8 @@ void Inspection::addChecks() {
 }
 
 /// Moves them, as there may be very many.
-void Inspection::addFindings(const Document& document) {
-    Findings own = document.findings();
+void Inspection::addFindings(Document& document) {
+    Findings own = document.takeFindings();
     if (isTcp(m_installation))
         easeOverTcp(own);
     dropOfUnread(m_unplaced, own);

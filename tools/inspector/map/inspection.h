@@ -24,7 +24,7 @@ public:
 private:
     void read(const DocumentKind& kind, std::optional<std::string> text, auto& part, auto reader);
     void addChecks();
-    void addFindings(const Document& document);
+    void addFindings(Document& document);
 
     std::vector<Document> m_documents = {};
     Installation m_installation = {};
