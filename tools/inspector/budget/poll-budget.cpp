@@ -49,7 +49,8 @@ Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
             read.wire += timing.exchange(wordsOf(x));
             read.waits -= timing.exchange(wordsOf(x));
         }
-        hasSerial = hasSerial || (isSerial && hasEffect(x.modbusDataType, x.fieldType));
+        hasSerial =
+            hasSerial || (isSerial && !isRefused && hasEffect(x.modbusDataType, x.fieldType));
     }
     return read;
 }
