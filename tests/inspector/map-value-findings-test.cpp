@@ -141,6 +141,19 @@ TEST(ValueFindings, aRegisterWithoutAFieldIsTold) {
 )") << field;
 }
 
+TEST(ValueFindings, aFieldThatALaterNullTakesBackIsTold) {
+    EXPECT_EQ(
+        ofRegister(
+            R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"fieldType":null})"),
+        R"(warning no-field supported:3:1 /data/0/registers/1/fieldType
+  Without "fieldType" the daemon reads this register and drops it.
+  Add the field that it is to fill, or "none" if it is read for nothing on purpose.
+warning duplicate-key supported:3:79 /data/0/registers/1/fieldType
+  The key "fieldType" stands here more than once, and the daemon takes the last.
+  Keep one of them.
+)");
+}
+
 TEST(ValueFindings, aRegisterThatIsReadForNothingOnPurposeIsSound) {
     EXPECT_EQ(
         ofRegister(R"({"address":10,"fieldType":"none","modbusDataType":"bitmap","length":1})"),

@@ -133,6 +133,8 @@ private:
         Frame& parent = m_frames.back();
         if (parent.isContent && parent.kind == Kind::list)
             walk.content->elements.push_back(range);
+        // The last one counts.
+        parent.given &= ~parent.nextBit;
         if (kind != Kind::null)
             parent.given |= parent.nextBit;
         ++parent.index;
