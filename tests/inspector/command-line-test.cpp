@@ -221,6 +221,17 @@ TEST(Input, wordsThatAreNestedTooDeepAreRefused) {
     EXPECT_EQ(result.status, 2);
 }
 
+TEST(Input, wordsInAHugeFileAreRefused) {
+    const TemporaryDirectory files;
+    const std::string words =
+        files.write("words", R"({"holding":{"0":[1]}})" + std::string(5000000, ' '));
+
+    const ProgramResult result = run({"solve", "5 W", "--words", words});
+
+    EXPECT_EQ(result.standardError, "modbus-inspector: " + words + ": larger than 4 MB\n");
+    EXPECT_EQ(result.status, 2);
+}
+
 TEST(Input, aDisplayThatIsNeverOfTheFieldIsRefused) {
     const TemporaryDirectory files;
     const std::string words = files.write("words", R"({"holding":{"0":[1,2]}})");

@@ -98,6 +98,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongWords{"wordTooLarge", "{\"input\":\n{\"0\":[65536]}}", "2:7: no word, 0 to 65535"},
         WrongWords{"wordBelowZero", R"({"input":{"0":[-1]}})", "1:16: no word, 0 to 65535"},
         WrongWords{"wordAsFraction", R"({"input":{"0":[1.5]}})", "1:16: no word, 0 to 65535"},
+        WrongWords{"textBehind", "{\"holding\":{\"0\":[1]}}\n{\"input\":{}}",
+                   "2:1: text behind the words"},
         WrongWords{"wordAsText", R"({"input":{"0":["1"]}})", "1:16: no word, 0 to 65535"}),
     nameOfTest);
 

@@ -20,11 +20,10 @@ namespace {
 
 constexpr const char* ownConfig = "/etc/modbus-config.json";
 
-std::string readAll(int descriptor, const std::string& name) {
+std::string readAll(int descriptor, const std::string& name, std::size_t megabytes) {
     std::string text;
     constexpr std::size_t piece = 1 << 20;
-    // The largest reply that the daemon takes is far below.
-    constexpr std::size_t most = std::size_t{512} << 20;
+    const std::size_t most = megabytes << 20;
     struct stat status {};
     // Growing would take twice the memory.
     if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
@@ -40,7 +39,7 @@ std::string readAll(int descriptor, const std::string& name) {
         if (count < 0 && reason != EINTR)
             throw UnreadableInput(name + ": " + std::strerror(reason));
         if (text.size() > most)
-            throw UnreadableInput(name + ": larger than 512 MB");
+            throw UnreadableInput(name + ": larger than " + std::to_string(megabytes) + " MB");
     }
 }
 
@@ -57,14 +56,14 @@ std::string ask(const std::string& server, const std::string& path) {
 
 } // namespace
 
-std::string readFile(const std::string& name) {
+std::string readFile(const std::string& name, std::size_t megabytes) {
     if (name == "-")
-        return readAll(STDIN_FILENO, "standard input");
+        return readAll(STDIN_FILENO, "standard input", megabytes);
     const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor == -1)
         throw UnreadableInput(name + ": " + std::strerror(errno));
     try {
-        std::string text = readAll(descriptor, name);
+        std::string text = readAll(descriptor, name, megabytes);
         close(descriptor);
         return text;
     } catch (const UnreadableInput&) {

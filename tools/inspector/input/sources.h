@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -36,7 +37,10 @@ Texts readTexts(const Sources& sources);
 /// Whether a server runs on this machine, by its address.
 bool isOwnServer(const std::string& server);
 
-/// Throws `UnreadableInput`.
-std::string readFile(const std::string& name);
+/// The largest reply that the daemon takes is far below that.
+constexpr std::size_t mostMegabytes = 512;
+
+/// Throws `UnreadableInput`, also for a file that is larger.
+std::string readFile(const std::string& name, std::size_t megabytes = mostMegabytes);
 
 } // namespace inspector

@@ -52,7 +52,9 @@ WordSpaces wordsNow(const SolveOptions& options) {
 }
 
 WordSpaces wordsOf(const std::optional<std::string>& file, const SolveOptions& options) {
-    return file ? readWordSpaces(readFile(*file), *file) : wordsNow(options);
+    // All words of both spaces, each in a line of its own, are half of that.
+    constexpr std::size_t megabytes = 4;
+    return file ? readWordSpaces(readFile(*file, megabytes), *file) : wordsNow(options);
 }
 
 void requireFittingField(const Display& display,

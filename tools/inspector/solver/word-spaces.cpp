@@ -30,6 +30,9 @@ public:
                     fail(space.keyBegin, "neither \"holding\" nor \"input\"");
                 readSpace(space, space.key == "input" ? input : holding);
             }
+            if (const auto rest = m_text.find_first_not_of(" \t\r\n", root.end);
+                rest != m_text.npos)
+                fail(rest, "text behind the words");
         } catch (const JsonFault& fault) {
             fail(fault.offset, fault.reason);
         }
