@@ -20,7 +20,6 @@ using vxModel::ModbusDataType;
 using vxModel::ModbusFieldType;
 using vxModel::ModbusRegister;
 
-constexpr std::size_t fieldTypes = static_cast<std::size_t>(ModbusFieldType::tariffEnabled) + 1;
 constexpr std::size_t dataTypes = static_cast<std::size_t>(ModbusDataType::dateTime) + 1;
 constexpr double wattSecondsPerKilowattHour = 3600000;
 

@@ -2,12 +2,17 @@
 
 #include "model/modbus.h"
 
+#include <cstddef>
 #include <string>
 
 // What the daemon makes of a register, found by trying: its own code is given a record and asked
 // what became of it. So nothing here can differ from what it does.
 
 namespace inspector {
+
+/// How many field types there are; they count from 0.
+constexpr std::size_t fieldTypes =
+    static_cast<std::size_t>(vxModel::ModbusFieldType::tariffEnabled) + 1;
 
 /// Lets the daemon's code log nothing. Standard error is for the person at the terminal.
 void silenceDaemon();

@@ -4,8 +4,7 @@
 #include "inspector/map/checks.h"
 #include "vx/enum.h"
 
-#include <algorithm>
-#include <map>
+#include <array>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -22,32 +21,36 @@ public:
     ModelCheck(const Placed<vxModel::ElectricityMeterConfig>& model, const Reporter& report)
         : m_registers(model.value.registers),
           m_path(pointerTo(model.path, "registers")),
-          m_report(report) {
-        for (std::size_t i = 0; i < m_registers.size(); ++i) {
-            const ModbusRegister& x = m_registers[i];
-            if (x.fieldType == ModbusFieldType::serial)
-                m_serials.push_back(i);
-            // One without effect disturbs no other.
-            if (hasEffect(x.modbusDataType, x.fieldType))
-                m_indexes[x.fieldType].push_back(i);
-        }
-    }
+          m_report(report) {}
 
-    void check(bool needsSerial) const {
-        if (m_serials.empty())
-            noSerial();
-        if (!needsSerial)
-            std::for_each(m_serials.begin(), m_serials.end(), [&](auto i) { neverRead(i); });
-        for (const auto& [fieldType, indexes] : m_indexes) {
-            if (fieldType == ModbusFieldType::serial && !needsSerial)
-                continue;
-            for (std::size_t i = 1; i < indexes.size(); ++i)
-                fieldTwice(fieldType, indexes[i - 1], indexes[i]);
+    void check(bool needsSerial) {
+        bool hasSerial = false;
+        for (std::size_t i = 0; i < m_registers.size(); ++i) {
+            const bool isSerial = m_registers[i].fieldType == ModbusFieldType::serial;
+            hasSerial = hasSerial || isSerial;
+            if (isSerial && !needsSerial)
+                neverRead(i);
+            else
+                checkOthers(i);
         }
+        if (!hasSerial)
+            noSerial();
         checkPowers();
     }
 
 private:
+    /// Whether one ahead of it has the same field.
+    void checkOthers(std::size_t index) {
+        const ModbusRegister& x = m_registers[index];
+        // One without effect disturbs no other.
+        if (!hasEffect(x.modbusDataType, x.fieldType))
+            return;
+        std::size_t& last = m_last.at(static_cast<std::size_t>(x.fieldType));
+        if (last != 0)
+            fieldTwice(x.fieldType, last - 1, index);
+        last = index + 1;
+    }
+
     void noSerial() const {
         m_report("no-serial-register", Severity::error, m_path,
                  "The daemon never sends anything of this model's meters, whatever serial the "
@@ -83,19 +86,19 @@ private:
     }
 
     void checkPowers() const {
-        const auto imports = m_indexes.find(ModbusFieldType::powerImport);
-        const auto exports = m_indexes.find(ModbusFieldType::powerExport);
-        if (exports == m_indexes.end())
+        const std::size_t imports = m_last[static_cast<std::size_t>(ModbusFieldType::powerImport)];
+        const std::size_t exports = m_last[static_cast<std::size_t>(ModbusFieldType::powerExport)];
+        if (exports == 0)
             return;
-        const std::size_t lastExport = exports->second.back();
-        if (imports == m_indexes.end()) {
+        const std::size_t lastExport = exports - 1;
+        if (imports == 0) {
             m_report("export-alone", Severity::hint, fieldPath(lastExport),
                      "The daemon sends this power as production with its sign as it is, and after "
                      "a failed read as none, as it carries nothing over.",
                      "If the meter has one signed power, make it \"powerImport\".");
             return;
         }
-        const std::size_t lastImport = imports->second.back();
+        const std::size_t lastImport = imports - 1;
         if (lastImport < lastExport && canBeNegative(m_registers[lastImport])) {
             m_report(
                 "import-and-export", Severity::hint, fieldPath(lastExport),
@@ -128,8 +131,8 @@ private:
     const std::vector<ModbusRegister>& m_registers;
     std::string m_path;
     const Reporter& m_report;
-    std::vector<std::size_t> m_serials = {};
-    std::map<ModbusFieldType, std::vector<std::size_t>> m_indexes;
+    /// One more than the index of the last register of each field; 0 if there is none.
+    std::array<std::size_t, fieldTypes> m_last = {};
 };
 
 } // namespace
