@@ -6,6 +6,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <concepts>
 #include <cstdio>
@@ -51,7 +52,9 @@ public:
     void null() { m_writer.Null(); }
     /// An object that is JSON already.
     void object(std::string_view json) {
-        m_writer.RawValue(json.data(), json.size(), rapidjson::kObjectType);
+        // An empty one, as the writer copies character by character.
+        m_writer.RawValue("", 0, rapidjson::kObjectType);
+        std::copy(json.begin(), json.end(), m_text.Push(json.size()));
     }
 
     template <class T>
