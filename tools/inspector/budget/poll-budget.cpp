@@ -63,17 +63,15 @@ PollBudget budgetOf(const Installation& installation) {
     PollBudget budget{.requests = requestsOfPoll * secondsOfRequest,
                       .closing = closingSecond,
                       .isLineAssumed = timing.isAssumed()};
-    const Installation::Models models = installation.models.value_or(Installation::Models());
-    const Installation::Meters meters = installation.meters.value_or(Installation::Meters());
     std::unordered_map<std::string, std::vector<const vxModel::ElectricityMeterConfig*>> byId;
-    for (const auto& [model, path] : models) {
+    for (const auto& [model, path] : modelsOf(installation)) {
         byId[model.id].push_back(&model);
         budget.models.push_back(
             {model.id, model.registers.size(), readOf(model, false, timing).seconds()});
     }
     std::stable_sort(budget.models.begin(), budget.models.end(),
                      [](const auto& a, const auto& b) { return a.registers > b.registers; });
-    for (const auto& [meter, path] : meters) {
+    for (const auto& [meter, path] : metersOf(installation)) {
         for (const auto* model : byId[meter.configId]) {
             const bool hasListedSerial = serials.listed(meter.slaveAddress) != nullptr;
             const Read read = readOf(*model, hasListedSerial, timing);

@@ -172,6 +172,16 @@ std::optional<Placed<T>> readRecord(const Document& document, Findings& findings
 
 } // namespace
 
+const Installation::Models& modelsOf(const Installation& installation) {
+    static const Installation::Models none;
+    return installation.models ? *installation.models : none;
+}
+
+const Installation::Meters& metersOf(const Installation& installation) {
+    static const Installation::Meters none;
+    return installation.meters ? *installation.meters : none;
+}
+
 bool isTcp(const Installation& installation) {
     return installation.config && !installation.config->value.modbusTCPServer.empty();
 }

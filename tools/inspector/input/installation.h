@@ -33,6 +33,10 @@ struct Installation {
     std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
 };
 
+/// Those that are there.
+const Installation::Models& modelsOf(const Installation& installation);
+const Installation::Meters& metersOf(const Installation& installation);
+
 /// Whether the daemon reaches the meters over TCP instead of the serial line.
 bool isTcp(const Installation& installation);
 

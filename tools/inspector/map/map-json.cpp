@@ -63,10 +63,9 @@ private:
 };
 
 void writeModels(JsonOutput& output, const Installation& installation) {
-    static const Installation::Models none;
     RegisterWriter registers(output);
     output.beginList();
-    for (const auto& [model, path] : installation.models ? *installation.models : none) {
+    for (const auto& [model, path] : modelsOf(installation)) {
         output.beginObject();
         output.member("id", model.id);
         output.key("registers");

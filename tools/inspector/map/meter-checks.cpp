@@ -49,7 +49,7 @@ public:
         : m_meters(*installation.meters),
           m_hasModels(installation.models.has_value()),
           m_idsOfBroken(installation.idsOfBrokenModels),
-          m_models(factsById(installation.models.value_or(Installation::Models()))),
+          m_models(factsById(modelsOf(installation))),
           m_serials(installation),
           m_report(report),
           m_isTcp(isTcp(installation)) {}
