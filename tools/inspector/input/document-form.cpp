@@ -13,6 +13,9 @@ bool hasKey(const Shape* shape, std::string_view key) {
                        [&](const Shape::Field& field) { return field.key == key; });
 }
 
+/// Deeper than the daemon's parser goes: of such a text nothing is taken, whatever its form.
+constexpr int deepestLookedAt = 64;
+
 /// Ends the reading as soon as the form is known.
 class FormReader : public JsonPlaces {
 public:
@@ -33,13 +36,10 @@ public:
     bool Double(double) const { return m_depth > 0; }
     bool RawNumber(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
     bool String(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
-    bool StartObject() {
-        ++m_depth;
-        return true;
-    }
+    bool StartObject() { return m_depth++ < deepestLookedAt; }
     bool StartArray() {
         if (m_depth++ > 0)
-            return true;
+            return m_depth <= deepestLookedAt;
         if (m_kind.content->kind == Shape::Kind::list)
             form = Form::content;
         return false;

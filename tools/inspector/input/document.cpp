@@ -18,8 +18,6 @@
 namespace inspector {
 namespace {
 
-/// How deep the daemon's parser goes.
-constexpr std::size_t deepest = JSON_TOKENER_DEFAULT_DEPTH - 1;
 constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
 /// Where the daemon's parser gives up.
@@ -163,8 +161,6 @@ TextWalk Document::walkThrough(Letter letter) {
 void Document::open() {
     try {
         TextWalk walk = walkThrough(Letter::ofJson);
-        if (walk.depth > deepest)
-            throw JsonFault{"Nested too deep", 0};
         // It takes a null that has no blank beside it alone.
         if (walk.rootKind == JsonNode::Kind::null && m_text != "null")
             throw JsonFault{"A null with blanks", 0};

@@ -6,7 +6,6 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -21,16 +20,21 @@ public:
 
 protected:
     std::size_t nextBegin() const {
-        return std::min(m_text.find_first_not_of(" \t\r\n,:", m_lastEnd), m_text.size());
+        // Called for each value, and there is mostly one blank.
+        const auto isBetween = [](char c) {
+            return c == ' ' || c == ',' || c == ':' || c == '\n' || c == '\r' || c == '\t';
+        };
+        std::size_t begin = m_lastEnd;
+        while (begin < m_text.size() && isBetween(m_text[begin]))
+            ++begin;
+        return begin;
     }
     /// The daemon's parser takes no more of a key or a name.
     static std::string_view upToNul(const char* text, rapidjson::SizeType size) {
         return std::string_view(text, size).substr(0, std::string_view(text, size).find('\0'));
     }
-    /// Behind the value or key that is told of.
+    /// Behind the value, key or bracket that is told of.
     std::size_t takeEnd() { return m_lastEnd = m_offset + m_stream.Tell(); }
-    /// The reader tells of brackets ahead of taking them.
-    std::size_t takeBracketEnd() { return m_lastEnd = m_offset + m_stream.Tell() + 1; }
 
 private:
     std::string_view m_text;
@@ -41,13 +45,14 @@ private:
 
 /// Reads the value between two offsets of @p text by the letter of RFC 8259; what stands behind it
 /// is left alone, and so is by @p moreFlags what they allow. `Handler` gets the text, the stream,
-/// the offset and @p arguments. Throws `JsonFault`.
+/// the offset and @p arguments, and ends what nests too deep: the reader goes into it by recursion.
+/// Throws `JsonFault`.
 template <class Handler, unsigned moreFlags = 0, class... Arguments>
 Handler readJson(std::string_view text, std::size_t begin, std::size_t end,
                  Arguments&&... arguments) {
-    // Without recursion, however deep a text nests. Numbers stay texts: the daemon reads them.
-    constexpr unsigned flags = rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseIterativeFlag |
-                               rapidjson::kParseNumbersAsStringsFlag | moreFlags;
+    // Numbers stay texts: the daemon reads them.
+    constexpr unsigned flags =
+        rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseNumbersAsStringsFlag | moreFlags;
     rapidjson::MemoryStream stream(text.data() + begin, end - begin);
     Handler handler(text, stream, begin, arguments...);
     rapidjson::Reader reader;

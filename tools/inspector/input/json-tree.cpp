@@ -61,14 +61,14 @@ private:
         if (m_open.size() == deepestTree)
             throw JsonFault{"It is nested too deep.", nextBegin()};
         m_open.push_back(begun(kind));
-        takeBracketEnd();
+        takeEnd();
         return true;
     }
 
     bool close() {
         JsonNode node = std::move(m_open.back());
         m_open.pop_back();
-        node.end = takeBracketEnd();
+        node.end = takeEnd();
         add(std::move(node));
         return true;
     }

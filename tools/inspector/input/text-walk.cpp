@@ -5,6 +5,8 @@
 #include "inspector/input/remarks.h"
 #include "model/modbus.h"
 
+#include <json-c/json_tokener.h>
+
 #include <algorithm>
 #include <string>
 #include <utility>
@@ -13,6 +15,9 @@ namespace inspector {
 namespace {
 
 using Kind = JsonNode::Kind;
+
+/// How deep the daemon's parser goes.
+constexpr std::size_t deepest = JSON_TOKENER_DEFAULT_DEPTH - 1;
 
 /// Goes through text and shape side by side.
 class Walker : public JsonPlaces {
@@ -97,6 +102,8 @@ private:
     }
 
     bool open(Kind kind) {
+        if (m_frames.size() == deepest)
+            throw JsonFault{"Nested too deep", 0};
         const Shape* shape = nextShape();
         Frame frame{kind, shape, nextBegin(), isContentNext()};
         if (kind == Kind::list && shape != nullptr && shape->kind == Shape::Kind::list)
@@ -104,14 +111,13 @@ private:
         if (frame.isContent)
             walk.content = TextWalk::Content{.kind = kind};
         m_frames.push_back(std::move(frame));
-        walk.depth = std::max(walk.depth, m_frames.size());
-        takeBracketEnd();
+        takeEnd();
         return true;
     }
 
     bool close() {
         checkField(m_frames.back());
-        const std::size_t end = takeBracketEnd();
+        const std::size_t end = takeEnd();
         const Frame frame = std::move(m_frames.back());
         m_frames.pop_back();
         tell(frame.kind, frame.isContent, {frame.begin, end});

@@ -32,8 +32,6 @@ struct TextWalk {
     std::optional<Content> content = std::nullopt;
     JsonNode::Kind rootKind = JsonNode::Kind::null;
     TextRange root = {};
-    /// How deep lists and objects stand in one another, 0 for a single value.
-    std::size_t depth = 0;
     /// Keys, names and numbers that it takes otherwise than they look.
     Findings findings = {};
 };
@@ -46,7 +44,8 @@ enum class Letter {
 };
 
 /// Walks through the first value of @p text by the letter of RFC 8259. @p shape is that of the
-/// whole value. Throws `JsonFault`.
+/// whole value. Throws `JsonFault`, also for a text that nests deeper than the daemon's parser
+/// goes.
 TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
                   std::string_view document, Letter letter);
 
