@@ -3,15 +3,13 @@
 #include "inspector/daemon/shape.h"
 #include "inspector/input/failures.h"
 #include "inspector/input/pointer.h"
+#include "inspector/output/in-pieces.h"
 #include "vx/json.h"
 #include "vx/record.h"
 
-#include <algorithm>
-#include <future>
 #include <iterator>
 #include <memory>
 #include <string_view>
-#include <thread>
 
 namespace inspector {
 namespace {
@@ -108,30 +106,23 @@ std::vector<Placed<T>> readRange(const Document& document, const TextWalk::Conte
 template <class T>
 std::vector<Placed<T>> readList(const Document& document, const TextWalk::Content& list,
                                 Findings& findings) {
-    constexpr std::size_t leastOfOne = 100;
-    const std::size_t size = list.elements.size();
-    const std::size_t parts =
-        std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 1 + size / leastOfOne);
-    struct Part {
+    struct Piece {
         std::vector<Placed<T>> values;
         Findings findings;
     };
-    std::vector<std::future<Part>> futures;
-    for (std::size_t i = 0; i < parts; ++i) {
-        // One part by this thread itself, when it asks for it.
-        futures.push_back(std::async(i == 0 ? std::launch::deferred : std::launch::async, [&, i] {
-            Part part;
-            part.values = readRange<T>(document, list, size * i / parts, size * (i + 1) / parts,
-                                       part.findings);
-            return part;
-        }));
-    }
     std::vector<Placed<T>> result;
-    for (auto& future : futures) {
-        Part part = future.get();
-        std::move(part.values.begin(), part.values.end(), std::back_inserter(result));
-        std::move(part.findings.begin(), part.findings.end(), std::back_inserter(findings));
-    }
+    const auto read = [&](std::size_t from, std::size_t to) {
+        Piece piece;
+        piece.values = readRange<T>(document, list, from, to, piece.findings);
+        return piece;
+    };
+    const auto take = [&](Piece piece) {
+        std::move(piece.values.begin(), piece.values.end(), std::back_inserter(result));
+        std::move(piece.findings.begin(), piece.findings.end(), std::back_inserter(findings));
+    };
+    constexpr std::size_t sizeOfPiece = 100;
+    result.reserve(list.elements.size());
+    inPieces(list.elements.size(), sizeOfPiece, read, take);
     return result;
 }
 

@@ -1,12 +1,14 @@
 #include "inspector/map/map-report.h"
 
 #include "inspector/daemon/register-row.h"
+#include "inspector/output/in-pieces.h"
 #include "inspector/output/safe-text.h"
 #include "inspector/output/text-table.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -24,6 +26,17 @@ std::string formatted(const char* format, auto... values) {
 /// As in the message, which has no other word for what isn't finite.
 std::string significant(double number) {
     return std::isfinite(number) ? formatted("%.6g", number) : "null";
+}
+
+/// In four digits. There are many addresses.
+std::string inHexadecimal(std::uint16_t address) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    return {'0',
+            'x',
+            digits[address >> 12],
+            digits[address >> 8 & 0xF],
+            digits[address >> 4 & 0xF],
+            digits[address & 0xF]};
 }
 
 /// What a table shows of a register but its address.
@@ -79,8 +92,8 @@ public:
             // The pair of powers is carried as one, whatever this poll read of the other.
             const bool carriesExport = hasExport && !row.facts->memberOfNegative.empty();
             table.add({row.isInput ? "input" : "holding", cells.function, std::to_string(x.address),
-                       formatted("0x%04X", x.address), cells.words, row.dataType, row.scale,
-                       cells.member, cells.unit, cells.largest, cells.step,
+                       inHexadecimal(x.address), cells.words, row.dataType, row.scale, cells.member,
+                       cells.unit, cells.largest, cells.step,
                        carriesExport && row.isUsed ? "as before, export too" : cells.unread});
         }
         return table;
@@ -96,12 +109,12 @@ private:
     std::unordered_map<const RegisterRow*, Cells> m_cells;
 };
 
-std::string headOf(const vxModel::ElectricityMeterConfig& model) {
+std::string headOf(const Terminal& terminal, const vxModel::ElectricityMeterConfig& model) {
     std::string head = "Model " + quoted(model.id);
     for (const std::string* text : {&model.displayName, &model.manufacturer, &model.model})
         if (!text->empty())
             head += ", " + *text;
-    return head;
+    return terminal.bold(shownText(head)) + "\n";
 }
 
 void printFinding(Terminal& terminal, const Finding& finding) {
@@ -125,12 +138,18 @@ std::string seconds(double number) {
 void printModels(Terminal& terminal, const Installation& installation) {
     if (!installation.models)
         return;
-    RegisterTables tables;
-    for (const auto& [model, path] : *installation.models) {
-        terminal.line(terminal.bold(headOf(model)));
-        tables.of(model).print(terminal, 2);
-        terminal.line();
-    }
+    const Installation::Models& models = *installation.models;
+    const auto textOf = [&](std::size_t from, std::size_t to) {
+        RegisterTables tables;
+        std::string text;
+        for (std::size_t i = from; i < to; ++i)
+            text += headOf(terminal, models[i].value) +
+                    tables.of(models[i].value).text(terminal, 2) + "\n";
+        return text;
+    };
+    constexpr std::size_t sizeOfPiece = 50;
+    inPieces(models.size(), sizeOfPiece, textOf,
+             [&](const std::string& text) { terminal.write(text); });
 }
 
 void printFindings(Terminal& terminal, const Findings& findings) {

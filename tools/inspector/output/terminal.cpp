@@ -38,8 +38,8 @@ Terminal::Terminal(std::FILE* file) : m_file(file) {
         m_width = std::max<std::size_t>(size.ws_col, narrowest);
 }
 
-void Terminal::write(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), m_file);
+void Terminal::write(std::string_view shown) {
+    std::fwrite(shown.data(), 1, shown.size(), m_file);
 }
 
 void Terminal::line(std::string_view text) {

@@ -18,6 +18,8 @@ public:
     /// In characters; no text is cut or wrapped for a file or a pipe.
     std::size_t width() const { return m_width; }
     void line(std::string_view text = {});
+    /// What `shownText` and the styles of this terminal have passed already.
+    void write(std::string_view shown);
     /// Breaks lines at blanks; those behind the first one begin at the same column.
     void paragraph(std::string_view text, std::size_t indent);
 
@@ -25,7 +27,6 @@ public:
     std::string coloured(Severity severity, std::string_view text) const;
 
 private:
-    void write(std::string_view text);
     std::string shown(std::string_view text) const;
     std::string styled(std::string_view style, std::string_view text) const;
 

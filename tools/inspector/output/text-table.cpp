@@ -72,29 +72,29 @@ std::vector<std::size_t> TextTable::shownColumns(std::size_t room) const {
 }
 
 void TextTable::print(Terminal& terminal, std::size_t indent) const {
-    const std::vector<std::size_t> shown =
+    terminal.write(text(terminal, indent));
+}
+
+std::string TextTable::text(const Terminal& terminal, std::size_t indent) const {
+    const std::vector<std::size_t> columns =
         shownColumns(terminal.width() - std::min(indent, terminal.width()));
-    std::string line;
-    const auto begin = [&] { line.assign(indent, ' '); };
-    const auto add = [&](std::size_t column, std::string_view text, std::size_t length) {
-        appendCell(line, text, m_widths[column] - length, m_columns[column].side);
-    };
-    const auto end = [&] { line.erase(line.find_last_not_of(' ') + 1); };
-    begin();
-    for (const std::size_t i : shown)
-        add(i, m_columns[i].title, lengthOf(m_columns[i].title));
-    end();
-    terminal.line(terminal.bold(line));
+    std::string head(indent, ' ');
+    for (const std::size_t i : columns)
+        appendCell(head, m_columns[i].title, m_widths[i] - lengthOf(m_columns[i].title),
+                   m_columns[i].side);
+    std::string all = terminal.bold(head.erase(head.find_last_not_of(' ') + 1)) + "\n";
     for (std::size_t row = 0; row < m_cells.size(); row += m_columns.size()) {
-        begin();
-        for (const std::size_t i : shown) {
+        all.append(indent, ' ');
+        for (const std::size_t i : columns) {
             const std::size_t at = row + i == 0 ? 0 : m_cells[row + i - 1].end;
             const Cell& cell = m_cells[row + i];
-            add(i, std::string_view(m_text).substr(at, cell.end - at), cell.length);
+            appendCell(all, std::string_view(m_text).substr(at, cell.end - at),
+                       m_widths[i] - cell.length, m_columns[i].side);
         }
-        end();
-        terminal.line(line);
+        all.erase(all.find_last_not_of(' ') + 1);
+        all += '\n';
     }
+    return all;
 }
 
 } // namespace inspector

@@ -26,6 +26,8 @@ public:
     /// As many texts as there are columns.
     void add(std::initializer_list<std::string_view> row);
     void print(Terminal& terminal, std::size_t indent) const;
+    /// What that writes.
+    std::string text(const Terminal& terminal, std::size_t indent) const;
 
 private:
     struct Cell {
