@@ -1,6 +1,7 @@
 #include "drawn-meter.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/solver/matching.h"
 #include "vx/str.h"
 
 #include <algorithm>
@@ -33,21 +34,44 @@ bool hasSign(ModbusDataType type) {
            type == ModbusDataType::float32;
 }
 
+/// As many as show each step of the meter.
+int decimalsOf(float scale) {
+    return std::max(0, static_cast<int>(std::ceil(-std::log10(static_cast<double>(scale)) - 1e-6)));
+}
+
+/// The largest number of a home under a scale, if the type has it.
+double mostOf(ModbusDataType type, double scale) {
+    constexpr double kilowattHoursOrWatts = 200000;
+    const double most = std::max(kilowattHoursOrWatts / std::abs(scale), 2.0);
+    switch (type) {
+    case ModbusDataType::uint16:
+        return std::min(most, 60000.0);
+    case ModbusDataType::int32:
+        return std::min(most, 2e9);
+    case ModbusDataType::uint32:
+        return std::min(most, 4e9);
+    default:
+        return most;
+    }
+}
+
 } // namespace
 
 std::vector<EntryKind> entryKinds() {
     std::vector<EntryKind> kinds = {{ModbusFieldType::serial, ModbusDataType::ascii, 1, 0},
                                     {ModbusFieldType::serial, ModbusDataType::uint32, 1, 0}};
-    const std::pair<float, int> scales[] = {
-        {0.001F, 3}, {0.01F, 2},   {0.1F, 1},        {1.0F, 0}, {10.0F, 0},
-        {100.0F, 0}, {1000.0F, 0}, {1.0F / 3600, 3}, {0.5F, 1}, {1.0F / 3.6F, 2}};
     for (int field = static_cast<int>(ModbusFieldType::powerImport);
          field <= static_cast<int>(ModbusFieldType::energyExportTariff6); ++field)
         for (const auto type :
              {ModbusDataType::uint16, ModbusDataType::int32, ModbusDataType::uint32,
               ModbusDataType::int64, ModbusDataType::uint64, ModbusDataType::float32})
-            for (const auto& [scale, decimals] : scales)
-                kinds.push_back({static_cast<ModbusFieldType>(field), type, scale, decimals});
+            for (const float scale : usualScales) {
+                kinds.push_back(
+                    {static_cast<ModbusFieldType>(field), type, scale, decimalsOf(scale)});
+                if (hasSign(type))
+                    kinds.push_back(
+                        {static_cast<ModbusFieldType>(field), type, -scale, decimalsOf(scale)});
+            }
     return kinds;
 }
 
@@ -92,11 +116,10 @@ void DrawnMeter::drawNumber(int decimals) {
     m_unit = unit.name;
     m_factor = unit.factor;
     m_decimals = std::max(decimals + unit.moreDecimals, 0);
-    // A counter of a home, or the power of one.
-    const double most = entry.modbusDataType == ModbusDataType::uint16
-                            ? 60000
-                            : 200000 / static_cast<double>(entry.scaleValue);
-    m_size = std::uniform_real_distribution(1.0, std::max(most, 2.0))(m_random);
+    const double most = mostOf(entry.modbusDataType, static_cast<double>(entry.scaleValue));
+    // What shows fewer than three digits, many words show.
+    const double least = std::max(1.0, 100 * stepOfDisplay());
+    m_size = std::uniform_real_distribution(least, most)(m_random);
     if (entry.modbusDataType != ModbusDataType::float32)
         m_size = std::floor(m_size);
     m_isNegative = hasSign(entry.modbusDataType) && draw(0, 3) == 0;
@@ -149,9 +172,13 @@ WordSpaces DrawnMeter::words() const {
     return spaces;
 }
 
+/// Of its last digit, in the meter's number.
+double DrawnMeter::stepOfDisplay() const {
+    return std::pow(10.0, -m_decimals) / m_factor / std::abs(static_cast<double>(entry.scaleValue));
+}
+
 void DrawnMeter::moveOn() {
-    const double displayStep = std::pow(10.0, -m_decimals) / m_factor;
-    const double step = std::max(20 * displayStep / static_cast<double>(entry.scaleValue), 3.0);
+    const double step = std::max(20 * stepOfDisplay(), 3.0);
     m_size += std::floor(step + std::uniform_real_distribution(0.0, step)(m_random));
     drawOthers(2);
 }

@@ -20,7 +20,7 @@ struct EntryKind {
 };
 
 /// Every field that a display shows, with every type that the daemon decodes for it and every
-/// scale.
+/// scale that the solver tries.
 std::vector<EntryKind> entryKinds();
 
 /// A register whose words stand among random ones, and what the display shows of it as time passes.
@@ -43,6 +43,7 @@ private:
     void drawNumber(int decimals);
     void drawOthers(int oneOf);
     std::vector<std::uint16_t> ownWords() const;
+    double stepOfDisplay() const;
 
     std::mt19937& m_random;
     std::size_t m_place = 0;

@@ -10,11 +10,6 @@ namespace {
 
 using vxModel::ModbusDataType;
 
-constexpr float usualScales[] = {
-    1.0F,   0.1F,    0.01F,    0.001F,      0.0001F,        0.00001F,    0.000001F, 10.0F,
-    100.0F, 1000.0F, 10000.0F, 1.0F / 3600, 1.0F / 3600000, 1.0F / 3.6F, 1.0F / 60, 0.5F,
-    0.05F,  0.005F,  0.2F,     0.02F,       0.002F,         0.25F,       0.025F};
-
 bool isFloat(ModbusDataType type) {
     return type == ModbusDataType::float32;
 }

@@ -3,6 +3,7 @@
 #include "inspector/solver/reading.h"
 #include "model/modbus.h"
 
+#include <array>
 #include <functional>
 #include <optional>
 #include <span>
@@ -18,9 +19,15 @@ struct Match {
     double plausibility = 0;
 };
 
-/// Finds the scales between the numbers of a register and what the display shows, each time. Tries
-/// those that meters use: powers of ten, halves and fifths of them, and what takes seconds or
+/// Scales that meters use: powers of ten, halves and fifths of them, and what takes seconds or
 /// megajoules to hours.
+inline constexpr std::array usualScales = {
+    1.0F,   0.1F,    0.01F,    0.001F,      0.0001F,        0.00001F,    0.000001F, 10.0F,
+    100.0F, 1000.0F, 10000.0F, 1.0F / 3600, 1.0F / 3600000, 1.0F / 3.6F, 1.0F / 60, 0.5F,
+    0.05F,  0.005F,  0.2F,     0.02F,       0.002F,         0.25F,       0.025F};
+
+/// Finds the scales between the numbers of a register and what the display shows, each time. Tries
+/// those that meters use, also turned where the type has a sign.
 class Matching {
 public:
     explicit Matching(const Readings& readings);
