@@ -1,90 +1,7 @@
-#include "inspector/home/home-model.h"
-
-#include "inspector/log/text-fields.h"
-#include "vx/date-time.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "written-log.h"
 
 using namespace inspector;
-using testing::ElementsAre;
 using vxModel::ModbusFieldType;
-
-namespace {
-
-constexpr Moment start = 1794623049000;
-
-std::string utc(Moment time) {
-    return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
-}
-
-/// Writes a log line by line, as the daemon does.
-class Log {
-public:
-    explicit Log(HomeModel& model) : m_model(model) {}
-
-    Log& at(Moment time) {
-        m_time = start + time;
-        return *this;
-    }
-    Log& process(int thread) {
-        m_thread = thread;
-        return *this;
-    }
-    Log& plain(const std::string& text) {
-        m_model.add(parseLine(text));
-        return *this;
-    }
-    Log& line(const std::string& head, const std::string& text) {
-        std::string time = utc(m_time);
-        time.replace(time.size() - 1, 1, "+00:00");
-        return plain("[" + time + "] " + std::to_string(m_thread) + " " + head + " " + text);
-    }
-    Log& serial(const std::string& text) {
-        return line("NOTIC modbusSerial", text + " toolkit.cpp:1");
-    }
-    Log& tick() { return line("NOTIC modbusreaderMain", "callback ec:Success main.cpp:64"); }
-    Log& begin(int slaveAddress) {
-        return serial("Reading meter now slaveAddress:" + std::to_string(slaveAddress));
-    }
-    Log& failure(const std::string& words, const std::string& record) {
-        return line("WARN  modbusSerial",
-                    "Could not read register strerror((*__errno_location ())):" + words +
-                        " aRegister:{" + record + "} toolkit.cpp:345");
-    }
-    /// A message that the service takes, of a read that began at the time.
-    Log& message(int slaveAddress, Moment began, const std::string& values = "") {
-        const std::string text = R"({"id":"S-)" + std::to_string(slaveAddress) +
-                                 R"(","slaveAddress":)" + std::to_string(slaveAddress) +
-                                 R"(,"meteringType":"modbus","lastChanged":")" +
-                                 utc(start + began) + "\"" + values + "}";
-        plain("=================================");
-        line("NOTIC modbusreaderSocketWriter",
-             "Writing  m_buffer:" + text + " socket-writer.cpp:41");
-        const std::string size = std::to_string(text.size());
-        return line("NOTIC modbusreaderSocketWriter", "TRANSFERRED  self->m_buffer.size():" + size +
-                                                          " size:" + size +
-                                                          " socket-writer.cpp:47");
-    }
-
-private:
-    HomeModel& m_model;
-    Moment m_time = start;
-    int m_thread = 412;
-};
-
-struct HomeModelTest : testing::Test {
-    HomeModel model;
-    Log log{model};
-    const Home& home = model.home();
-};
-
-const std::string powerRegister =
-    R"("address":10,"fieldType":powerImport,"modbusDataType":uint16,"length":1,"registerType":input)";
-const std::string serialRegister = R"("address":70,"fieldType":serial,"modbusDataType":ascii)";
-constexpr const char* timedOut = "Connection timed out";
-
-} // namespace
 
 TEST_F(HomeModelTest, ofNoLinesKnowsNothing) {
     EXPECT_EQ(home.lines, 0U);
@@ -179,35 +96,6 @@ TEST_F(HomeModelTest, countsTheLongestRunOfAFailureInPolls) {
     EXPECT_EQ(home.meters[0].goodPolls, 2U);
 }
 
-TEST_F(HomeModelTest, countsARestartAndItsTime) {
-    log.tick().at(60000).process(413).line("NOTIC modbusreaderMain",
-                                           "Starting modbus Reader main.cpp:74");
-    EXPECT_EQ(home.processes, 2U);
-    EXPECT_EQ(home.restarts.count, 1U);
-    EXPECT_EQ(home.restarts.first, start + 60000);
-    EXPECT_EQ(home.starts.count, 1U);
-    EXPECT_EQ(home.mixed, 0U);
-}
-
-TEST_F(HomeModelTest, tellsTwoDaemonsInOneLogFromARestart) {
-    for (int i = 0; i < 3; ++i)
-        log.process(412).tick().process(413).tick();
-
-    EXPECT_EQ(home.processes, 2U);
-    EXPECT_EQ(home.mixed, 4U);
-}
-
-TEST_F(HomeModelTest, tellsGapsAndTimesThatJumpBack) {
-    log.message(1, -1000).at(2000).message(1, 1000).at(400000).message(1, 399000);
-    log.at(100000).message(1, 99000);
-
-    EXPECT_EQ(home.gaps, 1U);
-    ASSERT_EQ(home.firstGaps.size(), 1U);
-    EXPECT_EQ(home.firstGaps[0].from, start + 2000);
-    EXPECT_EQ(home.firstGaps[0].to, start + 400000);
-    EXPECT_EQ(home.timeJumps.count, 1U);
-}
-
 TEST_F(HomeModelTest, countsAMessageThatTheServiceTookInPartAsLost) {
     log.message(1, -1000).line(
         "NOTIC modbusreaderSocketWriter",
@@ -237,25 +125,6 @@ TEST_F(HomeModelTest, knowsWhoseMessageWasLostWhereReadingsShow) {
              "Could not connect ec:Connection refused self->m_endpoint.path():/run/x "
              "socket-writer.cpp:36");
     EXPECT_EQ(home.meters[0].lost, 1U);
-}
-
-TEST_F(HomeModelTest, takesNothingFromACutLineButItsTime) {
-    log.plain("[2026-11-14T03:24:09.123+01:00]   412 WARN  modbusSerial Could not read register "
-              "strerror((*__errno_location ())):Conn");
-    model.finish();
-
-    EXPECT_EQ(home.first, start + 123);
-    EXPECT_TRUE(home.unattributed.empty());
-}
-
-TEST_F(HomeModelTest, countsAFailedAssertionAndAnExceptionThatNothingCaught) {
-    log.tick();
-    log.plain("Assertion failed.  condition:x a.cpp:1  void f()");
-    log.plain("terminate called after throwing an instance of 'std::bad_alloc'");
-
-    EXPECT_EQ(home.assertions.count, 1U);
-    EXPECT_EQ(home.assertions.last, start);
-    EXPECT_EQ(home.terminations.count, 1U);
 }
 
 TEST_F(HomeModelTest, seesACounterRunBackwardsJumpAndStandStill) {
@@ -322,46 +191,4 @@ TEST_F(HomeModelTest, takesNamesFromTheListOfAttachedMeters) {
     EXPECT_EQ(home.meters[0].configId, "m");
     EXPECT_EQ(home.meters[0].slaveAddress, 7);
     EXPECT_TRUE(home.meters[0].isAttached);
-}
-
-TEST(Readings, areTheSameInAMessageAndInARecord) {
-    for (
-        const std::string text :
-        {R"({"id":"4\/0","slaveAddress":7,"meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z","tariffEnabled":true,"powerConsumed":1500.5,"t6EnergyProduced":3.5})",
-         R"({"id":4/0,"slaveAddress":7,"meteringType":modbus,"lastChanged":2026-11-14T03:24:08.123Z,"tariffEnabled":1,"powerConsumed":1500.5,"t6EnergyProduced":3.5})"}) {
-        const auto reading = readingOf(text);
-        ASSERT_TRUE(reading);
-        EXPECT_EQ(reading->id, "4/0");
-        EXPECT_EQ(reading->slaveAddress, 7);
-        EXPECT_EQ(reading->time, 1794626648123);
-        EXPECT_TRUE(reading->tariffEnabled);
-        EXPECT_EQ(reading->values[0], 1500.5);
-        EXPECT_EQ(reading->values[15], 3.5);
-    }
-    EXPECT_FALSE(readingOf("{}"));
-    EXPECT_FALSE(readingOf(R"({"slaveAddress":7})"));
-    EXPECT_FALSE(readingOf(R"({"slaveAddress":7,"lastChanged":"2026"})"));
-}
-
-TEST(LengthHistogram, tellsWhatAShareDoesNotExceed) {
-    LengthHistogram lengths;
-    EXPECT_EQ(lengths.quantile(0.5), std::nullopt);
-    for (int i = 1; i <= 100; ++i)
-        lengths.add(i);
-    EXPECT_EQ(lengths.quantile(0.5), 50);
-    EXPECT_EQ(lengths.quantile(0.95), 95);
-    EXPECT_EQ(lengths.quantile(1), 100);
-    lengths.add(1000000);
-    EXPECT_NEAR(static_cast<double>(*lengths.quantile(1)), 1000000, 1000);
-    EXPECT_EQ(lengths.longest(), 1000000);
-}
-
-TEST(TextFields, fitAPatternInWhichDotsStandForAnything) {
-    EXPECT_TRUE(fitsPattern("ec:x", "ec:…"));
-    EXPECT_TRUE(fitsPattern("a b c", "a…c"));
-    EXPECT_TRUE(fitsPattern("ab", "ab"));
-    EXPECT_FALSE(fitsPattern("abc", "ab"));
-    EXPECT_FALSE(fitsPattern("xec:x", "ec:…"));
-    EXPECT_TRUE(fitsPattern("a 1 b 2", "a … b …"));
-    EXPECT_FALSE(fitsPattern("a 1 c 2", "a … b …"));
 }

@@ -1,0 +1,49 @@
+#include "inspector/home/length-histogram.h"
+#include "inspector/home/readings.h"
+#include "inspector/log/text-fields.h"
+
+#include <gtest/gtest.h>
+
+using namespace inspector;
+
+TEST(Readings, areTheSameInAMessageAndInARecord) {
+    for (
+        const std::string text :
+        {R"({"id":"4\/0","slaveAddress":7,"meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z","tariffEnabled":true,"powerConsumed":1500.5,"t6EnergyProduced":3.5})",
+         R"({"id":4/0,"slaveAddress":7,"meteringType":modbus,"lastChanged":2026-11-14T03:24:08.123Z,"tariffEnabled":1,"powerConsumed":1500.5,"t6EnergyProduced":3.5})"}) {
+        const auto reading = readingOf(text);
+        ASSERT_TRUE(reading);
+        EXPECT_EQ(reading->id, "4/0");
+        EXPECT_EQ(reading->slaveAddress, 7);
+        EXPECT_EQ(reading->time, 1794626648123);
+        EXPECT_TRUE(reading->tariffEnabled);
+        EXPECT_EQ(reading->values[0], 1500.5);
+        EXPECT_EQ(reading->values[15], 3.5);
+    }
+    EXPECT_FALSE(readingOf("{}"));
+    EXPECT_FALSE(readingOf(R"({"slaveAddress":7})"));
+    EXPECT_FALSE(readingOf(R"({"slaveAddress":7,"lastChanged":"2026"})"));
+}
+
+TEST(LengthHistogram, tellsWhatAShareDoesNotExceed) {
+    LengthHistogram lengths;
+    EXPECT_EQ(lengths.quantile(0.5), std::nullopt);
+    for (int i = 1; i <= 100; ++i)
+        lengths.add(i);
+    EXPECT_EQ(lengths.quantile(0.5), 50);
+    EXPECT_EQ(lengths.quantile(0.95), 95);
+    EXPECT_EQ(lengths.quantile(1), 100);
+    lengths.add(1000000);
+    EXPECT_NEAR(static_cast<double>(*lengths.quantile(1)), 1000000, 1000);
+    EXPECT_EQ(lengths.longest(), 1000000);
+}
+
+TEST(TextFields, fitAPatternInWhichDotsStandForAnything) {
+    EXPECT_TRUE(fitsPattern("ec:x", "ec:…"));
+    EXPECT_TRUE(fitsPattern("a b c", "a…c"));
+    EXPECT_TRUE(fitsPattern("ab", "ab"));
+    EXPECT_FALSE(fitsPattern("abc", "ab"));
+    EXPECT_FALSE(fitsPattern("xec:x", "ec:…"));
+    EXPECT_TRUE(fitsPattern("a 1 b 2", "a … b …"));
+    EXPECT_FALSE(fitsPattern("a 1 c 2", "a … b …"));
+}
