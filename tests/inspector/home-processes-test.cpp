@@ -55,3 +55,64 @@ TEST_F(HomeProcessesTest, countsAFailedAssertionAndAnExceptionThatNothingCaught)
     EXPECT_EQ(home.assertions.last, start);
     EXPECT_EQ(home.terminations.count, 1U);
 }
+
+TEST_F(HomeProcessesTest, countsAStartOfTheSameThreadAsARestart) {
+    log.starts().tick().at(60000).starts().tick();
+    log.starts();
+
+    EXPECT_EQ(home.processes, 3U);
+    EXPECT_EQ(home.restarts.count, 2U);
+    EXPECT_EQ(home.restarts.first, start + 60000);
+    EXPECT_EQ(home.mixed, 0U);
+}
+
+TEST_F(HomeProcessesTest, takesAThreadWhoseNumberComesAgainAfterRebootsForANewProcess) {
+    Moment time = 0;
+    for (const int thread : {412, 415, 412, 415}) {
+        time += 3600000;
+        log.at(time).process(thread).tick().at(time + 1000).tick();
+    }
+
+    EXPECT_EQ(home.processes, 4U);
+    EXPECT_EQ(home.restarts.count, 3U);
+    EXPECT_EQ(home.mixed, 0U);
+}
+
+TEST_F(HomeProcessesTest, takesTheStartForTheFirstLineThoughTheLoggerSpokeAhead) {
+    log.line("DEBUG vxConf", "loaded conf.cpp:1").starts();
+
+    EXPECT_EQ(home.processes, 1U);
+    EXPECT_EQ(home.restarts.count, 0U);
+}
+
+TEST_F(HomeProcessesTest, keepsTheReadingsOfTheLastProcess) {
+    const auto power = [](int watts) { return ",\"powerConsumed\":" + std::to_string(watts); };
+    log.process(412).at(2000).message(1, 1000, power(10)).at(4000).message(1, 3000, power(20));
+    log.process(413).at(60000).message(1, 59000, power(30)).at(62000).message(1, 61000, power(40));
+    log.at(64000).message(1, 63000, power(50));
+    model.finish();
+
+    EXPECT_EQ(home.polls, 5U);
+    ASSERT_TRUE(home.meters[0].last);
+    EXPECT_EQ(home.meters[0].last->values[0], 50);
+    EXPECT_EQ(home.meters[0].lastGood, start + 63000);
+}
+
+TEST_F(HomeProcessesTest, takesTheReadingsOfALaterProcessThoughTheClockWasSetBack) {
+    log.process(412).at(90000000).message(1, 89999000).at(90002000).message(1, 90001000);
+    log.process(413).at(2000).message(1, 1000).at(4000).message(1, 3000);
+    model.finish();
+
+    EXPECT_EQ(home.meters[0].lastGood, start + 3000);
+}
+
+TEST_F(HomeProcessesTest, takesTheNewerReadingOfTwoDaemons) {
+    for (const int second : {2, 4, 6}) {
+        const Moment time = second * 1000;
+        log.process(412).at(time).message(1, time - 1000);
+        log.process(413).at(time + 600).message(1, time - 400);
+    }
+    model.finish();
+
+    EXPECT_EQ(home.meters[0].lastGood, start + 5600);
+}

@@ -41,6 +41,9 @@ public:
         return line("NOTIC modbusSerial", text + " toolkit.cpp:1");
     }
     WrittenLog& tick() { return line("NOTIC modbusreaderMain", "callback ec:Success main.cpp:64"); }
+    WrittenLog& starts() {
+        return line("NOTIC modbusreaderMain", "Starting modbus Reader main.cpp:74");
+    }
     WrittenLog& begin(int slaveAddress) {
         return serial("Reading meter now slaveAddress:" + std::to_string(slaveAddress));
     }

@@ -1,6 +1,7 @@
 #include "inspector/home/home-model.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace inspector {
 namespace {
@@ -41,22 +42,41 @@ void HomeModel::addOther(const Line& line) {
         home.terminations.add(time);
 }
 
+/// Whether the line is of another process than those of its thread so far: after a reboot the same
+/// numbers are given out again.
+bool HomeModel::isOfAnother(const ProcessModel& process, const Line& line) const {
+    if (ProcessModel::isStart(line))
+        return process.hasBegun();
+    return &process != &m_processes.front() &&
+           std::abs(line.time - process.lastTime()) > longestSilence;
+}
+
 ProcessModel& HomeModel::processOf(const Line& line) {
     const auto found =
         std::find_if(m_processes.begin(), m_processes.end(),
                      [&](const ProcessModel& x) { return x.thread() == line.thread; });
-    if (found == m_processes.begin() && found != m_processes.end())
-        return *found;
-    Home& home = m_meters.home();
-    if (found != m_processes.end()) {
-        ++home.mixed;
-        m_processes.splice(m_processes.begin(), m_processes, found);
-        return m_processes.front();
+    if (found == m_processes.end())
+        return addProcess(line);
+    if (isOfAnother(*found, line)) {
+        found->finish();
+        m_processes.erase(found);
+        return addProcess(line);
     }
-    ++home.processes;
-    if (!m_processes.empty())
+    if (found != m_processes.begin()) {
+        ++m_meters.home().mixed;
+        m_processes.splice(m_processes.begin(), m_processes, found);
+    }
+    return m_processes.front();
+}
+
+ProcessModel& HomeModel::addProcess(const Line& line) {
+    Home& home = m_meters.home();
+    if (home.processes++ > 0)
         home.restarts.add(line.time);
-    m_processes.emplace_front(m_meters, line.thread);
+    // The last poll of the one before is older than what comes now.
+    if (!m_processes.empty())
+        m_processes.front().finish();
+    m_processes.emplace_front(m_meters, line.thread, home.processes);
     if (m_processes.size() > mostProcesses) {
         m_processes.back().finish();
         m_processes.pop_back();
@@ -83,8 +103,8 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
 }
 
 void HomeModel::finish() {
-    for (ProcessModel& process : m_processes)
-        process.finish();
+    for (auto process = m_processes.rbegin(); process != m_processes.rend(); ++process)
+        process->finish();
     Home& home = m_meters.home();
     if (!home.polls || home.offers > 0)
         return;

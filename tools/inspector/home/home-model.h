@@ -25,7 +25,9 @@ public:
 
 private:
     void addOther(const Line& line);
+    bool isOfAnother(const ProcessModel& process, const Line& line) const;
     ProcessModel& processOf(const Line& line);
+    ProcessModel& addProcess(const Line& line);
     void noteTime(const ProcessModel& process, const Line& line);
 
     MeterBook m_meters;

@@ -144,12 +144,16 @@ void MeterBook::enterFailure(Failures& failures, const FailedRead& failure, bool
 }
 
 void MeterBook::enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
-                             std::uint32_t process) {
+                             std::size_t process) {
     const std::size_t index = indexOf(reading.slaveAddress, reading.id);
     if (index == none)
         return;
     Meter& meter = m_home.meters[index];
     Side& side = m_sides[index];
+    side.isInPoll = true;
+    // The end of an earlier process may become known behind what a later one read.
+    if (process < side.process && meter.last && reading.time <= meter.last->time)
+        return;
     const bool isSameProcess = side.process == process;
     std::array<bool, measuredMembers.size()> failed{};
     std::size_t carried = 0;
@@ -169,7 +173,6 @@ void MeterBook::enterReading(const LoggedReading& reading, const std::vector<Fai
     meter.last = reading;
     side.checks.take(meter, reading, isSameProcess, failed);
     side.process = process;
-    side.isInPoll = true;
 }
 
 /// Notes the marks of a line on which each answer is taken for that of the next request: on Modbus
@@ -194,7 +197,7 @@ void MeterBook::noteLateAnswers(const Poll& poll) {
         m_home.lateAnswers["answers-of-others"].add(time);
 }
 
-void MeterBook::enter(Poll& poll, std::uint32_t process) {
+void MeterBook::enter(Poll& poll, std::size_t process) {
     if (!poll.isPart)
         increment(m_home.polls);
     if (!poll.isBlind && !poll.addresses)

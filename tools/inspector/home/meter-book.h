@@ -33,8 +33,8 @@ public:
     Home& home() { return m_home; }
     const Home& home() const { return m_home; }
 
-    /// Enters a poll of a process and empties it.
-    void enter(Poll& poll, std::uint32_t process);
+    /// Enters a poll of a process, of which later ones have higher numbers, and empties it.
+    void enter(Poll& poll, std::size_t process);
     /// Enters failures that no poll can be found for.
     void enterUnattributed(std::vector<FailedRead>& failures);
     /// The meter of a reading or a message.
@@ -53,7 +53,7 @@ private:
     struct Side {
         ReadingChecks checks;
         /// The process that gave the last reading, whose values can stand in for failed ones.
-        std::optional<std::uint32_t> process = std::nullopt;
+        std::size_t process = 0;
         bool isInPoll = false;
         bool hasFailed = false;
     };
@@ -63,7 +63,7 @@ private:
     void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
     void enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
-                      std::uint32_t process);
+                      std::size_t process);
     std::size_t add(Meter meter);
 
     Home m_home;

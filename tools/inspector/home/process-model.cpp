@@ -42,11 +42,16 @@ void ProcessModel::add(const Line& line) {
         addWriter(line);
     else if (line.channel == "modbusreaderMain")
         addMain(line);
+    m_hasBegun = m_hasBegun || !line.channel.starts_with("vx");
     m_lastTime = line.time;
 }
 
+bool ProcessModel::isStart(const Line& line) {
+    return line.channel == "modbusreaderMain" && line.text.starts_with("Starting modbus Reader");
+}
+
 void ProcessModel::addMain(const Line& line) {
-    if (line.text.starts_with("Starting modbus Reader")) {
+    if (isStart(line)) {
         m_book.home().starts.add(line.time);
         beginPoll(line.time);
     } else if (line.text.starts_with("callback")) {
@@ -157,7 +162,7 @@ void ProcessModel::beginPoll(Moment time) {
 }
 
 void ProcessModel::enterPoll() {
-    m_book.enter(m_poll, m_thread);
+    m_book.enter(m_poll, m_number);
     m_offered.clear();
     m_slaveAddress.reset();
 }
@@ -243,6 +248,7 @@ void ProcessModel::finish() {
     }
     m_poll.isPart = !m_isOffering;
     enterPoll();
+    m_isOffering = false;
 }
 
 } // namespace inspector

@@ -11,12 +11,20 @@ namespace inspector {
 /// Follows one process through its polls.
 class ProcessModel {
 public:
-    ProcessModel(MeterBook& book, std::uint32_t thread) : m_book(book), m_thread(thread) {}
+    /// @p number: later processes have higher ones.
+    ProcessModel(MeterBook& book, std::uint32_t thread, std::size_t number)
+        : m_book(book), m_thread(thread), m_number(number) {}
 
     std::uint32_t thread() const { return m_thread; }
     Moment lastTime() const { return m_lastTime; }
+    /// Whether it wrote more than what the logger itself says ahead of the start.
+    bool hasBegun() const { return m_hasBegun; }
     void add(const Line& line);
+    /// Nothing more is known of the poll that goes on.
     void finish();
+
+    /// Whether a process writes this line first.
+    static bool isStart(const Line& line);
 
 private:
     void addMain(const Line& line);
@@ -38,6 +46,8 @@ private:
 
     MeterBook& m_book;
     std::uint32_t m_thread;
+    std::size_t m_number;
+    bool m_hasBegun = false;
     Moment m_lastTime = 0;
     /// The log marks the begin of each poll; else the messages at its end do.
     bool m_hasMarks = false;
