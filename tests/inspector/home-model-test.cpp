@@ -106,9 +106,7 @@ TEST_F(HomeModelTest, countsAMessageThatTheServiceTookInPartAsLost) {
 
 TEST_F(HomeModelTest, knowsNotWhoseMessageWasLostWhereNoReadingShows) {
     log.message(1, -1000);
-    log.line("WARN  modbusreaderSocketWriter",
-             "Could not connect ec:Connection refused self->m_endpoint.path():/run/x "
-             "socket-writer.cpp:36");
+    log.unconnected();
 
     EXPECT_EQ(home.lost, 1U);
     EXPECT_EQ(home.meters[0].lost, std::nullopt);
@@ -121,9 +119,7 @@ TEST_F(HomeModelTest, knowsWhoseMessageWasLostWhereReadingsShow) {
     log.tick().begin(7);
     log.serial("Reading aReading:{\"id\":S-7,\"slaveAddress\":7,\"meteringType\":modbus,"
                "\"lastChanged\":2026-11-14T03:24:09.000Z}");
-    log.line("WARN  modbusreaderSocketWriter",
-             "Could not connect ec:Connection refused self->m_endpoint.path():/run/x "
-             "socket-writer.cpp:36");
+    log.unconnected();
     EXPECT_EQ(home.meters[0].lost, 1U);
 }
 

@@ -55,8 +55,15 @@ std::optional<std::string> upToTick(const std::string& log, std::size_t number) 
 
 } // namespace
 
-const std::vector<std::string> logSettings = {
-    "W", "W,modbusreaderSocketWriter:N", "N", "", "modbusSerial:D", "D"};
+const std::vector<std::string> logSettings = {"W",
+                                              "W,modbusreaderSocketWriter:N",
+                                              "modbusreaderMain:N,modbusSerial:W",
+                                              "W,modbusSerial:D",
+                                              "N",
+                                              "",
+                                              "modbusSerial:D",
+                                              "N,modbusSerial:D,HttpClient:D",
+                                              "D"};
 
 std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls) {
     const TemporaryDirectory directory;

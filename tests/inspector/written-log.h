@@ -52,6 +52,13 @@ public:
                     "Could not read register strerror((*__errno_location ())):" + words +
                         " aRegister:{" + record + "} toolkit.cpp:345");
     }
+    /// A message that doesn't reach the service.
+    WrittenLog& unconnected() {
+        plain("=================================");
+        return line("WARN  modbusreaderSocketWriter",
+                    "Could not connect ec:Connection refused self->m_endpoint.path():/run/x "
+                    "socket-writer.cpp:36");
+    }
     /// A message that the service takes, of a read that began at the time.
     WrittenLog& message(int slaveAddress, Moment began, const std::string& values = "") {
         const std::string text = R"({"id":"S-)" + std::to_string(slaveAddress) +

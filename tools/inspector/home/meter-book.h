@@ -21,7 +21,8 @@ struct Poll {
     std::vector<LoggedReading> readings = {};
     /// The addresses of the meters that were read; unset if the log doesn't tell.
     std::optional<std::vector<int>> addresses = std::nullopt;
-    /// The readings of the poll are unknown, though there may have been some.
+    /// Messages of the poll are unknown, though there may have been some. Where the addresses are
+    /// known, the readings are all the same.
     bool isBlind = false;
     /// The log lacks its begin or its end, so it doesn't count.
     bool isPart = false;

@@ -5,6 +5,7 @@
 #include "vx/enum.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace inspector {
 namespace {
@@ -53,9 +54,9 @@ bool ProcessModel::isStart(const Line& line) {
 void ProcessModel::addMain(const Line& line) {
     if (isStart(line)) {
         m_book.home().starts.add(line.time);
-        beginPoll(line.time);
+        beginPoll(Mark::tick, line.time);
     } else if (line.text.starts_with("callback")) {
-        beginPoll(line.time);
+        beginPoll(Mark::tick, line.time);
     }
 }
 
@@ -63,15 +64,12 @@ void ProcessModel::addMain(const Line& line) {
 void ProcessModel::addSerial(const Line& line) {
     const std::string_view text = line.text;
     Home& home = m_book.home();
-    if (text.starts_with("Main loop is alive") || text.starts_with("result:")) {
-        beginPoll(line.time);
-        m_isFresh = true;
-        if (text.starts_with("result:"))
-            home.serialReply = text.substr(7);
-        return;
-    }
-    m_isFresh = false;
-    if (text.starts_with("value:")) {
+    if (text.starts_with("Main loop is alive")) {
+        beginPoll(Mark::alive, line.time);
+    } else if (text.starts_with("result:")) {
+        beginPoll(Mark::serialReply, line.time);
+        home.serialReply = text.substr(7);
+    } else if (text.starts_with("value:")) {
         if (const auto value = numberBehind(text, "value:"))
             m_shifts.take(*value, between(text, "modbusFieldType:", " ").value_or(""));
     } else if (text.starts_with("Reading aReading:")) {
@@ -87,6 +85,7 @@ void ProcessModel::addSerial(const Line& line) {
     } else if (text.starts_with(failureStart)) {
         addFailure(line);
     } else if (text.starts_with("Attached Meters result:")) {
+        beginPoll(Mark::attachedReply, line.time);
         m_book.takeAttached(text.substr(23));
     } else if (text.starts_with("Supported Meters result:")) {
         const std::string_view reply = text.substr(24);
@@ -117,7 +116,7 @@ void ProcessModel::addReading(const Line& line) {
 
 void ProcessModel::addFailure(const Line& line) {
     // The first failure behind the messages of a poll belongs to the next one.
-    if (!m_hasMarks && m_isOffering) {
+    if (!m_mark && m_isOffering) {
         enterPoll();
         m_isOffering = false;
     }
@@ -127,7 +126,7 @@ void ProcessModel::addFailure(const Line& line) {
         m_poll.failures.push_back({failure, line.time, m_slaveAddress});
     else
         ++m_book.home().leftOut;
-    if (!m_hasMarks && !m_hasMessages && m_poll.failures.size() >= mostPendingAlone)
+    if (!m_mark && !m_hasMessages && m_poll.failures.size() >= mostPendingAlone)
         m_book.enterUnattributed(m_poll.failures);
 }
 
@@ -147,16 +146,17 @@ void ProcessModel::addTrouble(const Line& line) {
     trouble.line = line.text.substr(0, longest);
 }
 
-void ProcessModel::beginPoll(Moment time) {
-    if (m_isFresh)
+/// A mark that stands behind the last one in the order of a poll is of the same poll, as is what
+/// stands between them.
+void ProcessModel::beginPoll(Mark mark, Moment time) {
+    const std::optional<Mark> last = std::exchange(m_mark, mark);
+    if (last && mark > *last)
         return;
     // A log that begins in the middle of a poll doesn't tell the whole of it.
-    m_poll.isPart = !m_hasMarks;
+    m_poll.isPart = !last;
     enterPoll();
-    if (m_begin && time > *m_begin)
+    if (last && m_begin && time > *m_begin)
         m_book.home().pollLengths.add(time - *m_begin);
-    m_hasMarks = true;
-    m_isFresh = true;
     m_isOffering = false;
     m_begin = time;
 }
@@ -174,7 +174,7 @@ void ProcessModel::beginOffer(Moment time, bool isAgain) {
     const bool wasOffering = m_isOffering;
     m_isOffering = true;
     m_lastOffer = time;
-    if (m_hasMarks || !isFirst)
+    if (m_mark || !isFirst)
         return;
     // No failure stands between the messages of the poll before and these.
     if (wasOffering)
@@ -191,14 +191,23 @@ void ProcessModel::addWriter(const Line& line) {
     } else if (line.text.starts_with("TRANSFERRED ")) {
         transferred(line.text);
     } else if (line.text.starts_with("Could not connect ec:")) {
-        beginOffer(line.time, false);
-        m_poll.isBlind = m_poll.isBlind || !m_hasMarks;
-        if (m_offered.empty()) {
-            m_book.lostUnknown();
-        } else {
-            m_book.lost(m_offered.front());
-            m_offered.pop_front();
-        }
+        lostMessage(line.time);
+    }
+}
+
+/// Where nothing tells polls apart, such lines don't either: they tell of no reading.
+void ProcessModel::lostMessage(Moment time) {
+    if (!m_mark && !m_hasMessages) {
+        m_book.lostUnknown();
+        return;
+    }
+    beginOffer(time, false);
+    m_poll.isBlind = true;
+    if (m_offered.empty()) {
+        m_book.lostUnknown();
+    } else {
+        m_book.lost(m_offered.front());
+        m_offered.pop_front();
     }
 }
 
@@ -242,7 +251,7 @@ void ProcessModel::transferred(std::string_view text) {
 }
 
 void ProcessModel::finish() {
-    if (!m_hasMarks && !m_hasMessages) {
+    if (!m_mark && !m_hasMessages) {
         m_book.enterUnattributed(m_poll.failures);
         return;
     }

@@ -27,15 +27,19 @@ public:
     static bool isStart(const Line& line);
 
 private:
+    /// What polls begin with, in its order there; the rules of the log may leave out any of it.
+    enum class Mark { tick, alive, serialReply, attachedReply };
+
     void addMain(const Line& line);
     void addSerial(const Line& line);
     void addReading(const Line& line);
     void addWriter(const Line& line);
     void addFailure(const Line& line);
     void addTrouble(const Line& line);
-    void beginPoll(Moment time);
+    void beginPoll(Mark mark, Moment time);
     void enterPoll();
     void beginOffer(Moment time, bool isAgain);
+    void lostMessage(Moment time);
     void written(const Line& line);
     void transferred(std::string_view text);
 
@@ -49,11 +53,9 @@ private:
     std::size_t m_number;
     bool m_hasBegun = false;
     Moment m_lastTime = 0;
-    /// The log marks the begin of each poll; else the messages at its end do.
-    bool m_hasMarks = false;
+    /// The last one. Where there is none, the messages at the end of a poll tell where it is.
+    std::optional<Mark> m_mark;
     bool m_hasMessages = false;
-    /// Nothing happened yet since the poll began.
-    bool m_isFresh = false;
     bool m_isOffering = false;
     std::optional<Moment> m_begin;
     Moment m_lastOffer = 0;
