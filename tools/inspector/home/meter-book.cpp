@@ -175,23 +175,42 @@ void MeterBook::enterReading(const LoggedReading& reading, const std::vector<Fai
     side.process = process;
 }
 
+/// Whether each value of the reading may stand in for one that could not be read.
+bool MeterBook::isOfBefore(const LoggedReading& reading) {
+    const std::size_t i = indexOf(reading.slaveAddress, reading.id);
+    if (i == none)
+        return false;
+    const auto& last = m_home.meters[i].last;
+    for (std::size_t member = 0; member < reading.values.size(); ++member)
+        if (reading.values[member] != 0 &&
+            (!last || reading.values[member] != last->values[member]))
+            return false;
+    return true;
+}
+
 /// Notes the marks of a line on which each answer is taken for that of the next request: on Modbus
 /// TCP no answer fits, on RS-485 the first one to each meter comes from another.
 void MeterBook::noteLateAnswers(const Poll& poll) {
-    std::set<int> meters;
-    std::set<int> wrongSlaves;
-    bool isAllBad = !poll.failures.empty() && !poll.readings.empty();
-    for (const FailedRead& failure : poll.failures) {
-        meters.insert(failure.slaveAddress.value_or(-1));
-        if (failure.kind.kind == "wrong-slave")
-            wrongSlaves.insert(failure.slaveAddress.value_or(-1));
-        isAllBad = isAllBad && failure.kind.kind == "bad-data";
-    }
     if (poll.failures.empty())
         return;
+    std::set<int> failed;
+    std::set<int> wrongSlaves;
+    bool isAllBad = true;
+    for (const FailedRead& failure : poll.failures) {
+        isAllBad = isAllBad && failure.kind.kind == "bad-data";
+        if (!failure.slaveAddress)
+            continue;
+        failed.insert(*failure.slaveAddress);
+        if (failure.kind.kind == "wrong-slave")
+            wrongSlaves.insert(*failure.slaveAddress);
+    }
+    const auto isUnread = [&](const LoggedReading& x) {
+        return failed.contains(x.slaveAddress) && isOfBefore(x);
+    };
     const Moment time = poll.failures.front().time;
     constexpr std::size_t several = 3;
-    if (isAllBad && poll.failures.size() >= several && meters.size() >= poll.readings.size())
+    if (isAllBad && poll.failures.size() >= several && !poll.hasValues && !poll.readings.empty() &&
+        std::all_of(poll.readings.begin(), poll.readings.end(), isUnread))
         m_home.lateAnswers["no-answer-fits"].add(time);
     if (wrongSlaves.size() >= 2)
         m_home.lateAnswers["answers-of-others"].add(time);

@@ -24,6 +24,8 @@ struct Poll {
     /// Messages of the poll are unknown, though there may have been some. Where the addresses are
     /// known, the readings are all the same.
     bool isBlind = false;
+    /// Some register was read.
+    bool hasValues = false;
     /// The log lacks its begin or its end, so it doesn't count.
     bool isPart = false;
 };
@@ -61,6 +63,7 @@ private:
 
     std::vector<int> absentFrom(const Poll& poll) const;
     void attribute(Poll& poll);
+    bool isOfBefore(const LoggedReading& reading);
     void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
     void enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,

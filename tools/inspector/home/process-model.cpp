@@ -70,6 +70,7 @@ void ProcessModel::addSerial(const Line& line) {
         beginPoll(Mark::serialReply, line.time);
         home.serialReply = text.substr(7);
     } else if (text.starts_with("value:")) {
+        m_poll.hasValues = true;
         if (const auto value = numberBehind(text, "value:"))
             m_shifts.take(*value, between(text, "modbusFieldType:", " ").value_or(""));
     } else if (text.starts_with("Reading aReading:")) {
