@@ -60,18 +60,23 @@ public:
                     "socket-writer.cpp:36");
     }
     /// A message that the service takes, of a read that began at the time.
-    WrittenLog& message(int slaveAddress, Moment began, const std::string& values = "") {
-        const std::string text = R"({"id":"S-)" + std::to_string(slaveAddress) +
-                                 R"(","slaveAddress":)" + std::to_string(slaveAddress) +
+    WrittenLog& message(int slaveAddress, Moment began, const std::string& values = "",
+                        const std::string& id = "") {
+        const std::string address = std::to_string(slaveAddress);
+        const std::string text = R"({"id":")" + (id.empty() ? "S-" + address : id) +
+                                 R"(","slaveAddress":)" + address +
                                  R"(,"meteringType":"modbus","lastChanged":")" +
                                  utc(start + began) + "\"" + values + "}";
-        plain("=================================");
-        line("NOTIC modbusreaderSocketWriter",
-             "Writing  m_buffer:" + text + " socket-writer.cpp:41");
         const std::string size = std::to_string(text.size());
-        return line("NOTIC modbusreaderSocketWriter", "TRANSFERRED  self->m_buffer.size():" + size +
-                                                          " size:" + size +
-                                                          " socket-writer.cpp:47");
+        return written(text).line("NOTIC modbusreaderSocketWriter",
+                                  "TRANSFERRED  self->m_buffer.size():" + size + " size:" + size +
+                                      " socket-writer.cpp:47");
+    }
+    /// A message whose fate the log doesn't tell yet.
+    WrittenLog& written(const std::string& text) {
+        plain("=================================");
+        return line("NOTIC modbusreaderSocketWriter",
+                    "Writing  m_buffer:" + text + " socket-writer.cpp:41");
     }
 
 private:

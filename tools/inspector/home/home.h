@@ -179,4 +179,11 @@ struct Home {
     std::string connection = {};
 };
 
+/// Whether the last reading of a meter is newer than that of another one.
+bool isNewer(const Meter& meter, const Meter& other);
+
+/// The places of the meters that there are at present: one for each slave address, that whose
+/// reading came last, and none at an address that the list of attached meters no longer has.
+std::vector<std::size_t> presentMeters(const Home& home);
+
 } // namespace inspector

@@ -35,19 +35,36 @@ std::size_t MeterBook::add(Meter meter) {
     return m_home.meters.size() - 1;
 }
 
-std::size_t MeterBook::indexOf(int slaveAddress, std::string_view id) {
+std::size_t MeterBook::find(int slaveAddress, std::string_view id) const {
+    std::size_t found = none;
     for (std::size_t i = 0; i < m_home.meters.size(); ++i) {
-        Meter& meter = m_home.meters[i];
-        if (meter.slaveAddress != slaveAddress ||
-            (!id.empty() && !meter.id.empty() && meter.id != id))
+        const Meter& meter = m_home.meters[i];
+        if (meter.slaveAddress != slaveAddress)
             continue;
-        if (meter.id.empty())
-            meter.id = id;
-        return i;
+        if (!id.empty() && meter.id == id)
+            return i;
+        if ((id.empty() || meter.id.empty()) &&
+            (found == none || isNewer(meter, m_home.meters[found])))
+            found = i;
+    }
+    return found;
+}
+
+std::size_t MeterBook::indexOf(int slaveAddress, std::string_view id) {
+    if (const std::size_t found = find(slaveAddress, id); found != none) {
+        if (m_home.meters[found].id.empty())
+            m_home.meters[found].id = id;
+        return found;
     }
     Meter meter;
     meter.slaveAddress = slaveAddress;
     meter.id = id;
+    // One that took the place of another has its place on the list, too.
+    if (const std::size_t before = find(slaveAddress, {}); before != none) {
+        meter.name = m_home.meters[before].name;
+        meter.configId = m_home.meters[before].configId;
+        meter.isAttached = m_home.meters[before].isAttached;
+    }
     return add(std::move(meter));
 }
 
@@ -76,16 +93,13 @@ void MeterBook::takeAttached(std::string_view reply) {
 
 /// The known meters that gave no reading. One whose serial can't be read sends nothing, and its
 /// failures follow those of the meter ahead.
-std::vector<int> MeterBook::absentFrom(const Poll& poll) const {
-    std::vector<int> absent;
-    for (const Meter& meter : m_home.meters) {
-        const auto isOf = [&](const LoggedReading& x) {
-            return x.slaveAddress == meter.slaveAddress;
-        };
-        if (meter.slaveAddress && std::none_of(poll.readings.begin(), poll.readings.end(), isOf)) {
-            absent.push_back(*meter.slaveAddress);
-        }
-    }
+std::set<int> MeterBook::absentFrom(const Poll& poll) const {
+    std::set<int> absent;
+    for (const Meter& meter : m_home.meters)
+        if (meter.slaveAddress)
+            absent.insert(*meter.slaveAddress);
+    for (const LoggedReading& reading : poll.readings)
+        absent.erase(reading.slaveAddress);
     return absent;
 }
 
@@ -94,7 +108,7 @@ std::vector<int> MeterBook::absentFrom(const Poll& poll) const {
 void MeterBook::attribute(Poll& poll) {
     std::sort(poll.readings.begin(), poll.readings.end(),
               [](const LoggedReading& a, const LoggedReading& b) { return a.time < b.time; });
-    const std::vector<int> absent = absentFrom(poll);
+    const std::set<int> absent = absentFrom(poll);
     const auto isSerial = [](const FailedRead& x) {
         return x.kind.place.fieldType == vxModel::ModbusFieldType::serial;
     };
@@ -113,7 +127,7 @@ void MeterBook::attribute(Poll& poll) {
         if (!isOfAbsent)
             slaveAddress = poll.readings[i - 1].slaveAddress;
         else if (absent.size() == 1)
-            slaveAddress = absent.front();
+            slaveAddress = *absent.begin();
         for (FailedRead& failure : poll.failures) {
             if (isHere(failure))
                 failure.slaveAddress = slaveAddress;
@@ -216,29 +230,15 @@ void MeterBook::noteLateAnswers(const Poll& poll) {
         m_home.lateAnswers["answers-of-others"].add(time);
 }
 
-void MeterBook::enter(Poll& poll, std::size_t process) {
-    if (!poll.isPart)
-        increment(m_home.polls);
-    if (!poll.isBlind && !poll.addresses)
-        attribute(poll);
-    noteLateAnswers(poll);
-    if (poll.addresses)
-        for (const int address : *poll.addresses)
-            if (const std::size_t i = indexOf(address, {}); i != none)
-                m_sides[i].isInPoll = true;
-    for (const LoggedReading& reading : poll.readings)
-        enterReading(reading, poll.failures, process);
-    for (const FailedRead& failure : poll.failures) {
-        const std::size_t i = failure.slaveAddress ? indexOf(*failure.slaveAddress, {}) : none;
-        if (i != none)
-            m_sides[i].hasFailed = true;
-        enterFailure(i == none ? m_home.unattributed : m_home.meters[i].failures, failure,
-                     !poll.isPart);
-    }
+/// Counts the poll for the meters that were read in it or should have been.
+void MeterBook::count(const Poll& poll) {
+    const std::vector<std::size_t> places = presentMeters(m_home);
+    const std::set<std::size_t> present(places.begin(), places.end());
     for (std::size_t i = 0; i < m_sides.size(); ++i) {
         Side& side = m_sides[i];
         Meter& meter = m_home.meters[i];
-        const bool isDue = poll.addresses ? side.isInPoll : !poll.isBlind;
+        const bool isKnown = poll.addresses || !poll.isBlind;
+        const bool isDue = isKnown && (side.isInPoll || (!poll.addresses && present.contains(i)));
         if (!poll.isPart) {
             increment(meter.polls, isDue ? 1 : 0);
             increment(meter.goodPolls, isDue && side.isInPoll && !side.hasFailed ? 1 : 0);
@@ -246,6 +246,29 @@ void MeterBook::enter(Poll& poll, std::size_t process) {
         side.isInPoll = false;
         side.hasFailed = false;
     }
+}
+
+void MeterBook::enter(Poll& poll, std::size_t process) {
+    if (!poll.isPart)
+        increment(m_home.polls);
+    if (!poll.isBlind && !poll.addresses)
+        attribute(poll);
+    noteLateAnswers(poll);
+    for (const LoggedReading& reading : poll.readings)
+        enterReading(reading, poll.failures, process);
+    // Behind the readings, which tell of an exchanged meter.
+    if (poll.addresses)
+        for (const int address : *poll.addresses)
+            if (const std::size_t i = indexOf(address, {}); i != none)
+                m_sides[i].isInPoll = true;
+    for (const FailedRead& failure : poll.failures) {
+        const std::size_t i = failure.slaveAddress ? indexOf(*failure.slaveAddress, {}) : none;
+        if (i != none)
+            m_sides[i].hasFailed = true;
+        enterFailure(i == none ? m_home.unattributed : m_home.meters[i].failures, failure,
+                     !poll.isPart);
+    }
+    count(poll);
     poll = Poll();
 }
 

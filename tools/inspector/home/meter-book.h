@@ -3,6 +3,7 @@
 #include "inspector/home/home.h"
 #include "inspector/home/reading-checks.h"
 
+#include <set>
 #include <vector>
 
 namespace inspector {
@@ -40,7 +41,8 @@ public:
     void enter(Poll& poll, std::size_t process);
     /// Enters failures that no poll can be found for.
     void enterUnattributed(std::vector<FailedRead>& failures);
-    /// The meter of a reading or a message.
+    /// The meter of a reading or a message. Without an id, the one that was read last at the
+    /// address: one that was exchanged has left another there.
     std::size_t indexOf(int slaveAddress, std::string_view id);
     /// The list of attached meters has changed.
     void takeAttached(std::string_view reply);
@@ -61,13 +63,15 @@ private:
         bool hasFailed = false;
     };
 
-    std::vector<int> absentFrom(const Poll& poll) const;
+    std::size_t find(int slaveAddress, std::string_view id) const;
+    std::set<int> absentFrom(const Poll& poll) const;
     void attribute(Poll& poll);
     bool isOfBefore(const LoggedReading& reading);
     void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
     void enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
                       std::size_t process);
+    void count(const Poll& poll);
     std::size_t add(Meter meter);
 
     Home m_home;

@@ -1,17 +1,12 @@
 #include "inspector/live/health.h"
 
 #include <algorithm>
-#include <map>
 
 namespace inspector {
 namespace {
 
 bool isInLastPoll(const RegisterFailure& failure, const Home& home) {
     return failure.longestRun && failure.poll == home.polls;
-}
-
-bool isNewer(const Meter& meter, const Meter& other) {
-    return meter.last && (!other.last || meter.last->time > other.last->time);
 }
 
 } // namespace
@@ -57,22 +52,6 @@ Health healthOfReader(const HomeView& view) {
     if (!view.lastPoll)
         return Health::unknown;
     return view.now - *view.lastPoll > longestAge(view) ? Health::silent : Health::good;
-}
-
-std::vector<std::size_t> presentMeters(const Home& home) {
-    std::map<int, std::size_t> byAddress;
-    for (std::size_t i = 0; i < home.meters.size(); ++i) {
-        const Meter& meter = home.meters[i];
-        if (!meter.slaveAddress || (!home.attachedReply.empty() && !meter.isAttached))
-            continue;
-        const auto [entry, isNew] = byAddress.emplace(*meter.slaveAddress, i);
-        if (!isNew && isNewer(meter, home.meters[entry->second]))
-            entry->second = i;
-    }
-    std::vector<std::size_t> places;
-    for (const auto& [address, place] : byAddress)
-        places.push_back(place);
-    return places;
 }
 
 } // namespace inspector

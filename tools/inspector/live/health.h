@@ -3,7 +3,6 @@
 #include "inspector/live/live-home.h"
 
 #include <string_view>
-#include <vector>
 
 namespace inspector {
 
@@ -27,9 +26,5 @@ Health healthOfReader(const HomeView& view);
 /// After which age a reading tells nothing of the present: after three polls, and a minute at
 /// least.
 Moment longestAge(const HomeView& view);
-
-/// The places of the meters that there are at present: one for each slave address, that whose
-/// reading came last, and none that the list of attached meters no longer has.
-std::vector<std::size_t> presentMeters(const Home& home);
 
 } // namespace inspector
