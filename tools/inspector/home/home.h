@@ -154,6 +154,9 @@ struct Home {
     // The polls
     std::optional<std::size_t> polls = std::nullopt;
     LengthHistogram pollLengths = {};
+    /// The end of the last poll whose readings the log shows: as long as the metering service is
+    /// away, the messages at the end of a poll are missing.
+    std::optional<Moment> lastTold = std::nullopt;
 
     // The delivery
     /// Lines of equal signs, which no rule of the log leaves out.

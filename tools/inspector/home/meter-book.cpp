@@ -230,6 +230,14 @@ void MeterBook::noteLateAnswers(const Poll& poll) {
         m_home.lateAnswers["answers-of-others"].add(time);
 }
 
+void MeterBook::noteEnd(const Poll& poll) {
+    const bool isBlind = poll.isBlind && !poll.addresses;
+    // Of a poll at the log's end, which misses its messages, nothing is known either.
+    if (!isBlind && !(poll.isPart && m_wasBlind) && poll.end > 0)
+        m_home.lastTold = poll.end;
+    m_wasBlind = isBlind;
+}
+
 /// Counts the poll for the meters that were read in it or should have been.
 void MeterBook::count(const Poll& poll) {
     const std::vector<std::size_t> places = presentMeters(m_home);
@@ -268,6 +276,7 @@ void MeterBook::enter(Poll& poll, std::size_t process) {
         enterFailure(i == none ? m_home.unattributed : m_home.meters[i].failures, failure,
                      !poll.isPart);
     }
+    noteEnd(poll);
     count(poll);
     poll = Poll();
 }

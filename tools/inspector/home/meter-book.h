@@ -25,6 +25,8 @@ struct Poll {
     /// Messages of the poll are unknown, though there may have been some. Where the addresses are
     /// known, the readings are all the same.
     bool isBlind = false;
+    /// Of its last line.
+    Moment end = 0;
     /// Some register was read.
     bool hasValues = false;
     /// The log lacks its begin or its end, so it doesn't count.
@@ -71,6 +73,7 @@ private:
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
     void enterReading(const LoggedReading& reading, const std::vector<FailedRead>& failures,
                       std::size_t process);
+    void noteEnd(const Poll& poll);
     void count(const Poll& poll);
     std::size_t add(Meter meter);
 
@@ -78,6 +81,7 @@ private:
     std::vector<Side> m_sides;
     std::size_t m_failureKinds = 0;
     bool m_hasUnknownLosses = false;
+    bool m_wasBlind = false;
 };
 
 } // namespace inspector

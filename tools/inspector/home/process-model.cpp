@@ -163,6 +163,7 @@ void ProcessModel::beginPoll(Mark mark, Moment time) {
 }
 
 void ProcessModel::enterPoll() {
+    m_poll.end = m_lastTime;
     m_book.enter(m_poll, m_number);
     m_offered.clear();
     m_slaveAddress.reset();

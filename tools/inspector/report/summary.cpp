@@ -114,17 +114,24 @@ void addCounters(Notices& notices, const Meter& meter, std::size_t index) {
     }
 }
 
+/// Whether another one was read at its address since.
+bool wasReplaced(const Home& home, const Meter& meter) {
+    return std::any_of(home.meters.begin(), home.meters.end(), [&](const Meter& x) {
+        return meter.slaveAddress && x.slaveAddress == meter.slaveAddress && isNewer(x, meter);
+    });
+}
+
 /// A meter of which nothing comes, or nothing new.
 void addSilence(Notices& notices, const Home& home, std::size_t index) {
     const Meter& meter = home.meters[index];
-    const Moment end = home.last.value_or(0);
+    const Moment end = home.lastTold.value_or(home.last.value_or(0));
     constexpr Moment atLeast = 60000;
     const Moment patience =
         std::max(atLeast, 5 * home.pollLengths.quantile(0.95).value_or(atLeast));
     // Where no meter at all is read, the reason is with the server.
     const bool anyIsRead = std::any_of(home.meters.begin(), home.meters.end(),
                                        [](const Meter& x) { return x.last.has_value(); });
-    if (!home.polls || !anyIsRead)
+    if (!home.polls || !anyIsRead || wasReplaced(home, meter))
         return;
     if (!meter.last || meter.id.empty())
         notices.add("meter-never-arrives", {1, home.first.value_or(0), end}, index);

@@ -1,0 +1,82 @@
+#include "inspector/report/summary.h"
+#include "written-log.h"
+
+#include <gmock/gmock.h>
+
+using namespace inspector;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+/// What the report tells of what no single line shows.
+class ReportMarks : public HomeModelTest {
+protected:
+    /// Polls of the meters of these addresses, two seconds apart.
+    void polls(int count, const std::vector<int>& addresses, bool fails = false) {
+        for (; count > 0; --count, m_begin += 2000) {
+            if (fails)
+                log.at(m_begin + 50).failure(timedOut, powerRegister);
+            log.at(m_begin + 1500);
+            for (const int address : addresses)
+                log.message(address, m_begin);
+        }
+    }
+    void outage(int count) {
+        for (; count > 0; --count, m_begin += 2000)
+            log.at(m_begin + 1500).unconnected();
+    }
+    /// The keys, behind each its meter if it has one.
+    std::vector<std::string> keys() {
+        model.finish();
+        std::vector<std::string> list;
+        for (const Notice& notice : summaryOf(home, {}).notices)
+            list.push_back(notice.key +
+                           (notice.meter ? " " + home.meters[*notice.meter].id : std::string()));
+        return list;
+    }
+
+private:
+    Moment m_begin = 0;
+};
+
+} // namespace
+
+TEST_F(ReportMarks, tellAMeterThatIsSilent) {
+    polls(3, {1, 2});
+    polls(60, {1});
+
+    EXPECT_THAT(keys(), ElementsAre("meter-silent S-2"));
+}
+
+TEST_F(ReportMarks, tellNoMeterSilentWhileTheServiceIsAway) {
+    polls(3, {1, 2});
+    outage(60);
+
+    EXPECT_THAT(keys(), ElementsAre("no-service"));
+}
+
+TEST_F(ReportMarks, tellNoMeterSilentThoughTheLogEndsInAPollWhileTheServiceIsAway) {
+    polls(3, {1, 2});
+    outage(60);
+    log.at(126050).failure(timedOut, powerRegister);
+
+    EXPECT_THAT(keys(), Not(Contains("meter-silent S-1")));
+}
+
+TEST_F(ReportMarks, tellNoMeterSilentInWhosePlaceIsAnother) {
+    polls(3, {1});
+    for (Moment begin = 6000; begin < 180000; begin += 2000)
+        log.at(begin + 1500).message(1, begin, "", "NEW");
+
+    EXPECT_THAT(keys(), IsEmpty());
+}
+
+TEST_F(ReportMarks, tellReadingsThatAreOldThoughMessagesGoOn) {
+    polls(3, {1});
+    polls(60, {1}, true);
+
+    EXPECT_THAT(keys(), ElementsAre("readings-stale S-1", "register-unread S-1"));
+}
