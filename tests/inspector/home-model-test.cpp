@@ -180,11 +180,34 @@ TEST_F(HomeModelTest, seesValuesThatStandAtTheNextRegisterAfterATimeOut) {
 TEST_F(HomeModelTest, takesNamesFromTheListOfAttachedMeters) {
     log.serial(
         R"(Attached Meters result:{"data":[{"configId":"m","name":"Roof","slaveAddress":7}]})");
-    log.tick();
+    log.serial("Supported Meters result:{}");
 
     ASSERT_EQ(home.meters.size(), 1U);
     EXPECT_EQ(home.meters[0].name, "Roof");
     EXPECT_EQ(home.meters[0].configId, "m");
     EXPECT_EQ(home.meters[0].slaveAddress, 7);
+    EXPECT_TRUE(home.meters[0].isAttached);
+}
+
+TEST_F(HomeModelTest, keepsTheListOfAttachedMetersWhereTheServerRefusesToGiveIt) {
+    const std::string list = R"({"data":[{"name":"Roof","slaveAddress":7}]})";
+    log.serial("Attached Meters result:" + list).serial("Supported Meters result:{}");
+    const std::string error = R"({"error":"busy"})";
+    log.serial("Attached Meters result:" + error);
+    log.line("WARN  modbusSerial",
+             "Error requesting from server code:503 result:" + error + " toolkit.cpp:260");
+
+    EXPECT_EQ(home.attachedReply, list);
+    EXPECT_TRUE(home.meters[0].isAttached);
+    log.serial("Attached Meters result:{}").serial("Supported Meters result:{}");
+    EXPECT_FALSE(home.meters[0].isAttached);
+}
+
+TEST_F(HomeModelTest, takesTheListOfAttachedMetersThoughTheModelsAreRefused) {
+    log.serial(R"(Attached Meters result:{"data":[{"name":"Roof","slaveAddress":7}]})");
+    log.line("WARN  modbusSerial",
+             "Error requesting from server code:404 result:none toolkit.cpp:270");
+
+    ASSERT_EQ(home.meters.size(), 1U);
     EXPECT_TRUE(home.meters[0].isAttached);
 }

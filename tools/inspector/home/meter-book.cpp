@@ -68,10 +68,8 @@ std::size_t MeterBook::indexOf(int slaveAddress, std::string_view id) {
     return add(std::move(meter));
 }
 
-void MeterBook::takeAttached(std::string_view reply) {
-    if (reply == m_home.attachedReply)
-        return;
-    m_home.attachedReply = reply;
+void MeterBook::takeAttached(std::string reply) {
+    m_home.attachedReply = std::move(reply);
     for (Meter& meter : m_home.meters)
         meter.isAttached = false;
     try {

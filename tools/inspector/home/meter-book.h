@@ -47,7 +47,7 @@ public:
     /// address: one that was exchanged has left another there.
     std::size_t indexOf(int slaveAddress, std::string_view id);
     /// The list of attached meters has changed.
-    void takeAttached(std::string_view reply);
+    void takeAttached(std::string reply);
 
     void delivered(std::size_t meter);
     void lost(std::size_t meter);

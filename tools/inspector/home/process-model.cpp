@@ -64,6 +64,7 @@ void ProcessModel::addMain(const Line& line) {
 void ProcessModel::addSerial(const Line& line) {
     const std::string_view text = line.text;
     Home& home = m_book.home();
+    takeAttached(text);
     if (text.starts_with("Main loop is alive")) {
         beginPoll(Mark::alive, line.time);
     } else if (text.starts_with("result:")) {
@@ -87,7 +88,8 @@ void ProcessModel::addSerial(const Line& line) {
         addFailure(line);
     } else if (text.starts_with("Attached Meters result:")) {
         beginPoll(Mark::attachedReply, line.time);
-        m_book.takeAttached(text.substr(23));
+        if (const std::string_view reply = text.substr(23); reply != home.attachedReply)
+            m_attachedReply = reply;
     } else if (text.starts_with("Supported Meters result:")) {
         const std::string_view reply = text.substr(24);
         if (home.supportedReply != reply)
@@ -96,6 +98,18 @@ void ProcessModel::addSerial(const Line& line) {
                text.starts_with("Modbus serial device connecting")) {
         home.connection = text;
     }
+}
+
+/// The daemon shows this reply before it looks at its status, and a failed one again behind it. The
+/// failure of the next request shows another one.
+void ProcessModel::takeAttached(std::string_view next) {
+    if (!m_attachedReply)
+        return;
+    const bool isFailed = next.starts_with("Error requesting from server") &&
+                          behind(next, " result:") == *m_attachedReply;
+    if (!isFailed)
+        m_book.takeAttached(std::move(*m_attachedReply));
+    m_attachedReply.reset();
 }
 
 void ProcessModel::addReading(const Line& line) {

@@ -32,6 +32,7 @@ private:
 
     void addMain(const Line& line);
     void addSerial(const Line& line);
+    void takeAttached(std::string_view next);
     void addReading(const Line& line);
     void addWriter(const Line& line);
     void addFailure(const Line& line);
@@ -58,6 +59,8 @@ private:
     bool m_hasMessages = false;
     bool m_isOffering = false;
     std::optional<Moment> m_begin;
+    /// A new list of attached meters, as long as nothing tells whether it counts.
+    std::optional<std::string> m_attachedReply;
     Moment m_lastOffer = 0;
     /// The meter that is being read.
     std::optional<int> m_slaveAddress;
