@@ -1,8 +1,11 @@
 #include "inspector/home/length-histogram.h"
 #include "inspector/home/readings.h"
+#include "inspector/live/meter-course.h"
 #include "inspector/log/text-fields.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace inspector;
 
@@ -23,6 +26,32 @@ TEST(Readings, areTheSameInAMessageAndInARecord) {
     EXPECT_FALSE(readingOf("{}"));
     EXPECT_FALSE(readingOf(R"({"slaveAddress":7})"));
     EXPECT_FALSE(readingOf(R"({"slaveAddress":7,"lastChanged":"2026"})"));
+}
+
+TEST(Readings, holdNoNumberWhereTheDaemonHadNone) {
+    const std::string start =
+        R"({"id":"1","slaveAddress":7,"meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z")";
+    for (const std::string none : {"null", "nan", "-nan", "inf"}) {
+        const auto reading =
+            readingOf(start + ",\"powerConsumed\":" + none + ",\"energyConsumed\":2}");
+        ASSERT_TRUE(reading);
+        EXPECT_TRUE(std::isnan(reading->values[0])) << none;
+        EXPECT_EQ(reading->values[1], 0);
+        EXPECT_EQ(reading->values[2], 2);
+    }
+}
+
+TEST(MeterCourse, takesNoPointOfWhatIsNoNumber) {
+    Meter meter;
+    meter.last = LoggedReading{.time = 1000};
+    meter.last->values[0] = NAN;
+    meter.last->values[firstEnergy] = NAN;
+    MeterCourse course;
+    course.take(meter, 1, 0);
+
+    EXPECT_TRUE(course.powers().empty());
+    ASSERT_EQ(course.days().size(), 1U);
+    EXPECT_EQ(course.days()[0].last[firstEnergy], 0);
 }
 
 TEST(LengthHistogram, tellsWhatAShareDoesNotExceed) {

@@ -28,6 +28,14 @@ protected:
         for (; count > 0; --count, m_begin += 2000)
             log.at(m_begin + 1500).unconnected();
     }
+    /// A poll of one meter whose counter of energy shows this.
+    void energy(const std::string& kilowattHours, const std::string& watts = "0") {
+        log.at(m_begin + 1500)
+            .message(1, m_begin,
+                     ",\"powerConsumed\":" + watts + ",\"energyConsumed\":" +
+                         (kilowattHours == "null" ? "null" : kilowattHours + "e6"));
+        m_begin += 2000;
+    }
     /// The keys, behind each its meter if it has one.
     std::vector<std::string> keys() {
         model.finish();
@@ -79,4 +87,32 @@ TEST_F(ReportMarks, tellReadingsThatAreOldThoughMessagesGoOn) {
     polls(60, {1}, true);
 
     EXPECT_THAT(keys(), ElementsAre("readings-stale S-1", "register-unread S-1"));
+}
+
+TEST_F(ReportMarks, tellACounterThatRanBackwards) {
+    for (const char* energy : {"3600", "3601", "3599", "3600"})
+        this->energy(energy);
+
+    EXPECT_THAT(keys(), ElementsAre("counter-backwards S-1"));
+}
+
+TEST_F(ReportMarks, tellACounterThatJumped) {
+    for (const char* energy : {"3600", "3601", "7200", "7201"})
+        this->energy(energy);
+
+    EXPECT_THAT(keys(), ElementsAre("counter-jump S-1"));
+}
+
+TEST_F(ReportMarks, tellACounterThatStoodStill) {
+    for (int i = 0; i < 60; ++i)
+        energy("3600", "100000");
+
+    EXPECT_THAT(keys(), ElementsAre("counter-still S-1"));
+}
+
+TEST_F(ReportMarks, tellNothingOfACounterThatGaveNoNumberForAWhile) {
+    for (const char* energy : {"3600", "3601", "null", "3602", "null", "null", "3603"})
+        this->energy(energy, "null");
+
+    EXPECT_THAT(keys(), IsEmpty());
 }

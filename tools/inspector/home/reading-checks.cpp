@@ -89,7 +89,7 @@ void ReadingChecks::take(Meter& meter, const LoggedReading& reading, bool isSame
         const bool isTotal = member < firstEnergy + 2;
         Counter& counter = meter.counters[member - firstEnergy];
         Track& track = m_tracks[member - firstEnergy];
-        if (failed[member])
+        if (failed[member] || std::isnan(reading.values[member]))
             track.explained = 0;
         else
             check(counter, track, reading, member, isSameProcess);

@@ -43,8 +43,8 @@ void takeValues(std::string_view text, LoggedReading& reading) {
             ++member;
         if (member == measuredMembers.size())
             return;
-        const double value = numberBehind(text.substr(end, 40), ":").value_or(0);
-        reading.values[member] = std::isfinite(value) ? value : 0;
+        const double value = numberBehind(text.substr(end, 40), ":").value_or(NAN);
+        reading.values[member] = std::isfinite(value) ? value : NAN;
         at = end + 1;
     }
 }

@@ -41,7 +41,8 @@ struct LoggedReading {
     /// When the read of the meter began.
     Moment time = 0;
     bool tariffEnabled = false;
-    /// By the place in `measuredMembers`; 0 stands also for a value that isn't there.
+    /// By the place in `measuredMembers`; 0 stands also for a value that isn't there, and NaN for
+    /// one that is no finite number.
     std::array<double, measuredMembers.size()> values = {};
 };
 

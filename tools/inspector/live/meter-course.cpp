@@ -1,6 +1,7 @@
 #include "inspector/live/meter-course.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace inspector {
 namespace {
@@ -39,9 +40,11 @@ void MeterCourse::take(const Meter& meter, std::optional<std::size_t> poll, int 
 }
 
 void MeterCourse::takePower(const LoggedReading& reading) {
+    const double watts = reading.values[0] - reading.values[1];
+    if (std::isnan(watts))
+        return;
     for (std::size_t i = 0; i < firstEnergy; ++i)
         m_hadPower[i] = m_hadPower[i] || reading.values[i] != 0;
-    const double watts = reading.values[0] - reading.values[1];
     const Moment time = floorDivide(reading.time, pointLength) * pointLength;
     if (!m_powers.empty() && m_powers.back().time == time) {
         PowerPoint& point = m_powers.back();
@@ -76,7 +79,7 @@ void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
     }
     Day& today = m_days.back();
     for (std::size_t i = firstEnergy; i < measuredMembers.size(); ++i) {
-        if (reading.values[i] == 0)
+        if (reading.values[i] == 0 || std::isnan(reading.values[i]))
             continue;
         if (today.first[i] == 0)
             today.first[i] = reading.values[i];

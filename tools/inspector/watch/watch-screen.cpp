@@ -49,8 +49,9 @@ std::string nameOf(const Meter& meter) {
 }
 
 std::string energyText(double wattSeconds) {
-    return wattSeconds == 0 ? std::string("-")
-                            : formatted("%.2f", wattSeconds / wattSecondsOfKilowattHour);
+    return wattSeconds == 0 || std::isnan(wattSeconds)
+               ? std::string("-")
+               : formatted("%.2f", wattSeconds / wattSecondsOfKilowattHour);
 }
 
 class Screen {
@@ -142,8 +143,9 @@ std::string Screen::row(std::size_t place) const {
         return text + formatted(" %10s %10s %10s %7s  ", "-", "-", "-", "-") +
                std::string(inspector::nameOf(health));
     const auto& values = meter.last->values;
+    const double watts = values[0] - values[1];
     const std::string power =
-        health == Health::silent ? "-" : formatted("%.1f", values[0] - values[1]);
+        health == Health::silent || std::isnan(watts) ? "-" : formatted("%.1f", watts);
     text +=
         formatted(" %10s %10s %10s %7s  ", power.c_str(), energyText(values[firstEnergy]).c_str(),
                   energyText(values[firstEnergy + 1]).c_str(),

@@ -8,6 +8,7 @@
 #include "vx/enum.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 
 namespace inspector {
@@ -167,8 +168,10 @@ void HomeJson::writeReading(const Meter& meter) {
     m_json.beginObject();
     time("time", meter.last->time);
     m_json.member("tariffEnabled", meter.last->tariffEnabled);
+    // An energy that is no number is left out, as one that isn't there.
     for (std::size_t i = 0; i < measuredMembers.size(); ++i)
-        measured(measuredMembers[i], meter.last->values[i]);
+        if (i < firstEnergy || !std::isnan(meter.last->values[i]))
+            measured(measuredMembers[i], meter.last->values[i]);
     m_json.endObject();
 }
 

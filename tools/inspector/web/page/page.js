@@ -49,7 +49,9 @@ const agedText = (seconds) => ageText(seconds === null ? null : seconds + passed
 const kilowattHours = (wattSeconds) => (wattSeconds / 3.6e6).toFixed(2);
 const countText = (count) => (count === null ? "–" : String(count));
 const nameOf = (meter) => meter.name || meter.id || `Meter ${meter.slaveAddress}`;
-const netPower = (reading) => (reading.powerConsumed || 0) - (reading.powerProduced || 0);
+// Null where the meter gave what is no number.
+const netPower = (reading) => reading.powerConsumed === null || reading.powerProduced === null
+    ? null : (reading.powerConsumed || 0) - (reading.powerProduced || 0);
 
 function powerText(watts) {
     const size = Math.abs(watts);
@@ -119,8 +121,8 @@ function showMeter(tile, meter) {
     setText(tile.querySelector("h3"), nameOf(meter));
     setText(tile.querySelector(".health"), healthTexts[meter.health]);
     const power = tile.querySelector(".power");
-    const isPresent = reading !== null && meter.health !== "silent";
-    const watts = reading === null ? 0 : netPower(reading);
+    const watts = reading === null ? null : netPower(reading);
+    const isPresent = watts !== null && meter.health !== "silent";
     setText(power, isPresent ? powerText(watts) : "–");
     power.setAttribute("aria-label", isPresent ? powerWords(watts) : "no present power");
     const pairs = [["Address", String(meter.slaveAddress)], ["Id", meter.id || "–"]];
@@ -317,7 +319,7 @@ function showPlot(home) {
     } else if (state.plot) {
         state.plot.updateOptions({ file: rowsToPlot(home) });
     }
-    const texts = home.meters.filter((meter) => meter.reading !== null && meter.health !== "silent")
+    const texts = home.meters.filter((meter) => meter.reading !== null && meter.health !== "silent" && netPower(meter.reading) !== null)
         .map((meter) => `${nameOf(meter)} ${powerText(netPower(meter.reading))}`);
     setText(element("plot-text"), texts.length > 0 ? `Now: ${texts.join(", ")}.` : "");
     element("plot").dataset.rows = String(state.rows.length);
