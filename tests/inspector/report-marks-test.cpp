@@ -116,3 +116,37 @@ TEST_F(ReportMarks, tellNothingOfACounterThatGaveNoNumberForAWhile) {
 
     EXPECT_THAT(keys(), IsEmpty());
 }
+
+TEST_F(ReportMarks, tellAMessageOfWhichTheServiceTookAPart) {
+    polls(2, {1});
+    for (const char* taken : {"9", "155", "0"})
+        log.line("NOTIC modbusreaderSocketWriter",
+                 std::string("TRANSFERRED  self->m_buffer.size():155 size:") + taken +
+                     " socket-writer.cpp:47");
+
+    EXPECT_THAT(keys(), ElementsAre("partly-taken"));
+    EXPECT_EQ(home.troubles.begin()->second.seen.count, 1U);
+}
+
+TEST_F(ReportMarks, tellBadSettingsOfTheLog) {
+    log.plain("Failed to parse /etc/libvx, error:-1");
+    polls(2, {1});
+
+    EXPECT_THAT(keys(), ElementsAre("bad-log-settings"));
+}
+
+TEST_F(ReportMarks, tellThatDescriptorsRanOut) {
+    polls(2, {1});
+    log.line("WARN  modbusSerial",
+             "Could not connect TCP strerror((*__errno_location ())):Too many open files "
+             "toolkit.cpp:201");
+
+    EXPECT_THAT(keys(), ElementsAre("no-descriptors", "no-tcp"));
+}
+
+TEST_F(ReportMarks, tellAnExceptionThatNothingCaught) {
+    polls(2, {1});
+    log.plain("terminate called after throwing an instance of 'std::bad_alloc'");
+
+    EXPECT_THAT(keys(), ElementsAre("uncaught-exception"));
+}

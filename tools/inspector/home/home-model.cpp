@@ -1,5 +1,8 @@
 #include "inspector/home/home-model.h"
 
+#include "inspector/home/diagnostics.h"
+#include "inspector/log/text-fields.h"
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -40,6 +43,9 @@ void HomeModel::addOther(const Line& line) {
         home.assertions.add(time);
     if (line.kind == LineKind::termination)
         home.terminations.add(time);
+    if (line.kind == LineKind::foreign &&
+        fitsPattern(line.text, findDiagnostic("bad-log-settings")->line))
+        m_meters.noteTrouble({"bad-log-settings", {}}, line);
 }
 
 /// Whether the line is of another process than those of its thread so far: after a reboot the same

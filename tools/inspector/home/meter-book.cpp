@@ -285,6 +285,14 @@ void MeterBook::enterUnattributed(std::vector<FailedRead>& failures) {
     failures.clear();
 }
 
+void MeterBook::noteTrouble(const TroubleKind& kind, const Line& line) {
+    Trouble& trouble = m_home.troubles[kind];
+    // Lines of others have no time of their own.
+    trouble.seen.add(line.kind == LineKind::log ? line.time : m_home.last.value_or(0));
+    constexpr std::size_t longest = 300;
+    trouble.line = line.text.substr(0, longest);
+}
+
 void MeterBook::delivered(std::size_t meter) {
     increment(m_home.delivered);
     increment(m_home.lost, 0);

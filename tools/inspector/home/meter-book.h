@@ -2,6 +2,7 @@
 
 #include "inspector/home/home.h"
 #include "inspector/home/reading-checks.h"
+#include "inspector/log/line.h"
 
 #include <set>
 #include <vector>
@@ -48,6 +49,8 @@ public:
     std::size_t indexOf(int slaveAddress, std::string_view id);
     /// The list of attached meters has changed.
     void takeAttached(std::string reply);
+
+    void noteTrouble(const TroubleKind& kind, const Line& line);
 
     void delivered(std::size_t meter);
     void lost(std::size_t meter);

@@ -146,19 +146,15 @@ void ProcessModel::addFailure(const Line& line) {
 }
 
 void ProcessModel::addTrouble(const Line& line) {
+    // It is the reason of another line.
+    if (fitsPattern(line.text, findDiagnostic("no-descriptors")->line))
+        m_book.noteTrouble({"no-descriptors", {}}, line);
     if (line.channel == "modbusSerial" && line.text.starts_with(failureStart))
         return;
     const Diagnostic* entry = diagnosticOf(line);
-    TroubleKind kind;
-    if (entry != nullptr) {
-        kind.key = entry->key;
-        if (const Diagnostic* reason = reasonOf(*entry, line.text))
-            kind.reason = reason->key;
-    }
-    Trouble& trouble = m_book.home().troubles[kind];
-    trouble.seen.add(line.time);
-    constexpr std::size_t longest = 300;
-    trouble.line = line.text.substr(0, longest);
+    const Diagnostic* reason = entry == nullptr ? nullptr : reasonOf(*entry, line.text);
+    m_book.noteTrouble({entry == nullptr ? "" : entry->key, reason == nullptr ? "" : reason->key},
+                       line);
 }
 
 /// A mark that stands behind the last one in the order of a poll is of the same poll, as is what
@@ -205,7 +201,7 @@ void ProcessModel::addWriter(const Line& line) {
     if (line.text.starts_with("Writing ")) {
         written(line);
     } else if (line.text.starts_with("TRANSFERRED ")) {
-        transferred(line.text);
+        transferred(line);
     } else if (line.text.starts_with("Could not connect ec:")) {
         lostMessage(line.time);
     }
@@ -251,9 +247,9 @@ void ProcessModel::written(const Line& line) {
 }
 
 /// The service takes the messages in the order in which they were written.
-void ProcessModel::transferred(std::string_view text) {
-    const auto size = wholeBehind(text, "m_buffer.size():");
-    const auto taken = wholeBehind(text, " size:");
+void ProcessModel::transferred(const Line& line) {
+    const auto size = wholeBehind(line.text, "m_buffer.size():");
+    const auto taken = wholeBehind(line.text, " size:");
     const auto message = std::find_if(m_written.begin(), m_written.end(), [&](const Message& x) {
         return x.size == size.value_or(-1);
     });
@@ -264,6 +260,9 @@ void ProcessModel::transferred(std::string_view text) {
         m_book.delivered(meter);
     else
         m_book.lost(meter);
+    // Where it took nothing an error follows.
+    if (size && taken && *taken > 0 && *taken < *size)
+        m_book.noteTrouble({"partly-taken", {}}, line);
 }
 
 void ProcessModel::finish() {

@@ -42,7 +42,7 @@ private:
     void beginOffer(Moment time, bool isAgain);
     void lostMessage(Moment time);
     void written(const Line& line);
-    void transferred(std::string_view text);
+    void transferred(const Line& line);
 
     struct Message {
         std::size_t meter;
