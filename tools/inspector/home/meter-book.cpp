@@ -1,6 +1,7 @@
 #include "inspector/home/meter-book.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/home/attribution.h"
 #include "modbus/server-replies.h"
 
 #include <algorithm>
@@ -86,50 +87,6 @@ void MeterBook::takeAttached(std::string reply) {
     } catch (const std::exception&) {
         // The daemon takes none of it either, and warns.
         m_home.attachedReply.clear();
-    }
-}
-
-/// The known meters that gave no reading. One whose serial can't be read sends nothing, and its
-/// failures follow those of the meter ahead.
-std::set<int> MeterBook::absentFrom(const Poll& poll) const {
-    std::set<int> absent;
-    for (const Meter& meter : m_home.meters)
-        if (meter.slaveAddress)
-            absent.insert(*meter.slaveAddress);
-    for (const LoggedReading& reading : poll.readings)
-        absent.erase(reading.slaveAddress);
-    return absent;
-}
-
-/// Finds the meters of failures that don't say theirs, as docs/operations.md tells people to do it:
-/// the read of a meter begins at the time in its reading, and lasts until that of the next one.
-void MeterBook::attribute(Poll& poll) {
-    std::sort(poll.readings.begin(), poll.readings.end(),
-              [](const LoggedReading& a, const LoggedReading& b) { return a.time < b.time; });
-    const std::set<int> absent = absentFrom(poll);
-    const auto isSerial = [](const FailedRead& x) {
-        return x.kind.place.fieldType == vxModel::ModbusFieldType::serial;
-    };
-    for (std::size_t i = 0; i <= poll.readings.size(); ++i) {
-        const bool hasMeter = i > 0;
-        const bool isLast = i == poll.readings.size();
-        // A read fails later than it begins, by the pause ahead of it.
-        const auto isHere = [&](const FailedRead& x) {
-            return !x.slaveAddress && (!hasMeter || x.time > poll.readings[i - 1].time) &&
-                   (isLast || x.time <= poll.readings[i].time);
-        };
-        const bool isOfAbsent =
-            !hasMeter || std::any_of(poll.failures.begin(), poll.failures.end(),
-                                     [&](const auto& x) { return isHere(x) && isSerial(x); });
-        std::optional<int> slaveAddress;
-        if (!isOfAbsent)
-            slaveAddress = poll.readings[i - 1].slaveAddress;
-        else if (absent.size() == 1)
-            slaveAddress = *absent.begin();
-        for (FailedRead& failure : poll.failures) {
-            if (isHere(failure))
-                failure.slaveAddress = slaveAddress;
-        }
     }
 }
 
@@ -258,7 +215,7 @@ void MeterBook::enter(Poll& poll, std::size_t process) {
     if (!poll.isPart)
         increment(m_home.polls);
     if (!poll.isBlind && !poll.addresses)
-        attribute(poll);
+        attribute(poll, m_home);
     noteLateAnswers(poll);
     for (const LoggedReading& reading : poll.readings)
         enterReading(reading, poll.failures, process);

@@ -1,38 +1,13 @@
 #pragma once
 
 #include "inspector/home/home.h"
+#include "inspector/home/poll.h"
 #include "inspector/home/reading-checks.h"
 #include "inspector/log/line.h"
 
-#include <set>
 #include <vector>
 
 namespace inspector {
-
-/// A failed read of a register.
-struct FailedRead {
-    FailureKind kind;
-    Moment time = 0;
-    /// The address of the meter, if the log tells.
-    std::optional<int> slaveAddress = std::nullopt;
-};
-
-/// What the log showed of one poll.
-struct Poll {
-    std::vector<FailedRead> failures = {};
-    std::vector<LoggedReading> readings = {};
-    /// The addresses of the meters that were read; unset if the log doesn't tell.
-    std::optional<std::vector<int>> addresses = std::nullopt;
-    /// Messages of the poll are unknown, though there may have been some. Where the addresses are
-    /// known, the readings are all the same.
-    bool isBlind = false;
-    /// Of its last line.
-    Moment end = 0;
-    /// Some register was read.
-    bool hasValues = false;
-    /// The log lacks its begin or its end, so it doesn't count.
-    bool isPart = false;
-};
 
 /// Enters polls into a home, meter by meter.
 class MeterBook {
@@ -69,8 +44,6 @@ private:
     };
 
     std::size_t find(int slaveAddress, std::string_view id) const;
-    std::set<int> absentFrom(const Poll& poll) const;
-    void attribute(Poll& poll);
     bool isOfBefore(const LoggedReading& reading);
     void noteLateAnswers(const Poll& poll);
     void enterFailure(Failures& failures, const FailedRead& failure, bool hasPolls);
