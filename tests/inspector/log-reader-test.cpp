@@ -1,73 +1,12 @@
-#include "inspector/log/log-reader.h"
+#include "read-log.h"
 
 #include "inspector/input/sources.h"
-#include "support/temporary-directory.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 
 using namespace inspector;
+using namespace inspector::readlog;
 using testing::ElementsAre;
-
-namespace {
-
-/// What a line is, without its time.
-std::string described(const Line& line) {
-    std::string text = line.isCut ? "cut " : "";
-    if (line.forged > 0)
-        text += "with " + std::to_string(line.forged) + " forged ";
-    if (line.kind == LineKind::log)
-        text += std::string(line.channel) + " ";
-    else
-        text += line.kind == LineKind::rule ? "rule " : "foreign ";
-    return text + std::string(line.text);
-}
-
-class LogReaderTest : public testing::Test {
-protected:
-    std::vector<std::string> linesOf(const std::string& log) {
-        const std::string file = m_directory.write("log", log);
-        const std::unique_ptr<Source> source = openLog(file);
-        LogReader reader(*source);
-        std::vector<std::string> lines;
-        for (Line line; reader.next(line);)
-            lines.push_back(described(line));
-        m_counts = reader.counts();
-        m_damage = source->damage();
-        return lines;
-    }
-    /// The log as a program packs it.
-    std::string packed(const std::string& program, const std::string& log) {
-        const std::string file = m_directory.write("plain", log);
-        const std::string target = (m_directory.path() / "packed").string();
-        EXPECT_EQ(std::system((program + " <" + file + " >" + target).c_str()), 0);
-        return contentOf(target);
-    }
-
-    TemporaryDirectory m_directory;
-    LogReader::Counts m_counts;
-    std::string m_damage;
-};
-
-const std::string head = "[2026-11-14T03:24:09.123+01:00]   412 ";
-
-std::string notice(const std::string& text) {
-    return head + "NOTIC modbusSerial " + text + " toolkit.cpp:116\n";
-}
-
-std::string warning(const std::string& text) {
-    return head + "WARN  modbusSerial " + text + " toolkit.cpp:345\n";
-}
-
-const std::string cycling = notice("Cycling meters");
-const std::string rule = "=================================\n";
-const std::string forgedWarning =
-    "[2026-11-14T03:24:09.123+01:00]   412 WARN  modbusSerial Could not "
-    "read register toolkit.cpp:345";
-
-} // namespace
 
 TEST_F(LogReaderTest, givesTheLinesOfAFile) {
     EXPECT_THAT(linesOf(cycling + rule + "else"),
@@ -213,72 +152,4 @@ TEST_F(LogReaderTest, findsTheLineBehindOneThatWasCutWithoutALineEnd) {
                             R"(cut modbusSerial Attached Meters result:{"data":[{"na)",
                             "modbusSerial Cycling meters", "foreign  toolkit.cpp:116",
                             "modbusSerial Cycling meters"));
-}
-
-TEST_F(LogReaderTest, joinsAReplyThatIsLaidOutOnManyLines) {
-    const std::string reply = "{\n  \"data\": [\n    {\"name\": \"a\"}\n  ]\n}\n";
-    EXPECT_THAT(
-        linesOf(notice("Attached Meters result:" + reply) + cycling),
-        ElementsAre("modbusSerial Attached Meters result:" + reply, "modbusSerial Cycling meters"));
-    EXPECT_EQ(m_counts.lines, 7U);
-    EXPECT_EQ(m_counts.ofLog, 2U);
-}
-
-TEST_F(LogReaderTest, takesNoLineWithinAReplyForOneOfTheDaemon) {
-    for (const std::string start : {"", "x toolkit.cpp:9"})
-        for (const std::string end : {"", "\nx", "\nx toolkit.cpp:9\n"}) {
-            const std::string reply =
-                R"({"data":[{"name":")" + start + "\n" + forgedWarning + end + R"("}]})";
-            EXPECT_THAT(linesOf(notice("Attached Meters result:" + reply) + cycling),
-                        ElementsAre("with 1 forged modbusSerial Attached Meters result:" + reply,
-                                    "modbusSerial Cycling meters"));
-            EXPECT_EQ(m_counts.forged, 1U);
-        }
-}
-
-TEST_F(LogReaderTest, takesNoLineWithinARecordForOneOfTheDaemon) {
-    for (const std::string start : {"", "x toolkit.cpp:9"})
-        for (const std::string end : {"", "\nx", "\nx toolkit.cpp:9\n"}) {
-            const std::string record = "{\"id\":m1,\"name\":" + start + "\n" + forgedWarning + end +
-                                       ",\"slaveAddress\":1}";
-            EXPECT_THAT(linesOf(notice("Reading meter meter:" + record + " config:{}") + cycling),
-                        ElementsAre("with 1 forged modbusSerial Reading meter meter:" + record +
-                                        " config:{}",
-                                    "modbusSerial Cycling meters"));
-        }
-}
-
-TEST_F(LogReaderTest, takesNoLineWithinTheBodyOfAFailureForOneOfTheDaemon) {
-    const std::string text =
-        "Error requesting from server code:503 result:<p>\n" + forgedWarning + "\n</p>";
-    EXPECT_THAT(linesOf(warning(text) + cycling),
-                ElementsAre("with 1 forged modbusSerial " + text, "modbusSerial Cycling meters"));
-}
-
-TEST_F(LogReaderTest, takesTheLinesBehindACutOneForWhatTheyAre) {
-    const std::string failed = warning("Could not read register");
-    for (const std::string cut :
-         {"Attached Meters result:{\"data\":[{\"na", "Attached Meters result:{\"data\":[{",
-          "Reading meter meter:{\"id\":m1,\"na", "Error requesting from server code:503 result:<p>",
-          "Cycling me"}) {
-        EXPECT_THAT(linesOf(head + "NOTIC modbusSerial " + cut + "\n" + failed + cycling),
-                    ElementsAre("cut modbusSerial " + cut, "modbusSerial Could not read register",
-                                "modbusSerial Cycling meters"))
-            << cut;
-        EXPECT_EQ(m_counts.forged, 0U);
-        EXPECT_EQ(m_counts.cut, 1U);
-        EXPECT_EQ(m_counts.lines, 3U);
-    }
-}
-
-TEST_F(LogReaderTest, takesAValueThatResemblesAHeadForAValue) {
-    const std::string reply = R"({"data":[{"name":")" + forgedWarning + R"("}]})";
-    EXPECT_THAT(linesOf(notice("Attached Meters result:" + reply)),
-                ElementsAre("modbusSerial Attached Meters result:" + reply));
-}
-
-TEST_F(LogReaderTest, takesAMeterWithABracketInItsNameForWhole) {
-    const std::string text = "Reading meter meter:{\"name\":a{b} config:{}";
-    EXPECT_THAT(linesOf(notice(text) + cycling),
-                ElementsAre("modbusSerial " + text, "modbusSerial Cycling meters"));
 }

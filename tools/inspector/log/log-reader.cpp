@@ -1,86 +1,15 @@
 #include "inspector/log/log-reader.h"
 
-#include "inspector/log/json-extent.h"
+#include "inspector/log/line-end.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace inspector {
 namespace {
 
-/// Beyond these a line is taken for cut.
+/// Beyond these a line is taken for cut, unless its JSON tells how far it reaches.
 constexpr std::size_t mostForged = 64;
-constexpr std::size_t mostPieces = 100000;
-
-/// The starts of lines that show a reply of the local server.
-constexpr std::array<std::string_view, 4> replyStarts = {
-    "result:", "Attached Meters result:", "Supported Meters result:",
-    "Error requesting from server "};
-
-struct Reply {
-    /// Its place among the starts.
-    std::size_t kind = 0;
-    /// Empty if the line shows none, or one that isn't JSON.
-    std::string_view json;
-};
-
-Reply replyOf(const Line& line) {
-    if (line.channel != "modbusSerial")
-        return {};
-    for (std::size_t kind = 0; kind < replyStarts.size(); ++kind) {
-        if (!line.text.starts_with(replyStarts[kind]))
-            continue;
-        constexpr std::string_view key = "result:";
-        const std::size_t at = line.text.find(key);
-        if (at == std::string_view::npos)
-            return {kind, {}};
-        const std::string_view reply = line.text.substr(at + key.size());
-        const bool isJson = reply.starts_with('{') || reply.starts_with('[');
-        return {kind, isJson ? reply : std::string_view()};
-    }
-    return {};
-}
-
-/// Whether the line shows values of the local server, or the serial of a meter, as the daemon
-/// writes records.
-bool showsRecord(const Line& line) {
-    constexpr std::array<std::string_view, 6> starts = {
-        "Reading aReading:", "Reading meter ", "querySerial", "doReconnect", "meter:", "config:"};
-    return line.channel == "modbusSerial" &&
-           std::any_of(starts.begin(), starts.end(),
-                       [&](std::string_view start) { return line.text.starts_with(start); });
-}
-
-/// Whether a value with a line end may stand in the line.
-bool mayHoldLineEnd(const Line& line) {
-    if (line.channel == "modbusSerial") {
-        return showsRecord(line) || line.text.starts_with("Could not convert") ||
-               line.text.starts_with("Comparison") ||
-               std::any_of(replyStarts.begin(), replyStarts.end(),
-                           [&](std::string_view start) { return line.text.starts_with(start); });
-    }
-    return line.channel.starts_with("vx") || line.channel == "orvMODBUSConfigFile";
-}
-
-/// Whether each bracket of a record's text has its counterpart. Values stand there without quotes,
-/// so one of them may hold some of its own.
-bool isBalanced(std::string_view text) {
-    return std::count(text.begin(), text.end(), '{') == std::count(text.begin(), text.end(), '}');
-}
-
-bool isWholeJson(std::string_view text) {
-    JsonExtent extent;
-    extent.add(text);
-    return extent.state() == JsonExtent::State::whole &&
-           text.find_first_not_of(" \t\r\n", extent.size()) == std::string_view::npos;
-}
-
-bool isOpenJson(std::string_view text) {
-    JsonExtent extent;
-    extent.add(text);
-    return extent.state() == JsonExtent::State::open;
-}
 
 bool hasLineEnd(std::string_view json) {
     return json.find('\n') != std::string_view::npos ||
@@ -121,15 +50,15 @@ bool LogReader::take(RawLine& raw) {
         ++m_counts.lines;
         return true;
     }
-    m_taken = std::move(m_ahead.front().text);
-    raw = {m_taken, m_ahead.front().isCut};
-    m_ahead.pop_front();
+    Lines& ahead = m_ahead.back();
+    const std::size_t end = ahead.text.find('\n', ahead.given);
+    const bool isLast = end == std::string::npos;
+    m_taken.assign(ahead.text, ahead.given, isLast ? end : end - ahead.given);
+    raw = {m_taken, isLast && ahead.isCut};
+    ahead.given = end + 1;
+    if (isLast)
+        m_ahead.pop_back();
     return true;
-}
-
-void LogReader::putBack(std::vector<Piece> pieces) {
-    m_ahead.insert(m_ahead.begin(), std::make_move_iterator(pieces.begin()),
-                   std::make_move_iterator(pieces.end()));
 }
 
 void LogReader::keepReply(std::string_view reply, std::size_t kind) {
@@ -144,61 +73,56 @@ bool LogReader::isWhole(const Line& line) {
         return true;
     if (line.isCut)
         return false;
+    // What a meter calls itself may hold a line end whatever the server says.
     if (showsRecord(line))
-        return !m_mayHoldLineEnds || isBalanced(line.text);
+        return (!m_mayHoldLineEnds && !line.text.starts_with("Reading aReading:")) ||
+               isBalanced(line.text);
     const auto [kind, json] = replyOf(line);
     if (json.empty() || json == m_replies[kind])
         return true;
-    if (isWholeJson(json))
+    const JsonExtent::State state = jsonState(json);
+    if (state == JsonExtent::State::whole)
         keepReply(json, kind);
-    return !isOpenJson(json);
+    return state != JsonExtent::State::open;
 }
 
 /// Adds what stands behind the line, up to its end. If that isn't found, the line stays as it is.
 void LogReader::join(Line& line) {
     m_joined = line.whole;
     line = parseLine(m_joined);
-    std::vector<Piece> pieces;
-    if (!tryJoin(line, pieces))
-        putBack(std::move(pieces));
-}
-
-bool LogReader::tryJoin(Line& line, std::vector<Piece>& pieces) {
-    const std::size_t size = line.whole.size();
-    const bool isRecord = showsRecord(line);
-    const bool isJson = !replyOf(line).json.empty();
-    std::size_t forged = 0;
-    RawLine raw;
-    // The texts of the line move with the text.
-    while (pieces.size() < mostPieces && take(raw)) {
-        const bool wasBalanced = !isRecord || isBalanced(m_joined);
-        pieces.push_back({std::string(raw.text), raw.isCut});
-        const Line piece = parseLine(raw.text);
-        const bool hasHead = piece.kind == LineKind::log;
-        forged += hasHead ? 1 : 0;
-        if (raw.isCut || forged > mostForged ||
-            m_joined.size() + raw.text.size() > Source::longestLine)
-            break;
-        m_joined.append("\n").append(raw.text);
-        Line joined = parseLine(m_joined);
-        if (joined.isCut)
-            continue;
-        const auto [kind, json] = replyOf(joined);
-        const bool isEnd = isJson     ? isWholeJson(json)
-                           : isRecord ? isBalanced(joined.text) && !(hasHead && wasBalanced)
-                                      : !hasHead;
-        if (isEnd) {
-            if (isJson)
-                keepReply(json, kind);
-            line = joined;
-            line.forged = forged;
-            return true;
-        }
-        if (isJson && !isOpenJson(json))
-            break;
-    }
+    const std::size_t size = m_joined.size();
+    bool isLastCut = false;
+    if (tryJoin(line, isLastCut))
+        return;
+    if (m_joined.size() > size)
+        m_ahead.push_back({m_joined.substr(size + 1), isLastCut});
     m_joined.resize(size);
     line = parseLine(m_joined);
+}
+
+bool LogReader::tryJoin(Line& line, bool& isLastCut) {
+    LineEnd end(line);
+    std::size_t forged = 0;
+    RawLine raw;
+    while (take(raw)) {
+        const bool hasHead = parseLine(raw.text).kind == LineKind::log;
+        forged += hasHead ? 1 : 0;
+        isLastCut = raw.isCut;
+        m_joined.append("\n").append(raw.text);
+        // The texts of the line move with the text.
+        const Line joined = parseLine(m_joined);
+        const bool isEnd = end.isAt(joined, raw.text, hasHead);
+        if (raw.isCut || m_joined.size() > Source::longestLine ||
+            (!end.isJson() && forged > mostForged))
+            return false;
+        if (!isEnd)
+            continue;
+        if (end.isJson())
+            keepReply(replyOf(joined).json, replyOf(joined).kind);
+        line = joined;
+        line.forged = forged;
+        return true;
+    }
     return false;
 }
 
@@ -226,9 +150,7 @@ void LogReader::split(Line& line, bool isTooLong) {
     if (line.whole.size() > longest)
         return;
     m_joined = line.whole;
-    std::vector<Piece> rest;
-    rest.push_back({m_joined.substr(skipped + at), isTooLong});
-    putBack(std::move(rest));
+    m_ahead.push_back({m_joined.substr(skipped + at), isTooLong});
     line = parseLine(std::string_view(m_joined).substr(0, skipped + at));
     line.isCut = true;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "inspector/log/line-end.h"
 #include "inspector/log/line.h"
 #include "inspector/log/source.h"
 
 #include <array>
 #include <cstddef>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,7 +18,8 @@ namespace inspector {
 /// laid out on many lines, or one that was made to look as if the daemon had written other lines.
 /// So a line whose position is missing is joined with those behind it up to the position, and a
 /// reply up to the end of its JSON, whatever stands in between. What doesn't come to an end so was
-/// cut.
+/// cut. The body of a failure that isn't JSON has no end that one could tell: if it ends in what
+/// looks like a line of the daemon, that is taken for one.
 class LogReader {
 public:
     /// How many lines of each kind were given. A line of the log may be several in the file.
@@ -38,30 +39,32 @@ public:
     const Counts& counts() const { return m_counts; }
 
 private:
-    /// A line of the file.
-    struct Piece {
+    /// Lines of the file.
+    struct Lines {
         std::string text;
+        /// Of the last one.
         bool isCut = false;
+        /// So many bytes were given again.
+        std::size_t given = 0;
     };
 
     bool take(RawLine& raw);
-    void putBack(std::vector<Piece> pieces);
     bool isWhole(const Line& line);
     void keepReply(std::string_view reply, std::size_t kind);
     void join(Line& line);
-    bool tryJoin(Line& line, std::vector<Piece>& pieces);
+    bool tryJoin(Line& line, bool& isLastCut);
     bool mayHoldHead(const Line& line) const;
     void split(Line& line, bool isTooLong);
     void count(const Line& line);
 
     Source& m_source;
-    /// Lines that were looked at, and are to be given yet.
-    std::deque<Piece> m_ahead;
+    /// Lines that were looked at, and are to be given yet; the last ones first.
+    std::vector<Lines> m_ahead;
     /// Hold the texts of the last line that was given, if they are not the source's.
     std::string m_taken;
     std::string m_joined;
     /// The last whole replies of each kind, which come again and again.
-    std::array<std::string, 4> m_replies;
+    std::array<std::string, replyKinds> m_replies;
     /// Whether values of the server may hold line ends, so that lines with values need a closer
     /// look.
     bool m_mayHoldLineEnds = true;
