@@ -80,8 +80,11 @@ void writeOverview(Page& page, const Report& report) {
                          ? "unknown"
                          : local(home.first.value_or(0)) + " to " + local(home.last.value_or(0)) +
                                ", " + std::to_string(report.counts.lines) + " lines"});
+    if (home.leftOut > 0)
+        page.row({"Left out",
+                  std::to_string(home.leftOut) + " meters or failures, as they were too many"});
     page.row({"Gaps", orUnknown(home.gaps)});
-    page.row({"Restarts", home.mixed > 1 ? "unknown" : std::to_string(home.restarts.count)});
+    page.row({"Restarts", orUnknown(restartsOf(home))});
     page.row({"Polls", orUnknown(home.polls)});
     if (lengths.count() > 0)
         page.row({"Length of a poll", "median " + durationText(*lengths.quantile(0.5)) +

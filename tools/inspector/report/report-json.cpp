@@ -14,7 +14,7 @@ void optionalMember(JsonOutput& output, std::string_view name, const std::option
 }
 
 void moment(JsonOutput& output, std::string_view name, std::optional<Moment> time) {
-    optionalMember(output, name, time ? std::optional(utcText(*time)) : std::nullopt);
+    optionalMember(output, name, time && *time != 0 ? std::optional(utcText(*time)) : std::nullopt);
 }
 
 void seconds(JsonOutput& output, std::string_view name, std::optional<std::int64_t> length) {
@@ -36,6 +36,7 @@ void writeLog(JsonOutput& output, const Report& report) {
     output.member("foreign", report.counts.foreign);
     output.member("cut", report.counts.cut);
     output.member("forged", report.counts.forged);
+    output.member("leftOut", home.leftOut);
     output.key("gaps");
     if (home.gaps) {
         output.beginList();
@@ -169,11 +170,7 @@ void writeReport(JsonOutput& output, const Report& report) {
     writeLog(output, report);
     output.key("polls");
     writePolls(output, report);
-    output.key("restarts");
-    if (home.mixed > 1)
-        output.null();
-    else
-        output.value(home.restarts.count);
+    optionalMember(output, "restarts", restartsOf(home));
     output.member("assertionFailures", home.assertions.count);
     output.key("delivery");
     output.beginObject();

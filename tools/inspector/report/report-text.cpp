@@ -55,13 +55,16 @@ private:
               std::pair{counts.forged, "forged within values"}})
             if (number > 0)
                 row("", std::to_string(number) + " " + text);
+        if (m_home.leftOut > 0)
+            row("", std::to_string(m_home.leftOut) +
+                        " meters or failures left out, as they were too many");
         for (const std::string& damage : m_report.damages)
             row("", damage);
         row("Gaps", m_home.gaps ? std::to_string(*m_home.gaps) : "?");
         constexpr std::size_t mostGaps = 5;
         for (std::size_t i = 0; i < std::min(mostGaps, m_home.firstGaps.size()); ++i)
             row("", local(m_home.firstGaps[i].from) + " to " + local(m_home.firstGaps[i].to));
-        row("Restarts", m_home.mixed > 1 ? "?" : std::to_string(m_home.restarts.count));
+        row("Restarts", orQuestionMark(restartsOf(m_home)));
         if (m_home.assertions.count > 0)
             row("", counted(m_home.assertions.count, "failed assertion"));
     }

@@ -73,12 +73,6 @@ private:
     std::vector<Notice> m_list;
 };
 
-Occurrences together(const Occurrences& a, const Occurrences& b) {
-    if (a.count == 0 || b.count == 0)
-        return a.count == 0 ? b : a;
-    return {a.count + b.count, std::min(a.first, b.first), std::max(a.last, b.last)};
-}
-
 /// The failures of a meter by their kind.
 void addFailures(Notices& notices, const Failures& failures, std::optional<std::size_t> meter) {
     std::map<std::string, std::pair<Occurrences, std::set<RegisterPlace>>> kinds;
@@ -192,7 +186,10 @@ std::vector<Unknown> unknownOf(const Home& home) {
     if (!home.polls)
         unknown.push_back({"polls, readings, gaps, and which meter a failure belongs to",
                            home.offers > 0 ? "W,modbusreaderSocketWriter:N" : "N"});
-    else if (!home.delivered && home.offers > 0 && home.troubles.empty())
+    else if (home.meters.empty() && home.offers > 0)
+        unknown.push_back(
+            {"readings, and which meter a failure belongs to", "W,modbusreaderSocketWriter:N"});
+    else if (!home.delivered && home.offers > 0)
         unknown.push_back({"what became of the messages", "W,modbusreaderSocketWriter:N"});
     if (home.serialReply.empty() && home.attachedReply.empty() && home.supportedReply.empty())
         unknown.push_back({"the names of the meters, the least length of a poll, and values that "
@@ -202,6 +199,17 @@ std::vector<Unknown> unknownOf(const Home& home) {
 }
 
 } // namespace
+
+Occurrences together(const Occurrences& a, const Occurrences& b) {
+    if (a.count == 0 || b.count == 0)
+        return a.count == 0 ? b : a;
+    return {a.count + b.count, std::min(a.first, b.first), std::max(a.last, b.last)};
+}
+
+std::optional<std::size_t> restartsOf(const Home& home) {
+    const bool isKnown = (home.polls || home.starts.count > 0) && home.mixed <= 1;
+    return isKnown ? std::optional(home.restarts.count) : std::nullopt;
+}
 
 bool Summary::needsPerson() const {
     return std::any_of(notices.begin(), notices.end(),

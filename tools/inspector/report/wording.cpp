@@ -13,6 +13,8 @@ std::string utcText(Moment time) {
 }
 
 std::string localText(Moment time, int offsetMinutes) {
+    if (time == 0)
+        return "?";
     std::string text = utcText(time + Moment{offsetMinutes} * 60000);
     constexpr std::size_t upToSeconds = 19;
     text.resize(upToSeconds);

@@ -11,7 +11,8 @@ namespace inspector {
 
 /// "2026-11-14T03:24:08.123Z"
 std::string utcText(Moment time);
-/// "2026-11-14 04:24:08", in the zone of the log.
+/// "2026-11-14 04:24:08", in the zone of the log; "?" of 0, which is the time of what no line with
+/// a time came ahead of.
 std::string localText(Moment time, int offsetMinutes);
 /// As long as something took: "2.123 s", "3 min 20 s", "2 d 5 h".
 std::string durationText(Moment milliseconds);

@@ -1,0 +1,90 @@
+#include "inspector-program.h"
+#include "support/temporary-directory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace inspector;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+/// The begin of a line at a second of one minute.
+std::string headAt(const std::string& second) {
+    return "[2026-11-14T03:24:" + second + ".000+01:00]   412 ";
+}
+
+std::string tickAt(const std::string& second) {
+    return headAt(second) + "NOTIC modbusreaderMain callback ec:Success main.cpp:64\n";
+}
+
+std::string warningAt(const std::string& second) {
+    return headAt(second) + "WARN  modbusSerial Could not convert reply e:x toolkit.cpp:9\n";
+}
+
+const std::string assertion = "Assertion failed.  condition:x a.cpp:1  void f()\n";
+
+} // namespace
+
+TEST(ReportEdges, ofFailedAssertionsAloneAreTold) {
+    const ProgramResult result = run({"report", "-"}, assertion);
+
+    EXPECT_THAT(result.standardOutput, HasSubstr("1 failed assertion\n"));
+    EXPECT_THAT(result.standardOutput, HasSubstr("Assertion failed. …, 1 time, ?\n"));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(run({"report", "--json", "-"}, assertion).standardOutput,
+                HasSubstr(R"("count":1,"first":null,"last":null)"));
+    EXPECT_THAT(run({"report", "--html", "-"}, assertion).standardOutput, Not(HasSubstr("1970")));
+}
+
+TEST(ReportEdges, ofABrokenFileTellThatItIsBroken) {
+    const TemporaryDirectory directory;
+    const std::string packed = (directory.path() / "packed").string();
+    ASSERT_EQ(std::system(("echo x | gzip | head -c 12 >" + packed).c_str()), 0);
+    const ProgramResult result = run({"report", packed});
+
+    EXPECT_THAT(result.standardOutput, HasSubstr("the end of the compressed file is missing"));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST(ReportEdges, tellRestartsAsUnknownWhereAStartLeavesNoLine) {
+    EXPECT_THAT(run({"report", "-"}, warningAt("10")).standardOutput, HasSubstr("Restarts  ?\n"));
+    EXPECT_THAT(run({"report", "--json", "-"}, warningAt("10")).standardOutput,
+                HasSubstr(R"("restarts":null)"));
+    EXPECT_THAT(run({"report", "-"}, tickAt("10") + tickAt("12")).standardOutput,
+                HasSubstr("Restarts  0\n"));
+}
+
+TEST(ReportEdges, countTheLinesOfTheTimeThatIsAskedForOnly) {
+    const std::string log = "foreign\n" + warningAt("10") + headAt("11") + "cut\n" +
+                            "foreign\nforeign\n" + warningAt("20") + "foreign\n" + warningAt("30");
+    EXPECT_THAT(run({"report", "--json", "-", "--since", "2026-11-14T03:24:15+01:00", "--until",
+                     "2026-11-14T03:24:25+01:00"},
+                    log)
+                    .standardOutput,
+                HasSubstr(R"("lines":2,"foreign":1,"cut":0,"forged":0)"));
+}
+
+TEST(ReportEdges, tellLogsThatAreNotInTheirOrder) {
+    const TemporaryDirectory directory;
+    const auto starting = [](const std::string& second, const std::string& thread) {
+        return "[2026-11-14T03:24:" + second + ".000+01:00]   " + thread +
+               " NOTIC modbusreaderMain Starting modbus Reader main.cpp:74\n";
+    };
+    const std::string first = directory.write("a", starting("10", "412"));
+    const std::string second = directory.write("b", starting("20", "413"));
+
+    EXPECT_THAT(run({"report", second, first}).standardOutput, HasSubstr("note time-jump\n"));
+    EXPECT_THAT(run({"report", first, second}).standardOutput, Not(HasSubstr("time-jump")));
+}
+
+TEST(ReportEdges, sayWhatIsUnknownThoughThereAreTroubles) {
+    const std::string log =
+        tickAt("10") + "=================================\n" + warningAt("11") + tickAt("12");
+    EXPECT_THAT(run({"report", "-"}, log).standardOutput,
+                HasSubstr("Not in this log: readings, and which meter a failure belongs to. "
+                          "VX_LOG=W,modbusreaderSocketWriter:N shows them.\n"));
+}
