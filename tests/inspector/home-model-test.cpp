@@ -175,6 +175,10 @@ TEST_F(HomeModelTest, seesValuesThatStandAtTheNextRegisterAfterATimeOut) {
     read(2345, 710, 12345);
 
     EXPECT_EQ(home.meters[0].shifted.count, 1U);
+    // What meters show alike long after a time-out has nothing to do with it.
+    read(710, 12345, 2345);
+    read(2345, 710, 12345);
+    EXPECT_EQ(home.meters[0].shifted.count, 1U);
 }
 
 TEST_F(HomeModelTest, takesNamesFromTheListOfAttachedMeters) {

@@ -46,8 +46,10 @@ bool ShiftCheck::end() {
     constexpr std::size_t enough = 2;
     const bool isShifted = m_isSuspicious && shifted >= enough;
     constexpr std::size_t mostMeters = 1000;
-    if (!isShifted && !m_hasFailed)
+    if (!isShifted && !m_hasFailed) {
         last = std::move(m_now);
+        m_isSuspicious = false;
+    }
     if (m_last.size() > mostMeters)
         m_last.clear();
     m_now.clear();
