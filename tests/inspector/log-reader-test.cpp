@@ -67,6 +67,12 @@ TEST_F(LogReaderTest, tellsThatAPackedFileIsBroken) {
     EXPECT_THAT(m_damage, testing::StartsWith("the compressed file is broken: "));
 }
 
+TEST_F(LogReaderTest, tellsThatAPackedFileNeedsMoreMemoryThanItTakes) {
+    EXPECT_THAT(linesOf(packed("zstd --long=27", cycling)), ElementsAre());
+    EXPECT_EQ(m_damage,
+              "the file was compressed with a window above 32 MB: unpack it with zstd first");
+}
+
 TEST_F(LogReaderTest, refusesWhatIsNoFile) {
     const auto refusal = [](const std::string& name) {
         try {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <zlib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <array>
@@ -160,7 +161,7 @@ public:
                 return 0;
             m_left = ZSTD_decompressStream(m_stream.get(), &out, &m_in);
             if (ZSTD_isError(m_left) != 0)
-                stop(std::string(broken) + ": " + ZSTD_getErrorName(m_left));
+                stop(damageOf(m_left));
             else if (isOver && out.pos == 0)
                 stop(endMissing);
         }
@@ -172,6 +173,11 @@ private:
         void operator()(ZSTD_DStream* stream) const { ZSTD_freeDStream(stream); }
     };
 
+    static std::string damageOf(std::size_t error) {
+        if (ZSTD_getErrorCode(error) == ZSTD_error_frameParameter_windowTooLarge)
+            return "the file was compressed with a window above 32 MB: unpack it with zstd first";
+        return std::string(broken) + ": " + ZSTD_getErrorName(error);
+    }
     bool refill() {
         const std::string_view packed = take();
         m_in = {packed.data(), packed.size(), 0};
