@@ -233,6 +233,7 @@ TEST(MomentOfOption, readsWhatIsSoLongAgo) {
 TEST(MomentOfOption, refusesAllElse) {
     for (const std::string text :
          {"", "x", "2026", "2026-11-14T03:24:09+1", "2026-11-14T03:24:09 Z x", "-", "-1", "-1y",
-          "1h", "-99999999999999999999d", "-99999999d", "--1h"})
+          "1h", "-99999999999999999999d", "-99999999d", "--1h", "-9223372036854775808s",
+          "2026-11-14+-1:30", "2026-11-14+1 :30"})
         EXPECT_FALSE(momentOfOption(text)) << text;
 }

@@ -32,7 +32,7 @@ std::optional<std::int64_t> ago(std::string_view text) {
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     const auto unit = secondsOf({rest, static_cast<std::size_t>(end - rest)});
     constexpr std::int64_t longest = 100LL * 366 * 86400;
-    if (error != std::errc() || !unit || number > 0 || -number > longest / *unit)
+    if (error != std::errc() || !unit || number > 0 || number < -longest / *unit)
         return std::nullopt;
     const auto now =
         std::chrono::duration_cast<std::chrono::milliseconds>(vx::now().time_since_epoch());
@@ -43,12 +43,13 @@ std::optional<std::int64_t> ago(std::string_view text) {
 std::optional<std::int64_t> zoneOf(std::string_view text) {
     if (text == "Z")
         return 0;
-    int hours = 0;
-    int minutes = 0;
-    if (text.size() != 6 || text[3] != ':' || (text[0] != '+' && text[0] != '-') ||
-        std::from_chars(text.data() + 1, text.data() + 3, hours).ptr != text.data() + 3 ||
-        std::from_chars(text.data() + 4, text.data() + 6, minutes).ptr != text.data() + 6)
+    const auto isDigit = [&](std::size_t at) { return text[at] >= '0' && text[at] <= '9'; };
+    if (text.size() != 6 || text[3] != ':' || (text[0] != '+' && text[0] != '-') || !isDigit(1) ||
+        !isDigit(2) || !isDigit(4) || !isDigit(5))
         return std::nullopt;
+    const auto number = [&](std::size_t at) { return (text[at] - '0') * 10 + text[at + 1] - '0'; };
+    const int hours = number(1);
+    const int minutes = number(4);
     const std::int64_t seconds = hours * 3600 + minutes * 60;
     return text[0] == '-' ? -seconds : seconds;
 }
