@@ -90,3 +90,22 @@ TEST_F(HomePollsTest, areUnknownWhereOnlyAnOutageOfTheServiceShows) {
     EXPECT_EQ(home.pollLengths.count(), 0U);
     EXPECT_EQ(home.lost, 3U);
 }
+
+TEST_F(HomePollsTest, haveNoLengthOverAClockThatWasSet) {
+    log.at(0).tick().at(2000).tick().at(1000000000).tick().at(1000002000).tick();
+
+    EXPECT_EQ(home.polls, 3U);
+    EXPECT_EQ(home.pollLengths.count(), 2U);
+    EXPECT_EQ(home.pollLengths.longest(), 2000);
+}
+
+TEST_F(HomePollsTest, haveNoLengthOverATroubleOfTheServerThatLeavesThemWithoutMessages) {
+    log.at(2000).message(1, 0).at(4000).message(1, 2000);
+    log.at(60000).line("ERROR HttpClient", "Request failed: GET http://x, Reason: y");
+    log.at(120000).message(1, 118000).at(122000).message(1, 120000);
+    model.finish();
+
+    EXPECT_EQ(home.polls, 4U);
+    EXPECT_EQ(home.pollLengths.count(), 2U);
+    EXPECT_EQ(home.pollLengths.longest(), 2000);
+}

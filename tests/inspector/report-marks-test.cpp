@@ -103,6 +103,14 @@ TEST_F(ReportMarks, tellACounterThatJumped) {
     EXPECT_THAT(keys(), ElementsAre("counter-jump S-1"));
 }
 
+TEST_F(ReportMarks, tellACounterThatRanBackwardsAfterTheClockWasSetBack) {
+    for (const Moment begin : {900000, 902000, 0, 2000, 4000}) {
+        const std::string energy = begin == 4000 ? "3500e6" : "3600e6";
+        log.at(begin + 1500).message(1, begin, ",\"energyConsumed\":" + energy);
+    }
+    EXPECT_THAT(keys(), testing::UnorderedElementsAre("counter-backwards S-1", "time-jump"));
+}
+
 TEST_F(ReportMarks, tellACounterThatStoodStill) {
     for (int i = 0; i < 60; ++i)
         energy("3600", "100000");
@@ -149,4 +157,20 @@ TEST_F(ReportMarks, tellAnExceptionThatNothingCaught) {
     log.plain("terminate called after throwing an instance of 'std::bad_alloc'");
 
     EXPECT_THAT(keys(), ElementsAre("uncaught-exception"));
+}
+
+TEST_F(ReportMarks, tellTwoDaemonsInOneLog) {
+    for (const int thread : {412, 413, 412, 413, 412})
+        log.process(thread).tick();
+
+    EXPECT_THAT(keys(), ElementsAre("two-daemons"));
+}
+
+TEST_F(ReportMarks, tellLinesThatWereCutOrForged) {
+    log.tick();
+    std::vector<std::string> list;
+    for (const Notice& notice : summaryOf(home, {.lines = 9, .cut = 1, .forged = 2}).notices)
+        list.push_back(notice.key);
+
+    EXPECT_THAT(list, ElementsAre("lines-forged", "lines-cut"));
 }

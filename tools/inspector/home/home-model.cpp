@@ -11,8 +11,7 @@ namespace {
 
 constexpr std::size_t mostProcesses = 8;
 constexpr std::size_t mostGaps = 100;
-/// Longer than a poll with several dead meters stays without a line.
-constexpr Moment longestSilence = 300000;
+constexpr Moment longestSilence = ProcessModel::longestSilence;
 
 } // namespace
 

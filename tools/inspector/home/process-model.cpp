@@ -153,6 +153,9 @@ void ProcessModel::addTrouble(const Line& line) {
         return;
     const Diagnostic* entry = diagnosticOf(line);
     const Diagnostic* reason = entry == nullptr ? nullptr : reasonOf(*entry, line.text);
+    m_hasServerTrouble = m_hasServerTrouble || line.channel == "HttpClient" ||
+                         line.text.starts_with("Error requesting from server") ||
+                         line.text.starts_with("Could not convert reply");
     m_book.noteTrouble({entry == nullptr ? "" : entry->key, reason == nullptr ? "" : reason->key},
                        line);
 }
@@ -166,10 +169,16 @@ void ProcessModel::beginPoll(Mark mark, Moment time) {
     // A log that begins in the middle of a poll doesn't tell the whole of it.
     m_poll.isPart = !last;
     enterPoll();
-    if (last && m_begin && time > *m_begin)
-        m_book.home().pollLengths.add(time - *m_begin);
+    if (last)
+        addLength(time);
     m_isOffering = false;
     m_begin = time;
+}
+
+/// What lies behind a long silence is a clock that was set, or a process that was stopped.
+void ProcessModel::addLength(Moment end) {
+    if (m_begin && end > *m_begin && end - m_lastTime <= longestSilence)
+        m_book.home().pollLengths.add(end - *m_begin);
 }
 
 void ProcessModel::enterPoll() {
@@ -191,8 +200,9 @@ void ProcessModel::beginOffer(Moment time, bool isAgain) {
     // No failure stands between the messages of the poll before and these.
     if (wasOffering)
         enterPoll();
-    if (m_begin && time > *m_begin)
-        m_book.home().pollLengths.add(time - *m_begin);
+    // Polls without messages may stand between.
+    if (!std::exchange(m_hasServerTrouble, false))
+        addLength(time);
     m_hasMessages = true;
     m_begin = time;
 }

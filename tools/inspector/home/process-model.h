@@ -23,6 +23,9 @@ public:
     /// Nothing more is known of the poll that goes on.
     void finish();
 
+    /// Longer than a poll with several dead meters stays without a line.
+    static constexpr Moment longestSilence = 300000;
+
     /// Whether a process writes this line first.
     static bool isStart(const Line& line);
 
@@ -38,6 +41,7 @@ private:
     void addFailure(const Line& line);
     void addTrouble(const Line& line);
     void beginPoll(Mark mark, Moment time);
+    void addLength(Moment end);
     void enterPoll();
     void beginOffer(Moment time, bool isAgain);
     void lostMessage(Moment time);
@@ -57,6 +61,8 @@ private:
     /// The last one. Where there is none, the messages at the end of a poll tell where it is.
     std::optional<Mark> m_mark;
     bool m_hasMessages = false;
+    /// Since the last poll with messages the local server failed.
+    bool m_hasServerTrouble = false;
     bool m_isOffering = false;
     std::optional<Moment> m_begin;
     /// A new list of attached meters, as long as nothing tells whether it counts.

@@ -80,8 +80,11 @@ void ReadingChecks::check(Counter& counter, Track& track, const LoggedReading& r
 
 void ReadingChecks::take(Meter& meter, const LoggedReading& reading, bool isSameProcess,
                          const std::array<bool, measuredMembers.size()>& failed) {
-    if (m_hasLast && reading.time <= m_last.time)
+    if (m_hasLast && reading.time == m_last.time)
         return;
+    // A clock that was set back begins anew.
+    if (m_hasLast && reading.time < m_last.time)
+        *this = ReadingChecks();
     for (std::size_t direction = 0; direction < m_largestPower.size(); ++direction)
         m_largestPower[direction] = std::max(m_largestPower[direction], reading.values[direction]);
     for (std::size_t member = firstEnergy; member < measuredMembers.size(); ++member) {
