@@ -215,3 +215,16 @@ TEST_F(HomeModelTest, takesTheListOfAttachedMetersThoughTheModelsAreRefused) {
     ASSERT_EQ(home.meters.size(), 1U);
     EXPECT_TRUE(home.meters[0].isAttached);
 }
+
+TEST_F(HomeModelTest, keepsOfALongNameItsBegin) {
+    const std::string name(100000, 'x');
+    log.serial(R"(Attached Meters result:{"data":[{"configId":")" + name + R"(","name":")" + name +
+               R"(","serial":")" + name + R"(","slaveAddress":7}]})");
+    log.serial("Supported Meters result:{}").message(8, 0, "", name);
+    log.tick();
+
+    ASSERT_EQ(home.meters.size(), 2U);
+    for (const std::string& kept : {home.meters[0].id, home.meters[0].name, home.meters[0].configId,
+                                    home.meters[1].id, home.meters[1].last->id})
+        EXPECT_EQ(kept.size(), longestName);
+}

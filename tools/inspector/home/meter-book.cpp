@@ -77,12 +77,12 @@ void MeterBook::takeAttached(std::string reply) {
         const auto attached =
             vx::fromJson<orv::modbusreader::AttachedMetersReply>(m_home.attachedReply.c_str());
         for (const vxModel::ModbusMeter& x : attached.data) {
-            const std::size_t i = indexOf(x.slaveAddress & 0xFF, x.serial);
+            const std::size_t i = indexOf(x.slaveAddress & 0xFF, x.serial.substr(0, longestName));
             if (i == none)
                 return;
             m_home.meters[i].isAttached = true;
-            m_home.meters[i].name = x.name;
-            m_home.meters[i].configId = x.configId;
+            m_home.meters[i].name = x.name.substr(0, longestName);
+            m_home.meters[i].configId = x.configId.substr(0, longestName);
         }
     } catch (const std::exception&) {
         // The daemon takes none of it either, and warns.

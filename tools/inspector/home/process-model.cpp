@@ -73,7 +73,8 @@ void ProcessModel::addSerial(const Line& line) {
     } else if (text.starts_with("value:")) {
         m_poll.hasValues = true;
         if (const auto value = numberBehind(text, "value:"))
-            m_shifts.take(*value, between(text, "modbusFieldType:", " ").value_or(""));
+            m_shifts.take(
+                *value, between(text, "modbusFieldType:", " ").value_or("").substr(0, longestName));
     } else if (text.starts_with("Reading aReading:")) {
         addReading(line);
     } else if (text.starts_with("Reading meter now slaveAddress:")) {

@@ -79,7 +79,7 @@ std::optional<LoggedReading> readingOf(std::string_view text) {
         rest->remove_prefix(1);
     LoggedReading reading;
     if (text.starts_with(idKey))
-        reading.id = idOf(text.substr(idKey.size(), at - idKey.size()));
+        reading.id = idOf(text.substr(idKey.size(), at - idKey.size())).substr(0, longestName);
     reading.slaveAddress = static_cast<int>(*address);
     reading.time = *time;
     reading.tariffEnabled = rest->starts_with(tariffKey);
