@@ -1,4 +1,5 @@
 #include "inspector-program.h"
+#include "inspector/output/safe-text.h"
 #include "inspector/watch/watch-screen.h"
 
 #include "house/patience.h"
@@ -174,6 +175,13 @@ TEST(WatchScreen, showsNothingThatMovesTheCursor) {
 TEST(Sparkline, goesFromTheLowestToTheHighest) {
     EXPECT_EQ(sparkline({{0, 0}, {1, 700}, {2, 100}}, 10), "▁█▂");
     EXPECT_EQ(sparkline({{0, -700}, {1, 0}, {2, -300}}, 10), "▁█▅");
+    EXPECT_EQ(inColumns(std::string_view("\0", 1), 1), "?");
+}
+
+TEST(WatchScreen, countsColumnsAndNotCharacters) {
+    EXPECT_EQ(inColumns("電力計", 6), "電力計");
+    EXPECT_EQ(inColumns("電力計", 5), "電力 ");
+    EXPECT_EQ(inColumns("e\xcc\x81t\xc3\xa9", 4), "e\xcc\x81t\xc3\xa9 ");
     EXPECT_EQ(sparkline({{0, 5}, {1, 0}, {2, 700}}, 2), "▁█");
     EXPECT_EQ(sparkline({}, 5), "");
 }

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cstdio>
 #include <optional>
+#include <wchar.h>
 
 namespace inspector {
 namespace {
@@ -29,6 +31,19 @@ Character firstOf(std::string_view text) {
     return {text.substr(0, stream.Tell()), code};
 }
 
+/// Below zero for what is not to be shown. By the table for UTF-8, whatever the user's locale is.
+int columnsOf(unsigned code) {
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (code == 0)
+        return -1;
+    if (code >= space && code < del)
+        return 1;
+    const locale_t before = uselocale(utf8);
+    const int columns = wcwidth(static_cast<wchar_t>(code));
+    uselocale(before);
+    return columns;
+}
+
 std::string escaped(const char* format, unsigned code) {
     std::array<char, 16> text;
     std::snprintf(text.data(), text.size(), format, code);
@@ -45,14 +60,29 @@ std::string shown(const Character& x) {
 
 } // namespace
 
-std::string utf8Of(std::string_view text) {
+std::string utf8Of(std::string_view text, std::size_t most) {
     std::string result;
-    while (!text.empty()) {
+    while (!text.empty() && most-- > 0) {
         const Character x = firstOf(text);
         result += x.code ? x.bytes : "\uFFFD";
         text.remove_prefix(x.bytes.size());
     }
     return result;
+}
+
+std::string inColumns(std::string_view text, std::size_t columns) {
+    std::string result;
+    while (!text.empty()) {
+        const Character x = firstOf(text);
+        const int width = x.code ? columnsOf(*x.code) : 1;
+        const std::size_t taken = width < 0 ? 1 : static_cast<std::size_t>(width);
+        if (taken > columns)
+            break;
+        columns -= taken;
+        result += width < 0 ? "?" : x.code ? x.bytes : "\uFFFD";
+        text.remove_prefix(x.bytes.size());
+    }
+    return result.append(columns, ' ');
 }
 
 std::string shownText(std::string_view text) {

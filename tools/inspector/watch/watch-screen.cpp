@@ -2,7 +2,7 @@
 
 #include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
-#include "inspector/web/utf8.h"
+#include "inspector/output/safe-text.h"
 #include "vx/date-time.h"
 #include "vx/enum.h"
 
@@ -17,12 +17,6 @@ namespace {
 constexpr std::size_t nameWidth = 13;
 constexpr std::size_t figuresWidth = 49;
 constexpr double wattSecondsOfKilowattHour = 3.6e6;
-
-std::size_t charactersOf(std::string_view text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U;
-    }));
-}
 
 template <class... Values>
 std::string formatted(const char* format, Values... values) {
@@ -230,21 +224,6 @@ void Screen::addTroubles() {
 std::vector<std::string> watchScreen(const HomeView& view, std::string_view log,
                                      const ScreenSize& size) {
     return Screen(view, size).lines(log);
-}
-
-std::string inColumns(std::string_view text, std::size_t width) {
-    std::string shown = utf8Start(text, width);
-    for (std::size_t i = 0; i < shown.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(shown[i]);
-        const bool isC1 =
-            byte == 0xC2 && i + 1 < shown.size() && static_cast<unsigned char>(shown[i + 1]) < 0xA0;
-        if (isC1)
-            shown.erase(i, 1);
-        if (byte < ' ' || byte == 0x7F || isC1)
-            shown[i] = '?';
-    }
-    shown.append(width - std::min(width, charactersOf(shown)), ' ');
-    return shown;
 }
 
 std::string sparkline(const std::deque<PowerPoint>& powers, std::size_t width) {

@@ -20,10 +20,6 @@ struct ScreenSize {
 std::vector<std::string> watchScreen(const HomeView& view, std::string_view log,
                                      const ScreenSize& size);
 
-/// The first @p width characters of a text, filled up with blanks. What would move the cursor
-/// becomes a question mark.
-std::string inColumns(std::string_view text, std::size_t width);
-
 /// Powers as a line of bars, of which the lowest stands for the lowest power or zero.
 std::string sparkline(const std::deque<PowerPoint>& powers, std::size_t width);
 

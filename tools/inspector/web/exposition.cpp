@@ -1,6 +1,6 @@
 #include "inspector/web/exposition.h"
 
-#include "inspector/web/utf8.h"
+#include "inspector/output/safe-text.h"
 
 #include <array>
 #include <charconv>
@@ -13,7 +13,7 @@ constexpr std::size_t longestLabel = 128;
 
 std::string escaped(std::string_view value) {
     std::string result;
-    for (const char c : utf8Start(value, longestLabel)) {
+    for (const char c : utf8Of(value, longestLabel)) {
         if (c == '\\' || c == '"')
             result += '\\';
         if (c == '\n')

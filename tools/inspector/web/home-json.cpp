@@ -3,7 +3,6 @@
 #include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
 #include "inspector/output/json-output.h"
-#include "inspector/web/utf8.h"
 #include "vx/date-time.h"
 #include "vx/enum.h"
 
@@ -55,9 +54,7 @@ private:
     void writeTroubles();
     void writeDiagnostic(std::string_view key, std::string_view reason);
 
-    void text(std::string_view name, std::string_view value) {
-        m_json.member(name, utf8Start(value));
-    }
+    void text(std::string_view name, std::string_view value) { m_json.member(name, value); }
     template <class T>
     void known(std::string_view name, const std::optional<T>& value) {
         m_json.key(name);
