@@ -144,11 +144,11 @@ void ServedHome::message(int slaveAddress, const std::string& values, std::int64
          "TRANSFERRED  self->m_buffer.size():" + size + " size:" + size, age);
 }
 
-void ServedHome::failure(const std::string& words, std::int64_t age) {
+void ServedHome::failure(const std::string& words, std::int64_t age, const std::string& fieldType) {
     line("WARN  modbusSerial",
          "Could not read register strerror((*__errno_location ())):" + words +
-             R"( aRegister:{"address":10,"fieldType":powerImport,"modbusDataType":uint16,)"
-             R"("length":1,"registerType":input})",
+             R"( aRegister:{"address":10,"fieldType":)" + fieldType +
+             R"(,"modbusDataType":uint16,"length":1,"registerType":input})",
          age);
 }
 

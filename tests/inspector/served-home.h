@@ -69,7 +69,8 @@ protected:
     void line(const std::string& head, const std::string& text, std::int64_t age = 0);
     /// A message that the metering service takes.
     void message(int slaveAddress, const std::string& values, std::int64_t age = 0);
-    void failure(const std::string& words, std::int64_t age = 0);
+    void failure(const std::string& words, std::int64_t age = 0,
+                 const std::string& fieldType = "powerImport");
     void tick(std::int64_t age = 0) { line("NOTIC modbusreaderMain", "callback", age); }
     /// A poll of one meter.
     void poll(int slaveAddress, const std::string& values, std::int64_t age = 0);

@@ -138,7 +138,7 @@ TEST(WatchScreen, showsTroublesWithTheirRemedy) {
         screen({tick, begin, failure, message, nextTick}, {80, 24, false});
 
     ASSERT_GE(lines.size(), 8U);
-    EXPECT_THAT(lines[2], HasSubstr("silent"));
+    EXPECT_EQ(lines[2], "S-1                    -       1.00          -     3 s  failing");
     EXPECT_EQ(lines[5], "Troubles, the last one first");
     EXPECT_EQ(lines[6], "1x  1 s ago  S-1: powerImport, input 10: timeout");
     EXPECT_THAT(lines[7], testing::StartsWith("    Check wiring, slave address"));

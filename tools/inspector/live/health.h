@@ -12,7 +12,7 @@ enum class Health {
     good,
     /// It answers, but registers of it can't be read.
     failing,
-    /// It didn't answer in the last poll, or there is no poll any more.
+    /// It answered nothing in the last poll, or there is no poll any more.
     silent,
 };
 
@@ -23,7 +23,7 @@ Health healthOf(const HomeView& view, std::size_t meter);
 /// Whether the daemon polls.
 Health healthOfReader(const HomeView& view);
 
-/// After which age a reading tells nothing of the present: after three polls, and a minute at
+/// After which age a reading tells nothing of the present: after four polls, and a minute at
 /// least.
 Moment longestAge(const HomeView& view);
 

@@ -1,5 +1,7 @@
 #include "inspector/live/meter-course.h"
 
+#include "inspector/daemon/daemon-facts.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -16,14 +18,30 @@ std::int64_t floorDivide(Moment dividend, Moment divisor) {
     return dividend / divisor - (dividend % divisor < 0 ? 1 : 0);
 }
 
-bool isPowerUnread(const Meter& meter, std::optional<std::size_t> poll) {
-    using vxModel::ModbusFieldType;
+/// Whether a register that fills a member of the reading failed in a poll.
+template <class IsMember>
+bool isUnread(const Meter& meter, std::optional<std::size_t> poll, IsMember isMember) {
     return std::any_of(meter.failures.begin(), meter.failures.end(), [&](const auto& x) {
         const auto& [kind, failure] = x;
-        return (kind.place.fieldType == ModbusFieldType::powerImport ||
-                kind.place.fieldType == ModbusFieldType::powerExport) &&
-               failure.longestRun && failure.poll == poll;
+        if (!failure.longestRun || failure.poll != poll)
+            return false;
+        const FieldFacts& facts = factsOf(kind.place.fieldType);
+        return isMember(facts.member) || isMember(facts.memberOfNegative);
     });
+}
+
+bool isPowerUnread(const Meter& meter, std::optional<std::size_t> poll) {
+    return isUnread(meter, poll, [](std::string_view member) {
+        return member == measuredMembers[0] || member == measuredMembers[1];
+    });
+}
+
+bool isAnswered(const Meter& meter, std::optional<std::size_t> poll) {
+    for (std::size_t i = 0; i < measuredMembers.size(); ++i)
+        if (meter.last->values[i] != 0 &&
+            !isUnread(meter, poll, [i](std::string_view x) { return x == measuredMembers[i]; }))
+            return true;
+    return false;
 }
 
 } // namespace
@@ -32,20 +50,30 @@ void MeterCourse::take(const Meter& meter, std::optional<std::size_t> poll, int 
     if (!meter.last || meter.last->time == m_last)
         return;
     m_last = meter.last->time;
-    // What stands in for a value that could not be read is none of that time.
-    if (!isPowerUnread(meter, poll))
-        takePower(*meter.last);
+    if (isAnswered(meter, poll))
+        m_answeredPoll = poll;
+    m_isPowerRead = !isPowerUnread(meter, poll);
+    takePower(*meter.last);
     takeEnergies(*meter.last, offset);
     takeCounters(meter);
 }
 
 void MeterCourse::takePower(const LoggedReading& reading) {
-    const double watts = reading.values[0] - reading.values[1];
-    if (std::isnan(watts))
+    m_power.reset();
+    // What stands in for a value that could not be read is none of that time.
+    if (!m_isPowerRead)
         return;
     for (std::size_t i = 0; i < firstEnergy; ++i)
         m_hadPower[i] = m_hadPower[i] || reading.values[i] != 0;
-    const Moment time = floorDivide(reading.time, pointLength) * pointLength;
+    const double watts = reading.values[0] - reading.values[1];
+    if (std::isnan(watts))
+        return;
+    m_power = watts;
+    addPoint(reading.time, watts);
+}
+
+void MeterCourse::addPoint(Moment readAt, double watts) {
+    const Moment time = floorDivide(readAt, pointLength) * pointLength;
     if (!m_powers.empty() && m_powers.back().time == time) {
         PowerPoint& point = m_powers.back();
         ++m_inPoint;
@@ -79,14 +107,16 @@ void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
     }
     Day& today = m_days.back();
     for (std::size_t i = firstEnergy; i < measuredMembers.size(); ++i) {
-        if (reading.values[i] == 0 || std::isnan(reading.values[i]))
+        const double value = reading.values[i];
+        if (value == 0 || std::isnan(value))
             continue;
-        if (today.first[i] == 0)
-            today.first[i] = reading.values[i];
-        // What a counter falls is nothing that flowed back.
-        else if (reading.values[i] < today.last[i])
-            today.first[i] -= today.last[i] - reading.values[i];
-        today.last[i] = reading.values[i];
+        const double before = today.last[i] != 0 ? today.last[i] : today.first[i];
+        if (before == 0)
+            today.first[i] = value;
+        // What a counter falls, overnight too, is nothing that flowed back.
+        else if (value < before)
+            today.first[i] -= before - value;
+        today.last[i] = value;
     }
 }
 

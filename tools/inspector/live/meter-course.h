@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <optional>
 
 namespace inspector {
 
@@ -32,6 +33,15 @@ public:
 
     const std::deque<PowerPoint>& powers() const { return m_powers; }
     const std::deque<Day>& days() const { return m_days; }
+    /// Of the last reading, in watts, below zero if the consumer delivers it. Nothing if it is one
+    /// of an earlier poll that stands in, or no number.
+    std::optional<double> power() const { return m_power; }
+    /// Whether what that reading holds of powers was read for it.
+    bool isPowerRead() const { return m_isPowerRead; }
+    /// Whether the last reading is of this poll, and something measured in it could be read.
+    bool isAnswerOf(std::optional<std::size_t> poll) const {
+        return m_answeredPoll && m_answeredPoll == poll;
+    }
     /// Whether a reading of it had this power, consumed or produced, so that it is 0 when it is
     /// missing.
     bool hadPower(std::size_t member) const { return m_hadPower[member]; }
@@ -42,10 +52,15 @@ public:
 
 private:
     void takePower(const LoggedReading& reading);
+    void addPoint(Moment readAt, double watts);
     void takeEnergies(const LoggedReading& reading, int offset);
     void takeCounters(const Meter& meter);
 
     Moment m_last = 0;
+    bool m_isPowerRead = false;
+    std::optional<double> m_power;
+    /// The last one in which something measured was read.
+    std::optional<std::size_t> m_answeredPoll;
     std::deque<PowerPoint> m_powers;
     /// How many readings the last point is the mean of.
     std::size_t m_inPoint = 0;

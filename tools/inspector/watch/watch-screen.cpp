@@ -10,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace inspector {
 namespace {
@@ -137,9 +138,9 @@ std::string Screen::row(std::size_t place) const {
         return text + formatted(" %10s %10s %10s %7s  ", "-", "-", "-", "-") +
                std::string(inspector::nameOf(health));
     const auto& values = meter.last->values;
-    const double watts = values[0] - values[1];
-    const std::string power =
-        health == Health::silent || std::isnan(watts) ? "-" : formatted("%.1f", watts);
+    const std::optional<double> watts =
+        place < m_view.courses.size() ? m_view.courses[place].power() : std::nullopt;
+    const std::string power = health == Health::silent || !watts ? "-" : formatted("%.1f", *watts);
     text +=
         formatted(" %10s %10s %10s %7s  ", power.c_str(), energyText(values[firstEnergy]).c_str(),
                   energyText(values[firstEnergy + 1]).c_str(),

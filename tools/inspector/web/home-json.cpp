@@ -156,6 +156,7 @@ void HomeJson::writeMeter(std::size_t place) {
     m_json.endObject();
 }
 
+    known("power", course.power());
 void HomeJson::writeReading(const Meter& meter) {
     m_json.key("reading");
     if (!meter.last) {

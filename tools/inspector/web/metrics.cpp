@@ -187,12 +187,11 @@ void Metrics::writePowers() {
 
 void Metrics::writePower(std::size_t member, const Place& place) {
     const LoggedReading* reading = present(place);
-    if (reading == nullptr)
+    if (reading == nullptr || place.index >= m_view.courses.size())
         return;
+    const MeterCourse& course = m_view.courses[place.index];
     const double watts = reading->values[member];
-    const bool isGood = meterAt(place).lastGood == reading->time;
-    if (watts != 0 || (isGood && place.index < m_view.courses.size() &&
-                       m_view.courses[place.index].hadPower(member)))
+    if (course.isPowerRead() && (watts != 0 || course.hadPower(member)))
         m_text.sample({{"slave_address", place.address}, {"meter", place.id}}, watts);
 }
 
