@@ -76,6 +76,27 @@ def await_that(what, condition, limit=90):
     raise AssertionError(f"not within {limit} seconds: {what}")
 
 
+def line(moment, channel, text):
+    time_text = moment.isoformat(timespec="milliseconds")
+    return f"[{time_text}+00:00]   412 NOTIC {channel} {text} main.cpp:1\n"
+
+
+def poll(moment, number, meters):
+    """The lines of a poll, the end of the one before included, in which all went well."""
+    lines = line(moment, "modbusreaderMain", "callback ec:Success")
+    began = moment.isoformat(timespec="milliseconds") + "Z"
+    for meter in meters:
+        message = (f'{{"id":"S-{meter}","slaveAddress":{meter},"meteringType":"modbus",'
+                   f'"lastChanged":"{began}","powerConsumed":{1000 + number % 500}.5,'
+                   f'"energyConsumed":{3600000 + 2000 * number}.0}}')
+        size = len(message)
+        lines += line(moment, "modbusSerial", f"Reading meter now slaveAddress:{meter}")
+        lines += line(moment, "modbusreaderSocketWriter", f"Writing  m_buffer:{message}")
+        lines += line(moment, "modbusreaderSocketWriter",
+                      f"TRANSFERRED  self->m_buffer.size():{size} size:{size}")
+    return lines
+
+
 def new_log():
     folder = tempfile.TemporaryDirectory()
     log = os.path.join(folder.name, "log")

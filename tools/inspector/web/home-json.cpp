@@ -129,6 +129,7 @@ void HomeJson::writeMeter(std::size_t place) {
     const Meter& meter = m_view.home.meters[place];
     m_json.beginObject();
     m_json.member("slaveAddress", *meter.slaveAddress);
+    m_json.member("longestAgeSeconds", inSeconds(longestAge(m_view)));
     text("id", meter.id);
     text("name", meter.name);
     text("model", meter.configId);

@@ -20,7 +20,8 @@ const state = {
     hidden: new Set(),
     minutes: 360,
     plot: null,
-    plotted: "",
+    // Those that the course is of.
+    meters: "",
 };
 
 const element = (id) => document.getElementById(id);
@@ -49,9 +50,8 @@ const agedText = (seconds) => ageText(seconds === null ? null : seconds + passed
 const kilowattHours = (wattSeconds) => (wattSeconds / 3.6e6).toFixed(2);
 const countText = (count) => (count === null ? "–" : String(count));
 const nameOf = (meter) => meter.name || meter.id || `Meter ${meter.slaveAddress}`;
-// Null where the meter gave what is no number.
-const netPower = (reading) => reading.powerConsumed === null || reading.powerProduced === null
-    ? null : (reading.powerConsumed || 0) - (reading.powerProduced || 0);
+// Null where the last power is none of the present.
+const presentPower = (meter) => (meter.health === "silent" ? null : meter.power);
 
 function powerText(watts) {
     const size = Math.abs(watts);
@@ -73,8 +73,8 @@ function describe(list, pairs) {
     }
     const isGrouped = list.id === "reader";
     list.replaceChildren();
-    for (const [term, text] of pairs) {
-        const value = make("dd", text);
+    for (const [term, text, className] of pairs) {
+        const value = make("dd", text, className);
         value.dataset.term = term;
         const group = isGrouped ? list.appendChild(make("div")) : list;
         group.append(make("dt", term), value);
@@ -108,7 +108,7 @@ function tariffText(values, separator) {
     for (let i = 1; i <= 6; ++i) {
         const consumed = values[`t${i}EnergyConsumed`];
         const produced = values[`t${i}EnergyProduced`];
-        if (consumed === undefined && produced === undefined) continue;
+        if (!consumed && !produced) continue;
         const texts = [consumed, produced].map((x) => (x === undefined ? "–" : kilowattHours(x)));
         tariffs.push(`T${i}\u00a0${texts.join("\u00a0/\u00a0")}`);
     }
@@ -121,10 +121,9 @@ function showMeter(tile, meter) {
     setText(tile.querySelector("h3"), nameOf(meter));
     setText(tile.querySelector(".health"), healthTexts[meter.health]);
     const power = tile.querySelector(".power");
-    const watts = reading === null ? null : netPower(reading);
-    const isPresent = watts !== null && meter.health !== "silent";
-    setText(power, isPresent ? powerText(watts) : "–");
-    power.setAttribute("aria-label", isPresent ? powerWords(watts) : "no present power");
+    const watts = presentPower(meter);
+    setText(power, watts === null ? "–" : powerText(watts));
+    power.setAttribute("aria-label", watts === null ? "no present power" : powerWords(watts));
     const pairs = [["Address", String(meter.slaveAddress)], ["Id", meter.id || "–"]];
     pairs.push(["Reading", reading === null ? "none" : `${agedText(meter.ageSeconds)} ago`]);
     if (meter.health !== "good" && meter.goodAgeSeconds !== null)
@@ -133,7 +132,7 @@ function showMeter(tile, meter) {
         pairs.push(["Consumed", `${kilowattHours(reading.energyConsumed)} kWh`]);
     if (reading !== null && reading.energyProduced !== undefined)
         pairs.push(["Produced", `${kilowattHours(reading.energyProduced)} kWh`]);
-    if (reading !== null && tariffText(reading, "\n")) pairs.push(["Tariffs kWh", tariffText(reading, "\n")]);
+    if (reading !== null && tariffText(reading, "\n")) pairs.push(["Tariffs kWh", tariffText(reading, "\n"), "whole"]);
     if (meter.polls) pairs.push(["Good polls", `${(100 * meter.goodPolls / meter.polls).toFixed(1)} %`]);
     if (meter.carriedForward) pairs.push(["Values carried on", String(meter.carriedForward)]);
     if (meter.energyDecreases) pairs.push(["Falls of a counter", String(meter.energyDecreases)]);
@@ -170,7 +169,7 @@ function troublesOf(home) {
     };
     for (const meter of home.meters) addFailures(meter.failures, nameOf(meter));
     addFailures(home.failures, "Unknown meter");
-    return troubles.sort((a, b) => a.ageSeconds - b.ageSeconds || (a.id < b.id ? -1 : 1)).slice(0, 100);
+    return troubles.sort((a, b) => a.ageSeconds - b.ageSeconds || (a.id < b.id ? -1 : 1));
 }
 
 function makeTrouble() {
@@ -181,7 +180,10 @@ function makeTrouble() {
 
 function showTroubles(home) {
     const list = element("troubles");
-    const troubles = troublesOf(home);
+    const all = troublesOf(home);
+    const troubles = all.slice(0, 100);
+    const more = all.length - troubles.length + home.failuresLeftOut;
+    setText(element("more-troubles"), more > 0 ? `And ${more} more.` : "");
     if (troubles.length === 0) {
         if (list.dataset.none !== "true") list.replaceChildren(make("li", "None so far."));
         list.dataset.none = "true";
@@ -221,11 +223,26 @@ function showDays(home) {
     });
 }
 
-// The rows of the plot: a time, and a power for each meter.
+// Puts NaN, at which a line ends, where a meter gave nothing for so long that its last power told
+// nothing any more.
+function withEnds(powers, longest, isOver) {
+    const points = [];
+    powers.forEach(([time, watts], i) => {
+        const last = isOver ? Infinity : time;
+        const next = i + 1 < powers.length ? powers[i + 1][0] : last;
+        points.push([time, watts]);
+        if (next - time > longest) points.push([time + 1, NaN]);
+    });
+    return points;
+}
+
+// The rows of the plot: a time, and a power for each meter. Lines go on through null.
 function buildRows(home) {
     const rows = new Map();
+    const longest = home.reader.longestAgeSeconds * 1000;
     home.meters.forEach((meter, i) => {
-        for (const [time, watts] of state.course.get(meter.slaveAddress)?.powers || []) {
+        const powers = state.course.get(meter.slaveAddress)?.powers || [];
+        for (const [time, watts] of withEnds(powers, longest, presentPower(meter) === null)) {
             if (!rows.has(time)) rows.set(time, [new Date(time), ...home.meters.map(() => null)]);
             rows.get(time)[i + 1] = watts;
         }
@@ -309,41 +326,41 @@ function showLegend(home) {
     });
 }
 
+function metersOf(home) {
+    return JSON.stringify(home.meters.map((meter) => [meter.slaveAddress, meter.id, meter.name]));
+}
+
 function showPlot(home) {
-    const identity = JSON.stringify(home.meters.map((meter) => [meter.slaveAddress, nameOf(meter)]));
-    if (identity !== state.plotted) {
-        state.plotted = identity;
-        state.rows = buildRows(home);
-        showLegend(home);
-        makePlot(home);
-    } else if (state.plot) {
-        state.plot.updateOptions({ file: rowsToPlot(home) });
-    }
-    const texts = home.meters.filter((meter) => meter.reading !== null && meter.health !== "silent" && netPower(meter.reading) !== null)
-        .map((meter) => `${nameOf(meter)} ${powerText(netPower(meter.reading))}`);
+    if (state.plot) state.plot.updateOptions({ file: rowsToPlot(home) });
+    const texts = home.meters.filter((meter) => presentPower(meter) !== null)
+        .map((meter) => `${nameOf(meter)} ${powerText(presentPower(meter))}`);
     setText(element("plot-text"), texts.length > 0 ? `Now: ${texts.join(", ")}.` : "");
     element("plot").dataset.rows = String(state.rows.length);
 }
 
-// Adds what an event shows to the course that the home began with.
-function addToCourse(home) {
-    let isNew = false;
-    for (const meter of home.meters) {
-        if (!state.course.has(meter.slaveAddress)) state.course.set(meter.slaveAddress, { powers: [], days: [], last: "" });
-        const course = state.course.get(meter.slaveAddress);
-        if (meter.reading === null || meter.reading.time === course.last) continue;
-        course.last = meter.reading.time;
-        isNew = true;
-        if (meter.today) {
-            if (course.days.length > 0 && course.days[course.days.length - 1].day === meter.today.day) course.days.pop();
-            course.days.push(meter.today);
-        }
+// What an event adds to the line of a meter: its power if it is new, and the end of the line without
+// one of the present.
+function pointOf(meter) {
+    const course = state.course.get(meter.slaveAddress);
+    const watts = presentPower(meter);
+    const isNew = meter.reading !== null && meter.reading.time !== course.last;
+    if (isNew) course.last = meter.reading.time;
+    if (isNew && meter.today) {
+        if (course.days.length > 0 && course.days[course.days.length - 1].day === meter.today.day) course.days.pop();
+        course.days.push(meter.today);
     }
-    if (!isNew) return;
+    const hasEnded = watts === null && !course.isOver;
+    course.isOver = watts === null;
+    if (hasEnded) return NaN;
+    return isNew ? watts : null;
+}
+
+// Adds what an event shows to the course of the same meters that the home began with.
+function addToCourse(home) {
+    const points = home.meters.map(pointOf);
+    if (points.every((point) => point === null)) return;
     const time = new Date(Math.max(...home.meters.map((m) => (m.reading === null ? 0 : Date.parse(m.reading.time)))));
-    const row = [time, ...home.meters.map((m) => (m.reading === null || m.health === "silent" ? null : netPower(m.reading)))];
-    // All meters stand in the row, so that lines end where a meter fell silent.
-    if (JSON.stringify(home.meters.map((m) => [m.slaveAddress, nameOf(m)])) === state.plotted) state.rows.push(row);
+    state.rows.push([time, ...points]);
     const longest = time.getTime() - spans[spans.length - 1][1] * 60000;
     while (state.rows.length > 0 && (state.rows[0][0].getTime() < longest || state.rows.length > 20000)) state.rows.shift();
 }
@@ -365,10 +382,16 @@ function take(home) {
 function takeCourse(home) {
     take(home);
     state.course = new Map(home.meters.map((meter) => [meter.slaveAddress, {
-        powers: meter.powers, days: meter.days, last: meter.reading === null ? "" : meter.reading.time,
+        powers: meter.powers,
+        days: meter.days,
+        last: meter.reading === null ? "" : meter.reading.time,
+        isOver: presentPower(meter) === null,
     }]));
-    state.plotted = "";
+    state.meters = metersOf(home);
+    state.rows = buildRows(home);
     show();
+    showLegend(home);
+    makePlot(home);
     showPlot(home);
 }
 
@@ -387,26 +410,46 @@ function setConnection(name, text) {
 function listen() {
     const events = new EventSource("/api/v1/events");
     let hasCourse = false;
-    events.addEventListener("home", (event) => {
-        if (hasCourse) takeNews(JSON.parse(event.data));
-    });
-    // After a break the course may have gone on.
-    events.addEventListener("open", async () => {
+    // What came before the course.
+    let early = null;
+    const giveUp = () => {
+        events.close();
+        setTimeout(listen, 5000);
+    };
+    const lose = () => {
+        hasCourse = false;
+        setConnection("lost", "The inspector doesn't answer; trying again.");
+    };
+    const takeEvent = (home) => {
+        if (!hasCourse) early = home;
+        // Other meters have another past.
+        else if (metersOf(home) === state.meters) takeNews(home);
+        else takeAll();
+    };
+    const takeAll = async () => {
+        hasCourse = false;
         try {
             const reply = await fetch("/api/v1/home");
             if (!reply.ok) throw new Error(String(reply.status));
             takeCourse(await reply.json());
-            hasCourse = true;
-            setConnection("live", "Live");
         } catch (error) {
-            setConnection("lost", "The inspector doesn't answer.");
+            lose();
+            if (events.readyState !== EventSource.CLOSED) giveUp();
+            return;
         }
-    });
+        if (events.readyState !== EventSource.OPEN) return;
+        hasCourse = true;
+        setConnection("live", "Live");
+        if (early !== null && early.time > state.home.time) takeEvent(early);
+        early = null;
+    };
+    events.addEventListener("home", (event) => takeEvent(JSON.parse(event.data)));
+    // After a break the course may have gone on.
+    events.addEventListener("open", takeAll);
     events.addEventListener("error", () => {
-        hasCourse = false;
-        setConnection("lost", "The inspector doesn't answer; trying again.");
+        lose();
         // A browser gives up for good after a refusal.
-        if (events.readyState === EventSource.CLOSED) setTimeout(listen, 5000);
+        if (events.readyState === EventSource.CLOSED) giveUp();
     });
 }
 
