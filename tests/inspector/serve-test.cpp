@@ -1,6 +1,8 @@
 #include "inspector-program.h"
 #include "served-home.h"
 
+#include "house/patience.h"
+
 #include <gmock/gmock.h>
 #include <poll.h>
 
@@ -283,6 +285,50 @@ TEST_F(ServeTest, dropsWhoTakesNoNews) {
     poll(1, servedValues);
     tick();
     EXPECT_THAT(prompt.readUntil("\n\n"), HasSubstr("event: home"));
+}
+
+TEST_F(ServeTest, leavesRoomForOthersBesideStreams) {
+    // 64 connections, of which 32 may be streams.
+    startWithDescriptors(96);
+    const std::string events = "GET /api/v1/events HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    std::vector<std::unique_ptr<Client>> clients;
+    const auto open = [&](std::size_t number, const std::string& request) {
+        for (std::size_t i = 0; i < number; ++i) {
+            clients.push_back(std::make_unique<Client>());
+            clients.back()->send(request);
+        }
+        return clients.back()->readUntil("\r\n");
+    };
+    const std::string icon = "GET /icon.svg HTTP/1.1\r\nHost: localhost\r\n\r\n";
+
+    EXPECT_EQ(open(32, events), "HTTP/1.1 200 OK");
+    EXPECT_EQ(open(1, events), "HTTP/1.1 503 Service Unavailable");
+    clients.back()->waitForEnd();
+    EXPECT_EQ(open(32, icon), "HTTP/1.1 200 OK");
+    EXPECT_EQ(open(1, icon), "HTTP/1.1 503 Service Unavailable");
+    clients.clear();
+    // Room comes back.
+    const auto limit = std::chrono::steady_clock::now() + house::Patience::limit();
+    while (open(1, icon) != "HTTP/1.1 200 OK")
+        ASSERT_LT(std::chrono::steady_clock::now(), limit);
+}
+
+TEST_F(ServeTest, endsAConnectionThatIsIdle) {
+    start();
+    Client client;
+
+    EXPECT_TRUE(client.waitForEnd(std::chrono::seconds{60}));
+}
+
+TEST_F(ServeTest, tellsTheLastFailuresOfThousands) {
+    for (int i = 0; i < 700; ++i)
+        failure("words " + std::to_string(i), 700 - i);
+    tick();
+    start();
+
+    const std::string home = awaitHome(R"("failuresLeftOut":200)");
+    EXPECT_THAT(home, HasSubstr("words 699"));
+    EXPECT_THAT(home, Not(HasSubstr("words 199")));
 }
 
 TEST_F(ServeTest, endsAtCtrlC) {

@@ -88,8 +88,8 @@ HttpAnswer Client::readAnswer(bool hasBody) {
     return answer;
 }
 
-bool Client::waitForEnd() {
-    const auto limit = Clock::now() + house::Patience::limit(std::chrono::seconds{20});
+bool Client::waitForEnd(std::chrono::seconds longest) {
+    const auto limit = Clock::now() + house::Patience::limit(longest);
     while (Clock::now() < limit) {
         pollfd wait{m_socket.native_handle(), POLLIN, 0};
         if (::poll(&wait, 1, 1000) != 1)
@@ -114,7 +114,19 @@ HttpAnswer get(const std::string& path, const std::string& fields) {
 }
 
 void ServedHome::start(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command = {INSPECTOR_EXECUTABLE, "serve", "--log", m_log};
+    start({INSPECTOR_EXECUTABLE}, arguments);
+}
+
+void ServedHome::startWithDescriptors(std::size_t number) {
+    start({"/bin/sh", "-c", R"(ulimit -n "$0"; exec "$@")", std::to_string(number),
+           INSPECTOR_EXECUTABLE},
+          {});
+}
+
+void ServedHome::start(const std::vector<std::string>& program,
+                       const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = program;
+    command.insert(command.end(), {"serve", "--log", m_log});
     command.insert(command.end(), arguments.begin(), arguments.end());
     m_program = std::make_unique<house::ChildProcess>(command, m_directory.path() / "errors");
 }

@@ -7,6 +7,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -37,7 +38,7 @@ public:
     /// One whole answer.
     HttpAnswer readAnswer(bool hasBody = true);
     /// Everything up to the end of the connection; false if the limit passes first.
-    bool waitForEnd();
+    bool waitForEnd(std::chrono::seconds longest = std::chrono::seconds{20});
     /// Makes the system keep as little as it can of what comes and isn't read.
     void keepLittle();
     boost::asio::ip::tcp::socket& socket() { return m_socket; }
@@ -60,6 +61,8 @@ protected:
     std::string m_log = m_directory.write("log", "");
 
     void start(const std::vector<std::string>& arguments = {});
+    /// With no more than so many descriptors.
+    void startWithDescriptors(std::size_t number);
     /// Gives the exit status.
     std::optional<int> endBySignal(int number);
     pid_t pid() const { return m_program->pid(); }
@@ -79,6 +82,8 @@ protected:
     std::string awaitHome(const std::string& text);
 
 private:
+    void start(const std::vector<std::string>& program, const std::vector<std::string>& arguments);
+
     std::unique_ptr<house::ChildProcess> m_program;
 };
 

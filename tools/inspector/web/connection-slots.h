@@ -13,6 +13,7 @@ public:
 
     explicit ConnectionSlots(std::size_t most) : m_free(std::make_shared<std::size_t>(most)) {}
 
+    std::size_t free() const { return *m_free; }
     Slot take() {
         if (*m_free == 0)
             return nullptr;

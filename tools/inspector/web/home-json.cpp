@@ -8,7 +8,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <limits>
 #include <optional>
+#include <vector>
 
 namespace inspector {
 namespace {
@@ -25,7 +28,10 @@ std::string dayText(std::int64_t number) {
 
 class HomeJson {
 public:
-    HomeJson(const HomeView& view, bool withCourse) : m_view(view), m_withCourse(withCourse) {}
+    HomeJson(const HomeView& view, bool withCourse)
+        : m_view(view), m_withCourse(withCourse), m_meters(presentMeters(view.home)) {
+        chooseFailures();
+    }
 
     std::string write(std::string_view log) {
         m_json.beginObject();
@@ -35,7 +41,7 @@ public:
         writeReader();
         m_json.key("meters");
         m_json.beginList();
-        for (const std::size_t place : presentMeters(m_view.home))
+        for (const std::size_t place : m_meters)
             writeMeter(place);
         m_json.endList();
         writeTroubles();
@@ -48,6 +54,7 @@ private:
     void writeReader();
     void writeMeter(std::size_t place);
     void writeReading(const Meter& meter);
+    void chooseFailures();
     void writeFailures(const Failures& failures);
     void writeCourse(const MeterCourse& course);
     void writeDay(const Day& day);
@@ -86,6 +93,11 @@ private:
 
     const HomeView& m_view;
     bool m_withCourse;
+    std::vector<std::size_t> m_meters;
+    std::size_t m_roomForFailures = 500;
+    /// The failures that were seen before have no room.
+    Moment m_oldestFailure = std::numeric_limits<Moment>::min();
+    std::size_t m_failuresLeftOut = 0;
     JsonOutput m_json;
 };
 
@@ -117,6 +129,7 @@ void HomeJson::writeReader() {
     known("medianPollSeconds", seconds(lengths.quantile(0.5)));
     known("longestPollSeconds",
           seconds(hasLengths ? std::optional(lengths.longest()) : std::nullopt));
+    m_json.member("longestAgeSeconds", inSeconds(longestAge(m_view)));
     m_json.member("restarts", home.restarts.count);
     m_json.member("assertionFailures", home.assertions.count + home.terminations.count);
     known("delivered", home.delivered);
@@ -129,7 +142,6 @@ void HomeJson::writeMeter(std::size_t place) {
     const Meter& meter = m_view.home.meters[place];
     m_json.beginObject();
     m_json.member("slaveAddress", *meter.slaveAddress);
-    m_json.member("longestAgeSeconds", inSeconds(longestAge(m_view)));
     text("id", meter.id);
     text("name", meter.name);
     text("model", meter.configId);
@@ -144,6 +156,7 @@ void HomeJson::writeMeter(std::size_t place) {
     writeReading(meter);
     const MeterCourse none;
     const MeterCourse& course = place < m_view.courses.size() ? m_view.courses[place] : none;
+    known("power", course.power());
     m_json.member("energyDecreases", course.decreases());
     m_json.member("energyJumps", course.jumps());
     m_json.key("failures");
@@ -157,7 +170,6 @@ void HomeJson::writeMeter(std::size_t place) {
     m_json.endObject();
 }
 
-    known("power", course.power());
 void HomeJson::writeReading(const Meter& meter) {
     m_json.key("reading");
     if (!meter.last) {
@@ -174,9 +186,31 @@ void HomeJson::writeReading(const Meter& meter) {
     m_json.endObject();
 }
 
+/// Each text of a home is sent to many, so it holds the last ones alone if there are thousands.
+void HomeJson::chooseFailures() {
+    const std::size_t most = m_roomForFailures;
+    std::vector<Moment> moments;
+    const auto note = [&](const Failures& failures) {
+        for (const auto& [kind, failure] : failures)
+            moments.push_back(failure.seen.last);
+    };
+    for (const std::size_t place : m_meters)
+        note(m_view.home.meters[place].failures);
+    note(m_view.home.unattributed);
+    if (moments.size() <= most)
+        return;
+    const auto oldest = moments.begin() + static_cast<std::ptrdiff_t>(most - 1);
+    std::nth_element(moments.begin(), oldest, moments.end(), std::greater<>());
+    m_oldestFailure = *oldest;
+    m_failuresLeftOut = moments.size() - most;
+}
+
 void HomeJson::writeFailures(const Failures& failures) {
     m_json.beginList();
     for (const auto& [kind, failure] : failures) {
+        if (failure.seen.last < m_oldestFailure || m_roomForFailures == 0)
+            continue;
+        --m_roomForFailures;
         m_json.beginObject();
         m_json.member("address", kind.place.address);
         m_json.member("registerType", kind.place.isInput ? "input" : "holding");
@@ -233,6 +267,7 @@ void HomeJson::writeTroubles() {
     m_json.endList();
     m_json.key("failures");
     writeFailures(m_view.home.unattributed);
+    m_json.member("failuresLeftOut", m_failuresLeftOut);
 }
 
 void HomeJson::writeDiagnostic(std::string_view key, std::string_view reason) {

@@ -22,7 +22,8 @@ using boost::system::error_code;
 
 constexpr std::size_t mostStreams = 1024;
 /// Room for those who ask once is left.
-constexpr std::size_t mostConnections = mostStreams + 128;
+constexpr std::size_t roomForOthers = 128;
+constexpr std::size_t mostConnections = mostStreams + roomForOthers;
 constexpr std::chrono::milliseconds tickLength{250};
 
 tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp::endpoint& endpoint) {
@@ -47,6 +48,10 @@ std::size_t roomForConnections() {
     return std::min(mostConnections, descriptors - own);
 }
 
+std::size_t roomForStreams(std::size_t connections) {
+    return connections - std::min(roomForOthers, connections / 2);
+}
+
 } // namespace
 
 Server::Server(const tcp::endpoint& endpoint, const LiveHome& home, const LiveLog& log, Site& site)
@@ -58,7 +63,7 @@ Server::Server(const tcp::endpoint& endpoint, const LiveHome& home, const LiveLo
       m_log(log),
       m_site(site),
       m_connections(roomForConnections()),
-      m_streamSlots(mostStreams) {}
+      m_streamSlots(roomForStreams(m_connections.free())) {}
 
 void Server::run() {
     m_signals.async_wait([this](error_code, int) { m_context.stop(); });

@@ -39,7 +39,11 @@ bool wantsOpenMetrics(const WebRequest& request) {
 } // namespace
 
 Site::Site(const LiveHome& home, std::string log, std::vector<std::string> names)
-    : m_home(home), m_log(std::move(log)), m_names(std::move(names)) {}
+    : m_home(home), m_log(std::move(log)), m_names(std::move(names)) {
+    for (const Part& part : parts)
+        m_pages.emplace(part.path, WebAnswer{http::status::ok, part.contentType,
+                                             shared(std::string(part.text))});
+}
 
 WebAnswer Site::answer(const WebRequest& request) {
     if (const auto refusal = refusalOf(request, m_names))
@@ -47,9 +51,12 @@ WebAnswer Site::answer(const WebRequest& request) {
     std::string_view path(request.target().data(), request.target().size());
     path = path.substr(0, path.find('?'));
     if (path == "/api/v1/home")
-        return {http::status::ok, "application/json", home()};
+        return {http::status::ok, "application/json",
+                recent(m_course, [&] { return homeText(true); })};
+    // Who listens from now on gets whatever is newer than these.
     if (path == "/api/v1/events")
-        return {http::status::ok, "text/event-stream", news(), true};
+        return {http::status::ok, "text/event-stream", recent(m_news, [&] { return news(); }),
+                true};
     if (path != "/metrics")
         return page(path);
     const bool isOpen = wantsOpenMetrics(request);
@@ -62,27 +69,27 @@ WebAnswer Site::answer(const WebRequest& request) {
 }
 
 WebAnswer Site::page(std::string_view path) const {
-    for (const Part& part : parts)
-        if (path == part.path)
-            return {http::status::ok, part.contentType, shared(std::string(part.text))};
-    return answerOf({http::status::not_found, "There is nothing here."});
+    const auto found = m_pages.find(path);
+    return found != m_pages.end() ? found->second
+                                  : answerOf({http::status::not_found, "There is nothing here."});
 }
 
-std::shared_ptr<const std::string> Site::home() {
+Site::Text Site::homeText(bool withCourse) const {
+    return shared(m_home.look(
+        present(), [&](const HomeView& view) { return homeJson(view, m_log, withCourse); }));
+}
+
+Site::Text Site::recent(KeptText& kept, const std::function<Text()>& make) {
     constexpr std::chrono::milliseconds longest{250};
     const auto now = Clock::now();
-    if (!m_homeText || now - m_homeTime > longest) {
-        m_homeText = shared(m_home.look(
-            present(), [&](const HomeView& view) { return homeJson(view, m_log, true); }));
-        m_homeTime = now;
-    }
-    return m_homeText;
+    if (!kept.text || now - kept.time > longest)
+        kept = {make(), now};
+    return kept.text;
 }
 
-std::shared_ptr<const std::string> Site::news() const {
-    return shared("event: home\ndata: " + m_home.look(present(), [&](const HomeView& view) {
-        return homeJson(view, m_log, false);
-    }) + "\n\n");
+std::shared_ptr<const std::string> Site::news() {
+    m_news = {shared("event: home\ndata: " + *homeText(false) + "\n\n"), Clock::now()};
+    return m_news.text;
 }
 
 WebAnswer answerOf(const Refusal& refusal) {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -28,20 +29,29 @@ public:
 
     WebAnswer answer(const WebRequest& request);
     /// The home as an event, for those that have had its course.
-    std::shared_ptr<const std::string> news() const;
+    std::shared_ptr<const std::string> news();
 
 private:
     using Clock = std::chrono::steady_clock;
+    using Text = std::shared_ptr<const std::string>;
+
+    /// A text that is kept for those who ask at the same time.
+    struct KeptText {
+        Text text = nullptr;
+        Clock::time_point time = {};
+    };
 
     WebAnswer page(std::string_view path) const;
-    std::shared_ptr<const std::string> home();
+    Text homeText(bool withCourse) const;
+    static Text recent(KeptText& kept, const std::function<Text()>& make);
 
     const LiveHome& m_home;
     std::string m_log;
     std::vector<std::string> m_names;
-    /// The last text of the home, which is kept for those who ask at the same time.
-    std::shared_ptr<const std::string> m_homeText;
-    Clock::time_point m_homeTime;
+    /// By their paths.
+    std::map<std::string_view, WebAnswer> m_pages;
+    KeptText m_course;
+    KeptText m_news;
 };
 
 /// An answer that says no.
