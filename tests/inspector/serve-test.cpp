@@ -356,6 +356,29 @@ TEST(Serve, refusesALogThatIsNotThere) {
     EXPECT_EQ(result.status, 2);
 }
 
+TEST(Serve, refusesAPackedLog) {
+    const TemporaryDirectory directory;
+    const std::string gzip = directory.write("log.gz", "\x1f\x8b\x08 and so on");
+    const std::string zstd = directory.write("log.zst", "\x28\xb5\x2f\xfd and so on");
+
+    const ProgramResult result = run({"serve", gzip});
+
+    EXPECT_EQ(result.standardError,
+              "modbus-inspector: " + gzip + ": is packed; give what zcat makes of it to --log -\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(run({"serve", zstd}).standardError, HasSubstr("give what zstdcat makes of it"));
+}
+
+TEST(Serve, refusesWhatIsNoPlaceToListenAt) {
+    for (const std::string place : {"127.0.0.1", "127.0.0.1:65536", "localhost:8090", ":8090",
+                                    "127.0.0.1:", "127.0.0.1:80x", "::1:8090", "[127.0.0.1]:80"}) {
+        const ProgramResult result = run({"serve", "--log", "/dev/null", "--listen", place});
+        EXPECT_THAT(result.standardError,
+                    HasSubstr("'" + place + "' is no address and port such as 127.0.0.1:8090"));
+        EXPECT_EQ(result.status, 2) << place;
+    }
+}
+
 TEST(Serve, refusesADirectory) {
     const ProgramResult result = run({"serve", "--log", "/etc"});
 

@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace inspector {
@@ -17,6 +19,17 @@ constexpr std::chrono::milliseconds pause{200};
 
 [[noreturn]] void fail(const std::string& name, int error) {
     throw UnreadableInput(name + ": " + std::strerror(error));
+}
+
+/// What is packed can't be followed: it comes as a whole.
+void refusePacked(const std::string& name, int descriptor) {
+    std::array<char, 4> start{};
+    const ssize_t count = pread(descriptor, start.data(), start.size(), 0);
+    const std::string_view text(start.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    const bool isGzip = text.starts_with("\x1F\x8B");
+    if (isGzip || text == "\x28\xB5\x2F\xFD")
+        throw UnreadableInput(name + ": is packed; give what " + (isGzip ? "zcat" : "zstdcat") +
+                              " makes of it to --log -");
 }
 
 /// Calls a function once.
@@ -44,6 +57,7 @@ public:
         struct stat status {};
         if (fstat(m_descriptor, &status) == 0 && S_ISDIR(status.st_mode))
             fail(m_name, EISDIR);
+        refusePacked(m_name, m_descriptor);
     }
     ~FollowedFile() override { close(m_descriptor); }
     FollowedFile(const FollowedFile&) = delete;
@@ -115,7 +129,9 @@ private:
 class FollowedStandardInput : public Input {
 public:
     FollowedStandardInput(const Stopper& stopper, std::function<void()> whenRead)
-        : m_stopper(stopper), m_whenRead(std::move(whenRead)) {}
+        : m_stopper(stopper), m_whenRead(std::move(whenRead)) {
+        refusePacked("standard input", STDIN_FILENO);
+    }
 
     std::size_t read(char* target, std::size_t size) override {
         // What a pipe gives from now on is new.
