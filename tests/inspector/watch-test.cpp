@@ -50,6 +50,11 @@ public:
     void type(const std::string& keys) {
         EXPECT_EQ(write(m_terminal, keys.data(), keys.size()), 1);
     }
+    void signal(int number) const { kill(m_pid, number); }
+    bool waitUntilStopped() const {
+        int status = 0;
+        return waitpid(m_pid, &status, WUNTRACED) == m_pid && WIFSTOPPED(status);
+    }
     void resize(unsigned short width, unsigned short height) {
         const winsize size{height, width, 0, 0};
         ioctl(m_terminal, TIOCSWINSZ, &size);
@@ -170,11 +175,6 @@ TEST(WatchScreen, showsNothingThatMovesTheCursor) {
                                                          "??"
                                                          "!  ");
     EXPECT_EQ(inColumns("caf\xc3\xa9 \xff", 6), "café \xef\xbf\xbd");
-}
-
-TEST(Sparkline, goesFromTheLowestToTheHighest) {
-    EXPECT_EQ(sparkline({{0, 0}, {1, 700}, {2, 100}}, 10), "▁█▂");
-    EXPECT_EQ(sparkline({{0, -700}, {1, 0}, {2, -300}}, 10), "▁█▅");
     EXPECT_EQ(inColumns(std::string_view("\0", 1), 1), "?");
 }
 
@@ -182,6 +182,11 @@ TEST(WatchScreen, countsColumnsAndNotCharacters) {
     EXPECT_EQ(inColumns("電力計", 6), "電力計");
     EXPECT_EQ(inColumns("電力計", 5), "電力 ");
     EXPECT_EQ(inColumns("e\xcc\x81t\xc3\xa9", 4), "e\xcc\x81t\xc3\xa9 ");
+}
+
+TEST(Sparkline, goesFromTheLowestToTheHighest) {
+    EXPECT_EQ(sparkline({{0, 0}, {1, 700}, {2, 100}}, 10), "▁█▂");
+    EXPECT_EQ(sparkline({{0, -700}, {1, 0}, {2, -300}}, 10), "▁█▅");
     EXPECT_EQ(sparkline({{0, 5}, {1, 0}, {2, 700}}, 2), "▁█");
     EXPECT_EQ(sparkline({}, 5), "");
 }
@@ -209,6 +214,36 @@ TEST(WatchTest, leavesTheTerminalAtCtrlC) {
     program.await("\x1b[?25h\x1b[?1049l");
     EXPECT_EQ(program.wait(), 0);
     EXPECT_TRUE(program.hasItsTerminalBack());
+}
+
+TEST(WatchTest, leavesTheTerminalAtCtrlBackslash) {
+    const TemporaryDirectory directory;
+    WatchProgram program(directory.write("log", ""));
+
+    program.await("no poll yet");
+    program.type("\x1c");
+
+    program.await("\x1b[?25h\x1b[?1049l");
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_TRUE(program.hasItsTerminalBack());
+}
+
+TEST(WatchTest, givesTheTerminalBackWhileItIsStopped) {
+    const TemporaryDirectory directory;
+    WatchProgram program(directory.write("log", ""));
+    program.await("no poll yet");
+
+    program.signal(SIGTSTP);
+    program.await("\x1b[?25h\x1b[?1049l");
+    EXPECT_TRUE(program.waitUntilStopped());
+    EXPECT_TRUE(program.hasItsTerminalBack());
+    program.signal(SIGCONT);
+
+    program.await("\x1b[?1049h\x1b[?25l");
+    program.await("no poll yet");
+    EXPECT_FALSE(program.hasItsTerminalBack());
+    program.type("q");
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST(WatchTest, drawsAnewWhenTheTerminalBecomesNarrow) {

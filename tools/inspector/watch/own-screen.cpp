@@ -29,18 +29,26 @@ OwnScreen::OwnScreen() : m_keys(-1) {
     m_keys = open("/dev/tty", O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (m_keys == -1 || tcgetattr(m_keys, &m_before) == -1)
         throw std::runtime_error("there is no terminal for keys");
-    termios own = m_before;
-    own.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    tcsetattr(m_keys, TCSANOW, &own);
     const char* const noColour = std::getenv("NO_COLOR");
     m_hasColours = noColour == nullptr || *noColour == '\0';
-    write(begin);
+    enter();
 }
 
 OwnScreen::~OwnScreen() {
+    leave();
+    close(m_keys);
+}
+
+void OwnScreen::enter() {
+    termios own = m_before;
+    own.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    tcsetattr(m_keys, TCSANOW, &own);
+    write(begin);
+}
+
+void OwnScreen::leave() {
     write(end);
     tcsetattr(m_keys, TCSANOW, &m_before);
-    close(m_keys);
 }
 
 ScreenSize OwnScreen::size() const {

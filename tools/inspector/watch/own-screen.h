@@ -18,6 +18,9 @@ public:
     OwnScreen(const OwnScreen&) = delete;
     OwnScreen& operator=(const OwnScreen&) = delete;
 
+    /// Gives the terminal back for a while, and takes it again.
+    void leave();
+    void enter();
     ScreenSize size() const;
     /// False if nobody takes it any more.
     bool show(const std::vector<std::string>& lines);

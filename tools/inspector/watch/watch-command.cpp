@@ -29,8 +29,10 @@ public:
           m_keys(m_context, dup(m_screen.keys())) {}
 
     void run() {
+        m_ends.add(SIGQUIT);
         m_ends.async_wait([this](error_code, int) { m_context.stop(); });
         awaitResize();
+        awaitStop();
         awaitKey();
         tick();
         m_context.run();
@@ -43,6 +45,18 @@ private:
                 return;
             draw();
             awaitResize();
+        });
+    }
+    void awaitStop() {
+        m_stops.async_wait([this](error_code error, int) {
+            if (error)
+                return;
+            m_screen.leave();
+            // The signal itself is one to catch; this one stops as well.
+            raise(SIGSTOP);
+            m_screen.enter();
+            draw();
+            awaitStop();
         });
     }
     void awaitKey() {
@@ -75,6 +89,7 @@ private:
     OwnScreen m_screen;
     boost::asio::io_context m_context{1};
     boost::asio::signal_set m_ends{m_context, SIGINT, SIGTERM, SIGHUP};
+    boost::asio::signal_set m_stops{m_context, SIGTSTP};
     boost::asio::signal_set m_resizes{m_context, SIGWINCH};
     boost::asio::steady_timer m_timer{m_context};
     boost::asio::posix::stream_descriptor m_keys;
