@@ -83,6 +83,15 @@ TEST_F(ServeTest, tellsWhatIsUnknownAsNull) {
     EXPECT_THAT(home, HasSubstr(R"("meters":[])"));
 }
 
+TEST_F(ServeTest, hintsAtALogWithoutALineOfTheReader) {
+    start();
+    awaitHome(
+        R"("hints":["No line of the reader so far. Is the log's name right, and may it be read?"])");
+
+    tick();
+    awaitHome(R"("hints":[])");
+}
+
 TEST_F(ServeTest, tellsNewsAsTheyCome) {
     start();
     awaitHome(R"("meters":[])");

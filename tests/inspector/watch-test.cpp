@@ -145,8 +145,26 @@ TEST(WatchScreen, showsTroublesWithTheirRemedy) {
     ASSERT_GE(lines.size(), 8U);
     EXPECT_EQ(lines[2], "S-1                    -       1.00          -     3 s  failing");
     EXPECT_EQ(lines[5], "Troubles, the last one first");
-    EXPECT_EQ(lines[6], "1x  1 s ago  S-1: powerImport, input 10: timeout");
+    EXPECT_EQ(lines[6], "1x  1 s ago  S-1: input 10 powerImport: Connection timed out");
     EXPECT_THAT(lines[7], testing::StartsWith("    Check wiring, slave address"));
+}
+
+TEST(WatchScreen, showsTroubleThatNoLineOfTheLogIs) {
+    const std::vector<std::string> lines =
+        screen({tick, begin, message, nextTick, "Assertion failed.  condition:x a.cpp:1  void f()"},
+               {80, 24, false});
+
+    EXPECT_THAT(lines, testing::Contains(testing::StartsWith("1x  0 s ago  Assertion failed.")));
+}
+
+TEST(WatchScreen, saysWhatTheLogLeavesOut) {
+    std::string later = failure;
+    later.replace(later.find("10:00"), 5, "10:05");
+
+    const std::vector<std::string> lines = screen({failure, later}, {80, 24, false});
+
+    EXPECT_THAT(lines, testing::Contains("VX_LOG=N would show polls, readings, gaps, and which "
+                                         "meter a failure belongs to."));
 }
 
 TEST(WatchScreen, fitsIntoAnySize) {

@@ -25,7 +25,10 @@ MeterCounts countsOf(const Meter& meter) {
 
 void LiveHome::add(const Line& line) {
     const std::lock_guard lock(m_mutex);
+    const bool wasEmpty = !m_model.home().first;
     m_model.add(line);
+    if (wasEmpty)
+        ++m_version;
     if (line.kind == LineKind::log) {
         m_offset = line.offset;
         if (line.severity <= vx::LogSeverity::warning)

@@ -51,6 +51,8 @@ struct HomeView {
     /// Those of what the log held when the program began.
     Counts past;
     bool isOver = false;
+    /// All is read that the log held when the program began.
+    bool isPastRead = false;
 };
 
 /// A home that one thread makes of the lines of a log while others look at it.
@@ -71,7 +73,7 @@ public:
     auto look(Moment now, Looker looker) const {
         const std::lock_guard lock(m_mutex);
         return looker(HomeView{m_model.home(), m_courses, m_begin, now, m_lastPoll, counts(),
-                               m_isPast ? counts() : m_past, m_isOver});
+                               m_isPast ? counts() : m_past, m_isOver, !m_isPast});
     }
 
 private:

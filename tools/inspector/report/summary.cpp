@@ -181,6 +181,24 @@ std::optional<double> leastSeconds(const Home& home) {
     }
 }
 
+} // namespace
+
+bool Summary::needsPerson() const {
+    return std::any_of(notices.begin(), notices.end(),
+                       [](const Notice& x) { return x.needsPerson; });
+}
+
+Occurrences together(const Occurrences& a, const Occurrences& b) {
+    if (a.count == 0 || b.count == 0)
+        return a.count == 0 ? b : a;
+    return {a.count + b.count, std::min(a.first, b.first), std::max(a.last, b.last)};
+}
+
+std::optional<std::size_t> restartsOf(const Home& home) {
+    const bool isKnown = (home.polls || home.starts.count > 0) && home.mixed <= 1;
+    return isKnown ? std::optional(home.restarts.count) : std::nullopt;
+}
+
 std::vector<Unknown> unknownOf(const Home& home) {
     std::vector<Unknown> unknown;
     if (!home.polls)
@@ -198,25 +216,7 @@ std::vector<Unknown> unknownOf(const Home& home) {
     return unknown;
 }
 
-} // namespace
-
-Occurrences together(const Occurrences& a, const Occurrences& b) {
-    if (a.count == 0 || b.count == 0)
-        return a.count == 0 ? b : a;
-    return {a.count + b.count, std::min(a.first, b.first), std::max(a.last, b.last)};
-}
-
-std::optional<std::size_t> restartsOf(const Home& home) {
-    const bool isKnown = (home.polls || home.starts.count > 0) && home.mixed <= 1;
-    return isKnown ? std::optional(home.restarts.count) : std::nullopt;
-}
-
-bool Summary::needsPerson() const {
-    return std::any_of(notices.begin(), notices.end(),
-                       [](const Notice& x) { return x.needsPerson; });
-}
-
-Summary summaryOf(const Home& home, const LogReader::Counts& counts) {
+std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts) {
     Notices notices(home);
     for (const auto& [kind, trouble] : home.troubles)
         notices.add(kind, trouble.seen, {}, trouble.line, notices.isCurrent(trouble.seen));
@@ -229,7 +229,11 @@ Summary summaryOf(const Home& home, const LogReader::Counts& counts) {
     }
     addFailures(notices, home.unattributed, std::nullopt);
     addLog(notices, home, counts);
-    Summary summary{notices.take(), unknownOf(home), leastSeconds(home)};
+    return notices.take();
+}
+
+Summary summaryOf(const Home& home, const LogReader::Counts& counts) {
+    Summary summary{noticesOf(home, counts), unknownOf(home), leastSeconds(home)};
     std::stable_sort(
         summary.notices.begin(), summary.notices.end(),
         [](const Notice& a, const Notice& b) { return a.needsPerson > b.needsPerson; });

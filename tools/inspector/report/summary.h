@@ -44,6 +44,8 @@ struct Summary {
     bool needsPerson() const;
 };
 
+std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts);
+std::vector<Unknown> unknownOf(const Home& home);
 Summary summaryOf(const Home& home, const LogReader::Counts& counts);
 
 /// Both.

@@ -1,10 +1,9 @@
 #include "inspector/watch/watch-screen.h"
 
-#include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
 #include "inspector/output/safe-text.h"
+#include "inspector/report/live-notices.h"
 #include "vx/date-time.h"
-#include "vx/enum.h"
 
 #include <algorithm>
 #include <array>
@@ -58,19 +57,14 @@ public:
         addMeters();
         add("");
         addTroubles();
+        for (const std::string& hint : hintsOf(m_view))
+            add(hint, "2");
         if (m_lines.size() > m_size.height)
             m_lines.resize(m_size.height);
         return std::move(m_lines);
     }
 
 private:
-    struct Trouble {
-        std::string title;
-        Occurrences seen;
-        const Diagnostic* entry;
-        const Diagnostic* reason;
-    };
-
     void add(std::string_view text, std::string_view style = {}) {
         std::string line = inColumns(text, m_size.width);
         line.resize(line.find_last_not_of(' ') + 1);
@@ -84,9 +78,7 @@ private:
     std::string tariffs(const Meter& meter) const;
     std::string_view styleOf(Health health) const;
     void addTroubles();
-    std::vector<Trouble> troubles() const;
-    void collect(const Failures& failures, const std::string& name,
-                 std::vector<Trouble>& all) const;
+    std::string headOf(const Notice& notice) const;
 
     const HomeView& m_view;
     ScreenSize m_size;
@@ -179,44 +171,26 @@ std::string_view Screen::styleOf(Health health) const {
     return {};
 }
 
-void Screen::collect(const Failures& failures, const std::string& name,
-                     std::vector<Trouble>& all) const {
-    const Diagnostic* entry = findDiagnostic("register-unread");
-    for (const auto& [kind, failure] : failures)
-        all.push_back({name + ": " + vx::fromEnum<std::string>(kind.place.fieldType) + ", " +
-                           (kind.place.isInput ? "input " : "holding ") +
-                           std::to_string(kind.place.address) + ": " + kind.kind,
-                       failure.seen, entry, findDiagnostic("register-unread", kind.kind)});
-}
-
-std::vector<Screen::Trouble> Screen::troubles() const {
-    std::vector<Trouble> all;
-    for (const std::size_t place : presentMeters(m_view.home))
-        collect(m_view.home.meters[place].failures, nameOf(m_view.home.meters[place]), all);
-    collect(m_view.home.unattributed, "unknown meter", all);
-    for (const auto& [kind, trouble] : m_view.home.troubles)
-        all.push_back({trouble.line, trouble.seen, findDiagnostic(kind.key),
-                       findDiagnostic(kind.key, kind.reason)});
-    std::stable_sort(all.begin(), all.end(),
-                     [](const Trouble& a, const Trouble& b) { return a.seen.last > b.seen.last; });
-    return all;
+std::string Screen::headOf(const Notice& notice) const {
+    const std::string head = inspector::headOf(notice);
+    if (notice.meter)
+        return nameOf(m_view.home.meters[*notice.meter]) + ": " + head;
+    return notice.key == "register-unread" ? "unknown meter: " + head : head;
 }
 
 void Screen::addTroubles() {
-    const std::vector<Trouble> all = troubles();
+    const std::vector<Notice> all = noticesOf(m_view);
     add(all.empty() ? "No trouble so far." : "Troubles, the last one first", "1;36");
-    const Diagnostic* told = nullptr;
-    for (const Trouble& x : all) {
+    std::string_view told;
+    for (const Notice& x : all) {
         if (m_lines.size() >= m_size.height)
             return;
         add(std::to_string(x.seen.count) + "x  " + ageText(m_view.now - x.seen.last) + " ago  " +
-            x.title);
-        const Diagnostic* from =
-            x.reason != nullptr && !x.reason->remedy.empty() ? x.reason : x.entry;
+            headOf(x));
         // The same remedy stands once for neighbours.
-        if (from != nullptr && from != told)
-            add("    " + from->remedy, "2");
-        told = from;
+        if (x.remedy != told && !x.remedy.empty())
+            add("    " + x.remedy, "2");
+        told = x.remedy;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
 #include "inspector/output/json-output.h"
+#include "inspector/web/notice-json.h"
 #include "vx/date-time.h"
 #include "vx/enum.h"
 
@@ -38,6 +39,7 @@ public:
         m_json.member("time", timeText(m_view.now));
         m_json.member("version", MODBUS_INSPECTOR_VERSION);
         writeLog(log);
+        writeNotices(m_json, m_view);
         writeReader();
         m_json.key("meters");
         m_json.beginList();
@@ -83,12 +85,6 @@ private:
     void measured(std::string_view name, double value) {
         if (value != 0)
             m_json.member(name, value);
-    }
-    void seen(const Occurrences& x) {
-        m_json.member("count", x.count);
-        time("first", x.first);
-        time("last", x.last);
-        age("ageSeconds", x.last);
     }
 
     const HomeView& m_view;
@@ -216,7 +212,7 @@ void HomeJson::writeFailures(const Failures& failures) {
         m_json.member("registerType", kind.place.isInput ? "input" : "holding");
         m_json.member("fieldType", vx::fromEnum<std::string>(kind.place.fieldType));
         text("kind", kind.kind);
-        seen(failure.seen);
+        writeSeen(m_json, failure.seen, m_view.now);
         m_json.member("isInLastPoll",
                       failure.longestRun.has_value() && failure.poll == m_view.home.polls);
         known("longestRun", failure.longestRun);
@@ -260,7 +256,7 @@ void HomeJson::writeTroubles() {
         m_json.member("key", kind.key);
         m_json.member("reason", kind.reason);
         text("line", trouble.line);
-        seen(trouble.seen);
+        writeSeen(m_json, trouble.seen, m_view.now);
         writeDiagnostic(kind.key, kind.reason);
         m_json.endObject();
     }

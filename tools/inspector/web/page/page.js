@@ -91,6 +91,8 @@ function showReader(home) {
     if (reader.restarts) pairs.push(["Restarts", String(reader.restarts)]);
     if (reader.assertionFailures) pairs.push(["Crashes", String(reader.assertionFailures)]);
     describe(element("reader"), pairs);
+    element("hints").hidden = home.hints.length === 0;
+    setText(element("hints"), home.hints.join("\n"));
 }
 
 function makeMeter(address) {
@@ -156,20 +158,10 @@ function showMeters(home) {
     setText(element("summary"), text);
 }
 
-function troublesOf(home) {
-    const troubles = home.troubles.map((x) => ({
-        ...x, id: `${x.key}/${x.reason}`, title: x.line, isNow: x.ageSeconds < 120,
-    }));
-    const addFailures = (failures, name) => {
-        for (const x of failures)
-            troubles.push({
-                ...x, id: `${name}/${x.registerType}/${x.address}/${x.kind}`, isNow: x.isInLastPoll,
-                title: `${name}: ${x.fieldType}, ${x.registerType} register ${x.address}: ${x.kind}`,
-            });
-    };
-    for (const meter of home.meters) addFailures(meter.failures, nameOf(meter));
-    addFailures(home.failures, "Unknown meter");
-    return troubles.sort((a, b) => a.ageSeconds - b.ageSeconds || (a.id < b.id ? -1 : 1));
+function headOf(notice, home) {
+    const meter = home.meters.find((x) => x.slaveAddress === notice.slaveAddress);
+    if (meter) return `${nameOf(meter)}: ${notice.head}`;
+    return notice.key === "register-unread" ? `Unknown meter: ${notice.head}` : notice.head;
 }
 
 function makeTrouble() {
@@ -180,10 +172,8 @@ function makeTrouble() {
 
 function showTroubles(home) {
     const list = element("troubles");
-    const all = troublesOf(home);
-    const troubles = all.slice(0, 100);
-    const more = all.length - troubles.length + home.failuresLeftOut;
-    setText(element("more-troubles"), more > 0 ? `And ${more} more.` : "");
+    const troubles = home.notices;
+    setText(element("more-troubles"), home.noticesLeftOut > 0 ? `And ${home.noticesLeftOut} more.` : "");
     if (troubles.length === 0) {
         if (list.dataset.none !== "true") list.replaceChildren(make("li", "None so far."));
         list.dataset.none = "true";
@@ -195,10 +185,10 @@ function showTroubles(home) {
     while (list.children.length < troubles.length) list.append(makeTrouble());
     troubles.forEach((x, i) => {
         const [title, times, meaning, remedy] = list.children[i].children;
-        list.children[i].dataset.now = String(x.isNow);
-        setText(title, x.title);
+        list.children[i].dataset.now = String(x.needsPerson);
+        setText(title, headOf(x, home));
         setText(times, x.count === 1 ? `Once, ${agedText(x.ageSeconds)} ago`
-            : `${x.count} times, the last one ${agedText(x.ageSeconds)} ago, since ${x.first}`);
+            : `${x.count} times, the last one ${agedText(x.ageSeconds)} ago, since ${new Date(x.first).toLocaleString()}`);
         setText(meaning, x.meaning);
         setText(remedy, x.remedy ? `→ ${x.remedy}` : "");
     });
