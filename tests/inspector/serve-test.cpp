@@ -234,6 +234,14 @@ TEST(Serve, refusesALogThatIsNotThere) {
     EXPECT_EQ(result.status, 2);
 }
 
+TEST(Serve, refusesAJournalThatIsNotThere) {
+    const ProgramResult result = run({"serve", "--journal"});
+
+    EXPECT_EQ(result.standardError, "modbus-inspector: journal: there is none that this user may "
+                                    "read, as who is in the group systemd-journal may\n");
+    EXPECT_EQ(result.status, 2);
+}
+
 TEST(Serve, refusesAPackedLog) {
     const TemporaryDirectory directory;
     const std::string gzip = directory.write("log.gz", "\x1f\x8b\x08 and so on");

@@ -21,11 +21,12 @@ def end(process):
 
 
 class Inspector:
-    """The inspector, which serves the log at a port of its own choice."""
+    """The inspector, which serves the log, or the journal, at a port of its own choice."""
 
-    def __init__(self, build, log):
+    def __init__(self, build, log=None):
         self.process = subprocess.Popen(
-            [os.path.join(build, "modbus-inspector"), "serve", "--log", log,
+            [os.path.join(build, "modbus-inspector"), "serve",
+             *(["--log", log] if log else ["--journal"]),
              "--listen", "127.0.0.1:0"], stdout=subprocess.PIPE, text=True)
         line = self.process.stdout.readline()
         self.url = re.search(r"http://[^/]*/", line)[0]

@@ -27,26 +27,30 @@ class Journal : public Source {
 public:
     Journal(const std::string& unit, const Stopper& stopper, std::function<void()> whenRead)
         : m_stopper(stopper), m_whenRead(std::move(whenRead)) {
-        require(sd_journal_open(&m_journal, SD_JOURNAL_LOCAL_ONLY));
+        sd_journal* journal = nullptr;
+        require(sd_journal_open(&journal, SD_JOURNAL_LOCAL_ONLY));
+        m_journal.reset(journal);
+        // Files that may not be read are passed over without an error.
+        if (sd_journal_has_runtime_files(m_journal.get()) <= 0 &&
+            sd_journal_has_persistent_files(m_journal.get()) <= 0)
+            throw UnreadableInput("journal: there is none that this user may read, as who is in "
+                                  "the group systemd-journal may");
         const std::string suffix = unit.find('.') == std::string::npos ? ".service" : "";
         const std::string match = "_SYSTEMD_UNIT=" + unit + suffix;
-        require(sd_journal_add_match(m_journal, match.data(), match.size()));
+        require(sd_journal_add_match(m_journal.get(), match.data(), match.size()));
         // Texts are whole whatever their size.
-        require(sd_journal_set_data_threshold(m_journal, 0));
-        m_descriptor = require(sd_journal_get_fd(m_journal));
+        require(sd_journal_set_data_threshold(m_journal.get(), 0));
+        m_descriptor = require(sd_journal_get_fd(m_journal.get()));
         using std::chrono::microseconds;
         const auto begin = std::chrono::system_clock::now() - past;
         const auto since = std::chrono::duration_cast<microseconds>(begin.time_since_epoch());
-        require(
-            sd_journal_seek_realtime_usec(m_journal, static_cast<std::uint64_t>(since.count())));
+        require(sd_journal_seek_realtime_usec(m_journal.get(),
+                                              static_cast<std::uint64_t>(since.count())));
     }
-    ~Journal() override { sd_journal_close(m_journal); }
-    Journal(const Journal&) = delete;
-    Journal& operator=(const Journal&) = delete;
 
     bool next(RawLine& line) override {
         while (!m_stopper.isStopped()) {
-            if (require(sd_journal_next(m_journal)) > 0) {
+            if (require(sd_journal_next(m_journal.get())) > 0) {
                 if (takeMessage(line))
                     return true;
                 continue;
@@ -54,7 +58,7 @@ public:
             if (const auto whenRead = std::exchange(m_whenRead, nullptr))
                 whenRead();
             if (m_stopper.wait(m_descriptor, longestPause))
-                require(sd_journal_process(m_journal));
+                require(sd_journal_process(m_journal.get()));
         }
         return false;
     }
@@ -64,7 +68,7 @@ private:
         const void* data = nullptr;
         std::size_t size = 0;
         // An entry may lack it, or be gone by a rotation.
-        if (sd_journal_get_data(m_journal, "MESSAGE", &data, &size) < 0)
+        if (sd_journal_get_data(m_journal.get(), "MESSAGE", &data, &size) < 0)
             return false;
         constexpr std::string_view key = "MESSAGE=";
         line = {{static_cast<const char*>(data), size}};
@@ -74,7 +78,11 @@ private:
         return true;
     }
 
-    sd_journal* m_journal = nullptr;
+    struct Close {
+        void operator()(sd_journal* journal) const { sd_journal_close(journal); }
+    };
+
+    std::unique_ptr<sd_journal, Close> m_journal;
     int m_descriptor = -1;
     const Stopper& m_stopper;
     std::function<void()> m_whenRead;
