@@ -75,7 +75,7 @@ double asWritten(double value) {
 std::string reasonOf(const Display& display, const Candidate& candidate) {
     const vxModel::ModbusDataType type = candidate.entry.modbusDataType;
     if (display.isSerial())
-        return vx::fromEnum<std::string>(type) + " reads " + quoted(display.text);
+        return vx::fromEnum<std::string>(type) + " reads " + inspector::quoted(display.text);
     return product(type, candidate.raw, candidate.entry.scaleValue,
                    display.inUnit(candidate.reported.flow), display) +
            signOf(display, candidate) + rarityOf(candidate);
@@ -89,10 +89,10 @@ std::string reasonOf(const Display& display, const Unreadable& unreadable) {
     constexpr double hardlyAny = 0.001;
     const bool isCertain = unreadable.chance < hardlyAny;
     const vxModel::ModbusDataType type = unreadable.modbusDataType;
-    const std::string read =
-        display.isSerial() ? vx::fromEnum<std::string>(type) + " reads " + quoted(display.text)
-                           : product(type, unreadable.raw, unreadable.scale,
-                                     valueOf(display, unreadable), display);
+    const std::string read = display.isSerial() ? vx::fromEnum<std::string>(type) + " reads " +
+                                                      inspector::quoted(display.text)
+                                                : product(type, unreadable.raw, unreadable.scale,
+                                                          valueOf(display, unreadable), display);
     return read + " in " + unreadable.order + ", which the daemon can't read, so no map helps; " +
            (isCertain ? "hardly a coincidence" : "it may be a coincidence");
 }
