@@ -18,12 +18,12 @@ namespace {
 
 const std::string head = "[2026-11-14T03:24:09.123+01:00]   412 ";
 
-std::string refusal(const std::string& message) {
+std::string errorText(const std::string& message) {
     return "modbus-inspector: " + message + "\n";
 }
 
 std::string usage(const std::string& message) {
-    return refusal(message) + "Run modbus-inspector --help for more information.\n";
+    return errorText(message) + "Run modbus-inspector --help for more information.\n";
 }
 
 std::string message(const std::string& second, int slaveAddress) {
@@ -133,7 +133,7 @@ TEST(Report, looksAtATimeOnly) {
     EXPECT_EQ(polls({"--until", "2026-11-14 03:24:13+01:00"}),
               "Log       2026-11-14 03:24:10 to 2026-11-14 03:24:12");
     EXPECT_EQ(run({"report", "-", "--since", "2026-11-15Z"}, threePolls),
-              (ProgramResult{2, "", refusal("No line of the reader's log within these times")}));
+              (ProgramResult{2, "", errorText("No line of the reader's log within these times")}));
 }
 
 TEST(Report, refusesWrongUsage) {
@@ -146,9 +146,9 @@ TEST(Report, refusesWrongUsage) {
     };
     EXPECT_EQ(refused({}), usage("log is required"));
     EXPECT_EQ(refused({"-", "-"}), usage("Standard input can be read once only"));
-    EXPECT_EQ(refused({"/nowhere"}), refusal("/nowhere: No such file or directory"));
-    EXPECT_EQ(refused({"/"}), refusal("/: Is a directory"));
-    EXPECT_EQ(refused({"/dev/null"}), refusal("No line of the reader's log"));
+    EXPECT_EQ(refused({"/nowhere"}), errorText("/nowhere: No such file or directory"));
+    EXPECT_EQ(refused({"/"}), errorText("/: Is a directory"));
+    EXPECT_EQ(refused({"/dev/null"}), errorText("No line of the reader's log"));
     EXPECT_EQ(refused({"-", "--since", "yesterday"}),
               usage("--since: 'yesterday' is no time such as 2026-11-22T18:00 or -1h"));
     EXPECT_EQ(refused({"-", "--since", "2026-11-22", "--until", "2026-11-22"}),
@@ -158,7 +158,7 @@ TEST(Report, refusesWrongUsage) {
 
 TEST(Report, refusesAMeterThatIsNotInTheLog) {
     EXPECT_EQ(run({"report", "-", "--meter", "9"}, threePolls),
-              (ProgramResult{2, "", refusal("No meter '9' in this log")}));
+              (ProgramResult{2, "", errorText("No meter '9' in this log")}));
 }
 
 TEST(Report, readsLogsOneAfterAnother) {
