@@ -49,6 +49,7 @@ struct Exception {
 
 const Exception exceptions[] = {
     {"StartUp.withItsStandardDescriptorsClosedNothingElseTakesTheirPlaces", "There is no log"},
+    {"FormatsOfTheHouse.theRepliesAreWhatTheirSchemasAllow", "There is no reader"},
     {"HostileSystem.whatTakesNoByteOfTheLogCostsNothingElse", "There is no log"},
     {"HostileSystem.aFullFileSystemCutsTheLogUntilThereIsRoom", "The log ends in its first poll"},
     {"HostileSystem.aPipeThatNobodyReadsAnyMoreEndsTheReaderBySigpipe", "Its log goes into a pipe"},
@@ -114,12 +115,14 @@ Told toldBy(const std::string& log) {
         if (!behind(line, " modbusreaderSocketWriter Could not connect ").empty())
             told.hasLosses = true;
         const std::string step = withoutRunningValues(behind(line, " modbusSerial "));
+        if (step.empty())
+            continue;
         if (step.starts_with("Main loop is alive "))
             ++told.polls;
         // One behind it is about the configuration file.
         const bool isOfTheFile = isConnecting && step.starts_with("Could not convert reply");
         isConnecting = isOfConnecting(step);
-        if (!step.empty() && !isConnecting && !isOfTheFile)
+        if (!isConnecting && !isOfTheFile)
             told.steps.push_back(step);
     }
     return told;
@@ -242,7 +245,9 @@ void expectInOrder(const std::vector<std::string>& told, const std::vector<std::
 } // namespace
 
 TEST_P(ReplayOf, tellsTheSameAgain) {
-    for (const std::string& log : runScenario()) {
+    const std::vector<std::string> logs = runScenario();
+    ASSERT_FALSE(logs.empty());
+    for (const std::string& log : logs) {
         const ProgramResult result = run({"replay", log + ".log", "-o", log + ".json"});
         ASSERT_EQ(result.status, 0) << result.standardError;
         std::cerr << result.standardError;
