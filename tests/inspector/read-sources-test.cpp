@@ -16,7 +16,8 @@ namespace {
 
 constexpr const char* description = R"({
     "server": {
-        "rtuconfig": {"data": {"baudRate": "baud19200", "parity": "even", "stopBits": "bits1"}},
+        "rtuconfig": {"data": {"baudRate": "baud19200", "parity": "even", "dataBits": "bits8",
+                               "stopBits": "bits1"}},
         "attached": {"data": [
             {"configId": "a", "name": "Apartment", "slaveAddress": 7},
             {"configId": "b", "name": "Solar", "slaveAddress": 9, "serial": "PV-9"}]},
@@ -157,4 +158,39 @@ TEST(ReadByFiles, saysWhatIsMissing) {
               "by --model\n");
     EXPECT_EQ(complaintAbout({"read", "--supported", two, "--slave", "7", "--model", "a"}),
               "modbus-inspector: There is no bus: give --tcp, --rtu or --server\n");
+}
+
+TEST(ReadByFiles, refusesWhereTheDaemonReadsNothing) {
+    const TemporaryDirectory files;
+    const std::string model = files.write("model", R"({"id":"a"})");
+    const auto complaint = [&](const std::string& config, const std::string& serial) {
+        return complaintAbout({"read", "--supported", model, "--slave", "7", "--config",
+                               files.write("config", config), "--serial",
+                               files.write("serial", serial)});
+    };
+    const auto tcp = [](const std::string& server, const std::string& port) {
+        return R"({"modbusMiscConfig":{"modbusTCPServer":")" + server + R"(","port":)" + port +
+               "}}";
+    };
+    const std::string line = R"({"baudRate":"baud9600","parity":"even","stopBits":"bits1"})";
+    const std::string closed = "the daemon opens no serial line, and all reads fail.\n";
+
+    EXPECT_EQ(complaint("{}", line),
+              "modbus-inspector: serial /dataBits: Without \"dataBits\" " + closed);
+    EXPECT_EQ(complaint("{}", R"({"dataBits":"bits8"})"),
+              "modbus-inspector: serial /baudRate: Without \"baudRate\" " + closed);
+    EXPECT_EQ(
+        complaint(tcp("192.168.1.5", "502"), R"({"data":{}})"),
+        "modbus-inspector: serial /data: Without any serial parameter the daemon opens no bus, not "
+        "even over TCP, and all reads fail.\n");
+    for (const std::string server : {"meters.local", "::1"})
+        EXPECT_EQ(complaint(tcp(server, "502"), line),
+                  "modbus-inspector: config /modbusMiscConfig/modbusTCPServer: The daemon looks up "
+                  "no names, so it gets no connection to \"" +
+                      server + "\".\n");
+    for (const std::string port : {"0", "-1", "70000"})
+        EXPECT_EQ(complaint(tcp("127.0.0.1", port), line),
+                  "modbus-inspector: config /modbusMiscConfig/port: The daemon gets no connection "
+                  "to port " +
+                      port + " and knows no other one.\n");
 }

@@ -1,5 +1,7 @@
 #include "inspector/map/checks.h"
 
+#include "inspector/map/port-checks.h"
+
 namespace inspector {
 
 Findings checkInstallation(const Installation& installation) {

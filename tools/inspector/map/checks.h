@@ -18,7 +18,4 @@ void checkModels(const Installation& installation, Findings& findings);
 /// The attached meters: their models, serials and addresses.
 void checkMeters(const Installation& installation, Findings& findings);
 
-/// The way to the bus: serial parameters and configuration file.
-void checkPort(const Installation& installation, Findings& findings);
-
 } // namespace inspector

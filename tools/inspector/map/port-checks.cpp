@@ -1,5 +1,6 @@
+#include "inspector/map/port-checks.h"
+
 #include "inspector/input/pointer.h"
-#include "inspector/map/checks.h"
 
 #include <arpa/inet.h>
 

@@ -31,13 +31,9 @@ Installation installationOf(Texts texts) {
     read(attachedKind(), texts.attached, installation.meters, readMeters);
     read(serialKind(), texts.serial, installation.serial, readSerial);
     read(configKind(), texts.config, installation.config, readConfig);
-    for (const Finding& finding : findings) {
-        if (finding.name == "does-not-convert") {
-            throw UnreadableInput(std::string(finding.document) +
-                                  (finding.path.empty() ? "" : " ") + finding.path + ": " +
-                                  finding.message);
-        }
-    }
+    for (const Finding& finding : findings)
+        if (finding.name == "does-not-convert")
+            refuse(finding);
     return installation;
 }
 

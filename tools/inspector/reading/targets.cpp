@@ -1,6 +1,7 @@
 #include "inspector/reading/targets.h"
 
 #include "inspector/input/sources.h"
+#include "inspector/map/port-checks.h"
 #include "vx/enum.h"
 
 #include <algorithm>
@@ -31,10 +32,17 @@ void addMeter(std::vector<Target>& targets, const vxModel::ModbusMeter& meter,
 template <vx::NamedEnum E>
 int numberOf(E value) {
     const std::string name = vx::fromEnum<std::string>(value);
-    const std::size_t digits = name.find_first_of("0123456789");
-    if (digits == std::string::npos)
-        throw UnreadableInput("The serial parameters leave the port closed, see map");
-    return std::atoi(name.c_str() + digits);
+    return std::atoi(name.c_str() + name.find_first_of("0123456789"));
+}
+
+/// Refuses what keeps the daemon from its bus.
+void requirePort(const Installation& installation) {
+    Findings findings;
+    checkPort(installation, findings);
+    const auto error = std::find_if(findings.begin(), findings.end(),
+                                    [](const Finding& x) { return x.severity == Severity::error; });
+    if (error != findings.end())
+        refuse(*error);
 }
 
 std::string whyNone(std::optional<int> slave, const std::optional<std::string>& modelId) {
@@ -72,22 +80,27 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
 }
 
 BusAddress busOf(const Installation& installation, bool isHere) {
-    if (installation.config && !installation.config->value.modbusTCPServer.empty())
-        return {.tcp = installation.config->value.modbusTCPServer + ":" +
-                       std::to_string(installation.config->value.port)};
-    if (!isHere)
+    const bool overTcp = isTcp(installation);
+    if (!overTcp && !isHere)
         throw UnreadableInput("The server is another machine's, and so is its serial line: give "
                               "--tcp or --rtu, or its configuration file by --config");
-    if (!installation.serial)
+    if (!overTcp && !installation.serial)
         throw UnreadableInput("There is no bus: give --tcp, --rtu or --server");
+    requirePort(installation);
+    if (overTcp)
+        return {.tcp = installation.config->value.modbusTCPServer + ":" +
+                       std::to_string(installation.config->value.port)};
     const vxModel::SerialPortConfig& line = installation.serial->value;
-    if (line.parity == vxModel::Parity::uninitilzed)
-        throw UnreadableInput("The serial parameters leave the port closed, see map");
     const char parity = line.parity == vxModel::Parity::none   ? 'N'
                         : line.parity == vxModel::Parity::even ? 'E'
                                                                : 'O';
     return {.rtu = "/dev/ttymxc2",
             .line = {numberOf(line.baudRate), parity, numberOf(line.stopBits)}};
+}
+
+void refuse(const Finding& finding) {
+    throw UnreadableInput(std::string(finding.document) + (finding.path.empty() ? "" : " ") +
+                          finding.path + ": " + finding.message);
 }
 
 vxModel::SerialPortConfig parametersOf(const LineParameters& line) {

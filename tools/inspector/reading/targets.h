@@ -23,8 +23,11 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
                               const std::optional<std::string>& modelId);
 
 /// The bus that the daemon would open; @p isHere says whether that is on this machine. Throws
-/// `UnreadableInput` if it can't be known, or can't be reached from here.
+/// `UnreadableInput` if it opens none, if it can't be known, or can't be reached from here.
 BusAddress busOf(const Installation& installation, bool isHere);
+
+/// Throws `UnreadableInput` with what the daemon makes of a document.
+[[noreturn]] void refuse(const Finding& finding);
 
 /// The serial parameters with which the daemon would run such a line.
 vxModel::SerialPortConfig parametersOf(const LineParameters& line);
