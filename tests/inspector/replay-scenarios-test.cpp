@@ -6,6 +6,7 @@
 #include "e2e/reader-process.h"
 #include "house/home.h"
 #include "house/metering-service.h"
+#include "house/patience.h"
 #include "house/pty-pair.h"
 #include "support/lines.h"
 #include "support/temporary-directory.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -174,10 +176,13 @@ protected:
     std::vector<std::string> runScenario() const {
         const auto& [program, test] = GetParam();
         const std::string folder = m_files.path().string();
-        house::ChildProcess process({program, "--gtest_filter=" + test, "--gtest_brief=1"},
-                                    folder + "/errors", {"READER_LOGS=" + folder});
+        // Its log is longer than in its own test: three lines for each of 90,000 meters, for one.
+        const auto patience = house::Patience::limit(std::chrono::milliseconds(4)).count();
+        house::ChildProcess process(
+            {program, "--gtest_filter=" + test, "--gtest_brief=1"}, folder + "/errors",
+            {"READER_LOGS=" + folder, "READER_TEST_PATIENCE=" + std::to_string(patience)});
         auto status = process.waitForExit();
-        constexpr int longest = 12;
+        constexpr int longest = 24;
         for (int waits = 1; !status && waits < longest; ++waits)
             status = process.waitForExit();
         const bool comparesTheLog = std::find(std::begin(compareTheLog), std::end(compareTheLog),
