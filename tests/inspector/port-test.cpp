@@ -1,11 +1,15 @@
 #include "meter-on-bus.h"
 
 #include "house/patience.h"
+#include "inspector/bus/bus.h"
+#include "support/c-calls.h"
 
 #include <gmock/gmock.h>
 
 #include <csignal>
 #include <filesystem>
+#include <linux/serial.h>
+#include <sys/ioctl.h>
 #include <thread>
 
 using namespace inspector;
@@ -53,6 +57,25 @@ TEST_P(Port, thatAnotherProgramHasOpenIsLeftAlone) {
 
 TEST_P(Port, thatAnotherProgramHasOpenIsReadIfItMayBeShared) {
     EXPECT_EQ(readMeter({"--share"}).status, 0);
+}
+
+TEST(PortOfRs485, isLedInItsDirectionAsTheDaemonDoes) {
+    const house::PtyPair line;
+    std::string led;
+    const auto observed =
+        c_calls::ioctl.observeBy([&](int descriptor, unsigned long request, void* argument) {
+            if (request != TIOCSRS485)
+                return;
+            const std::string place = "/proc/self/fd/" + std::to_string(descriptor);
+            led = std::filesystem::read_symlink(place).string() + " " +
+                  std::to_string(static_cast<serial_rs485*>(argument)->flags);
+        });
+
+    // A pseudo terminal knows no direction, which hinders nothing.
+    const Bus bus({.rtu = line.masterEnd()}, std::chrono::seconds(1));
+
+    EXPECT_EQ(led,
+              line.masterEnd() + " " + std::to_string(SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND));
 }
 
 TEST(PortName, thatIsOfNoSerialLineIsRefusedBeforeAnythingElse) {

@@ -46,6 +46,23 @@ Message: none, as the serial of the meter isn't known
     EXPECT_EQ(result.status, 1);
 }
 
+TEST_P(Read, waitsAsLongAsTheConfigurationFileSays) {
+    meter().failNext(10, Fault::silence);
+    const std::string config =
+        files.write("config.json", R"({"modbusMiscConfig":{"timeoutResponseSec":1}})");
+
+    const ProgramResult result = readMeter({"--config", config, "--json"});
+
+    std::smatch wait;
+    ASSERT_TRUE(std::regex_search(
+        result.standardOutput, wait,
+        std::regex(
+            R"("address":10,.*?"milliseconds":([\d.]+),"words":\[\],"failure":"no answer)")));
+    EXPECT_GE(std::stod(wait[1]), 1000);
+    // As long as it would wait by itself.
+    EXPECT_LT(std::stod(wait[1]), 5000);
+}
+
 TEST_P(Read, namesExceptionsInTheFieldsWords) {
     meter().failNext(10, Fault::exception(2)).failNext(20, Fault::exception(4));
 

@@ -121,8 +121,6 @@ void addReport(CLI::App& app, Command& command) {
 void addScan(CLI::App& app, Command& command) {
     CLI::App& scan = *app.add_subcommand("scan", "Find the meters that answer on a bus");
     const auto options = std::make_shared<ScanOptions>();
-    // A slower meter is not found; a longer time for each of them would make the scan long.
-    options->bus.timeOut = std::chrono::milliseconds(200);
     addBus(scan, options->bus);
     scan.add_option("--from", options->firstAddress, "First address (1)")
         ->check(wholeNumber(1, highestAddress));

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <linux/serial.h>
+#include <sys/ioctl.h>
 
 namespace inspector {
 namespace {
@@ -36,6 +38,14 @@ constexpr Reason reasons[] = {
     {ECONNRESET, "the connection is gone"},
     {EINVAL, "the address can't be on this line"},
 };
+
+/// As the daemon: an RS-485 port that switches its direction by RTS sends nothing otherwise. What
+/// switches by itself has no such setting.
+void leadDirection(int line) {
+    serial_rs485 settings{};
+    settings.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
+    ioctl(line, TIOCSRS485, &settings);
+}
 
 } // namespace
 
@@ -94,6 +104,8 @@ void Bus::open() {
                                 static_cast<std::uint32_t>(rest.count()));
     if (modbus_connect(m_context.get()) == -1)
         throw BusError(name + ": " + modbus_strerror(errno));
+    if (m_address.rtu)
+        leadDirection(modbus_get_socket(m_context.get()));
 }
 
 void Bus::setLine(const LineParameters& line) {

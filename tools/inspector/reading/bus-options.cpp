@@ -21,7 +21,8 @@ BusSession::BusSession(const BusOptions& options) {
         m_pause = std::make_unique<ServicePause>("modbus-reader.service");
     if (options.address.rtu && !options.share)
         requireNoOwner(*options.address.rtu);
-    m_bus = std::make_unique<Bus>(options.address, options.timeOut);
+    constexpr std::chrono::seconds timeOutOfDaemon(5);
+    m_bus = std::make_unique<Bus>(options.address, options.timeOut.value_or(timeOutOfDaemon));
 }
 
 } // namespace inspector

@@ -5,13 +5,15 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 namespace inspector {
 
 /// How a command gets at the bus.
 struct BusOptions {
     BusAddress address = {};
-    std::chrono::milliseconds timeOut{5000};
+    /// As long as the daemon waits without it.
+    std::optional<std::chrono::milliseconds> timeOut = std::nullopt;
     /// Reads beside another process that has the port open.
     bool share = false;
     /// Stops the daemon for the time.

@@ -70,12 +70,14 @@ private:
     std::unique_ptr<JsonOutput> m_json = nullptr;
 };
 
-/// The bus of the options, or the daemon's.
+/// The bus and the patience of the options, or the daemon's.
 BusOptions busOf(const ReadOptions& options, const Installation& installation) {
     BusOptions bus = options.bus;
     const bool isHere = !options.sources.server || isOwnServer(*options.sources.server);
     if (!bus.address.tcp && !bus.address.rtu)
         bus.address = busOf(installation, isHere);
+    if (!bus.timeOut && installation.config && installation.config->value.timeoutResponseSec > 0)
+        bus.timeOut = std::chrono::seconds(installation.config->value.timeoutResponseSec);
     return bus;
 }
 

@@ -97,10 +97,13 @@ void writeFound(JsonOutput& output, const std::vector<Found>& all, bool isSerial
 } // namespace
 
 int runScan(const ScanOptions& options) {
-    const ScanPlan plan{options.firstAddress, options.lastAddress, linesOf(options),
-                        options.bus.timeOut};
-    const bool isSerial = options.bus.address.rtu.has_value();
-    BusSession session(options.bus);
+    // A slower meter is not found; a longer time for each of them would make the scan long.
+    constexpr std::chrono::milliseconds shortTimeOut(200);
+    BusOptions bus = options.bus;
+    bus.timeOut = bus.timeOut.value_or(shortTimeOut);
+    const ScanPlan plan{options.firstAddress, options.lastAddress, linesOf(options), *bus.timeOut};
+    const bool isSerial = bus.address.rtu.has_value();
+    BusSession session(bus);
     endAtSignals();
     std::fputs(estimateOf(plan).c_str(), stderr);
     Terminal terminal(stdout);
