@@ -1,8 +1,14 @@
 #include "meter-on-bus.h"
 
+#include "house/patience.h"
+#include "inspector/bus/bus.h"
+
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <poll.h>
+#include <pty.h>
+#include <unistd.h>
 
 using namespace inspector;
 using house::Fault;
@@ -103,13 +109,56 @@ TEST_P(ScanOfTcp, givesUpWhereEachConnectionIsClosed) {
 
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_THAT(result.standardError,
-                testing::EndsWith("modbus-inspector: The other side closes each connection without "
-                                  "an answer\n"));
+                testing::EndsWith("modbus-inspector: Each request loses the connection: the "
+                                  "connection is gone\n"));
+    EXPECT_EQ(result.status, 2);
+}
+
+TEST_P(ScanOfTcp, tellsAsJsonWhatItFoundBeforeTheConnectionWasLost) {
+    bus().beforeAnswer([this] {
+        if (bus().requestCount() > 0)
+            bus().dropConnections();
+    });
+
+    const ProgramResult result =
+        runOnBus({"scan", "--from", "7", "--to", "8", "--json", "--time-out", "1000"});
+
+    EXPECT_EQ(result.standardOutput,
+              R"json({"found":[{"slaveAddress":7,"answer":"the meter does not know this )json"
+              R"json(address (exception 2)"}],"complete":false})json"
+              "\n");
     EXPECT_EQ(result.status, 2);
 }
 
 using ScanOfASerialLine = MeterOnBus;
 INSTANTIATE_TEST_SUITE_P(Line, ScanOfASerialLine, testing::Values(BusKind::serial));
+
+TEST(ScanOfAnAdapter, takesEachErrorOfTheSystemForALostLineButThatNothingComes) {
+    for (const int error : {EIO, ENODEV, ENXIO, ECONNRESET, EPIPE, EBADF})
+        EXPECT_TRUE(Answer{.error = error}.isWithoutConnection()) << error;
+    for (const int error : {0, ETIMEDOUT, EMBBADCRC, EMBXILADD})
+        EXPECT_FALSE(Answer{.error = error}.isWithoutConnection()) << error;
+}
+
+TEST(ScanOfAnAdapter, thatIsUnpluggedFindsNotNothing) {
+    int adapter = 0;
+    int line = 0;
+    char name[64];
+    ASSERT_EQ(openpty(&adapter, &line, name, nullptr, nullptr), 0);
+    Program program(
+        {"scan", "--rtu", name, "--share", "--from", "7", "--to", "7", "--time-out", "60000"});
+    pollfd request{adapter, POLLIN, 0};
+    ASSERT_EQ(poll(&request, 1, static_cast<int>(house::Patience::limit().count())), 1);
+
+    close(line);
+    close(adapter);
+
+    const ProgramResult result = program.wait();
+    EXPECT_EQ(result.standardOutput, "");
+    EXPECT_THAT(result.standardError, testing::EndsWith(std::string("modbus-inspector: ") + name +
+                                                        ": No such file or directory\n"));
+    EXPECT_EQ(result.status, 2);
+}
 
 TEST_P(ScanOfASerialLine, triesFiveRatesAndThreeParities) {
     // A pseudo terminal has no rate, so the meter answers at each of them.

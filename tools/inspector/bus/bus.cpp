@@ -36,7 +36,7 @@ constexpr Reason reasons[] = {
     {EMBBADSLAVE, "the answer comes from another meter"},
     {ETIMEDOUT, "no answer in time"},
     {ECONNRESET, "the connection is gone"},
-    {EINVAL, "the address can't be on this line"},
+    {EINVAL, "the address can't be on this line; the daemon would read the meter before it"},
 };
 
 /// As the daemon: an RS-485 port that switches its direction by RTS sends nothing otherwise. What
@@ -65,7 +65,8 @@ bool Answer::isToAnotherQuestion() const {
 }
 
 bool Answer::isWithoutConnection() const {
-    return error == ECONNRESET || error == EPIPE || error == EBADF || error == ENOTCONN;
+    // What the Modbus library itself makes out lies above, and comes over a connection.
+    return error != 0 && error != ETIMEDOUT && error < MODBUS_ENOBASE;
 }
 
 bool Answer::isRefusal() const {

@@ -54,6 +54,7 @@ struct Answer {
     bool isFromMeter() const;
     /// Whether something came that is no answer to this request, such as one that is late.
     bool isToAnotherQuestion() const;
+    /// Whether the system could not send or receive, as the other side or the adapter is gone.
     bool isWithoutConnection() const;
     /// Whether the meter understood and gives no such words.
     bool isRefusal() const;

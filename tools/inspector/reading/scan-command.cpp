@@ -73,7 +73,8 @@ void printFound(Terminal& terminal, const Found& found, bool isSerial) {
     terminal.line(text + ": " + found.answer);
 }
 
-void writeFound(JsonOutput& output, const std::vector<Found>& all, bool isSerial) {
+void writeFound(const std::vector<Found>& all, bool isSerial, bool isComplete) {
+    JsonOutput output(stdout);
     output.beginObject();
     output.key("found");
     output.beginList();
@@ -89,7 +90,7 @@ void writeFound(JsonOutput& output, const std::vector<Found>& all, bool isSerial
         output.endObject();
     }
     output.endList();
-    output.member("complete", !isEnding());
+    output.member("complete", isComplete);
     output.endObject();
     output.finish();
 }
@@ -108,17 +109,23 @@ int runScan(const ScanOptions& options) {
     std::fputs(estimateOf(plan).c_str(), stderr);
     Terminal terminal(stdout);
     const Progress progress(plan.questions());
-    const std::vector<Found> found =
-        scan(session.bus(), plan, isEnding(), [&](std::size_t done, const Found* answering) {
+    std::vector<Found> found;
+    try {
+        scan(session.bus(), plan, isEnding(), found, [&](std::size_t done, const Found* answering) {
             progress.clear();
             if (answering != nullptr && !options.json)
                 printFound(terminal, *answering, isSerial);
             progress.tell(done);
         });
+    } catch (const BusError&) {
+        progress.clear();
+        if (options.json)
+            writeFound(found, isSerial, false);
+        throw;
+    }
     progress.clear();
     if (options.json) {
-        JsonOutput output(stdout);
-        writeFound(output, found, isSerial);
+        writeFound(found, isSerial, !isEnding());
     } else if (isEnding()) {
         terminal.line("Ended ahead of time: the other addresses are unknown.");
     } else if (found.empty()) {

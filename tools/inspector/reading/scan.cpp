@@ -18,7 +18,7 @@ Answer ask(Bus& bus, int slaveAddress, bool isInput) {
             return answer;
     }
     if (answer.isWithoutConnection())
-        throw BusError("The other side closes each connection without an answer");
+        throw BusError("Each request loses the connection: " + answer.failure());
     return answer;
 }
 
@@ -32,9 +32,8 @@ std::chrono::duration<double> ScanPlan::longest() const {
     return static_cast<double>(questions() * spaces) * std::chrono::duration<double>(timeOut);
 }
 
-std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop,
-                        const std::function<void(std::size_t, const Found*)>& progress) {
-    std::vector<Found> all;
+void scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop, std::vector<Found>& all,
+          const std::function<void(std::size_t, const Found*)>& progress) {
     std::size_t done = 0;
     for (const LineParameters& line : plan.lines) {
         if (plan.lines.size() > 1)
@@ -43,7 +42,7 @@ std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>&
             const Found* found = nullptr;
             for (const bool isInput : {true, false}) {
                 if (stop)
-                    return all;
+                    return;
                 const Answer answer = ask(bus, address, isInput);
                 if (!answer.isFromMeter())
                     continue;
@@ -54,7 +53,6 @@ std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>&
             progress(++done, found);
         }
     }
-    return all;
 }
 
 } // namespace inspector

@@ -32,8 +32,9 @@ struct Found {
 };
 
 /// Asks for the first input and the first holding register of each address until @p stop is set;
-/// @p progress is told the number of questions that are answered or given up. Throws `BusError`.
-std::vector<Found> scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop,
-                        const std::function<void(std::size_t done, const Found* found)>& progress);
+/// @p progress is told the number of questions that are answered or given up. Throws `BusError`;
+/// @p all holds what was found until then.
+void scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop, std::vector<Found>& all,
+          const std::function<void(std::size_t done, const Found* found)>& progress);
 
 } // namespace inspector
