@@ -97,6 +97,27 @@ TEST(Recording, theExampleOfTheDocumentIsPlayedPollByPoll) {
     EXPECT_EQ(master.readHolding(7, 10, 2), (Words{0, 1501}));
 }
 
+TEST(Recording, itIsPlayedOnTheKindOfBusThatItNamesAlone) {
+    const auto onTcp = [](const std::string& bus) {
+        return thrownBy([&] { Player(R"({"recording":{)" + bus + R"("polls":[{}]}})"); });
+    };
+    const auto onLine = [](const std::string& bus) {
+        const PtyPair line;
+        return thrownBy(
+            [&] { Player(R"({"recording":{)" + bus + R"("polls":[{}]}})", Tty{line.slaveEnd()}); });
+    };
+    const std::string none = "nothing thrown";
+
+    EXPECT_EQ(onTcp(R"("bus":"tcp",)"), none);
+    EXPECT_EQ(onLine(R"("bus":"rtu",)"), none);
+    EXPECT_EQ(onTcp(""), none);
+    EXPECT_EQ(onLine(""), none);
+    EXPECT_EQ(onTcp(R"("bus":"rtu",)"),
+              "The recording is one of a serial line: play it with --rtu");
+    EXPECT_EQ(onLine(R"("bus":"tcp",)"),
+              "The recording is one of Modbus TCP: play it without --rtu");
+}
+
 TEST(Recording, afterTheLastPollEverythingStaysAsItWasThen) {
     const Player player(withPolls(R"([{"rtuconfig":{"text":"a"}},{"rtuconfig":{"text":"b"}}])"));
 
@@ -240,6 +261,8 @@ TEST(Recording, aMistakeIsNamedWithItsPlace) {
     EXPECT_EQ(complaintAbout(R"({"recording":{}})"), "recording / polls: Missing");
     EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[]}})"), "recording / polls: Empty");
     EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[{}]},"server":{}})"), "server: No such key");
+    EXPECT_EQ(complaintAbout(R"({"recording":{"bus":"serial","polls":[{}]}})"),
+              "recording / bus: No such name: serial");
     EXPECT_EQ(complaintAbout(R"({"recording":{"polls":[{}],"about":["a",1]}})"),
               "recording / about / 1: No text");
 

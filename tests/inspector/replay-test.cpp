@@ -35,8 +35,32 @@ TEST(ReplayOutput, theHomeSaysWhatItIsOf) {
 
     EXPECT_TRUE(result.standardOutput.starts_with(
         R"({"recording":{"about":["1 poll of the reader with the process number 4711, )" +
-        moment.substr(0, moment.size() - 1) + "\"],\n\"polls\":[\n"))
+        moment.substr(0, moment.size() - 1) +
+        R"(","the log doesn't tell the kind of bus: if it was a serial line, play it with --rtu"],)" +
+        "\n\"polls\":[\n"))
         << result.standardOutput;
+}
+
+TEST(ReplayOutput, theHomeIsOfTheKindOfBusThatTheLogTells) {
+    const std::string tcp = "Connecting TCP config:{}";
+    const std::string rtu = "Modbus serial device connecting serialDevice:/dev/ttymxc2 baud:9600";
+    const auto replayed = [](const std::vector<std::string>& connections) {
+        Lines lines = Lines().started().alive();
+        for (const std::string& connection : connections)
+            lines.serial(connection);
+        return run({"replay", "-", "-o", "-"}, lines.replies().tick().text);
+    };
+    const std::string note = "the bus of that time, to be played ";
+
+    const ProgramResult ofTcp = replayed({tcp});
+    EXPECT_NE(ofTcp.standardOutput.find("],\n\"bus\":\"tcp\",\n\"polls\""), std::string::npos);
+    EXPECT_NE(ofTcp.standardError.find(note + "without --rtu: " + tcp), std::string::npos);
+    const ProgramResult ofRtu = replayed({rtu});
+    EXPECT_NE(ofRtu.standardOutput.find("],\n\"bus\":\"rtu\",\n\"polls\""), std::string::npos);
+    EXPECT_NE(ofRtu.standardError.find(note + "with --rtu: " + rtu), std::string::npos);
+    const ProgramResult ofBoth = replayed({tcp, rtu});
+    EXPECT_EQ(ofBoth.standardOutput.find("\"bus\""), std::string::npos);
+    EXPECT_NE(ofBoth.standardError.find("the bus of that time: " + rtu), std::string::npos);
 }
 
 TEST(ReplayOutput, readsAreToldByUnitKindAddressAndCount) {

@@ -103,7 +103,9 @@ inline const std::string moment = "from 2026-11-22T18:00:00.000Z to 2026-11-22T1
 
 inline std::string pollsOf(const std::string& count, int process = 4711) {
     return "modbus-inspector: " + count + " of the reader with the process number " +
-           std::to_string(process) + ", " + moment;
+           std::to_string(process) + ", " + moment +
+           "modbus-inspector: the log doesn't tell the kind of bus: if it was a serial line, play "
+           "it with --rtu\n";
 }
 
 } // namespace inspector

@@ -37,6 +37,7 @@ public:
     void serveOn(LocalServer& server) const;
     /// Puts every meter on the bus of @p slave, with values that follow the clock from now on, or
     /// the recorded polls. The home must outlive the slave, and a recorded one the server too.
+    /// Throws `std::runtime_error` on another kind of bus than the recorded one.
     void liveOn(ModbusSlave& slave);
     /// How far it is, as a few words: "12:34 in the home".
     std::string moment() const;

@@ -1,6 +1,7 @@
 #include "house/recording.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <charconv>
 #include <optional>
@@ -149,7 +150,9 @@ std::optional<int> tryToNumber(const std::string& digits, int last) {
 } // namespace
 
 Recording::Recording(const JsonPart& description) {
-    description.allowOnly({"about", "polls"});
+    description.allowOnly({"about", "bus", "polls"});
+    description.checkName("bus", std::array{"tcp", "rtu"});
+    m_bus = description.text("bus", "");
     if (description.has("about"))
         description.at("about").forEach([](const JsonPart& line) { line.text(); });
     description.at("polls").forEach(
@@ -235,7 +238,17 @@ void Recording::serveOn(LocalServer& server) {
         server.serveBy(path, [this, path = std::string(path)] { return answer(path); });
 }
 
+/// A failure of one kind of bus is another one on the other, or none.
+void Recording::requireBusOf(const ModbusSlave& slave) const {
+    const bool isSerial = slave.port() == 0;
+    if (isSerial && m_bus == "tcp")
+        throw std::runtime_error("The recording is one of Modbus TCP: play it without --rtu");
+    if (!isSerial && m_bus == "rtu")
+        throw std::runtime_error("The recording is one of a serial line: play it with --rtu");
+}
+
 void Recording::liveOn(ModbusSlave& slave) {
+    requireBusOf(slave);
     for (const Poll& poll : m_polls) {
         for (const auto& [read, turns] : poll.reads)
             slave.unit(read.unit);

@@ -29,6 +29,7 @@ public:
     /// Answers come at once.
     static WireTime wireTime() { return {}; }
     void serveOn(LocalServer& server);
+    /// Throws `std::runtime_error` on another kind of bus than the recorded one.
     void liveOn(ModbusSlave& slave);
     std::string moment() const;
 
@@ -67,6 +68,10 @@ private:
     Answer answer(const std::string& path);
     void answer(const Query& query, std::optional<Reply>& reply);
 
+    void requireBusOf(const ModbusSlave& slave) const;
+
+    /// Empty if any will do.
+    std::string m_bus;
     std::vector<Poll> m_polls;
     std::vector<Meter> m_meters;
     mutable std::mutex m_mutex;

@@ -1,6 +1,6 @@
 #include "inspector/replay/poll-listener.h"
 
-#include "inspector/replay/read-failure.h"
+#include "inspector/recording/read-failure.h"
 
 #include <charconv>
 
@@ -153,9 +153,9 @@ void PollListener::takeFailedRequest(std::string_view rest) {
 
 void PollListener::takeBus(std::string_view text) {
     if (text.starts_with("Connecting TCP "))
-        connected(Bus::tcp, text);
+        connected(tcpBus, text);
     else if (text.starts_with("Modbus serial device connecting "))
-        connected(Bus::rtu, text);
+        connected(rtuBus, text);
     else if (const auto address = behind(text, "Reading meter now slaveAddress:"))
         takeMeter(*address);
     else if (const auto aRegister = behind(text, "Reading register aRegister:"))
@@ -168,11 +168,12 @@ void PollListener::takeBus(std::string_view text) {
         takeFailure(*reason);
 }
 
-void PollListener::connected(Bus bus, std::string_view text) {
+void PollListener::connected(BusName bus, std::string_view text) {
     constexpr int unitOfTcp = 255;
+    m_hasChangedBus = m_hasChangedBus || (!m_bus.empty() && bus != m_bus);
     m_bus = bus;
     m_connection = text;
-    m_unit = bus == Bus::tcp ? std::optional(unitOfTcp) : std::nullopt;
+    m_unit = bus == tcpBus ? std::optional(unitOfTcp) : std::nullopt;
 }
 
 void PollListener::takeMeter(std::string_view address) {
@@ -237,7 +238,7 @@ std::optional<int> PollListener::readUnit() {
     constexpr int last = 247;
     constexpr int unitOfTcp = 255;
     if ((m_slaveAddress >= 0 && m_slaveAddress <= last) ||
-        (m_slaveAddress == unitOfTcp && m_bus != Bus::rtu))
+        (m_slaveAddress == unitOfTcp && m_bus != rtuBus))
         m_unit = m_slaveAddress;
     return m_unit;
 }

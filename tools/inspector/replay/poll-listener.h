@@ -1,7 +1,7 @@
 #pragma once
 
 #include "inspector/log/line.h"
-#include "inspector/replay/recorded-poll.h"
+#include "inspector/recording/recorded-poll.h"
 
 #include <functional>
 #include <optional>
@@ -29,9 +29,10 @@ public:
     bool isFromStart() const { return m_isFromStart; }
     /// How the bus was connected last, as the log tells it; empty if it doesn't.
     const std::string& connection() const { return m_connection; }
+    /// Empty if the log doesn't tell it, or tells of both kinds.
+    BusName bus() const { return m_hasChangedBus ? BusName() : m_bus; }
 
 private:
-    enum class Bus { unknown, tcp, rtu };
     struct Register {
         int address = 0;
         int count = 0;
@@ -51,7 +52,7 @@ private:
     void takeParameters(std::string_view text);
     void takeWords(std::string_view text);
     void takeFailure(std::string_view text);
-    void connected(Bus bus, std::string_view text);
+    void connected(BusName bus, std::string_view text);
 
     void addOutcome(const std::string& outcome);
     /// The unit that a read goes to, as the Modbus library keeps the last address that it took.
@@ -67,7 +68,8 @@ private:
     std::vector<ServerAnswer> m_failures;
     bool m_isTimeOut = false;
 
-    Bus m_bus = Bus::unknown;
+    BusName m_bus;
+    bool m_hasChangedBus = false;
     std::string m_connection;
     std::optional<int> m_unit;
     int m_slaveAddress = 0;

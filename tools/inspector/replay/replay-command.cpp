@@ -60,7 +60,7 @@ int runReplay(const ReplayOptions& options) {
     const std::vector<std::string> notes = notesOf(runs, reader.counts(), source->damage());
     for (const std::string& note : notes)
         std::cerr << "modbus-inspector: " << note << '\n';
-    std::fputs(runs.kept()->text().home(notes).c_str(), isFile ? file.file() : stdout);
+    std::fputs(runs.kept()->home(notes).c_str(), isFile ? file.file() : stdout);
     file.keep();
     return 0;
 }

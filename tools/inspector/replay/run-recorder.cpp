@@ -42,12 +42,26 @@ void RunRecorder::add(const RecordedPoll& poll) {
     m_isBrokenOff = poll.extent == RecordedPoll::Extent::begun;
 }
 
+std::string RunRecorder::home(const std::vector<std::string>& about) const {
+    return m_text.home(about, m_listener.bus());
+}
+
+/// With how to play the recording, as on the other kind of bus reads fail in other ways.
+std::string RunRecorder::busNote() const {
+    if (m_listener.connection().empty())
+        return "the log doesn't tell the kind of bus: if it was a serial line, play it with --rtu";
+    std::string note = "the bus of that time";
+    if (!m_listener.bus().empty())
+        note += m_listener.bus() == rtuBus ? ", to be played with --rtu"
+                                           : ", to be played without --rtu";
+    return note + ": " + m_listener.connection();
+}
+
 std::vector<std::string> RunRecorder::notes() const {
     std::vector<std::string> notes{
         pollsText(m_counts.polls) + " of the reader with the process number " +
         std::to_string(m_thread) + ", from " + timeText(m_first) + " to " + timeText(m_last)};
-    if (!m_listener.connection().empty())
-        notes.push_back("the bus of that time: " + m_listener.connection());
+    notes.push_back(busNote());
     if (!m_showsStart && !m_listener.isFromStart())
         notes.emplace_back(
             "the log begins in the midst of a run: values that stood in for registers "

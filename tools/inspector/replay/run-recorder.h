@@ -1,7 +1,7 @@
 #pragma once
 
+#include "inspector/recording/recording-text.h"
 #include "inspector/replay/poll-listener.h"
-#include "inspector/replay/recording-text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -34,12 +34,14 @@ public:
 
     std::uint32_t thread() const { return m_thread; }
     const Counts& counts() const { return m_counts; }
-    const RecordingText& text() const { return m_text; }
+    /// The home that was recorded, which begins with what is @p about it.
+    std::string home(const std::vector<std::string>& about) const;
     /// What a user should know of the recording.
     std::vector<std::string> notes() const;
 
 private:
     void add(const RecordedPoll& poll);
+    std::string busNote() const;
 
     std::uint32_t m_thread;
     bool m_showsStart;

@@ -1,4 +1,4 @@
-#include "inspector/replay/read-failure.h"
+#include "inspector/recording/read-failure.h"
 
 #include <modbus/modbus.h>
 

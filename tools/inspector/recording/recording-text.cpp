@@ -1,4 +1,4 @@
-#include "inspector/replay/recording-text.h"
+#include "inspector/recording/recording-text.h"
 
 #include "inspector/output/json-output.h"
 #include "inspector/output/safe-text.h"
@@ -145,14 +145,17 @@ bool RecordingText::add(const RecordedPoll& poll) {
     return true;
 }
 
-std::string RecordingText::home(const std::vector<std::string>& about) const {
+std::string RecordingText::home(const std::vector<std::string>& about, BusName bus) const {
     JsonOutput lines;
     lines.beginList();
     for (const std::string& line : about)
         lines.value(line);
     lines.endList();
-    return "{\"recording\":{\"about\":" + std::string(lines.text()) + ",\n\"polls\":[\n" + m_polls +
-           "\n]}}\n";
+    std::string text = "{\"recording\":{\"about\":";
+    text.append(lines.text()).append(",\n");
+    if (!bus.empty())
+        text.append("\"bus\":\"").append(bus).append("\",\n");
+    return text.append("\"polls\":[\n").append(m_polls).append("\n]}}\n");
 }
 
 } // namespace inspector

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inspector/replay/recorded-poll.h"
+#include "inspector/recording/recorded-poll.h"
 
 #include <cstddef>
 #include <map>
@@ -17,8 +17,8 @@ public:
     /// False, with nothing added, if the house would not take that much.
     bool add(const RecordedPoll& poll);
 
-    /// The whole description, which begins with what is @p about it.
-    std::string home(const std::vector<std::string>& about) const;
+    /// The whole description, which begins with what is @p about it. Without a bus any will do.
+    std::string home(const std::vector<std::string>& about, BusName bus) const;
 
 private:
     struct Answers {

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -19,6 +20,11 @@ struct ServerAnswer {
 
     bool operator==(const ServerAnswer&) const = default;
 };
+
+/// The kind of a bus, by its name in a recording.
+using BusName = std::string_view;
+inline constexpr BusName tcpBus = "tcp";
+inline constexpr BusName rtuBus = "rtu";
 
 /// A read on the bus.
 struct BusRead {
