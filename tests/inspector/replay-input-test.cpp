@@ -77,6 +77,32 @@ TEST(ReplayInput, wordsThatAreNoneMakeNoPoll) {
     }
 }
 
+TEST(ReplayInput, linesThatAreMissingGiveNoReadToAnother) {
+    const std::string leftOut = "1 poll left out, as lines of them are missing or cut";
+    const auto told = [](const Lines& lines) {
+        return replay(Lines().started().poll("5").text + lines.text).told;
+    };
+    const auto meterOf = [](int address) {
+        return Lines().alive().replies().meter(7).asks(10, 1).gets("1").serial(
+            R"(Reading aReading:{"id":a,"slaveAddress":9,"slaveAddress":)" +
+            std::to_string(address) + "}");
+    };
+
+    EXPECT_EQ(told(meterOf(7).tick()).find(leftOut), std::string::npos);
+    // "Reading meter now" of the meter 8.
+    EXPECT_NE(told(meterOf(8).tick()).find(leftOut), std::string::npos);
+    // What a register was asked for.
+    EXPECT_NE(told(Lines().alive().replies().meter(7).gets("1").tick()).find(leftOut),
+              std::string::npos);
+    EXPECT_NE(told(Lines().alive().replies().meter(7).fails("Broken pipe").tick()).find(leftOut),
+              std::string::npos);
+    // The beginning of a poll; the one before is whole.
+    const std::string midst =
+        told(Lines().alive().replies().tick().meter(7).asks(10, 1).gets("1").tick());
+    EXPECT_NE(midst.find(pollsOf("2 polls")), std::string::npos);
+    EXPECT_NE(midst.find(leftOut), std::string::npos);
+}
+
 TEST(ReplayInput, theLastPollMayBreakOff) {
     const Replayed result =
         replay(Lines().started().poll("5").alive().replies().meter(7).asks(10, 1).gets("6"));

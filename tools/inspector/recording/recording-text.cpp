@@ -13,9 +13,6 @@
 namespace inspector {
 namespace {
 
-/// The house takes descriptions of 16 MB.
-constexpr std::size_t mostPolls = 15U << 20;
-
 /// Whether the house would serve this JSON as it stands. It stands some levels deep in a
 /// description, which may have 32 in all.
 bool isServedAsItStands(const std::string& body) {

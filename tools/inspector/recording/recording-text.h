@@ -14,9 +14,13 @@ namespace inspector {
 /// is otherwise than in the poll before.
 class RecordingText {
 public:
+    /// In bytes; the house takes descriptions of 16 MB.
+    static constexpr std::size_t mostPolls = 15U << 20;
+
     /// False, with nothing added, if the house would not take that much.
     bool add(const RecordedPoll& poll);
 
+    bool isEmpty() const { return m_polls.empty(); }
     /// The whole description, which begins with what is @p about it. Without a bus any will do.
     std::string home(const std::vector<std::string>& about, BusName bus) const;
 

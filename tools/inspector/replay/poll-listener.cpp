@@ -1,6 +1,7 @@
 #include "inspector/replay/poll-listener.h"
 
 #include "inspector/recording/read-failure.h"
+#include "inspector/recording/recording-text.h"
 
 #include <charconv>
 
@@ -55,6 +56,8 @@ void PollListener::take(const Line& line) {
     if (!m_poll)
         return;
     if (line.channel == "modbusSerial") {
+        if (m_isOver)
+            beginPollInMidst(line);
         m_isDamaged = m_isDamaged || line.isCut;
         if (!line.isCut)
             takeSerial(line.text);
@@ -76,8 +79,15 @@ void PollListener::beginPoll(const Line& line) {
     m_isOver = false;
     m_isDamaged = false;
     m_failures.clear();
+    m_size = 0;
     m_isTimeOut = false;
     m_register.reset();
+}
+
+/// Of a poll whose first lines are missing.
+void PollListener::beginPollInMidst(const Line& line) {
+    beginPoll(line);
+    m_isDamaged = true;
 }
 
 void PollListener::end() {
@@ -145,8 +155,10 @@ void PollListener::takeFailedRequest(std::string_view rest) {
     m_isTimeOut = false;
     if (!m_poll->attached)
         m_poll->rtuConfig = answer;
-    else
+    else if (m_failures.size() < 2)
         m_failures.push_back(answer);
+    else
+        m_failures.back() = answer;
 }
 
 // The bus
@@ -166,6 +178,8 @@ void PollListener::takeBus(std::string_view text) {
         takeWords(*words);
     else if (const auto reason = behind(text, "Could not read register strerror("))
         takeFailure(*reason);
+    else if (const auto reading = behind(text, "Reading aReading:"))
+        takeReading(*reading);
 }
 
 void PollListener::connected(BusName bus, std::string_view text) {
@@ -205,9 +219,8 @@ void PollListener::takeParameters(std::string_view text) {
 }
 
 void PollListener::takeWords(std::string_view text) {
-    if (!m_register)
-        return;
-    if (const auto words = tryToWords(text, m_register->count))
+    const auto words = m_register ? tryToWords(text, m_register->count) : std::nullopt;
+    if (words)
         addOutcome(*words);
     else
         m_isDamaged = true;
@@ -220,15 +233,33 @@ void PollListener::takeFailure(std::string_view text) {
     constexpr std::string_view end = " aRegister:";
     const std::size_t from = text.find(start);
     const std::size_t to = text.rfind(end);
-    if (from == std::string_view::npos || to == std::string_view::npos || to < from || !m_register)
+    if (from == std::string_view::npos || to == std::string_view::npos || to < from ||
+        !m_register) {
+        m_isDamaged = true;
         return;
+    }
     const std::string_view words = text.substr(from + start.size(), to - from - start.size());
     if (goesOverTheBus(words))
         addOutcome(failureOf(words, m_slaveAddress));
     m_register.reset();
 }
 
+/// What was made of a meter. Names another one if lines of that are missing.
+void PollListener::takeReading(std::string_view text) {
+    constexpr std::string_view key = "\"slaveAddress\":";
+    constexpr int lowEightBits = 0xFF;
+    // The id ahead of it may have any text; an address of 0 is left out.
+    const std::size_t at = text.rfind(key);
+    const int address =
+        at == std::string_view::npos ? 0 : tryToNumber(text.substr(at + key.size())).value_or(0);
+    m_isDamaged = m_isDamaged || address != (m_slaveAddress & lowEightBits);
+}
+
 void PollListener::addOutcome(const std::string& outcome) {
+    // Beyond, no more is needed to find it too large.
+    if (m_size > RecordingText::mostPolls)
+        return;
+    m_size += outcome.size();
     if (const std::optional<int> unit = readUnit())
         m_poll->reads[{*unit, m_isInput, m_register->address, m_register->count}].push_back(
             outcome);

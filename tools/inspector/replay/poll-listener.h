@@ -42,6 +42,7 @@ private:
     void takeReply(std::string_view text);
     void takeBus(std::string_view text);
     void beginPoll(const Line& line);
+    void beginPollInMidst(const Line& line);
     void finishPoll();
     void judge();
 
@@ -52,6 +53,7 @@ private:
     void takeParameters(std::string_view text);
     void takeWords(std::string_view text);
     void takeFailure(std::string_view text);
+    void takeReading(std::string_view text);
     void connected(BusName bus, std::string_view text);
 
     void addOutcome(const std::string& outcome);
@@ -64,7 +66,10 @@ private:
     bool m_isDamaged = false;
     bool m_isFromStart = false;
     bool m_isFirst = true;
-    /// Answers that are no replies, since the list of attached meters was shown.
+    /// Of the outcomes.
+    std::size_t m_size = 0;
+    /// Answers that are no replies, since the list of attached meters was shown: the first and the
+    /// last one.
     std::vector<ServerAnswer> m_failures;
     bool m_isTimeOut = false;
 
