@@ -37,8 +37,9 @@ TEST(ReplayInput, aLogThatBeginsInTheMidstStartsWithTheFirstPollThatBegins) {
     EXPECT_EQ(
         result.told,
         pollsOf("1 poll") +
-            "modbus-inspector: the log begins in the midst of a run: values that stood in for "
-            "registers since before are missing until their register is read\n");
+            "modbus-inspector: it begins in the midst of a run: values that stood in for registers "
+            "since before are missing until their register is read, and where the server fails at "
+            "first the reader has no bus or no list of meters until it answers\n");
 }
 
 TEST(ReplayInput, aPollWithoutAllItsLinesIsLeftOutAndTold) {
@@ -103,47 +104,33 @@ TEST(ReplayInput, linesThatAreMissingGiveNoReadToAnother) {
     EXPECT_NE(midst.find(leftOut), std::string::npos);
 }
 
+TEST(ReplayInput, theTextOfALogReachesTheTerminalWithoutControlCharacters) {
+    const Replayed result =
+        replay(Lines().started().alive().serial("Connecting TCP \x1b[2Jx").replies().tick());
+
+    EXPECT_NE(result.told.find("Connecting TCP \\u001b[2Jx\n"), std::string::npos) << result.told;
+}
+
+TEST(ReplayInput, aFirstPollThatIsTooLargeForTheHouseIsRefusedAsThat) {
+    Lines lines = Lines().started().alive().replies().meter(7);
+    std::string words;
+    for (int i = 0; i < 125; ++i)
+        words += "65535 ";
+    constexpr int beyond = 22000;
+    for (int i = 0; i < beyond; ++i)
+        lines.asks(i, 125).gets(words);
+
+    EXPECT_EQ(refusal(lines.tick().poll("5").text),
+              "modbus-inspector: -: The first poll is larger than what the house takes; --since "
+              "takes later ones\n");
+}
+
 TEST(ReplayInput, theLastPollMayBreakOff) {
     const Replayed result =
         replay(Lines().started().poll("5").alive().replies().meter(7).asks(10, 1).gets("6"));
 
     EXPECT_TRUE(result.polls.ends_with(R"(,"units":{"7":{"input 10 x1":[6]}}})")) << result.polls;
     EXPECT_EQ(result.told, pollsOf("2 polls") + "modbus-inspector: the last poll breaks off\n");
-}
-
-TEST(ReplayInput, ofSeveralRunsThatWithTheMostPollsIsTaken) {
-    const Lines lines =
-        Lines().started().poll("1").started().poll("2").poll("3").started().poll("4");
-
-    const Replayed longest = replay(lines);
-    const Replayed last = replay(lines, {"--run", "3"});
-
-    EXPECT_NE(longest.polls.find("[2]"), std::string::npos);
-    EXPECT_EQ(longest.told,
-              pollsOf("2 polls") + "modbus-inspector: run 2 of 3; --run N takes another\n");
-    EXPECT_NE(last.polls.find("[4]"), std::string::npos);
-    EXPECT_EQ(last.told,
-              pollsOf("1 poll") + "modbus-inspector: run 3 of 3; --run N takes another\n");
-    EXPECT_EQ(refusal(lines.text, {"--run", "4"}), "modbus-inspector: -: No run 4, of 3\n");
-}
-
-TEST(ReplayInput, linesOfTwoDaemonsAreTakenApart) {
-    const std::string one = Lines().started().poll("1").poll("2").text;
-    std::string other = one;
-    for (std::size_t at = 0; (at = other.find(" 4711 ", at)) != std::string::npos; ++at)
-        other.replace(at, 6, " 4712 ");
-    std::string mixed;
-    for (std::size_t i = 0, j = 0; i < one.size(); i = one.find('\n', i) + 1) {
-        mixed += one.substr(i, one.find('\n', i) + 1 - i);
-        mixed += other.substr(j, other.find('\n', j) + 1 - j);
-        j = other.find('\n', j) + 1;
-    }
-
-    const Replayed result = replay(mixed, {"--run", "2"});
-
-    EXPECT_EQ(result.polls, replay(one).polls);
-    EXPECT_EQ(result.told,
-              pollsOf("2 polls", 4712) + "modbus-inspector: run 2 of 2; --run N takes another\n");
 }
 
 TEST(ReplayInput, aLineWithinAValueIsNoLineOfTheReader) {

@@ -17,10 +17,15 @@ inline const std::string supportedReply = R"({"data":[{"id":"c","registers":[]}]
 /// Lines of a reader's log, which is made up.
 struct Lines {
     std::string text;
+    std::string clock = "19:00";
 
+    Lines& at(const std::string& time) {
+        clock = time;
+        return *this;
+    }
     Lines& add(const std::string& head, const std::string& line, int process = 4711) {
-        text += "[2026-11-22T19:00:00.000+01:00]  " + std::to_string(process) + " " + head + " " +
-                line + "\n";
+        text += "[2026-11-22T" + clock + ":00.000+01:00]  " + std::to_string(process) + " " + head +
+                " " + line + "\n";
         return *this;
     }
     Lines& serial(const std::string& line) {

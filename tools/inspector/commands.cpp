@@ -39,6 +39,12 @@ void addMoment(CLI::App& command, const char* name, std::optional<std::int64_t>&
         ->type_name("TIME");
 }
 
+void requireOrder(const std::optional<std::int64_t>& since,
+                  const std::optional<std::int64_t>& until) {
+    if (since && until && *since >= *until)
+        throw CLI::ValidationError("--since is behind --until");
+}
+
 } // namespace
 
 void addMap(CLI::App& app, Command& command) {
@@ -92,7 +98,12 @@ void addReplay(CLI::App& app, Command& command) {
     constexpr int mostRuns = 1000000;
     replay.add_option("--run", options->run, "Which run of the daemon (that with the most polls)")
         ->check(wholeNumber(1, mostRuns));
-    replay.callback([options, &command] { command = [options] { return runReplay(*options); }; });
+    addMoment(replay, "--since", options->span.since, "Leave out older polls, such as -1h");
+    addMoment(replay, "--until", options->span.until, "Leave out newer polls");
+    replay.callback([options, &command] {
+        requireOrder(options->span.since, options->span.until);
+        command = [options] { return runReplay(*options); };
+    });
 }
 
 void addReport(CLI::App& app, Command& command) {
@@ -112,8 +123,7 @@ void addReport(CLI::App& app, Command& command) {
     report.callback([options, &command] {
         if (std::count(options->logs.begin(), options->logs.end(), "-") > 1)
             throw CLI::ValidationError("Standard input can be read once only");
-        if (options->since && options->until && *options->since >= *options->until)
-            throw CLI::ValidationError("--since is behind --until");
+        requireOrder(options->since, options->until);
         command = [options] { return runReport(*options); };
     });
 }

@@ -3,6 +3,7 @@
 #include "inspector/input/sources.h"
 #include "inspector/log/log-reader.h"
 #include "inspector/log/source.h"
+#include "inspector/output/safe-text.h"
 #include "inspector/reading/new-file.h"
 #include "inspector/replay/run-sorter.h"
 
@@ -23,15 +24,21 @@ std::string refusal(const RunSorter& runs, const ReplayOptions& options) {
                "or VX_LOG=D";
     if (options.run && *options.run > runs.runs())
         return "No run " + std::to_string(*options.run) + ", of " + std::to_string(runs.runs());
+    if (runs.leftOut().beyond > 0)
+        return "The first poll is larger than what the house takes; --since takes later ones";
+    if (runs.leftOut().outside > 0)
+        return "No poll within these times";
     return "No poll from its beginning on";
 }
 
 std::vector<std::string> notesOf(const RunSorter& runs, const LogReader::Counts& counts,
                                  const std::string& damage) {
     std::vector<std::string> notes = runs.kept()->notes();
-    if (runs.runs() > 1)
+    if (runs.runs() > 1) {
         notes.push_back("run " + std::to_string(runs.kept()->number) + " of " +
                         std::to_string(runs.runs()) + "; --run N takes another");
+        notes.insert(notes.end(), runs.list().begin(), runs.list().end());
+    }
     if (counts.forged > 0)
         notes.push_back("lines that only look like the reader's, within values: " +
                         std::to_string(counts.forged));
@@ -50,7 +57,7 @@ int runReplay(const ReplayOptions& options) {
                  options.force ? NewFile::Existing::replaced : NewFile::Existing::refused);
     const std::unique_ptr<Source> source = openLog(options.log);
     LogReader reader(*source);
-    RunSorter runs(options.run);
+    RunSorter runs(options.run, options.span);
     for (Line line; reader.next(line);)
         runs.take(line);
     runs.end();
@@ -59,7 +66,7 @@ int runReplay(const ReplayOptions& options) {
 
     const std::vector<std::string> notes = notesOf(runs, reader.counts(), source->damage());
     for (const std::string& note : notes)
-        std::cerr << "modbus-inspector: " << note << '\n';
+        std::cerr << "modbus-inspector: " << shownText(note) << '\n';
     std::fputs(runs.kept()->home(notes).c_str(), isFile ? file.file() : stdout);
     file.keep();
     return 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "inspector/replay/run-recorder.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -15,6 +17,8 @@ struct ReplayOptions {
     bool force = false;
     /// Which run of the daemon; without it that with the most polls.
     std::optional<std::size_t> run = std::nullopt;
+    /// Of all polls.
+    TimeSpan span = {};
 };
 
 /// Makes a home for the house of a log. Throws `UnreadableInput`.

@@ -18,9 +18,10 @@ std::string pollsText(std::size_t count) {
 
 } // namespace
 
-RunRecorder::RunRecorder(std::uint32_t thread, bool showsStart)
+RunRecorder::RunRecorder(std::uint32_t thread, bool showsStart, const TimeSpan& wanted)
     : m_thread(thread),
       m_showsStart(showsStart),
+      m_wanted(wanted),
       m_listener([this](const RecordedPoll& poll) { add(poll); }) {}
 
 void RunRecorder::take(const Line& line) {
@@ -28,6 +29,11 @@ void RunRecorder::take(const Line& line) {
 }
 
 void RunRecorder::add(const RecordedPoll& poll) {
+    if (!m_wanted.has(poll.time)) {
+        ++m_counts.outside;
+        m_beginsLate = m_beginsLate || m_counts.polls == 0;
+        return;
+    }
     if (poll.extent == RecordedPoll::Extent::damaged) {
         ++m_counts.damaged;
         return;
@@ -40,6 +46,14 @@ void RunRecorder::add(const RecordedPoll& poll) {
     m_last = poll.time;
     ++m_counts.polls;
     m_isBrokenOff = poll.extent == RecordedPoll::Extent::begun;
+}
+
+std::string RunRecorder::times() const {
+    return "from " + timeText(m_first) + " to " + timeText(m_last);
+}
+
+std::string RunRecorder::span() const {
+    return pollsText(m_counts.polls) + " " + times();
 }
 
 std::string RunRecorder::home(const std::vector<std::string>& about) const {
@@ -58,14 +72,15 @@ std::string RunRecorder::busNote() const {
 }
 
 std::vector<std::string> RunRecorder::notes() const {
-    std::vector<std::string> notes{
-        pollsText(m_counts.polls) + " of the reader with the process number " +
-        std::to_string(m_thread) + ", from " + timeText(m_first) + " to " + timeText(m_last)};
+    std::vector<std::string> notes{pollsText(m_counts.polls) +
+                                   " of the reader with the process number " +
+                                   std::to_string(m_thread) + ", " + times()};
     notes.push_back(busNote());
-    if (!m_showsStart && !m_listener.isFromStart())
+    if (m_beginsLate || (!m_showsStart && !m_listener.isFromStart()))
         notes.emplace_back(
-            "the log begins in the midst of a run: values that stood in for registers "
-            "since before are missing until their register is read");
+            "it begins in the midst of a run: values that stood in for registers since before are "
+            "missing until their register is read, and where the server fails at first the reader "
+            "has no bus or no list of meters until it answers");
     if (m_counts.damaged > 0)
         notes.push_back(pollsText(m_counts.damaged) +
                         " left out, as lines of them are missing or cut: what follows may differ");
@@ -73,7 +88,8 @@ std::vector<std::string> RunRecorder::notes() const {
         notes.emplace_back("the last poll breaks off");
     if (m_counts.beyond > 0)
         notes.push_back(pollsText(m_counts.beyond) +
-                        " at the end left out: the house takes no larger description");
+                        " at the end left out: the house takes no larger description; --since "
+                        "and --until take others");
     return notes;
 }
 

@@ -5,9 +5,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace inspector {
+
+/// The polls that are wanted, by their beginning, in milliseconds since the epoch.
+struct TimeSpan {
+    std::optional<std::int64_t> since = std::nullopt;
+    std::optional<std::int64_t> until = std::nullopt;
+
+    bool has(std::int64_t time) const {
+        return time >= since.value_or(time) && time <= until.value_or(time);
+    }
+};
 
 /// What was recorded of one run of the daemon.
 class RunRecorder {
@@ -18,9 +30,11 @@ public:
         std::size_t damaged = 0;
         /// Polls for which the description had no room.
         std::size_t beyond = 0;
+        /// Polls that are not wanted.
+        std::size_t outside = 0;
     };
 
-    RunRecorder(std::uint32_t thread, bool showsStart);
+    RunRecorder(std::uint32_t thread, bool showsStart, const TimeSpan& wanted);
     // The listener calls back.
     RunRecorder(const RunRecorder&) = delete;
     RunRecorder& operator=(const RunRecorder&) = delete;
@@ -34,6 +48,8 @@ public:
 
     std::uint32_t thread() const { return m_thread; }
     const Counts& counts() const { return m_counts; }
+    /// "2 polls from … to …"
+    std::string span() const;
     /// The home that was recorded, which begins with what is @p about it.
     std::string home(const std::vector<std::string>& about) const;
     /// What a user should know of the recording.
@@ -42,14 +58,18 @@ public:
 private:
     void add(const RecordedPoll& poll);
     std::string busNote() const;
+    std::string times() const;
 
     std::uint32_t m_thread;
     bool m_showsStart;
+    TimeSpan m_wanted;
     PollListener m_listener;
     RecordingText m_text;
     Counts m_counts;
     std::int64_t m_first = 0;
     std::int64_t m_last = 0;
+    /// Whether polls ahead of the first one are not wanted.
+    bool m_beginsLate = false;
     bool m_isBrokenOff = false;
 };
 

@@ -50,7 +50,7 @@ RunRecorder& RunSorter::open(std::uint32_t thread, bool showsStart) {
     if (m_open.size() == most)
         closeOldest();
     OpenRun& run = m_open[thread];
-    run = {std::make_unique<RunRecorder>(thread, showsStart), m_lines};
+    run = {std::make_unique<RunRecorder>(thread, showsStart, m_span), m_lines};
     return *run.recorder;
 }
 
@@ -78,11 +78,18 @@ void RunSorter::end() {
 }
 
 void RunSorter::consider(std::unique_ptr<RunRecorder> run) {
-    if (run->counts().polls == 0)
+    const bool isWanted = run->number == m_wanted.value_or(run->number);
+    if (run->counts().polls == 0) {
+        if (isWanted) {
+            m_leftOut.beyond += run->counts().beyond;
+            m_leftOut.outside += run->counts().outside;
+        }
         return;
-    const bool isBetter = m_wanted ? run->number == *m_wanted
-                                   : !m_kept || run->counts().polls >= m_kept->counts().polls;
-    if (isBetter)
+    }
+    constexpr std::size_t mostListed = 20;
+    if (m_list.size() < mostListed)
+        m_list.push_back("run " + std::to_string(run->number) + ": " + run->span());
+    if (isWanted && (!m_kept || run->counts().polls >= m_kept->counts().polls))
         m_kept = std::move(run);
 }
 
