@@ -4,7 +4,9 @@
 
 #include "support/temporary-directory.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 namespace inspector {
 
@@ -178,6 +180,36 @@ TEST(ReplayInput, byForceNothingIsLostToALogThatIsRefusedAndOnlyFilesAreReplaced
     EXPECT_EQ(contentOf(home), "of somebody");
     EXPECT_EQ(run({"replay", "-", "-o", folder, "--force"}).standardError,
               "modbus-inspector: " + folder + ": no regular file, so it isn't replaced\n");
+}
+
+TEST(ReplayInput, theLogItselfIsNoFileForTheHome) {
+    const TemporaryDirectory files;
+    const std::string log = files.write("log", Lines().started().poll("5").text);
+    const std::string link = files.path() / "link";
+    std::filesystem::create_symlink(log, link);
+
+    EXPECT_EQ(run({"replay", log, "-o", link, "--force"}).standardError,
+              "modbus-inspector: " + link + ": it is the log itself\n");
+    EXPECT_EQ(contentOf(log), Lines().started().poll("5").text);
+}
+
+TEST(ReplayInput, onAFullFileSystemTheOldFileStaysAsItIs) {
+    const TemporaryDirectory files;
+    const std::string log = files.write("log", Lines().started().poll("5").text);
+    const std::string full = files.path() / "full";
+    std::filesystem::create_directory(full);
+    ASSERT_EQ(std::system(("mount -t tmpfs -o size=8k tmpfs " + full).c_str()), 0);
+    std::ofstream(full + "/home.json") << "of somebody";
+    std::ofstream(full + "/rest") << std::string(8000, '.');
+
+    const ProgramResult result = run({"replay", log, "-o", full + "/home.json", "--force"});
+
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(result.standardError.ends_with(full + "/home.json: No space left on device\n"))
+        << result.standardError;
+    EXPECT_EQ(contentOf(full + "/home.json"), "of somebody");
+    EXPECT_FALSE(std::filesystem::exists(full + "/home.json.new"));
+    std::system(("umount " + full).c_str());
 }
 
 TEST(ReplayInput, nothingIsLeftOfALogThatIsRefused) {

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <new>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -17,58 +17,57 @@ namespace {
 }
 
 std::FILE* make(const std::string& name) {
-    std::FILE* file = std::fopen(name.c_str(), "wxe");
+    std::FILE* const file = std::fopen(name.c_str(), "wxe");
     if (file == nullptr)
         fail(name);
     return file;
-}
-
-std::FILE* empty(const std::string& name) {
-    std::FILE* file = std::fopen(name.c_str(), "we");
-    if (file == nullptr)
-        fail(name);
-    return file;
-}
-
-/// Whether there is such a file. Throws if it is none that can be written again.
-bool canReplace(const std::string& name) {
-    struct stat status {};
-    if (stat(name.c_str(), &status) != 0)
-        return false;
-    if (!S_ISREG(status.st_mode))
-        throw UnreadableInput(name + ": no regular file, so it isn't replaced");
-    if (access(name.c_str(), W_OK) != 0)
-        fail(name);
-    return true;
 }
 
 } // namespace
 
-NewFile::NewFile(std::optional<std::string> name, Existing existing)
-    : m_name(std::move(name)), m_textOwner(&m_text), m_file(open_memstream(&m_text, &m_size)) {
-    if (!m_file)
-        throw std::bad_alloc();
-    if (!m_name)
+NewFile::NewFile(std::optional<std::string> name, Existing existing) {
+    if (!name)
         return;
-    m_replaces = existing == Existing::replaced && canReplace(*m_name);
-    if (m_replaces)
-        return;
-    std::fclose(make(*m_name));
-    unlink(m_name->c_str());
+    m_name = std::move(*name);
+    struct stat status {};
+    if (existing == Existing::replaced && stat(m_name.c_str(), &status) == 0)
+        makeBeside(status.st_mode);
+    else
+        makeInPlace();
+}
+
+void NewFile::makeInPlace() {
+    m_file.reset(make(m_name));
+    m_written = m_name;
+}
+
+void NewFile::makeBeside(mode_t replaced) {
+    if (!S_ISREG(replaced))
+        throw UnreadableInput(m_name + ": no regular file, so it isn't replaced");
+    if (access(m_name.c_str(), W_OK) != 0)
+        fail(m_name);
+    // A link stays one.
+    m_name = std::filesystem::canonical(m_name);
+    const std::string beside = m_name + ".new";
+    m_file.reset(make(beside));
+    m_written = beside;
+    // Who may not read the old one may not read this one either.
+    fchmod(fileno(m_file.get()), replaced);
+}
+
+NewFile::~NewFile() {
+    if (!m_written.empty())
+        unlink(m_written.c_str());
 }
 
 void NewFile::keep() {
-    if (!m_name)
+    if (!m_file)
         return;
-    std::fflush(file());
-    std::FILE* made = m_replaces ? empty(*m_name) : make(*m_name);
-    const bool isWhole = std::fwrite(m_text, 1, m_size, made) == m_size;
-    if (std::fclose(made) == 0 && isWhole)
-        return;
-    const int reason = errno;
-    unlink(m_name->c_str());
-    errno = reason;
-    fail(*m_name);
+    const bool isWhole = std::ferror(file()) == 0 && std::fflush(file()) == 0;
+    if (!isWhole || std::rename(m_written.c_str(), m_name.c_str()) != 0)
+        fail(m_name);
+    m_written.clear();
+    m_file.reset();
 }
 
 } // namespace inspector

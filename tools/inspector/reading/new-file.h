@@ -1,16 +1,16 @@
 #pragma once
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 namespace inspector {
 
-/// A file that must not be there yet, unless it is to be replaced. What is written is kept in
-/// memory until it is whole, so that nothing is left of what came to nothing. Without a name it
-/// forgets what is written.
+/// A file that must not be there yet, unless it is to be replaced. It grows as it is written; if it
+/// comes to nothing, nothing is left of it, and the one that it was to replace is as it was.
+/// Without a name there is none.
 class NewFile {
 public:
     enum class Existing { refused, replaced };
@@ -18,28 +18,27 @@ public:
     /// Throws `UnreadableInput` if it exists or can't be made, so that no work is lost in the end.
     /// Only a regular file is replaced.
     explicit NewFile(std::optional<std::string> name, Existing existing = Existing::refused);
+    ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
+    /// Null without a name.
     std::FILE* file() const { return m_file.get(); }
-    /// Makes the file. Throws `UnreadableInput` if it can't be written.
+    /// Ends the file, which is whole. Throws `UnreadableInput` if it can't be written.
     void keep();
 
 private:
     struct Close {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
-    struct Free {
-        void operator()(char** text) const { std::free(*text); }
-    };
 
-    std::optional<std::string> m_name;
-    /// Whether it was there before.
-    bool m_replaces = false;
-    char* m_text = nullptr;
-    std::size_t m_size = 0;
-    // The text is the file's until that is closed.
-    std::unique_ptr<char*, Free> m_textOwner;
+    void makeInPlace();
+    void makeBeside(mode_t replaced);
+
+    std::string m_name;
+    /// Where it is written: beside the one that it replaces, or in its place. Empty when it is
+    /// kept.
+    std::string m_written;
     std::unique_ptr<std::FILE, Close> m_file;
 };
 

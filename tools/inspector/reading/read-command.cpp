@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -118,19 +119,24 @@ int runRead(const ReadOptions& options) {
     NewFile home(options.home);
     BusSession session(bus);
     Output output(stdout, options.json);
-    Output recorded(record.file(), true);
+    std::optional<Output> recorded;
+    if (record.file() != nullptr)
+        recorded.emplace(record.file(), true);
     endAtSignals();
     const Polls polls =
         readAll(session.bus(), targets, options.polls, [&](const MeterReading& reading) {
             output.add(reading);
-            recorded.add(reading);
+            if (recorded)
+                recorded->add(reading);
         });
     output.finish();
-    recorded.finish();
+    if (recorded)
+        recorded->finish();
     record.keep();
     const auto line =
         installation.serial ? installation.serial->value : parametersOf(bus.address.line);
-    std::fputs(homeOf(polls.last, line).c_str(), home.file());
+    if (home.file() != nullptr)
+        std::fputs(homeOf(polls.last, line).c_str(), home.file());
     home.keep();
     return polls.areGood ? 0 : 1;
 }

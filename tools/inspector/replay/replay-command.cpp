@@ -8,6 +8,7 @@
 #include "inspector/replay/run-sorter.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <vector>
 
@@ -53,6 +54,9 @@ std::vector<std::string> notesOf(const RunSorter& runs, const LogReader::Counts&
 
 int runReplay(const ReplayOptions& options) {
     const bool isFile = options.output != standardOutput;
+    std::error_code isNone;
+    if (isFile && std::filesystem::equivalent(options.log, options.output, isNone))
+        throw UnreadableInput(options.output + ": it is the log itself");
     NewFile file(isFile ? std::optional(options.output) : std::nullopt,
                  options.force ? NewFile::Existing::replaced : NewFile::Existing::refused);
     const std::unique_ptr<Source> source = openLog(options.log);

@@ -46,7 +46,8 @@ WordSpaces wordsNow(const SolveOptions& options) {
         readWords(session.bus(), options.range, isEnding(), [](const std::string& failure) {
             std::fputs((failure + "; the other registers are looked at alone.\n").c_str(), stderr);
         });
-    std::fputs((toJson(spaces) + "\n").c_str(), kept.file());
+    if (kept.file() != nullptr)
+        std::fputs((toJson(spaces) + "\n").c_str(), kept.file());
     kept.keep();
     return spaces;
 }
