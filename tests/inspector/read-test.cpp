@@ -1,7 +1,5 @@
 #include "meter-on-bus.h"
 
-#include "house/home.h"
-
 #include <gmock/gmock.h>
 
 #include <csignal>
@@ -164,19 +162,6 @@ TEST_P(Read, leavesAnOlderRecordAsItIs) {
     EXPECT_EQ(result.standardError, "modbus-inspector: " + file + ": File exists\n");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(contentOf(file), "mine");
-}
-
-TEST_P(Read, writesAHomeThatTheSimulatedHouseShows) {
-    const std::string file = files.path() / "home.json";
-    readMeter({"--home", file});
-
-    house::Home home(file);
-    house::ModbusSlave copy{house::TcpPort{}};
-    home.liveOn(copy);
-
-    const ProgramResult result = run({"read", "--supported", map, "--slave", "7", "--tcp",
-                                      "127.0.0.1:" + std::to_string(copy.port())});
-    EXPECT_EQ(withoutTimes(result.standardOutput), withoutTimes(readMeter().standardOutput));
 }
 
 TEST_P(Read, aSignalEndsItWithWhatIsKnown) {

@@ -94,10 +94,12 @@ Texts readTexts(const Sources& sources) {
             return ask(*sources.server, path);
         return std::nullopt;
     };
-    Texts texts{.supported = text(sources.supported, "config/supported"),
-                .attached = text(sources.attached, "attached"),
-                .serial = text(sources.serial, "rtuconfig"),
-                .config = text(sources.config, nullptr)};
+    // In the order of the daemon, as a house that plays a recording begins a poll with the first.
+    Texts texts;
+    texts.serial = text(sources.serial, "rtuconfig");
+    texts.attached = text(sources.attached, "attached");
+    texts.supported = text(sources.supported, "config/supported");
+    texts.config = text(sources.config, nullptr);
     if (sources.server && isOwnServer(*sources.server) && !sources.config &&
         std::filesystem::exists(ownConfig))
         texts.config = readFile(ownConfig);

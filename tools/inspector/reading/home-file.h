@@ -1,9 +1,10 @@
 #pragma once
 
 #include "inspector/reading/meter-poll.h"
+#include "inspector/recording/recorded-poll.h"
 #include "model/modbus.h"
 
-#include <string>
+#include <chrono>
 #include <vector>
 
 namespace inspector {
@@ -15,8 +16,10 @@ struct ReadMeter {
     MeterReading reading;
 };
 
-/// The description of a home that `modbus-house` runs, whose registers show what was read, and 0
-/// for what could not be read.
-std::string homeOf(const std::vector<ReadMeter>& meters, const vxModel::SerialPortConfig& line);
+/// A poll that began at @p time, for a recording that `modbus-house` plays: the local server
+/// attaches these meters, and each read of them comes to what it came to.
+RecordedPoll recordedPoll(std::chrono::system_clock::time_point time,
+                          const std::vector<ReadMeter>& meters,
+                          const vxModel::SerialPortConfig& line);
 
 } // namespace inspector

@@ -5,7 +5,9 @@
 #include "inspector/reading/new-file.h"
 #include "inspector/reading/reading-report.h"
 #include "inspector/reading/targets.h"
+#include "inspector/recording/recording-text.h"
 
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -82,32 +84,54 @@ BusOptions busOf(const ReadOptions& options, const Installation& installation) {
     return bus;
 }
 
-struct Polls {
-    /// Of the last poll.
-    std::vector<ReadMeter> last = {};
-    /// Whether each reading was good, and none was left out.
-    bool areGood = true;
-};
-
-Polls readAll(Bus& bus, const std::vector<Target>& targets, int polls,
-              const std::function<void(const MeterReading&)>& show) {
-    MeterPoll poll(bus, isEnding());
-    Polls result;
-    for (int i = 0; i < polls && !isEnding(); ++i) {
-        result.last.clear();
-        for (const Target& target : targets) {
-            if (isEnding())
-                break;
-            MeterReading reading =
-                poll.read(target.meter.slaveAddress, target.model, target.listedSerial);
-            show(reading);
-            result.areGood = result.areGood && reading.isGood();
-            result.last.push_back({target.meter, target.model, std::move(reading)});
-        }
+/// Gives the readings of a poll; fewer, and the last one in part, if it was ended.
+std::vector<ReadMeter> readOnce(MeterPoll& poll, const std::vector<Target>& targets,
+                                const std::function<void(const MeterReading&)>& show) {
+    std::vector<ReadMeter> meters;
+    for (const Target& target : targets) {
+        if (isEnding())
+            break;
+        vxModel::ModbusMeter meter = target.meter;
+        meter.serial = target.listedSerial;
+        MeterReading reading = poll.read(meter.slaveAddress, target.model, target.listedSerial);
+        show(reading);
+        meters.push_back({std::move(meter), target.model, std::move(reading)});
     }
-    result.areGood = result.areGood && !isEnding();
-    return result;
+    return meters;
 }
+
+/// The home of the whole polls that were read, in a file if one is wanted.
+class HomeFile {
+public:
+    HomeFile(const std::optional<std::string>& name, vxModel::SerialPortConfig line, BusName bus)
+        : m_file(name), m_line(std::move(line)), m_bus(bus) {}
+
+    void add(std::chrono::system_clock::time_point time, const std::vector<ReadMeter>& meters) {
+        if (m_file.file() != nullptr && !isEnding() && m_hasRoom)
+            m_hasRoom = m_text.add(recordedPoll(time, meters, m_line));
+    }
+    void finish() {
+        if (m_file.file() == nullptr)
+            return;
+        if (!m_hasRoom)
+            tell("The home has no room for all polls, and holds the first ones");
+        if (m_text.isEmpty())
+            return tell("No whole poll was read, so there is no home");
+        std::fputs(m_text.home({"Read by modbus-inspector"}, m_bus).c_str(), m_file.file());
+        m_file.keep();
+    }
+
+private:
+    static void tell(const char* sentence) {
+        std::fprintf(stderr, "modbus-inspector: %s\n", sentence);
+    }
+
+    NewFile m_file;
+    vxModel::SerialPortConfig m_line;
+    BusName m_bus;
+    RecordingText m_text;
+    bool m_hasRoom = true;
+};
 
 } // namespace
 
@@ -116,29 +140,32 @@ int runRead(const ReadOptions& options) {
     const std::vector<Target> targets = targetsOf(installation, options.slave, options.model);
     const BusOptions bus = busOf(options, installation);
     NewFile record(options.record);
-    NewFile home(options.home);
+    HomeFile home(options.home,
+                  installation.serial ? installation.serial->value : parametersOf(bus.address.line),
+                  bus.address.rtu ? rtuBus : tcpBus);
     BusSession session(bus);
     Output output(stdout, options.json);
     std::optional<Output> recorded;
     if (record.file() != nullptr)
         recorded.emplace(record.file(), true);
     endAtSignals();
-    const Polls polls =
-        readAll(session.bus(), targets, options.polls, [&](const MeterReading& reading) {
-            output.add(reading);
-            if (recorded)
-                recorded->add(reading);
-        });
+    MeterPoll poll(session.bus(), isEnding());
+    bool areGood = true;
+    for (int i = 0; i < options.polls && !isEnding(); ++i) {
+        const auto begin = std::chrono::system_clock::now();
+        home.add(begin, readOnce(poll, targets, [&](const MeterReading& reading) {
+                     areGood = areGood && reading.isGood();
+                     output.add(reading);
+                     if (recorded)
+                         recorded->add(reading);
+                 }));
+    }
     output.finish();
     if (recorded)
         recorded->finish();
     record.keep();
-    const auto line =
-        installation.serial ? installation.serial->value : parametersOf(bus.address.line);
-    if (home.file() != nullptr)
-        std::fputs(homeOf(polls.last, line).c_str(), home.file());
-    home.keep();
-    return polls.areGood ? 0 : 1;
+    home.finish();
+    return areGood && !isEnding() ? 0 : 1;
 }
 
 } // namespace inspector
