@@ -18,10 +18,11 @@ class ServicePause : public MeterOnBus {
 protected:
     void SetUp() override { answerBy("exit 0"); }
 
-    /// What the command does with the verb as "$2".
-    void answerBy(const std::string& script) {
+    /// What the command does with the verb as "$2", and the state of the service that it tells.
+    void answerBy(const std::string& script, const std::string& state = "active") {
         const std::string command = files.write("systemctl", R"(#!/bin/sh
 echo "$*" >>"$CALLS"
+[ "$1" != show ] || { echo )" + state + R"(; exit; }
 )" + script + "\n");
         std::filesystem::permissions(command, std::filesystem::perms::owner_all);
     }
@@ -58,7 +59,9 @@ private:
     std::string callsFile() const { return files.path() / "calls"; }
 };
 
-constexpr const char* stoppedAndStarted = "--quiet is-active modbus-reader.service\n"
+constexpr const char* asked = "show --property=ActiveState --value modbus-reader.service\n";
+constexpr const char* stoppedAndStarted = "show --property=ActiveState --value "
+                                          "modbus-reader.service\n"
                                           "--quiet stop modbus-reader.service\n"
                                           "--quiet start modbus-reader.service\n";
 
@@ -114,7 +117,7 @@ TEST_P(ServicePause, tellsThatTheServiceCannotBeStartedAgain) {
 
 TEST_P(ServicePause, readsNothingIfNobodySaysWhetherTheServiceRuns) {
     // As systemctl does where it reaches no systemd.
-    answerBy("exit 1");
+    answerBy("exit 1", "");
 
     const ProgramResult result = startReading("1").wait();
 
@@ -122,7 +125,7 @@ TEST_P(ServicePause, readsNothingIfNobodySaysWhetherTheServiceRuns) {
                                     "modbus-reader.service runs\n");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(bus().requestCount(), 0U);
-    EXPECT_EQ(calls(), "--quiet is-active modbus-reader.service\n");
+    EXPECT_EQ(calls(), asked);
 }
 
 TEST_P(ServicePause, startsTheServiceAgainWhenTheInspectorIsKilled) {
@@ -136,14 +139,24 @@ TEST_P(ServicePause, startsTheServiceAgainWhenTheInspectorIsKilled) {
 }
 
 TEST_P(ServicePause, leavesAServiceAloneThatIsNotRunningOrNotThere) {
-    for (const char* answer : {"exit 3", "exit 4"}) {
-        answerBy(answer);
+    // One that there isn't is inactive too.
+    for (const char* state : {"inactive", "failed"}) {
+        answerBy("exit 0", state);
         forgetCalls();
 
         EXPECT_EQ(startReading("1").wait().status, 0);
 
-        EXPECT_EQ(calls(), "--quiet is-active modbus-reader.service\n");
+        EXPECT_EQ(calls(), asked);
     }
+}
+
+TEST_P(ServicePause, stopsAServiceThatWouldStartInBetween) {
+    // Of one that waits for its restart after a failure, too.
+    answerBy("exit 0", "activating");
+
+    EXPECT_EQ(startReading("1").wait().status, 0);
+
+    EXPECT_EQ(calls(), stoppedAndStarted);
 }
 
 TEST_P(ServicePause, readsNothingIfTheServiceCannotBeStopped) {

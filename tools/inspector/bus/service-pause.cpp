@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,12 +18,14 @@ namespace {
 
 bool leftOneStopped = false;
 
-/// The exit status of a process, -1 if a signal ended it.
+/// The exit status of a process, -1 if a signal ended it or nobody knows.
 int statusOf(pid_t process) {
     int status = 0;
-    while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    pid_t ended = -1;
+    do
+        ended = waitpid(process, &status, 0);
+    while (ended == -1 && errno == EINTR);
+    return ended == process && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 /// Runs systemctl and returns its exit status, -1 if it can't be run.
@@ -35,14 +38,23 @@ int systemctl(const char* verb, const std::string& service) {
     return statusOf(process);
 }
 
+/// Such as "active"; empty if systemctl doesn't say it.
+std::string stateOf(const std::string& service) {
+    const std::string command = "systemctl show --property=ActiveState --value " + service;
+    const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "re"), pclose);
+    char state[32] = "";
+    if (output && std::fscanf(output.get(), "%31s", state) != 1)
+        return {};
+    return state;
+}
+
+/// Also if systemd is about to start it, as after a failure: it would come in between.
 bool isRunning(const std::string& service) {
-    // Of one that is stopped, and of one that there isn't.
-    constexpr int inactive = 3;
-    constexpr int unknown = 4;
-    const int status = systemctl("is-active", service);
-    if (status != 0 && status != inactive && status != unknown)
+    const std::string state = stateOf(service);
+    if (state.empty())
         throw BusError("systemctl does not say whether the service " + service + " runs");
-    return status == 0;
+    // A service that there isn't is inactive too.
+    return state != "inactive" && state != "failed";
 }
 
 /// Keeps away, for a scope, the signals that a person sends.
