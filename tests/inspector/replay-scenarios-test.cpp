@@ -212,6 +212,8 @@ protected:
         // A message of the last poll is written before the next one but one.
         reader.waitForLog(
             [&] { return server.requestCount(house::LocalServer::rtuConfigPath) >= polls + 2; });
+        // It would log on while its log is looked at, which may be large.
+        reader.end();
         std::string log;
         for (const std::string& text : reader.rawLog())
             log += text + "\n";
