@@ -2,6 +2,7 @@
 #include "house-program.h"
 #include "house/faults.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,6 +24,7 @@ protected:
         replace("script/bootstrap", "echo bootstrap");
         replace("path/cmake", R"(echo "cmake $*")");
         replace("build/house", R"(printf '%s\n' "$@")");
+        replace("build/inspector", R"(printf '%s\n' "$*"; exec sleep infinity)");
     }
 
     /// Puts a shell script in the place of a program.
@@ -36,7 +38,9 @@ protected:
         m_directory.write("errors", "");
         const std::string prepared = "cd '" + m_directory.path().string() +
                                      "'; PATH=$PWD/path:$PATH; mkdir -p build/release; "
-                                     "cp build/house build/release/modbus-house; exec >output\n";
+                                     "cp build/house build/release/modbus-house; "
+                                     "cp build/inspector build/release/modbus-inspector; "
+                                     "exec >output\n";
         ChildProcess shell({"/bin/bash", "-c", prepared + script}, m_directory.path() / "errors");
         const std::optional<int> status = shell.waitForExit();
         ProgramResult result;
@@ -64,6 +68,7 @@ ProgramResult refused(const std::string& message) {
 const std::string built = "bootstrap\n"
                           "cmake --preset release\n"
                           "cmake --build --preset release --target modbus-reader modbus-house\n";
+const std::string builtWithInspector = built.substr(0, built.size() - 1) + " modbus-inspector\n";
 
 } // namespace
 
@@ -165,7 +170,7 @@ TEST_F(Demo, walksThroughCommissioningWithTheInspector) {
                     testing::HasSubstr("\nwalk " + rtu +
                                        "build/release/modbus-inspector build/release/modbus-house "
                                        "build/release/modbus-reader build/demo/"));
-        EXPECT_EQ(result.standardError, built.substr(0, built.size() - 1) + " modbus-inspector\n");
+        EXPECT_EQ(result.standardError, builtWithInspector);
     }
 }
 
@@ -174,6 +179,69 @@ TEST_F(Demo, refusesAWalkThroughAnotherHome) {
     for (const std::string option : {"--polls 3", "--fault 3=silent", "--home home.json"})
         EXPECT_EQ(run("script/demo --inspect " + option),
                   refused("--inspect goes with --rtu alone"));
+}
+
+TEST_F(Demo, showsTheLogAsAPageUntilTheHouseEnds) {
+    for (const std::string form : {"--web", "--listen 127.0.0.1:0"}) {
+        const ProgramResult result = run("script/demo --polls 3 " + form);
+
+        EXPECT_EQ(result.status, 0);
+        const std::string address = form == "--web" ? "127.0.0.1:8090" : "127.0.0.1:0";
+        EXPECT_THAT(
+            result.standardOutput,
+            testing::MatchesRegex("A simulated home on Modbus TCP. The reader's log: (.*)\n\n"
+                                  "serve build/demo/.*\\.log --listen " +
+                                  address + "\n--polls\n3\n--daemon\n(.*\n)*"));
+        EXPECT_EQ(result.standardError, builtWithInspector);
+    }
+}
+
+TEST_F(Demo, showsTheLogAsATableInATerminal) {
+    const ProgramResult result = run("/usr/bin/script -qefc 'script/demo --polls 3' /dev/null");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\nwatch build/demo/modbus-reader-"));
+    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\n--polls\r\n3\r\n--daemon\r\n"));
+}
+
+TEST_F(Demo, tellsTheLastReadingsAloneWhenTheHouseWasShown) {
+    replace("build/house", "echo poll 1; echo 'Last readings, now:'; echo none; exit 1");
+
+    const ProgramResult result = run("script/demo --web");
+
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.standardOutput, testing::EndsWith("8090\nLast readings, now:\nnone\n"));
+}
+
+TEST_F(Demo, endsTheHouseIfItsLogCanNotBeShown) {
+    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    replace("build/inspector", "until [ -s house ]; do :; done; echo no port; exit 2");
+
+    const ProgramResult result =
+        run("script/demo --web; status=$?; kill -0 $(<house); exit $status");
+
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.standardOutput, testing::EndsWith("\nno port\nended\n"));
+    EXPECT_THAT(result.standardError, testing::HasSubstr("No such process"));
+}
+
+TEST_F(Demo, aSignalEndsTheHouseAndWhatShowsIt) {
+    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    replace("build/inspector", "echo $$ >viewer; exec sleep infinity");
+
+    for (const std::string signal : {"INT", "TERM", "HUP"}) {
+        const ProgramResult result =
+            run("rm -f house viewer; env --default-signal=INT script/demo --web & until [ -s house "
+                "-a -s viewer ]; do :; done\n"
+                "kill -" +
+                signal +
+                " $!; wait $!; status=$?; kill -0 $(<house); kill -0 $(<viewer)\n"
+                "exit $status");
+
+        EXPECT_EQ(result.status, 0) << signal;
+        EXPECT_THAT(result.standardOutput, testing::EndsWith("\nended\n"));
+        EXPECT_EQ(std::count(result.standardError.begin(), result.standardError.end(), '\n'), 5);
+    }
 }
 
 TEST_F(Demo, worksThroughASymbolicLink) {
@@ -194,7 +262,7 @@ TEST_F(Demo, makesABuildFolderOfAnotherPlaceAnew) {
     EXPECT_TRUE(result.standardError.starts_with(
         "bootstrap\nbuild/release was made for /elsewhere and is made anew.\ncmake"))
         << result;
-    EXPECT_TRUE(result.standardOutput.ends_with("\ndemo\nhouse\n")) << result;
+    EXPECT_TRUE(result.standardOutput.ends_with("\ndemo\nhouse\ninspector\n")) << result;
 }
 
 TEST_F(Demo, keepsItsBuildFolder) {
@@ -203,7 +271,9 @@ TEST_F(Demo, keepsItsBuildFolder) {
             "script/demo; ls build/release");
 
     EXPECT_EQ(result.standardError, built);
-    EXPECT_TRUE(result.standardOutput.ends_with("\nCMakeCache.txt\nmodbus-house\n")) << result;
+    EXPECT_TRUE(
+        result.standardOutput.ends_with("\nCMakeCache.txt\nmodbus-house\nmodbus-inspector\n"))
+        << result;
 }
 
 TEST_F(Demo, saysThatSudoIsMissing) {

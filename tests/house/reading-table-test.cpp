@@ -22,7 +22,6 @@ ReadingTable tableOf(const std::vector<Meter>& meters) {
 }
 
 constexpr ReadingTable::Time now{1h + 1500ms};
-constexpr std::size_t manyLines = 100;
 
 using Lines = std::vector<std::string>;
 
@@ -48,65 +47,4 @@ TEST(ReadingTable, aLongNameWidensTheRows) {
               (Lines{"Ground floor, left    1500.5       0.0       12.25        0.00    1.5  "
                      "T1 10.0/0.0  T2 2.2/0.0",
                      "Küche                      -         -           -           -      -  -"}));
-}
-
-TEST(ReadingTable, linesHaveTheTariffsBelowTheirMeter) {
-    const ReadingTable table = tableOf({{"Apartment", 1}, {"Solar", 2}});
-
-    EXPECT_EQ(table.lines(79, manyLines, now),
-              (Lines{"meter           in W     out W      in kWh     out kWh  age s",
-                     "Apartment     1500.5       0.0       12.25        0.00    1.5",
-                     "  in/out kWh  T1 10.0/0.0  T2 2.2/0.0",
-                     "Solar              -         -           -           -      -"}));
-}
-
-TEST(ReadingTable, sixTariffsTakeTwoLinesOf80Columns) {
-    ReadingTable table({{"Battery", 4}});
-    Reading reading;
-    reading.slaveAddress = 4;
-    reading.readBegan = now;
-    reading.tariffEnabled = true;
-    reading.tariffIn = {5210.2, 5210.2, 5210.2, 5210.2, 5210.2, 5210.2};
-    reading.tariffOut = {120.0, 90.0, 24.0, 30.0, 420.0, 450.0};
-    table.update(reading);
-
-    EXPECT_EQ(
-        table.lines(79, manyLines, now),
-        (Lines{"meter           in W     out W      in kWh     out kWh  age s",
-               "Battery          0.0       0.0        0.00        0.00    0.0",
-               "  in/out kWh  T1 5210.2/120.0  T2 5210.2/90.0  T3 5210.2/24.0  T4 5210.2/30.0",
-               "              T5 5210.2/420.0  T6 5210.2/450.0"}));
-}
-
-TEST(ReadingTable, aNameIsCutWhereTheLineHasNoRoom) {
-    const ReadingTable table = tableOf({{"Büro über der Werkstatt", 1}});
-
-    EXPECT_EQ(table.lines(59, 2, now),
-              (Lines{"meter         in W     out W      in kWh     out kWh  age s",
-                     "Büro üb~    1500.5       0.0       12.25        0.00    1.5"}));
-}
-
-TEST(ReadingTable, noLineIsLongerThanTheTerminal) {
-    const ReadingTable table = tableOf({{"Apartment", 1}});
-
-    for (const std::string& line : table.lines(30, manyLines, now))
-        EXPECT_LE(line.size(), 30U) << line;
-}
-
-TEST(ReadingTable, tariffsAreLeftOutWhereTheLinesDoNotSuffice) {
-    const ReadingTable table = tableOf({{"Apartment", 1}, {"Solar", 2}});
-
-    EXPECT_EQ(table.lines(79, 3, now),
-              (Lines{"meter           in W     out W      in kWh     out kWh  age s",
-                     "Apartment     1500.5       0.0       12.25        0.00    1.5",
-                     "Solar              -         -           -           -      -"}));
-}
-
-TEST(ReadingTable, countsTheMetersForWhichThereIsNoLine) {
-    const ReadingTable table = tableOf({{"Apartment", 1}, {"Solar", 2}, {"Wallbox", 3}});
-
-    EXPECT_EQ(table.lines(79, 3, now),
-              (Lines{"meter           in W     out W      in kWh     out kWh  age s",
-                     "Apartment     1500.5       0.0       12.25        0.00    1.5",
-                     "and 2 more meters"}));
 }

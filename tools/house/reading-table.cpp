@@ -9,31 +9,15 @@ namespace house {
 
 namespace {
 
-constexpr std::size_t figuresWidth = 51;
-
-bool beginsCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
-}
-
 /// Number of columns of a text in UTF-8.
 std::size_t columns(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), beginsCharacter));
-}
-
-/// The beginning of a text in UTF-8, with a mark if that is not all of it.
-std::string cut(const std::string& text, std::size_t width) {
-    if (columns(text) <= width)
-        return text;
-    std::size_t size = 0;
-    for (std::size_t column = 0; column < width; ++size)
-        column += beginsCharacter(text[size]) ? 1U : 0U;
-    return text.substr(0, size - 1) + "~";
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+    }));
 }
 
 std::string inColumns(const std::string& text, std::size_t width) {
-    std::string result = cut(text, width);
-    result.resize(result.size() + width - columns(result), ' ');
-    return result;
+    return text + std::string(width - std::min(width, columns(text)), ' ');
 }
 
 } // namespace
@@ -105,47 +89,6 @@ std::vector<std::string> ReadingTable::tariffs(const Meter& meter) const {
         std::snprintf(text.data(), text.size(), "T%zu %.1f/%.1f", i + 1, in[i], out[i]);
         result.emplace_back(text.data());
     }
-    return result;
-}
-
-std::vector<std::string> ReadingTable::lines(std::size_t width, std::size_t height,
-                                             Time now) const {
-    const std::size_t nameWidth =
-        std::clamp(width > figuresWidth ? width - figuresWidth : 0, std::size_t{5}, m_nameWidth);
-    std::vector<std::string> meters;
-    std::vector<std::string> all;
-    for (const Meter& meter : m_meters) {
-        meters.push_back(cut(inColumns(meter.name, nameWidth) + figures(meter, now), width));
-        all.push_back(meters.back());
-        for (std::string& line : tariffLines(meter, width))
-            all.push_back(std::move(line));
-    }
-
-    std::vector<std::string> result{
-        cut(inColumns("meter", nameWidth) + "      in W     out W      in kWh     out kWh  age s",
-            width)};
-    const std::size_t room = std::max(height, std::size_t{2}) - 1;
-    if (all.size() <= room)
-        meters = std::move(all);
-    if (meters.size() > room) {
-        const std::size_t hidden = meters.size() - room + 1;
-        meters.resize(room - 1);
-        meters.push_back(cut("and " + std::to_string(hidden) + " more meters", width));
-    }
-    result.insert(result.end(), meters.begin(), meters.end());
-    return result;
-}
-
-std::vector<std::string> ReadingTable::tariffLines(const Meter& meter, std::size_t width) const {
-    const std::string label = "  in/out kWh";
-    std::vector<std::string> result;
-    for (const std::string& tariff : tariffs(meter)) {
-        if (result.empty() || result.back().size() + 2 + tariff.size() > width)
-            result.push_back(result.empty() ? label : std::string(label.size(), ' '));
-        result.back() += "  " + tariff;
-    }
-    for (std::string& line : result)
-        line = cut(line, width);
     return result;
 }
 

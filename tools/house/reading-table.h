@@ -29,15 +29,9 @@ public:
     /// The row of one meter, empty for an unknown one.
     std::string row(int slaveAddress, Time now) const;
 
-    /// Heading and meters in lines of @p width columns, with the tariffs in use below their meter.
-    /// Where @p height lines don't suffice, the tariffs are left out, and then the last meters,
-    /// which are counted.
-    std::vector<std::string> lines(std::size_t width, std::size_t height, Time now) const;
-
 private:
     std::string figures(const Meter& meter, Time now) const;
     std::vector<std::string> tariffs(const Meter& meter) const;
-    std::vector<std::string> tariffLines(const Meter& meter, std::size_t width) const;
 
     std::vector<Meter> m_meters;
     /// Of the longest name.

@@ -11,18 +11,14 @@
 #include "house/reading-table.h"
 #include "house/wakeup.h"
 
-#include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <mutex>
 #include <optional>
 #include <utility>
 
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/signalfd.h>
 
 namespace house {
@@ -56,17 +52,6 @@ Descriptor blockedSignals() {
     return Descriptor(require(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd"));
 }
 
-winsize terminalSize() {
-    winsize size{};
-    const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
-    return known && size.ws_col > 0 && size.ws_row > 0 ? size : winsize{24, 80, 0, 0};
-}
-
-bool emptyVariable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr || *value == '\0';
-}
-
 std::unique_ptr<ModbusSlave> openBus(const Home& home, const PtyPair* line, std::uint16_t port) {
     if (line != nullptr)
         return std::make_unique<ModbusSlave>(Tty{line->slaveEnd(), home.wireTime()});
@@ -89,9 +74,6 @@ private:
     std::optional<End> endByPolls();
     bool signalled();
 
-    std::vector<std::string> headlines() const;
-    void draw(std::size_t height);
-    void drawOnScreen();
     void printReadings();
 
     const WatchOptions m_options;
@@ -111,10 +93,6 @@ private:
     PollAccount m_account;
     ReadingTable m_table;
     SteadyClock::time_point m_lastNews = SteadyClock::now();
-    const bool m_terminal = ::isatty(STDOUT_FILENO) == 1;
-    /// Unless the environment asks for none, see no-color.org.
-    const bool m_colors = m_terminal && emptyVariable("NO_COLOR");
-    bool m_screenIsOwn = false;
 };
 
 Watch::Impl::Impl(const WatchOptions& options)
@@ -153,12 +131,9 @@ void Watch::Impl::listen() {
 int Watch::Impl::run() {
     if (!m_options.daemon.empty())
         m_daemon.emplace(std::vector<std::string>{m_options.daemon}, m_options.logFile);
-    if (!m_terminal)
-        std::cout << "        " << m_table.heading() << std::endl;
+    std::cout << "        " << m_table.heading() << std::endl;
     std::optional<End> end;
     while (!end) {
-        if (m_terminal)
-            drawOnScreen();
         waitForNews();
         takeNews();
         end = this->end();
@@ -173,9 +148,9 @@ void Watch::Impl::waitForNews() {
     std::array<pollfd, 3> wait{{{m_wakeup.descriptor(), POLLIN, 0},
                                 {m_signals.number(), POLLIN, 0},
                                 {STDOUT_FILENO, 0, 0}}};
-    // The ages in the table grow by themselves.
-    constexpr int redrawMilliseconds = 1000;
-    ::poll(wait.data(), wait.size(), redrawMilliseconds);
+    // No news are some too, after a while.
+    constexpr int longestMilliseconds = 1000;
+    ::poll(wait.data(), wait.size(), longestMilliseconds);
     m_wakeup.settle();
     // A pipe whose other end is closed.
     if ((wait[2].revents & POLLERR) != 0)
@@ -213,9 +188,8 @@ void Watch::Impl::take(const Message& message) {
     const std::size_t poll =
         reading->hasValues() ? m_account.delivered(reading->slaveAddress, reading->readBegan) : 0;
     m_table.update(*reading);
-    if (!m_terminal)
-        std::cout << "poll " << poll << "  " << m_table.row(reading->slaveAddress, message.arrived)
-                  << std::endl;
+    std::cout << "poll " << poll << "  " << m_table.row(reading->slaveAddress, message.arrived)
+              << std::endl;
 }
 
 std::optional<End> Watch::Impl::end() {
@@ -259,47 +233,8 @@ bool Watch::Impl::signalled() {
     return result;
 }
 
-std::vector<std::string> Watch::Impl::headlines() const {
-    std::vector<std::string> lines{"poll " + std::to_string(m_account.pollsBegun()) + "   " +
-                                   m_home.moment() + "   Ctrl-C ends"};
-    if (!m_options.logFile.empty())
-        lines.push_back("log: " + m_options.logFile);
-    return lines;
-}
-
-void Watch::Impl::drawOnScreen() {
-    const std::size_t height = terminalSize().ws_row;
-    if (!std::exchange(m_screenIsOwn, true))
-        // What stood on the screen moves up.
-        std::cout << std::string(height, '\n');
-    draw(height);
-}
-
-/// Draws from the top of the screen, so that nothing that is typed meanwhile stays or moves a line,
-/// and in lines that are shorter than the terminal, which would break them.
-void Watch::Impl::draw(std::size_t height) {
-    const std::size_t width = std::max<std::size_t>(terminalSize().ws_col, 20) - 1;
-    std::vector<std::string> lines = headlines();
-    const std::size_t heading = lines.size();
-    for (std::string& line : lines)
-        line.resize(std::min(line.size(), width));
-    // The cursor stands in the line below.
-    const std::size_t rest = height - std::min(height, lines.size() + 1);
-    for (std::string& line : m_table.lines(width, rest, SystemClock::now()))
-        lines.push_back(std::move(line));
-    if (m_colors)
-        lines[heading] = "\x1b[1;36m" + lines[heading] + "\x1b[0m";
-    std::cout << "\x1b[H";
-    for (const std::string& line : lines)
-        std::cout << line << "\x1b[K\n";
-    std::cout << "\x1b[J" << std::flush;
-}
-
 void Watch::Impl::printReadings() {
-    constexpr std::size_t unlimited = 100000;
-    if (m_terminal)
-        return draw(unlimited);
-    std::cout << "Last readings:\n" << m_table.heading() << "\n";
+    std::cout << "Last readings, " << m_home.moment() << ":\n" << m_table.heading() << "\n";
     for (const std::string& row : m_table.rows(SystemClock::now()))
         std::cout << row << "\n";
 }

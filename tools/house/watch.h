@@ -25,8 +25,8 @@ struct WatchOptions {
     std::vector<std::string> faults;
 };
 
-/// Opens the house, starts the reader and shows the readings that arrive on standard output: as a
-/// table that is drawn in place on a terminal, else as plain lines.
+/// Opens the house, starts the reader and shows the readings that arrive on standard output, a line
+/// for each.
 class Watch {
 public:
     /// Blocks the signals that end it; construct it before any other thread exists.
