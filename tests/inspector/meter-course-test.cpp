@@ -104,6 +104,23 @@ TEST_F(CourseTest, keepsSixHours) {
     EXPECT_EQ(m_course.powers().front().time, midnight + hour + 15000);
 }
 
+TEST_F(CourseTest, ofAllTimesGetsCoarserInPlaceOfShorter) {
+    m_course = MeterCourse({.points = 4, .isOfAllTimes = true});
+    for (const Moment second : {0, 15, 20, 45, 60})
+        take(readingAt(midnight + 1000 * second, static_cast<double>(second), 0));
+    ASSERT_EQ(m_course.powers().size(), 4U);
+
+    take(readingAt(midnight + 75000, 75, 0));
+    EXPECT_EQ(m_course.pointLength(), 30000);
+    ASSERT_EQ(m_course.powers().size(), 3U);
+    // The mean of 0, 15 and 20.
+    EXPECT_DOUBLE_EQ(m_course.powers()[0].watts, 35 / 3.0);
+    EXPECT_EQ(m_course.powers()[1].time, midnight + 30000);
+    EXPECT_EQ(m_course.powers()[1].watts, 45);
+    // The mean of 60 and 75.
+    EXPECT_EQ(m_course.powers()[2].watts, 67.5);
+}
+
 TEST_F(CourseTest, beginsAnewWhenTheClockIsSetBack) {
     take(readingAt(midnight, 100, 1000));
     take(readingAt(midnight - 48 * hour, 200, 1000));

@@ -27,29 +27,16 @@ void LiveHome::add(const Line& line) {
     const std::lock_guard lock(m_mutex);
     const bool wasEmpty = !m_model.home().first;
     m_model.add(line);
-    if (wasEmpty)
+    if (wasEmpty || line.kind != LineKind::log || line.severity <= vx::LogSeverity::warning)
         ++m_version;
-    if (line.kind == LineKind::log) {
-        m_offset = line.offset;
-        if (line.severity <= vx::LogSeverity::warning)
-            ++m_version;
-    } else {
-        ++m_version;
-    }
-    const Home& home = m_model.home();
-    if (home.polls.value_or(0) == m_polls && home.pollLengths.count() == m_lengths)
+    if (!m_courses.follow(m_model.home()))
         return;
-    m_polls = home.polls.value_or(0);
-    m_lengths = home.pollLengths.count();
     m_lastPoll = line.time;
-    takeReadings();
+    ++m_version;
 }
 
 void LiveHome::takeReadings() {
-    const Home& home = m_model.home();
-    m_courses.resize(home.meters.size());
-    for (std::size_t i = 0; i < m_courses.size(); ++i)
-        m_courses[i].take(home.meters[i], home.polls, m_offset);
+    m_courses.take(m_model.home());
     ++m_version;
 }
 
@@ -74,6 +61,7 @@ std::uint64_t LiveHome::version() const {
 
 Counts LiveHome::counts() const {
     const Home& home = m_model.home();
+    const std::vector<MeterCourse>& courses = m_courses.meters();
     Counts counts;
     counts.polls = home.polls.value_or(0);
     counts.lengths = home.pollLengths.count();
@@ -86,9 +74,9 @@ Counts LiveHome::counts() const {
         counts.troubles[kind] = trouble.seen.count;
     for (std::size_t i = 0; i < home.meters.size(); ++i) {
         counts.meters.push_back(countsOf(home.meters[i]));
-        if (i < m_courses.size()) {
-            counts.meters[i].decreases = m_courses[i].decreases();
-            counts.meters[i].jumps = m_courses[i].jumps();
+        if (i < courses.size()) {
+            counts.meters[i].decreases = courses[i].decreases();
+            counts.meters[i].jumps = courses[i].jumps();
         }
     }
     addFailures(home.unattributed, counts.unattributed);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "inspector/home/home-model.h"
-#include "inspector/live/meter-course.h"
+#include "inspector/live/home-courses.h"
 
 #include <cstdint>
 #include <map>
@@ -72,8 +72,8 @@ public:
     template <class Looker>
     auto look(Moment now, Looker looker) const {
         const std::lock_guard lock(m_mutex);
-        return looker(HomeView{m_model.home(), m_courses, m_begin, now, m_lastPoll, counts(),
-                               m_isPast ? counts() : m_past, m_isOver, !m_isPast});
+        return looker(HomeView{m_model.home(), m_courses.meters(), m_begin, now, m_lastPoll,
+                               counts(), m_isPast ? counts() : m_past, m_isOver, !m_isPast});
     }
 
 private:
@@ -82,12 +82,9 @@ private:
 
     mutable std::mutex m_mutex;
     HomeModel m_model;
-    std::vector<MeterCourse> m_courses;
+    HomeCourses m_courses;
     Moment m_begin;
     std::uint64_t m_version = 0;
-    int m_offset = 0;
-    std::size_t m_polls = 0;
-    std::size_t m_lengths = 0;
     std::optional<Moment> m_lastPoll;
     Counts m_past;
     /// What is added is of the past.

@@ -1,18 +1,16 @@
 #include "inspector/live/meter-course.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "vx/date-time.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace inspector {
 namespace {
 
 constexpr Moment second = 1000;
-constexpr Moment pointLength = 15 * second;
-/// Six hours.
-constexpr std::size_t mostPoints = 1440;
-constexpr std::size_t mostDays = 14;
 
 std::int64_t floorDivide(Moment dividend, Moment divisor) {
     return dividend / divisor - (dividend % divisor < 0 ? 1 : 0);
@@ -46,6 +44,11 @@ bool isAnswered(const Meter& meter, std::optional<std::size_t> poll) {
 
 } // namespace
 
+std::string dayText(std::int64_t number) {
+    constexpr Moment day = 24 * 3600 * second;
+    return vx::toString(vx::DateTime(std::chrono::milliseconds(number * day))).substr(0, 10);
+}
+
 void MeterCourse::take(const Meter& meter, std::optional<std::size_t> poll, int offset) {
     if (!meter.last || meter.last->time == m_last)
         return;
@@ -73,20 +76,42 @@ void MeterCourse::takePower(const LoggedReading& reading) {
 }
 
 void MeterCourse::addPoint(Moment readAt, double watts) {
-    const Moment time = floorDivide(readAt, pointLength) * pointLength;
-    if (!m_powers.empty() && m_powers.back().time == time) {
-        PowerPoint& point = m_powers.back();
-        ++m_inPoint;
-        point.watts += (watts - point.watts) / static_cast<double>(m_inPoint);
-        return;
-    }
+    const auto timeOfPoint = [&](Moment time) {
+        return floorDivide(time, m_pointLength) * m_pointLength;
+    };
+    if (m_powers.size() == m_limits.points && m_powers.back().time < timeOfPoint(readAt))
+        makeRoom();
+    const Moment time = timeOfPoint(readAt);
     // A clock that was set back begins anew.
     while (!m_powers.empty() && m_powers.back().time > time)
         m_powers.pop_back();
-    if (m_powers.size() == mostPoints)
+    if (m_powers.empty() || m_powers.back().time != time) {
+        m_powers.push_back({time, watts});
+        return;
+    }
+    PowerPoint& point = m_powers.back();
+    ++point.count;
+    point.watts += (watts - point.watts) / static_cast<double>(point.count);
+}
+
+void MeterCourse::makeRoom() {
+    if (!m_limits.isOfAllTimes) {
         m_powers.pop_front();
-    m_powers.push_back({time, watts});
-    m_inPoint = 1;
+        return;
+    }
+    m_pointLength *= 2;
+    const std::deque<PowerPoint> finer = std::exchange(m_powers, {});
+    for (const PowerPoint& x : finer) {
+        const Moment time = floorDivide(x.time, m_pointLength) * m_pointLength;
+        if (m_powers.empty() || m_powers.back().time != time) {
+            m_powers.push_back({time, x.watts, x.count});
+            continue;
+        }
+        PowerPoint& point = m_powers.back();
+        point.count += x.count;
+        point.watts += (x.watts - point.watts) * static_cast<double>(x.count) /
+                       static_cast<double>(point.count);
+    }
 }
 
 void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
@@ -96,7 +121,7 @@ void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
     while (!m_days.empty() && m_days.back().number > number)
         m_days.pop_back();
     if (m_days.empty() || m_days.back().number != number) {
-        if (m_days.size() == mostDays)
+        if (m_days.size() == m_limits.days)
             m_days.pop_front();
         Day next{number};
         // What was consumed between the last reading of yesterday and the first of today counts for

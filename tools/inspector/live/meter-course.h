@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 
 namespace inspector {
 
@@ -13,6 +14,8 @@ namespace inspector {
 struct PowerPoint {
     Moment time = 0;
     double watts = 0;
+    /// Of how many readings.
+    std::size_t count = 1;
 };
 
 /// What the energy counters of a meter showed on one day.
@@ -24,14 +27,29 @@ struct Day {
     std::array<double, measuredMembers.size()> last = {};
 };
 
+/// "2026-11-14"
+std::string dayText(std::int64_t number);
+
+/// How much of a course is kept.
+struct CourseLimits {
+    std::size_t points = 1440;
+    std::size_t days = 14;
+    /// Where there are more points, of all times fewer are kept, and not the last ones alone.
+    bool isOfAllTimes = false;
+};
+
 /// What a meter showed in the last hours and days, which the model of a home doesn't keep.
 class MeterCourse {
 public:
+    explicit MeterCourse(const CourseLimits& limits = {}) : m_limits(limits) {}
+
     /// Takes the last reading of the meter if it is new. @p poll: the number of the last poll. @p
     /// offset: of the log's time zone, in minutes ahead of UTC.
     void take(const Meter& meter, std::optional<std::size_t> poll, int offset);
 
     const std::deque<PowerPoint>& powers() const { return m_powers; }
+    /// Of which time each is the mean.
+    Moment pointLength() const { return m_pointLength; }
     const std::deque<Day>& days() const { return m_days; }
     /// Of the last reading, in watts, below zero if the consumer delivers it. Nothing if it is one
     /// of an earlier poll that stands in, or no number.
@@ -53,17 +71,18 @@ public:
 private:
     void takePower(const LoggedReading& reading);
     void addPoint(Moment readAt, double watts);
+    void makeRoom();
     void takeEnergies(const LoggedReading& reading, int offset);
     void takeCounters(const Meter& meter);
 
+    CourseLimits m_limits;
     Moment m_last = 0;
     bool m_isPowerRead = false;
     std::optional<double> m_power;
     /// The last one in which something measured was read.
     std::optional<std::size_t> m_answeredPoll;
     std::deque<PowerPoint> m_powers;
-    /// How many readings the last point is the mean of.
-    std::size_t m_inPoint = 0;
+    Moment m_pointLength = 15000;
     std::deque<Day> m_days;
     std::array<bool, firstEnergy> m_hadPower = {};
     std::size_t m_backwardsSeen = 0;

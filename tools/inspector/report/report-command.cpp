@@ -2,6 +2,7 @@
 
 #include "inspector/home/home-model.h"
 #include "inspector/input/sources.h"
+#include "inspector/live/home-courses.h"
 #include "inspector/report/report.h"
 
 #include <cstdio>
@@ -25,9 +26,9 @@ void count(LogReader::Counts& sum, const LogReader::Counts& counts,
 }
 
 /// Reads logs one after another.
-class Reading {
+class ReportedLogs {
 public:
-    explicit Reading(const ReportOptions& options) : m_options(options) {}
+    explicit ReportedLogs(const ReportOptions& options) : m_options(options) {}
 
     void add(const std::string& name) {
         const std::unique_ptr<Source> source = openLog(name);
@@ -45,6 +46,8 @@ public:
                 line.time < *m_model.home().last)
                 m_disorder.add(line.time);
             m_model.add(line);
+            if (m_options.html)
+                m_courses.follow(m_model.home());
             count(m_report.counts, reader.counts(), before);
         }
         if (!source->damage().empty())
@@ -56,22 +59,29 @@ public:
         m_model.finish();
         m_report.home = m_model.home();
         m_report.home.timeJumps = together(m_report.home.timeJumps, m_disorder);
+        if (m_options.html) {
+            m_courses.take(m_report.home);
+            m_report.courses = m_courses.meters();
+        }
         return std::move(m_report);
     }
 
 private:
+    static constexpr std::size_t tenYears = 3653;
+
     const ReportOptions& m_options;
     HomeModel m_model;
+    HomeCourses m_courses{{.days = tenYears, .isOfAllTimes = true}};
     Report m_report;
     /// Logs that begin ahead of the end of the one before.
     Occurrences m_disorder;
 };
 
 Report read(const ReportOptions& options) {
-    Reading reading(options);
+    ReportedLogs logs(options);
     for (const std::string& name : options.logs)
-        reading.add(name);
-    return reading.finish();
+        logs.add(name);
+    return logs.finish();
 }
 
 /// Whether anything of it is of the reader, or says why nothing is.
@@ -83,13 +93,26 @@ bool tellsAnything(const Report& report) {
 
 } // namespace
 
+bool keepMeter(Report& report, const std::string& meter) {
+    const auto isOther = [&](const Meter& x) {
+        return x.id != meter && std::to_string(x.slaveAddress.value_or(-1)) != meter;
+    };
+    std::vector<Meter>& meters = report.home.meters;
+    for (std::size_t i = report.courses.size(); i-- > 0;)
+        if (isOther(meters[i]))
+            report.courses.erase(report.courses.begin() + static_cast<std::ptrdiff_t>(i));
+    std::erase_if(meters, isOther);
+    report.home.unattributed.clear();
+    return !meters.empty();
+}
+
 int runReport(const ReportOptions& options) {
     Report report = read(options);
     if (!tellsAnything(report))
         throw UnreadableInput(options.since || options.until
                                   ? "No line of the reader's log within these times"
                                   : "No line of the reader's log");
-    if (options.meter && !keepMeter(report.home, *options.meter))
+    if (options.meter && !keepMeter(report, *options.meter))
         throw UnreadableInput("No meter '" + *options.meter + "' in this log");
     report.summary = summaryOf(report.home, report.counts);
     if (options.json) {

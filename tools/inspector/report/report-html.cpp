@@ -1,4 +1,4 @@
-#include "inspector/output/safe-text.h"
+#include "inspector/report/html-page.h"
 #include "inspector/report/report.h"
 #include "inspector/report/wording.h"
 
@@ -11,10 +11,10 @@ constexpr std::string_view head =
 <head>
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'">
 <title>Report of the Modbus reader</title>
 <style>
-:root { color-scheme: light dark; }
+:root { color-scheme: light dark; --line: #8888; --text: #888; }
 body { font: 16px/1.5 sans-serif; max-width: 72em; margin: 0 auto; padding: 1em; }
 table { border-collapse: collapse; display: block; overflow-x: auto; }
 th, td { text-align: left; padding: 0.2em 1em 0.2em 0; border-bottom: 1px solid #8886; white-space: nowrap; }
@@ -22,56 +22,17 @@ th, td { text-align: left; padding: 0.2em 1em 0.2em 0; border-bottom: 1px solid 
 section > article { border-left: 0.4em solid #888; padding-left: 1em; margin: 1em 0; }
 section > article.trouble { border-color: #c33; }
 h3, p { margin: 0.3em 0; }
+#plot { width: 100%; height: 20em; }
 </style>
 </head>
 <body>
 )";
 
-/// Writes a page piece by piece.
-class Page {
-public:
-    explicit Page(std::FILE* file) : m_file(file) {}
-
-    void raw(std::string_view text) { std::fwrite(text.data(), 1, text.size(), m_file); }
-    void text(std::string_view text) {
-        std::string escaped;
-        for (const char c : shownText(text)) {
-            if (c == '<')
-                escaped += "&lt;";
-            else if (c == '&')
-                escaped += "&amp;";
-            else
-                escaped += c;
-        }
-        raw(escaped);
-    }
-    void element(std::string_view name, std::string_view content) {
-        raw("<" + std::string(name) + ">");
-        text(content);
-        raw("</" + std::string(name.substr(0, name.find(' '))) + ">\n");
-    }
-    void row(std::initializer_list<std::string> cells) {
-        raw("<tr>");
-        for (const std::string& cell : cells)
-            element("td", cell);
-        raw("</tr>\n");
-    }
-    void titles(std::initializer_list<std::string_view> cells) {
-        raw("<tr>");
-        for (const std::string_view cell : cells)
-            element("th scope=\"col\"", cell);
-        raw("</tr>\n");
-    }
-
-private:
-    std::FILE* m_file;
-};
-
 std::string orUnknown(const std::optional<std::size_t>& number) {
     return number ? std::to_string(*number) : "unknown";
 }
 
-void writeOverview(Page& page, const Report& report) {
+void writeOverview(HtmlPage& page, const Report& report) {
     const Home& home = report.home;
     const LengthHistogram& lengths = home.pollLengths;
     const auto local = [&](Moment time) { return localText(time, home.offset); };
@@ -95,7 +56,7 @@ void writeOverview(Page& page, const Report& report) {
     page.raw("</table>\n");
 }
 
-void writeMeters(Page& page, const Home& home) {
+void writeMeters(HtmlPage& page, const Home& home) {
     page.raw("<section>\n<h2>Meters</h2>\n<table>\n");
     page.titles({"Address", "Id", "Name", "Polls", "Good", "Delivered", "Lost", "Carried",
                  "Last good reading"});
@@ -108,7 +69,7 @@ void writeMeters(Page& page, const Home& home) {
     page.raw("</table>\n</section>\n");
 }
 
-void writeFailures(Page& page, const Home& home) {
+void writeFailures(HtmlPage& page, const Home& home) {
     page.raw("<section>\n<h2>Registers that could not be read</h2>\n<table>\n");
     page.titles({"Meter", "Register", "Why", "Count", "Longest run", "First", "Last"});
     const auto add = [&](const std::string& meter, const Failures& failures) {
@@ -123,7 +84,7 @@ void writeFailures(Page& page, const Home& home) {
     page.raw("</table>\n</section>\n");
 }
 
-void writeNotices(Page& page, const Report& report) {
+void writeNotices(HtmlPage& page, const Report& report) {
     page.raw("<section>\n<h2>Troubles</h2>\n");
     if (report.summary.notices.empty())
         page.element("p", "None.");
@@ -146,13 +107,14 @@ void writeNotices(Page& page, const Report& report) {
 } // namespace
 
 void writeHtml(std::FILE* file, const Report& report) {
-    Page page(file);
+    HtmlPage page(file);
     page.raw(head);
     page.element("h1", "Report of the Modbus reader");
     writeOverview(page, report);
     writeNotices(page, report);
     if (!report.home.meters.empty())
         writeMeters(page, report.home);
+    writePlots(page, report);
     writeFailures(page, report.home);
     page.raw("</body>\n</html>\n");
 }

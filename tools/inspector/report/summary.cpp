@@ -240,12 +240,4 @@ Summary summaryOf(const Home& home, const LogReader::Counts& counts) {
     return summary;
 }
 
-bool keepMeter(Home& home, const std::string& meter) {
-    std::erase_if(home.meters, [&](const Meter& x) {
-        return x.id != meter && std::to_string(x.slaveAddress.value_or(-1)) != meter;
-    });
-    home.unattributed.clear();
-    return !home.meters.empty();
-}
-
 } // namespace inspector

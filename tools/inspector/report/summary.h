@@ -54,7 +54,4 @@ Occurrences together(const Occurrences& a, const Occurrences& b);
 /// How often the reader was started anew; unset where a start may have left no line.
 std::optional<std::size_t> restartsOf(const Home& home);
 
-/// Keeps of the home what belongs to one meter, by its address or its id.
-bool keepMeter(Home& home, const std::string& meter);
-
 } // namespace inspector

@@ -21,12 +21,6 @@ std::string timeText(Moment time) {
     return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
 }
 
-/// A day as "2026-11-14".
-std::string dayText(std::int64_t number) {
-    constexpr Moment day = 24 * 3600 * Moment{1000};
-    return timeText(number * day).substr(0, 10);
-}
-
 class HomeJson {
 public:
     HomeJson(const HomeView& view, bool withCourse)
@@ -150,7 +144,7 @@ void HomeJson::writeMeter(std::size_t place) {
     known("lost", meter.lost);
     known("carriedForward", meter.carried);
     writeReading(meter);
-    const MeterCourse none;
+    static const MeterCourse none;
     const MeterCourse& course = place < m_view.courses.size() ? m_view.courses[place] : none;
     known("power", course.power());
     m_json.member("energyDecreases", course.decreases());

@@ -187,7 +187,8 @@ function takeCourse(home) {
         isOver: presentPower(meter) === null,
     }]));
     state.meters = metersOf(home);
-    state.rows = buildRows(home);
+    const longest = home.reader.longestAgeSeconds * 1000;
+    state.rows = plotRows(home.meters.map((meter) => state.course.get(meter.slaveAddress)), longest);
     show();
     showLegend(home);
     makePlot(home);

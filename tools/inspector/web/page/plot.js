@@ -1,42 +1,5 @@
 // The course of the powers, as the page has it.
 
-const colours = ["#1d6fb8", "#c4511c", "#2a9d5c", "#9a4fc4", "#b8860b", "#d6336c", "#0b8a9c", "#7a6a58"];
-
-// Puts NaN, at which a line ends, where a meter gave nothing for so long that its last power told
-// nothing any more.
-function withEnds(powers, longest, isOver) {
-    const points = [];
-    powers.forEach(([time, watts], i) => {
-        const last = isOver ? Infinity : time;
-        const next = i + 1 < powers.length ? powers[i + 1][0] : last;
-        points.push([time, watts]);
-        if (next - time > longest) points.push([time + 1, NaN]);
-    });
-    return points;
-}
-
-// The rows of the plot: a time, and a power for each meter. Lines go on through null.
-function buildRows(home) {
-    const rows = new Map();
-    const longest = home.reader.longestAgeSeconds * 1000;
-    home.meters.forEach((meter, i) => {
-        const powers = state.course.get(meter.slaveAddress)?.powers || [];
-        for (const [time, watts] of withEnds(powers, longest, presentPower(meter) === null)) {
-            if (!rows.has(time)) rows.set(time, [new Date(time), ...home.meters.map(() => null)]);
-            rows.get(time)[i + 1] = watts;
-        }
-    });
-    return [...rows.values()].sort((a, b) => a[0] - b[0]);
-}
-
-function colourOf(i) {
-    return colours[i % colours.length];
-}
-
-function cssColour(name) {
-    return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
-}
-
 function shownRows() {
     const last = state.rows.length > 0 ? state.rows[state.rows.length - 1][0].getTime() : 0;
     const first = last - state.minutes * 60000;
@@ -50,33 +13,9 @@ function makePlot(home) {
     if (state.plot) state.plot.destroy();
     state.plot = null;
     if (home.meters.length === 0) return;
-    const labels = ["Time", ...home.meters.map((meter) => `${meter.slaveAddress} ${nameOf(meter)}`)];
-    state.plot = new Dygraph(element("plot"), rowsToPlot(home), {
-        labels,
-        colors: home.meters.map((meter, i) => colourOf(i)),
-        connectSeparatedPoints: true,
-        includeZero: true,
-        strokeWidth: 1.75,
-        labelsUTC: false,
-        xRangePad: 4,
-        yRangePad: 12,
-        axisLineColor: cssColour("--line"),
-        gridLineColor: cssColour("--line"),
-        axes: { x: { axisLabelWidth: 72 }, y: { axisLabelWidth: 64, valueFormatter: (v) => `${v} W`, axisLabelFormatter: (v) => `${v} W` } },
+    const names = home.meters.map((meter) => `${meter.slaveAddress} ${nameOf(meter)}`);
+    state.plot = makePowerPlot(element("plot"), rowsToPlot(home), names, {
         visibility: home.meters.map((meter) => !state.hidden.has(meter.slaveAddress)),
-        // The line between both directions.
-        underlayCallback: (canvas, area, plot) => {
-            const y = plot.toDomYCoord(0);
-            if (!(y >= area.y && y <= area.y + area.h)) return;
-            canvas.save();
-            canvas.strokeStyle = cssColour("--text");
-            canvas.lineWidth = 1.5;
-            canvas.beginPath();
-            canvas.moveTo(area.x, y);
-            canvas.lineTo(area.x + area.w, y);
-            canvas.stroke();
-            canvas.restore();
-        },
     });
 }
 
