@@ -157,18 +157,21 @@ private:
         for (std::size_t i = digits.size(); i-- > 0;)
             size = size << 8 | digits[i];
         const bool isMessage = name + "=" == messageKey;
-        const std::string_view kept =
-            m_lines->take(std::min<std::uint64_t>(size, Source::longestLine));
+        const std::string_view kept = takeUpTo(size);
         if (isMessage)
             setMessage(kept, kept.size() < size);
         for (std::uint64_t left = size - kept.size(); left > 0 && !kept.empty();) {
-            const std::size_t count =
-                m_lines->take(std::min<std::uint64_t>(left, Source::longestLine)).size();
+            const std::size_t count = takeUpTo(left).size();
             if (count == 0)
                 return;
             left -= count;
         }
         m_lines->take(1);
+    }
+
+    std::string_view takeUpTo(std::uint64_t size) {
+        return m_lines->take(
+            static_cast<std::size_t>(std::min<std::uint64_t>(size, Source::longestLine)));
     }
 
     std::unique_ptr<InputLines> m_lines;
