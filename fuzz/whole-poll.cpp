@@ -26,12 +26,14 @@
 #include <unistd.h>
 
 // The pauses of a poll take no time; the linker sends the calls here.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's own names
 extern "C" unsigned __wrap_sleep(unsigned) {
     return 0;
 }
 extern "C" int __wrap_usleep(useconds_t) {
     return 0;
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace {
 
@@ -98,7 +100,7 @@ private:
         if (kind == 1)
             return header + std::string{0, 3, unit, static_cast<char>(function | 0x80),
                                         m_input->ConsumeIntegral<char>()};
-        const std::size_t bytes = 2U * request[11];
+        const auto bytes = static_cast<std::size_t>(2 * request[11]);
         std::string words = m_input->ConsumeBytesAsString(bytes);
         words.resize(bytes);
         const std::size_t size = bytes + 3;
