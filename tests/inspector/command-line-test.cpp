@@ -155,7 +155,7 @@ TEST(Input, aServerThatIsNotThereIsNamed) {
 
     EXPECT_EQ(result.standardError,
               "modbus-inspector: http://127.0.0.1:1/api/v1/apartment/meterings/modbus/"
-              "config/supported: no answer\n");
+              "rtuconfig: no answer\n");
     EXPECT_EQ(result.status, 2);
 }
 
@@ -163,7 +163,7 @@ TEST(Input, aServerWithALongNameIsNotThereEither) {
     const ProgramResult result = run({"map", "--server", "http://127.0.0.1." + longName});
 
     EXPECT_EQ(result.standardError, "modbus-inspector: http://127.0.0.1." + longName +
-                                        "/api/v1/apartment/meterings/modbus/config/supported: "
+                                        "/api/v1/apartment/meterings/modbus/rtuconfig: "
                                         "no answer\n");
     EXPECT_EQ(result.status, 2);
 }

@@ -87,9 +87,10 @@ BusAddress busOf(const Installation& installation, bool isHere) {
     if (!overTcp && !installation.serial)
         throw UnreadableInput("There is no bus: give --tcp, --rtu or --server");
     requirePort(installation);
+    // The daemon connects to what fits into a port of what the file says.
     if (overTcp)
         return {.tcp = installation.config->value.modbusTCPServer + ":" +
-                       std::to_string(installation.config->value.port)};
+                       std::to_string(static_cast<std::uint16_t>(installation.config->value.port))};
     const vxModel::SerialPortConfig& line = installation.serial->value;
     const char parity = line.parity == vxModel::Parity::none   ? 'N'
                         : line.parity == vxModel::Parity::even ? 'E'
