@@ -176,9 +176,13 @@ TEST_F(Demo, walksThroughCommissioningWithTheInspector) {
 
 TEST_F(Demo, refusesAWalkThroughAnotherHome) {
     m_directory.write("home.json", exampleHome());
-    for (const std::string option : {"--polls 3", "--fault 3=silent", "--home home.json"})
+    for (const std::string option :
+         {"--polls 3", "--fault 3=silent", "--home home.json", "--web", "--listen 127.0.0.1:0"}) {
         EXPECT_EQ(run("script/demo --inspect " + option),
                   refused("--inspect goes with --rtu alone"));
+        EXPECT_EQ(run("script/demo " + option + " --inspect"),
+                  refused("--inspect goes with --rtu alone"));
+    }
 }
 
 TEST_F(Demo, showsTheLogAsAPageUntilTheHouseEnds) {
