@@ -139,6 +139,13 @@ TEST_F(ServeTest, readsOnWhenTheLogIsEmptied) {
     awaitHome(R"("lines":5)");
 }
 
+TEST_F(ServeTest, knowsNoNumberOfRestartsWhereTheLogMayNotShowThem) {
+    failure("Connection timed out");
+    start();
+
+    awaitHome(R"("restarts":null)");
+}
+
 TEST_F(ServeTest, exportsMetrics) {
     start();
     // What the log holds is read: nothing.

@@ -3,6 +3,7 @@
 #include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
 #include "inspector/output/json-output.h"
+#include "inspector/report/summary.h"
 #include "inspector/web/notice-json.h"
 #include "vx/date-time.h"
 #include "vx/enum.h"
@@ -120,7 +121,7 @@ void HomeJson::writeReader() {
     known("longestPollSeconds",
           seconds(hasLengths ? std::optional(lengths.longest()) : std::nullopt));
     m_json.member("longestAgeSeconds", inSeconds(longestAge(m_view)));
-    m_json.member("restarts", home.restarts.count);
+    known("restarts", restartsOf(home));
     m_json.member("assertionFailures", home.assertions.count + home.terminations.count);
     known("delivered", home.delivered);
     known("lost", home.lost);
