@@ -122,6 +122,22 @@ TEST(Report, isAlsoAPageThatLoadsNothing) {
         EXPECT_THAT(withoutScripts(result.standardOutput), Not(HasSubstr(reference)));
 }
 
+TEST(Report, saysOnItsPageWhatItSaysAsText) {
+    const std::string failure =
+        head + "WARN  modbusSerial Could not read register strerror((*__errno_location ())):"
+               "Connection timed out aRegister:{\"address\":10,\"fieldType\":powerImport,"
+               "\"registerType\":input} toolkit.cpp:345\n";
+    const std::string page =
+        run({"report", "--html", "-"}, threePolls + failure + "Segmentation fault\n")
+            .standardOutput;
+
+    for (const char* text :
+         {"<td>1 foreign</td>", "<td>3, median 2.000 s, 95th of 100 2.000 s, longest 2.000 s</td>",
+          "<td>2026-11-14 03:24:14, 0.500 s ahead of the end</td>", "<td>100.0 %</td>",
+          "See \"An answer that comes too late\" in operations.md.</p>"})
+        EXPECT_THAT(page, HasSubstr(text));
+}
+
 TEST(Report, showsPowersAndEnergiesOnItsPage) {
     const auto read = [](const std::string& time, const std::string& values) {
         const std::string text = R"({"id":"S</script>","slaveAddress":1,"meteringType":"modbus",)"
@@ -153,7 +169,7 @@ TEST(Report, showsWhatALogHoldsAsTextOnItsPage) {
                "toolkit.cpp:1\n";
     EXPECT_THAT(run({"report", "--html", "-"}, log).standardOutput,
                 HasSubstr("Error requesting from server code:503 "
-                          "result:&lt;script>\"&amp;', 1 times"));
+                          "result:&lt;script>\"&amp;', 1 time, "));
 }
 
 TEST(Report, looksAtATimeOnly) {

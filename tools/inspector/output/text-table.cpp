@@ -35,6 +35,15 @@ TextTable::TextTable(std::vector<Column> columns) : m_columns(std::move(columns)
 }
 
 void TextTable::add(std::initializer_list<std::string_view> row) {
+    addRow(row);
+}
+
+void TextTable::add(const std::vector<std::string>& row) {
+    addRow(row);
+}
+
+template <class Row>
+void TextTable::addRow(const Row& row) {
     std::size_t column = 0;
     for (const std::string_view text : row) {
         const std::size_t length = append(text);

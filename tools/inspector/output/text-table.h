@@ -25,6 +25,7 @@ public:
     explicit TextTable(std::vector<Column> columns);
     /// As many texts as there are columns.
     void add(std::initializer_list<std::string_view> row);
+    void add(const std::vector<std::string>& row);
     void print(Terminal& terminal, std::size_t indent) const;
     /// What that writes.
     std::string text(const Terminal& terminal, std::size_t indent) const;
@@ -36,6 +37,8 @@ private:
         std::size_t length;
     };
 
+    template <class Row>
+    void addRow(const Row& row);
     std::size_t append(std::string_view text);
     std::vector<std::size_t> shownColumns(std::size_t room) const;
 

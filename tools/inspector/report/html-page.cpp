@@ -23,7 +23,7 @@ void HtmlPage::element(std::string_view name, std::string_view content) {
     raw("</" + std::string(name.substr(0, name.find(' '))) + ">\n");
 }
 
-void HtmlPage::row(std::initializer_list<std::string> cells) {
+void HtmlPage::row(const std::vector<std::string>& cells) {
     raw("<tr>");
     for (const std::string& cell : cells)
         element("td", cell);

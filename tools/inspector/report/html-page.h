@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace inspector {
 
@@ -16,7 +17,7 @@ public:
     void text(std::string_view text);
     /// @p name: with its attributes.
     void element(std::string_view name, std::string_view content);
-    void row(std::initializer_list<std::string> cells);
+    void row(const std::vector<std::string>& cells);
     void titles(std::initializer_list<std::string_view> cells);
 
 private:

@@ -1,5 +1,5 @@
 #include "inspector/report/html-page.h"
-#include "inspector/report/report.h"
+#include "inspector/report/report-rows.h"
 #include "inspector/report/wording.h"
 
 namespace inspector {
@@ -28,31 +28,10 @@ h3, p { margin: 0.3em 0; }
 <body>
 )";
 
-std::string orUnknown(const std::optional<std::size_t>& number) {
-    return number ? std::to_string(*number) : "unknown";
-}
-
 void writeOverview(HtmlPage& page, const Report& report) {
-    const Home& home = report.home;
-    const LengthHistogram& lengths = home.pollLengths;
-    const auto local = [&](Moment time) { return localText(time, home.offset); };
     page.raw("<table>\n");
-    page.row({"Log", !home.first
-                         ? "unknown"
-                         : local(home.first.value_or(0)) + " to " + local(home.last.value_or(0)) +
-                               ", " + std::to_string(report.counts.lines) + " lines"});
-    if (home.leftOut > 0)
-        page.row({"Left out",
-                  std::to_string(home.leftOut) + " meters or failures, as they were too many"});
-    page.row({"Gaps", orUnknown(home.gaps)});
-    page.row({"Restarts", orUnknown(restartsOf(home))});
-    page.row({"Polls", orUnknown(home.polls)});
-    if (lengths.count() > 0)
-        page.row({"Length of a poll", "median " + durationText(*lengths.quantile(0.5)) +
-                                          ", 95th of 100 " + durationText(*lengths.quantile(0.95)) +
-                                          ", longest " + durationText(lengths.longest())});
-    page.row({"Messages", std::to_string(home.offers) + " offered, " + orUnknown(home.delivered) +
-                              " delivered, " + orUnknown(home.lost) + " lost"});
+    for (const auto& [name, text] : overviewOf(report))
+        page.row({name, text});
     page.raw("</table>\n");
 }
 
@@ -60,12 +39,8 @@ void writeMeters(HtmlPage& page, const Home& home) {
     page.raw("<section>\n<h2>Meters</h2>\n<table>\n");
     page.titles({"Address", "Id", "Name", "Polls", "Good", "Delivered", "Lost", "Carried",
                  "Last good reading"});
-    for (const Meter& x : home.meters) {
-        page.row({x.slaveAddress ? std::to_string(*x.slaveAddress) : "unknown", x.id, x.name,
-                  orUnknown(x.polls), orUnknown(x.goodPolls), orUnknown(x.delivered),
-                  orUnknown(x.lost), orUnknown(x.carried),
-                  x.lastGood ? localText(*x.lastGood, home.offset) : "none"});
-    }
+    for (const Meter& x : home.meters)
+        page.row(rowOf(x, home));
     page.raw("</table>\n</section>\n");
 }
 
@@ -74,13 +49,11 @@ void writeFailures(HtmlPage& page, const Home& home) {
     page.titles({"Meter", "Register", "Why", "Count", "Longest run", "First", "Last"});
     const auto add = [&](const std::string& meter, const Failures& failures) {
         for (const auto& [failed, x] : failures)
-            page.row({meter, nameOf(failed.place), failed.kind, std::to_string(x.seen.count),
-                      orUnknown(x.longestRun), localText(x.seen.first, home.offset),
-                      localText(x.seen.last, home.offset)});
+            page.row(rowOf(meter, failed, x, home));
     };
     for (const Meter& x : home.meters)
         add(nameOf(x), x.failures);
-    add("unknown", home.unattributed);
+    add("?", home.unattributed);
     page.raw("</table>\n</section>\n");
 }
 
@@ -91,12 +64,10 @@ void writeNotices(HtmlPage& page, const Report& report) {
     for (const Notice& x : report.summary.notices) {
         page.raw(x.needsPerson ? "<article class=\"trouble\">\n" : "<article>\n");
         page.element("h3", x.title + (x.meter ? ": " + nameOf(report.home.meters[*x.meter]) : ""));
-        page.element("p", (x.subject.empty() ? "" : x.subject + ", ") +
-                              std::to_string(x.seen.count) + " times, " +
-                              localText(x.seen.first, report.home.offset) + " to " +
-                              localText(x.seen.last, report.home.offset));
+        page.element("p",
+                     (x.subject.empty() ? "" : x.subject + ", ") + occasionsOf(x, report.home));
         page.element("p", x.meaning);
-        page.element("p", x.remedy);
+        page.element("p", remedyOf(x));
         page.raw("</article>\n");
     }
     for (const Unknown& x : report.summary.unknown)
