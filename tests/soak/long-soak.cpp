@@ -125,7 +125,7 @@ struct Trouble {
     int carriedMeter = 0;
 };
 
-Trouble badAnswer(const char* name, const char* path, Answer answer, bool losesMessages,
+Trouble badAnswer(const char* name, const char* path, const Answer& answer, bool losesMessages,
                   int complaints) {
     return {name, [=](Home& home) { home.server.answerNext(path, answer); }, losesMessages,
             complaints};
@@ -202,6 +202,7 @@ std::string withoutNumbers(const std::string& line) {
 
 /// What a message says.
 struct Reading {
+    // NOLINTNEXTLINE(modernize-use-nullptr): the tool takes what compares for a pointer
     auto operator<=>(const Reading&) const = default;
 
     /// In watts.

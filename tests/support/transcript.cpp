@@ -71,7 +71,7 @@ std::vector<Transcript::Event> Transcript::takeEventsUntil(std::string_view text
     const auto end = std::find_if(m_events.begin(), m_events.end(), [&](const Event& event) {
         return event.isLogWith(text) && ++seen == times;
     });
-    const std::vector<Event> part(m_events.begin(), end);
+    std::vector<Event> part(m_events.begin(), end);
     m_events.erase(m_events.begin(), end);
     return part;
 }

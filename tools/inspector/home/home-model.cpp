@@ -108,8 +108,8 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
 }
 
 void HomeModel::finish() {
-    for (auto process = m_processes.rbegin(); process != m_processes.rend(); ++process)
-        process->finish();
+    std::for_each(m_processes.rbegin(), m_processes.rend(),
+                  [](ProcessModel& process) { process.finish(); });
     Home& home = m_meters.home();
     if (!home.polls || home.offers > 0)
         return;
