@@ -212,6 +212,16 @@ TEST(ReplayInput, onAFullFileSystemTheOldFileStaysAsItIs) {
     EXPECT_EQ(std::system(("umount " + full).c_str()), 0);
 }
 
+TEST(ReplayInput, nothingIsLeftWhenItIsEndedWhileItReads) {
+    const TemporaryDirectory files;
+    const std::string script = "cd '" + files.path().string() +
+                               "' && mkfifo log && { " INSPECTOR_EXECUTABLE
+                               " replay log -o home.json & exec 3>log; kill -TERM $!; wait $!;"
+                               " test $? = 143 && test ! -e home.json; }";
+
+    EXPECT_EQ(std::system(script.c_str()), 0);
+}
+
 TEST(ReplayInput, nothingIsLeftOfALogThatIsRefused) {
     const TemporaryDirectory files;
 

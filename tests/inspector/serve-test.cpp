@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 using namespace inspector;
@@ -137,6 +138,15 @@ TEST_F(ServeTest, readsOnWhenTheLogIsEmptied) {
     tick();
 
     awaitHome(R"("lines":5)");
+}
+
+TEST_F(ServeTest, knowsNoTimeOfWhatStandsAheadOfTheFirstLineWithOne) {
+    std::ofstream(m_log) << "Failed to parse /etc/libvx, error:-1\n";
+    start();
+
+    awaitHome(R"("key":"bad-log-settings","reason":"","slaveAddress":null)");
+    EXPECT_THAT(get("/api/v1/home").body,
+                HasSubstr(R"("first":null,"last":null,"ageSeconds":null)"));
 }
 
 TEST_F(ServeTest, knowsNoNumberOfRestartsWhereTheLogMayNotShowThem) {

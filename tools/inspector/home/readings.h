@@ -30,11 +30,6 @@ constexpr std::size_t firstEnergy = 2;
 /// So many bytes are kept of what a meter is called, which a log may make as long as it likes.
 constexpr std::size_t longestName = 256;
 
-/// Whether a member tells of what flows to the consumer.
-constexpr bool isConsumed(std::size_t member) {
-    return member % 2 == 0;
-}
-
 /// A reading as the daemon offers it: powers in watts, energies in watt-seconds, if the map says
 /// so.
 struct LoggedReading {

@@ -45,7 +45,7 @@ bool isAnswered(const Meter& meter, std::optional<std::size_t> poll) {
 } // namespace
 
 std::string dayText(std::int64_t number) {
-    constexpr Moment day = 24 * 3600 * second;
+    constexpr Moment day = second * 3600 * 24;
     return vx::toString(vx::DateTime(std::chrono::milliseconds(number * day))).substr(0, 10);
 }
 
@@ -116,7 +116,7 @@ void MeterCourse::makeRoom() {
 
 void MeterCourse::takeEnergies(const LoggedReading& reading, int offset) {
     constexpr Moment minute = 60 * second;
-    constexpr Moment day = 24 * 60 * minute;
+    constexpr Moment day = minute * 60 * 24;
     const std::int64_t number = floorDivide(reading.time + offset * minute, day);
     while (!m_days.empty() && m_days.back().number > number)
         m_days.pop_back();

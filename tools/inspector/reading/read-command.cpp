@@ -139,6 +139,7 @@ int runRead(const ReadOptions& options) {
     const Installation installation = installationOf(readTexts(options.sources));
     const std::vector<Target> targets = targetsOf(installation, options.slave, options.model);
     const BusOptions bus = busOf(options, installation);
+    endAtSignals();
     NewFile record(options.record);
     HomeFile home(options.home,
                   installation.serial ? installation.serial->value : parametersOf(bus.address.line),
@@ -148,7 +149,6 @@ int runRead(const ReadOptions& options) {
     std::optional<Output> recorded;
     if (record.file() != nullptr)
         recorded.emplace(record.file(), true);
-    endAtSignals();
     MeterPoll poll(session.bus(), isEnding());
     bool areGood = true;
     for (int i = 0; i < options.polls && !isEnding(); ++i) {

@@ -50,6 +50,11 @@ std::vector<std::string> notesOf(const RunSorter& runs, const LogReader::Counts&
     return notes;
 }
 
+NewFile newFile(const ReplayOptions& options) {
+    return NewFile(options.output == standardOutput ? std::nullopt : std::optional(options.output),
+                   options.force ? NewFile::Existing::replaced : NewFile::Existing::refused);
+}
+
 } // namespace
 
 int runReplay(const ReplayOptions& options) {
@@ -57,8 +62,8 @@ int runReplay(const ReplayOptions& options) {
     std::error_code isNone;
     if (isFile && std::filesystem::equivalent(options.log, options.output, isNone))
         throw UnreadableInput(options.output + ": it is the log itself");
-    NewFile file(isFile ? std::optional(options.output) : std::nullopt,
-                 options.force ? NewFile::Existing::replaced : NewFile::Existing::refused);
+    // Whether it may be written shows ahead of the log; Ctrl-C meanwhile leaves nothing of it.
+    static_cast<void>(newFile(options));
     const std::unique_ptr<Source> source = openLog(options.log);
     LogReader reader(*source);
     RunSorter runs(options.run, options.span);
@@ -71,6 +76,7 @@ int runReplay(const ReplayOptions& options) {
     const std::vector<std::string> notes = notesOf(runs, reader.counts(), source->damage());
     for (const std::string& note : notes)
         std::cerr << "modbus-inspector: " << shownText(note) << '\n';
+    NewFile file = newFile(options);
     std::fputs(runs.kept()->home(notes).c_str(), isFile ? file.file() : stdout);
     file.keep();
     return 0;

@@ -76,11 +76,12 @@ std::vector<std::string> RunRecorder::notes() const {
                                    " of the reader with the process number " +
                                    std::to_string(m_thread) + ", " + times()};
     notes.push_back(busNote());
-    if (m_beginsLate || (!m_showsStart && !m_listener.isFromStart()))
+    if (m_beginsLate || (!m_showsStart && !m_listener.isFromStart())) {
         notes.emplace_back(
             "it begins in the midst of a run: values that stood in for registers since before are "
             "missing until their register is read, and where the server fails at first the reader "
             "has no bus or no list of meters until it answers");
+    }
     if (m_counts.damaged > 0)
         notes.push_back(pollsText(m_counts.damaged) +
                         " left out, as lines of them are missing or cut: what follows may differ");

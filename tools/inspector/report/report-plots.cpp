@@ -52,7 +52,7 @@ std::string powersJson(const Report& report) {
 
 /// A name must not end the script.
 std::string withinScript(std::string json) {
-    for (std::size_t i = json.find('<'); i != json.npos; i = json.find('<', i))
+    for (std::size_t i = json.find('<'); i != std::string::npos; i = json.find('<', i))
         json.replace(i, 1, "\\u003c");
     return json;
 }
@@ -78,10 +78,11 @@ void writeDays(HtmlPage& page, const Report& report) {
     page.titles(
         {"Day", "Meter", "Consumed kWh", "Produced kWh", "Tariffs, consumed / produced kWh"});
     for (std::size_t i = 0; i < report.courses.size(); ++i)
-        for (const Day& day : report.courses[i].days())
+        for (const Day& day : report.courses[i].days()) {
             page.row({dayText(day.number), nameOf(report.home.meters[i]),
                       energyText(day, firstEnergy), energyText(day, firstEnergy + 1),
                       tariffTexts(day)});
+        }
     page.raw("</table>\n</section>\n");
 }
 

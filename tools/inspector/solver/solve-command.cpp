@@ -38,9 +38,9 @@ void tellHowLong(const SolveOptions& options) {
 }
 
 WordSpaces wordsNow(const SolveOptions& options) {
+    endAtSignals();
     NewFile kept(options.keep);
     BusSession session(options.bus);
-    endAtSignals();
     tellHowLong(options);
     WordSpaces spaces =
         readWords(session.bus(), options.range, isEnding(), [](const std::string& failure) {

@@ -185,8 +185,9 @@ void Screen::addTroubles() {
     for (const Notice& x : all) {
         if (m_lines.size() >= m_size.height)
             return;
-        add(std::to_string(x.seen.count) + "x  " + ageText(m_view.now - x.seen.last) + " ago  " +
-            headOf(x));
+        const std::string when =
+            x.seen.last == 0 ? "at the start  " : ageText(m_view.now - x.seen.last) + " ago  ";
+        add(std::to_string(x.seen.count) + "x  " + when + headOf(x));
         // The same remedy stands once for neighbours.
         if (x.remedy != told && !x.remedy.empty())
             add("    " + x.remedy, "2");

@@ -65,10 +65,11 @@ private:
         const WebRequest& request = m_parser->get();
         WebAnswer answer = m_site.answer(request);
         const bool isHead = request.method() == http::verb::head;
+        const bool keepsAlive = request.keep_alive() && !answer.isStream;
         if (!answer.isStream || isHead)
-            write(std::move(answer), request.keep_alive() && !answer.isStream, isHead);
+            write(std::move(answer), keepsAlive, isHead);
         else if (ConnectionSlots::Slot slot = m_streamSlots.take())
-            stream(std::move(answer), std::move(slot));
+            stream(answer, std::move(slot));
         else
             write(answerOf({http::status::service_unavailable, "There are too many streams."}),
                   false, false);
@@ -125,7 +126,7 @@ private:
     }
 
     /// Says that news follow, and leaves the connection to those who send them.
-    void stream(WebAnswer answer, ConnectionSlots::Slot slot) {
+    void stream(const WebAnswer& answer, ConnectionSlots::Slot slot) {
         http::response<http::empty_body> response(answer.status, 11);
         setHead(response, answer);
         response.keep_alive(false);

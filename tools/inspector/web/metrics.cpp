@@ -84,7 +84,7 @@ private:
     const Meter& meterAt(const Place& place) const { return m_view.home.meters[place.index]; }
     /// The last reading, unless it tells nothing of the present.
     const LoggedReading* present(const Place& place) const {
-        constexpr Moment longest = 10 * 60 * 1000;
+        constexpr Moment longest = Moment{10} * 60 * 1000;
         const auto& last = meterAt(place).last;
         return last && m_view.now - last->time <= longest ? &*last : nullptr;
     }
@@ -167,12 +167,13 @@ void Metrics::writeInfo() {
     m_text.metric("modbus_meter_info", "info", "What the list of attached meters says.");
     for (const Place& place : m_meters) {
         const Meter& meter = meterAt(place);
-        if (meter.isAttached)
+        if (meter.isAttached) {
             m_text.sample({{"slave_address", place.address},
                            {"meter", place.id},
                            {"name", meter.name},
                            {"model", meter.configId}},
                           1);
+        }
     }
 }
 
@@ -198,11 +199,12 @@ void Metrics::writePower(std::size_t member, const Place& place) {
 void Metrics::writeEnergies() {
     const auto write = [&](std::string_view name, std::string_view help, std::size_t member) {
         m_text.metric(name, "counter", help);
-        for (const Place& place : m_meters)
-            if (const LoggedReading* reading = present(place); reading != nullptr)
-                if (reading->values[member] > 0)
-                    m_text.sample({{"slave_address", place.address}, {"meter", place.id}},
-                                  reading->values[member]);
+        for (const Place& place : m_meters) {
+            const LoggedReading* reading = present(place);
+            if (reading != nullptr && reading->values[member] > 0)
+                m_text.sample({{"slave_address", place.address}, {"meter", place.id}},
+                              reading->values[member]);
+        }
     };
     write("modbus_meter_energy_import_joules_total",
           "The meter's counter of energy consumed, in all.", firstEnergy);
@@ -215,12 +217,14 @@ void Metrics::writeTariffs() {
         m_text.metric(name, "counter", help);
         for (const Place& place : m_meters) {
             const LoggedReading* reading = present(place);
-            for (std::size_t i = first; reading != nullptr && i < measuredMembers.size(); i += 2)
-                if (reading->values[i] > 0)
+            for (std::size_t i = first; reading != nullptr && i < measuredMembers.size(); i += 2) {
+                if (reading->values[i] > 0) {
                     m_text.sample({{"slave_address", place.address},
                                    {"meter", place.id},
                                    {"tariff", measuredMembers[i].substr(1, 1)}},
                                   reading->values[i]);
+                }
+            }
         }
     };
     write("modbus_meter_energy_import_tariff_joules_total",

@@ -48,7 +48,15 @@ void writeNotices(JsonOutput& json, const HomeView& view) {
 
 void writeSeen(JsonOutput& json, const Occurrences& seen, Moment now) {
     json.member("count", seen.count);
-    json.member("first", utcText(seen.first));
+    // Lines ahead of the first one with a time.
+    if (seen.last == 0) {
+        for (const char* unknown : {"first", "last", "ageSeconds"}) {
+            json.key(unknown);
+            json.null();
+        }
+        return;
+    }
+    json.member("first", utcText(seen.first == 0 ? seen.last : seen.first));
     json.member("last", utcText(seen.last));
     json.member("ageSeconds", inSeconds(std::max<Moment>(now - seen.last, 0)));
 }

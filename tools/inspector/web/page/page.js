@@ -138,7 +138,8 @@ function showTroubles(home) {
         const [title, times, meaning, remedy] = list.children[i].children;
         list.children[i].dataset.now = String(x.needsPerson);
         setText(title, headOf(x, home));
-        setText(times, x.count === 1 ? `Once, ${agedText(x.ageSeconds)} ago`
+        setText(times, x.last === null ? "Ahead of the first line with a time"
+            : x.count === 1 ? `Once, ${agedText(x.ageSeconds)} ago`
             : `${x.count} times, the last one ${agedText(x.ageSeconds)} ago, since ${new Date(x.first).toLocaleString()}`);
         setText(meaning, x.meaning);
         setText(remedy, x.remedy ? `→ ${x.remedy}` : "");
