@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -53,6 +54,16 @@ std::optional<std::string> upToTick(const std::string& log, std::size_t number) 
     return log.substr(0, end + 1);
 }
 
+/// The reader's; other tests of the process are to find none.
+struct ReaderConfigFile {
+    static constexpr const char* name = "/etc/modbus-config.json";
+
+    ReaderConfigFile() = default;
+    ReaderConfigFile(const ReaderConfigFile&) = delete;
+    ReaderConfigFile& operator=(const ReaderConfigFile&) = delete;
+    ~ReaderConfigFile() { std::filesystem::remove(name); }
+};
+
 } // namespace
 
 const std::vector<std::string> logSettings = {"W",
@@ -68,7 +79,8 @@ const std::vector<std::string> logSettings = {"W",
 std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls) {
     const TemporaryDirectory directory;
     const bool isRtu = std::find(options.begin(), options.end(), "--rtu") != options.end();
-    std::ofstream("/etc/modbus-config.json")
+    const ReaderConfigFile configFile;
+    std::ofstream(ReaderConfigFile::name)
         << R"({"modbusMiscConfig":{)"
         << (isRtu ? "" : R"("modbusTCPServer":"127.0.0.1","port":1502,)")
         << R"("timeoutResponseSec":1}})";
