@@ -44,8 +44,9 @@ std::size_t roomForConnections() {
     setrlimit(RLIMIT_NOFILE, &limit);
     getrlimit(RLIMIT_NOFILE, &limit);
     constexpr std::size_t own = 32;
-    const auto descriptors = std::max<std::size_t>(limit.rlim_cur, own + 1);
-    return std::min(mostConnections, descriptors - own);
+    // The limit may be more than an address.
+    const rlim_t descriptors = std::clamp<rlim_t>(limit.rlim_cur, own + 1, own + mostConnections);
+    return static_cast<std::size_t>(descriptors) - own;
 }
 
 std::size_t roomForStreams(std::size_t connections) {
