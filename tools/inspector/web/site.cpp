@@ -5,6 +5,7 @@
 #include "inspector/web/page-texts.h"
 
 #include <array>
+#include <chrono>
 #include <utility>
 
 namespace inspector {
@@ -31,6 +32,10 @@ std::shared_ptr<const std::string> shared(std::string text) {
     return std::make_shared<const std::string>(std::move(text));
 }
 
+KeptText newKeptText() {
+    return KeptText(std::chrono::milliseconds{250}, std::size_t{16} << 20);
+}
+
 bool wantsOpenMetrics(const WebRequest& request) {
     const auto accept = request[http::field::accept];
     return accept.find("application/openmetrics-text") != accept.npos;
@@ -39,7 +44,13 @@ bool wantsOpenMetrics(const WebRequest& request) {
 } // namespace
 
 Site::Site(const LiveHome& home, std::string log, std::vector<std::string> names)
-    : m_home(home), m_log(std::move(log)), m_names(std::move(names)) {
+    : m_home(home),
+      m_log(std::move(log)),
+      m_names(std::move(names)),
+      m_course(newKeptText()),
+      m_news(newKeptText()),
+      m_metrics(newKeptText()),
+      m_openMetrics(newKeptText()) {
     for (const Part& part : parts)
         m_pages.emplace(part.path, WebAnswer{http::status::ok, part.contentType,
                                              shared(std::string(part.text))});
@@ -52,20 +63,25 @@ WebAnswer Site::answer(const WebRequest& request) {
     path = path.substr(0, path.find('?'));
     if (path == "/api/v1/home")
         return {http::status::ok, "application/json",
-                recent(m_course, [&] { return homeText(true); })};
+                m_course.recent([this] { return homeText(true); })};
     // Who listens from now on gets whatever is newer than these.
     if (path == "/api/v1/events")
-        return {http::status::ok, "text/event-stream", recent(m_news, [&] { return news(); }),
+        return {http::status::ok, "text/event-stream", m_news.recent([this] { return newsText(); }),
                 true};
-    if (path != "/metrics")
-        return page(path);
-    const bool isOpen = wantsOpenMetrics(request);
-    const auto format = isOpen ? Exposition::Format::openMetrics : Exposition::Format::plain;
-    return {http::status::ok,
-            isOpen ? "application/openmetrics-text; version=1.0.0; charset=utf-8"
-                   : "text/plain; version=0.0.4; charset=utf-8",
-            shared(m_home.look(present(),
-                               [&](const HomeView& view) { return metricsOf(view, format); }))};
+    return path == "/metrics" ? metrics(wantsOpenMetrics(request)) : page(path);
+}
+
+WebAnswer Site::metrics(bool isOpen) {
+    const auto write = [&] {
+        return m_home.look(present(), [&](const HomeView& view) {
+            return metricsOf(view,
+                             isOpen ? Exposition::Format::openMetrics : Exposition::Format::plain);
+        });
+    };
+    if (isOpen)
+        return {http::status::ok, "application/openmetrics-text; version=1.0.0; charset=utf-8",
+                m_openMetrics.recent(write)};
+    return {http::status::ok, "text/plain; version=0.0.4; charset=utf-8", m_metrics.recent(write)};
 }
 
 WebAnswer Site::page(std::string_view path) const {
@@ -74,22 +90,17 @@ WebAnswer Site::page(std::string_view path) const {
                                   : answerOf({http::status::not_found, "There is nothing here."});
 }
 
-Site::Text Site::homeText(bool withCourse) const {
-    return shared(m_home.look(
-        present(), [&](const HomeView& view) { return homeJson(view, m_log, withCourse); }));
+std::string Site::homeText(bool withCourse) const {
+    return m_home.look(present(),
+                       [&](const HomeView& view) { return homeJson(view, m_log, withCourse); });
 }
 
-Site::Text Site::recent(KeptText& kept, const std::function<Text()>& make) {
-    constexpr std::chrono::milliseconds longest{250};
-    const auto now = Clock::now();
-    if (!kept.text || now - kept.time > longest)
-        kept = {make(), now};
-    return kept.text;
+std::string Site::newsText() const {
+    return "event: home\ndata: " + homeText(false) + "\n\n";
 }
 
 std::shared_ptr<const std::string> Site::news() {
-    m_news = {shared("event: home\ndata: " + *homeText(false) + "\n\n"), Clock::now()};
-    return m_news.text;
+    return m_news.renewed([this] { return newsText(); });
 }
 
 WebAnswer answerOf(const Refusal& refusal) {

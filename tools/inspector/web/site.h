@@ -1,10 +1,9 @@
 #pragma once
 
 #include "inspector/live/live-home.h"
+#include "inspector/web/kept-text.h"
 #include "inspector/web/request-check.h"
 
-#include <chrono>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,18 +31,10 @@ public:
     std::shared_ptr<const std::string> news();
 
 private:
-    using Clock = std::chrono::steady_clock;
-    using Text = std::shared_ptr<const std::string>;
-
-    /// A text that is kept for those who ask at the same time.
-    struct KeptText {
-        Text text = nullptr;
-        Clock::time_point time = {};
-    };
-
     WebAnswer page(std::string_view path) const;
-    Text homeText(bool withCourse) const;
-    static Text recent(KeptText& kept, const std::function<Text()>& make);
+    WebAnswer metrics(bool isOpen);
+    std::string homeText(bool withCourse) const;
+    std::string newsText() const;
 
     const LiveHome& m_home;
     std::string m_log;
@@ -52,6 +43,8 @@ private:
     std::map<std::string_view, WebAnswer> m_pages;
     KeptText m_course;
     KeptText m_news;
+    KeptText m_metrics;
+    KeptText m_openMetrics;
 };
 
 /// An answer that says no.
