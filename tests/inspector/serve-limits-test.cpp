@@ -51,8 +51,18 @@ TEST_F(ServeLimitsTest, answersNoPageFromElsewhere) {
     start();
 
     EXPECT_EQ(get("/api/v1/home", "Origin: http://127.0.0.1:8090\r\n").status, 200);
+    EXPECT_EQ(get("/api/v1/home", "Sec-Fetch-Site: same-origin\r\n").status, 200);
+    EXPECT_EQ(get("/api/v1/home", "Sec-Fetch-Site: none\r\n").status, 200);
+    for (const std::string site : {"cross-site", "same-site"})
+        EXPECT_EQ(get("/api/v1/home", "Sec-Fetch-Site: " + site + "\r\n").status, 403) << site;
     for (const std::string origin : {"http://evil.example", "null", "http://127.0.0.1:80"})
         EXPECT_EQ(get("/api/v1/home", "Origin: " + origin + "\r\n").status, 403) << origin;
+}
+
+TEST_F(ServeLimitsTest, isOpenedByALinkFromElsewhere) {
+    start();
+
+    EXPECT_EQ(get("/", "Sec-Fetch-Site: cross-site\r\nSec-Fetch-Mode: navigate\r\n").status, 200);
 }
 
 TEST_F(ServeLimitsTest, takesNoLongHeadAndNoBody) {

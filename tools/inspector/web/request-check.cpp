@@ -28,6 +28,18 @@ bool isAllowed(const std::string& host, const std::vector<std::string>& names) {
                        [&](const std::string& name) { return boost::beast::iequals(host, name); });
 }
 
+/// Whether a browser says that a page of another site asks; a link may lead here from anywhere.
+bool isOfPageElsewhere(const WebRequest& request, const std::string& host) {
+    const auto site = request["Sec-Fetch-Site"];
+    if ((site == "cross-site" || site == "same-site") && request["Sec-Fetch-Mode"] != "navigate")
+        return true;
+    if (request.count(http::field::origin) == 0)
+        return false;
+    const auto origin = request[http::field::origin];
+    return request.count(http::field::origin) > 1 ||
+           (origin != "http://" + host && origin != "https://" + host);
+}
+
 } // namespace
 
 std::optional<Refusal> refusalOf(const WebRequest& request, const std::vector<std::string>& names) {
@@ -39,11 +51,7 @@ std::optional<Refusal> refusalOf(const WebRequest& request, const std::vector<st
     if (!isAllowed(hostOf(header), names))
         return Refusal{http::status::misdirected_request,
                        "This host is unknown here; --name allows it."};
-    if (request.count(http::field::origin) == 0)
-        return std::nullopt;
-    const auto origin = request[http::field::origin];
-    if (request.count(http::field::origin) > 1 ||
-        (origin != "http://" + header && origin != "https://" + header))
+    if (isOfPageElsewhere(request, header))
         return Refusal{http::status::forbidden, "Pages from elsewhere get no answer."};
     return std::nullopt;
 }
