@@ -6,6 +6,8 @@
 #include <poll.h>
 
 #include <chrono>
+#include <cstdio>
+#include <memory>
 
 using namespace inspector;
 using testing::HasSubstr;
@@ -14,6 +16,16 @@ using testing::Not;
 namespace {
 
 using ServeLimitsTest = ServedHome;
+
+/// What the system keeps at most for the other end of each connection to the program.
+std::string buffersOfConnections() {
+    const std::unique_ptr<FILE, int (*)(FILE*)> sockets(
+        popen("ss --tcp --memory --numeric --no-header 'sport = :8090'", "r"), pclose);
+    std::string text;
+    for (int c = std::fgetc(sockets.get()); c != EOF; c = std::fgetc(sockets.get()))
+        text += static_cast<char>(c);
+    return text;
+}
 
 constexpr const char* shortValues = R"(,"powerConsumed":1500.5,"energyConsumed":3600000.0)";
 
@@ -137,6 +149,27 @@ TEST_F(ServeLimitsTest, leavesRoomForOthersBesideStreams) {
     const auto limit = std::chrono::steady_clock::now() + house::Patience::limit();
     while (open(1, icon) != "HTTP/1.1 200 OK")
         ASSERT_LT(std::chrono::steady_clock::now(), limit);
+}
+
+TEST_F(ServeLimitsTest, letsTheSystemKeepLittleOfAConnection) {
+    start();
+    Client client;
+    client.send("GET /icon.svg HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    client.readAnswer();
+
+    const std::string buffers = buffersOfConnections();
+    EXPECT_THAT(buffers, HasSubstr(",rb32768,"));
+    EXPECT_THAT(buffers, HasSubstr(",tb65536,"));
+}
+
+TEST_F(ServeLimitsTest, answersWholeToWhoSaysNoMore) {
+    start();
+    Client client;
+    client.keepLittle();
+    client.send("GET /dygraph.js HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    client.socket().shutdown(boost::asio::socket_base::shutdown_send);
+
+    EXPECT_GT(client.readAnswer().body.size(), 100000U);
 }
 
 TEST_F(ServeLimitsTest, endsAConnectionThatIsIdle) {

@@ -43,7 +43,11 @@ public:
           m_slot(std::move(slot)),
           m_site(site),
           m_streams(streams),
-          m_streamSlots(streamSlots) {}
+          m_streamSlots(streamSlots) {
+        // Of who takes nothing the system would else keep what was not taken, and go on offering
+        // it.
+        linger(false);
+    }
 
     void read() {
         m_parser.emplace();
@@ -60,6 +64,8 @@ private:
         if (error) {
             if (const auto refusal = refusalOf(error))
                 write(answerOf(*refusal), false, false);
+            else if (error == http::error::end_of_stream)
+                close();
             return;
         }
         const WebRequest& request = m_parser->get();
@@ -103,7 +109,7 @@ private:
                 [self = shared_from_this(), kept, goesOn](error_code error, std::size_t) {
                     if (!error && goesOn)
                         self->read();
-                    else
+                    else if (!error)
                         self->close();
                 });
         };
@@ -139,7 +145,14 @@ private:
                       std::make_shared<const std::string>(text.str()));
     }
 
+    /// Whether what is written is still sent once the connection is closed.
+    void linger(bool isWanted) {
+        error_code ignored;
+        m_stream.socket().set_option(boost::asio::socket_base::linger(!isWanted, 0), ignored);
+    }
+
     void close() {
+        linger(true);
         error_code ignored;
         m_stream.socket().shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);
     }

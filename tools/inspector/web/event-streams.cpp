@@ -16,19 +16,13 @@ using Clock = std::chrono::steady_clock;
 using boost::system::error_code;
 
 constexpr std::chrono::seconds patience{5};
-/// Else the system would keep megabytes for each.
-constexpr int sendBuffer = 65536;
 
 } // namespace
 
 class EventStream : public std::enable_shared_from_this<EventStream> {
 public:
     EventStream(EventStreams& all, boost::asio::ip::tcp::socket socket, ConnectionSlots::Slot slot)
-        : m_all(all), m_socket(std::move(socket)), m_slot(std::move(slot)) {
-        error_code ignored;
-        m_socket.set_option(boost::asio::socket_base::send_buffer_size(sendBuffer), ignored);
-        m_socket.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
-    }
+        : m_all(all), m_socket(std::move(socket)), m_slot(std::move(slot)) {}
 
     /// Finds out when the other end goes; it has nothing to say.
     void listen() {
@@ -57,8 +51,6 @@ public:
 
     void drop() {
         error_code ignored;
-        // Else the system would keep what was not taken, and go on offering it.
-        m_socket.set_option(boost::asio::socket_base::linger(true, 0), ignored);
         m_socket.close(ignored);
         if (!std::exchange(m_isDropped, true))
             m_all.m_streams.erase(shared_from_this());

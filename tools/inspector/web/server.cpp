@@ -26,9 +26,22 @@ constexpr std::size_t roomForOthers = 128;
 constexpr std::size_t mostConnections = mostStreams + roomForOthers;
 constexpr std::chrono::milliseconds tickLength{250};
 
+/// Makes the system keep no more than some ten thousand bytes for each connection, of what isn't
+/// taken yet by either end. Else these would be megabytes.
+void limitConnections(tcp::acceptor& acceptor) {
+    using boost::asio::socket_base;
+    // A connection inherits them. The system takes twice as much, for what it needs itself.
+    acceptor.set_option(socket_base::send_buffer_size(32768));
+    acceptor.set_option(socket_base::receive_buffer_size(16384));
+    // With less than a segment sent ahead each one would wait for its acknowledgement.
+    acceptor.set_option(tcp::no_delay(true));
+}
+
 tcp::acceptor openAcceptor(boost::asio::io_context& context, const tcp::endpoint& endpoint) {
     try {
-        return {context, endpoint};
+        tcp::acceptor acceptor(context, endpoint);
+        limitConnections(acceptor);
+        return acceptor;
     } catch (const boost::system::system_error& e) {
         std::ostringstream text;
         text << endpoint << ": " << e.code().message();
