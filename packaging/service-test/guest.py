@@ -32,13 +32,16 @@ class Guest(Machine):
         files = [path.name for path in self.packages]
         return [f"{TOOLS}/{f}" for f in files if not names or f.split("_")[0] in names]
 
-    def property(self, name):
-        return self.run("systemctl", "show", "--value", "--property", name, UNIT).strip()
+    def property(self, name, unit=UNIT):
+        return self.run("systemctl", "show", "--value", "--property", name, unit).strip()
 
     def reader(self):
+        return self.process(UNIT)
+
+    def process(self, unit):
         """Its folder in the guest's /proc."""
-        number = self.property("MainPID")
-        require(number != "0", "the service doesn't run")
+        number = self.property("MainPID", unit)
+        require(number != "0", f"{unit} doesn't run")
         return self.view / "proc" / number
 
     def set_up(self, house_options="", configuration=TCP, drop_in=None, port=None):

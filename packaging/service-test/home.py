@@ -22,7 +22,9 @@ class Home:
         self.machine = machine
         self.journal = journal
         self.home = json.loads((ROOT / "tools" / "house" / "home.json").read_text())
-        self.meters = [meter["name"] for meter in self.home["server"]["attached"]["data"]]
+        attached = self.home["server"]["attached"]["data"]
+        self.meters = [meter["name"] for meter in attached]
+        self.addresses = [meter["slaveAddress"] for meter in attached]
 
     def furnish(self):
         self.machine.write(f"/etc/systemd/system/{UNIT}", SETTINGS)

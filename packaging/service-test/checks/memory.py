@@ -42,10 +42,10 @@ def memory_is_limited(guest):
     guest.home.wait_for_readings()
 
 
-def require_limit_in_force(guest, limit):
+def require_limit_in_force(guest, limit, unit=UNIT):
     groups = guest.view / "sys" / "fs" / "cgroup"
-    files = [file for file in (groups / "memory" / "system.slice" / UNIT / "memory.limit_in_bytes",
-                               groups / "system.slice" / UNIT / "memory.max") if file.exists()]
+    files = [file for file in (groups / "memory" / "system.slice" / unit / "memory.limit_in_bytes",
+                               groups / "system.slice" / unit / "memory.max") if file.exists()]
     if not files:
         raise Skip("a container gets no control group for memory on this machine")
     [file] = files
