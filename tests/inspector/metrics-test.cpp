@@ -3,12 +3,14 @@
 #include "support/transcript.h"
 #include "vx/date-time.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <regex>
 #include <string>
 
 using namespace inspector;
+using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -128,4 +130,22 @@ TEST_F(Metrics, ofALogInThePlainFormat) {
 
 TEST_F(Metrics, ofALogInOpenMetrics) {
     expectTranscriptOfFile(text(Exposition::Format::openMetrics));
+}
+
+TEST_F(Metrics, readingsOfAMeterThatAnswersNothingAreNone) {
+    for (int i = 0; i < 2; ++i) {
+        beginPoll();
+        begin(2);
+        failure("Connection timed out", "powerExport");
+        failure("Connection timed out", "energyExport");
+        // What stands in for both.
+        message(2, "PV20261107", R"(,"powerProduced":3125.0,"energyProduced":14400000000.0)");
+        later(500000);
+        tick();
+    }
+
+    const std::string metrics = text(Exposition::Format::plain);
+    EXPECT_THAT(metrics, HasSubstr(R"(modbus_meter_reading_age_seconds{slave_address="2",)"
+                                   R"(meter="PV20261107"} 1004.812)"));
+    EXPECT_THAT(metrics, Not(HasSubstr(R"(energy_export_joules_total{slave_address="2")")));
 }

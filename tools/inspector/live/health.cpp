@@ -1,34 +1,15 @@
 #include "inspector/live/health.h"
 
+#include "inspector/live/answers.h"
+
 #include <algorithm>
-#include <array>
 
 namespace inspector {
 namespace {
 
-bool isInLastPoll(const RegisterFailure& failure, const Home& home) {
-    return failure.longestRun && failure.poll == home.polls;
-}
-
-/// Whether the reason of a failure is that nothing came from the meter.
-bool isNoAnswer(std::string_view kind) {
-    constexpr std::array<std::string_view, 8> kinds = {
-        "timeout",          "no-connection", "not-set-up",   "port-gone",
-        "connection-reset", "broken-pipe",   "gateway-path", "gateway-target"};
-    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
-}
-
 /// Whether the last poll showed nothing of a meter but that it gave no answer.
 bool isWithoutAnswer(const HomeView& view, std::size_t meter) {
-    bool hasFailed = false;
-    for (const auto& [kind, failure] : view.home.meters[meter].failures) {
-        if (!isInLastPoll(failure, view.home))
-            continue;
-        if (!isNoAnswer(kind.kind))
-            return false;
-        hasFailed = true;
-    }
-    return hasFailed &&
+    return gaveNoAnswer(view.home.meters[meter], view.home.polls) &&
            !(meter < view.courses.size() && view.courses[meter].isAnswerOf(view.home.polls));
 }
 
@@ -60,7 +41,7 @@ Health healthOf(const HomeView& view, std::size_t meter) {
     if (isWithoutAnswer(view, meter) || (x.last && view.now - x.last->time > longestAge(view)))
         return Health::silent;
     if (std::any_of(x.failures.begin(), x.failures.end(),
-                    [&](const auto& failure) { return isInLastPoll(failure.second, view.home); }))
+                    [&](const auto& failure) { return isInPoll(failure.second, view.home.polls); }))
         return Health::failing;
     return x.last ? Health::good : Health::unknown;
 }

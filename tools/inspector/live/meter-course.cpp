@@ -1,6 +1,7 @@
 #include "inspector/live/meter-course.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/live/answers.h"
 #include "vx/date-time.h"
 
 #include <algorithm>
@@ -21,7 +22,7 @@ template <class IsMember>
 bool isUnread(const Meter& meter, std::optional<std::size_t> poll, IsMember isMember) {
     return std::any_of(meter.failures.begin(), meter.failures.end(), [&](const auto& x) {
         const auto& [kind, failure] = x;
-        if (!failure.longestRun || failure.poll != poll)
+        if (!isInPoll(failure, poll))
             return false;
         const FieldFacts& facts = factsOf(kind.place.fieldType);
         return isMember(facts.member) || isMember(facts.memberOfNegative);
@@ -53,8 +54,12 @@ void MeterCourse::take(const Meter& meter, std::optional<std::size_t> poll, int 
     if (!meter.last || meter.last->time == m_last)
         return;
     m_last = meter.last->time;
-    if (isAnswered(meter, poll))
+    const bool isAnswer = isAnswered(meter, poll);
+    if (isAnswer)
         m_answeredPoll = poll;
+    // What the message of a dead meter holds is not its own.
+    if (isAnswer || !gaveNoAnswer(meter, poll))
+        m_lastAnswer = m_last;
     m_isPowerRead = !isPowerUnread(meter, poll);
     takePower(*meter.last);
     takeEnergies(*meter.last, offset);

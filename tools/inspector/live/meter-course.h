@@ -60,6 +60,8 @@ public:
     bool isAnswerOf(std::optional<std::size_t> poll) const {
         return m_answeredPoll && m_answeredPoll == poll;
     }
+    /// Begin of the last reading in which the meter answered anything.
+    std::optional<Moment> lastAnswer() const { return m_lastAnswer; }
     /// Whether a reading of it had this power, consumed or produced, so that it is 0 when it is
     /// missing.
     bool hadPower(std::size_t member) const { return m_hadPower[member]; }
@@ -81,6 +83,7 @@ private:
     std::optional<double> m_power;
     /// The last one in which something measured was read.
     std::optional<std::size_t> m_answeredPoll;
+    std::optional<Moment> m_lastAnswer;
     std::deque<PowerPoint> m_powers;
     Moment m_pointLength = 15000;
     std::deque<Day> m_days;

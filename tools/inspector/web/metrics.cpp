@@ -82,11 +82,18 @@ private:
     void writeCounters();
 
     const Meter& meterAt(const Place& place) const { return m_view.home.meters[place.index]; }
+    const MeterCourse* courseOf(const Place& place) const {
+        return place.index < m_view.courses.size() ? &m_view.courses[place.index] : nullptr;
+    }
+    std::optional<Moment> lastAnswer(const Place& place) const {
+        const MeterCourse* course = courseOf(place);
+        return course ? course->lastAnswer() : std::nullopt;
+    }
     /// The last reading, unless it tells nothing of the present.
     const LoggedReading* present(const Place& place) const {
         constexpr Moment longest = Moment{10} * 60 * 1000;
-        const auto& last = meterAt(place).last;
-        return last && m_view.now - last->time <= longest ? &*last : nullptr;
+        const auto answer = lastAnswer(place);
+        return answer && m_view.now - *answer <= longest ? &*meterAt(place).last : nullptr;
     }
     void writeEach(std::string_view name, std::string_view type, std::string_view help,
                    const std::function<double(const Place&)>& valueOf) {
@@ -188,11 +195,11 @@ void Metrics::writePowers() {
 
 void Metrics::writePower(std::size_t member, const Place& place) {
     const LoggedReading* reading = present(place);
-    if (reading == nullptr || place.index >= m_view.courses.size())
+    const MeterCourse* course = courseOf(place);
+    if (reading == nullptr)
         return;
-    const MeterCourse& course = m_view.courses[place.index];
     const double watts = reading->values[member];
-    if (course.isPowerRead() && (watts != 0 || course.hadPower(member)))
+    if (course->isPowerRead() && (watts != 0 || course->hadPower(member)))
         m_text.sample({{"slave_address", place.address}, {"meter", place.id}}, watts);
 }
 
@@ -235,11 +242,10 @@ void Metrics::writeTariffs() {
 
 void Metrics::writeAges() {
     writeEach("modbus_meter_reading_age_seconds", "gauge",
-              "Time since the last reading began, or since the exporter started if it knows of "
-              "none.",
+              "Time since the last reading in which the meter answered anything began, or since "
+              "the exporter started if it knows of none.",
               [&](const Place& place) {
-                  const auto& last = meterAt(place).last;
-                  return secondsSince(last ? last->time : m_view.begin, m_view);
+                  return secondsSince(lastAnswer(place).value_or(m_view.begin), m_view);
               });
     writeEach("modbus_meter_good_reading_age_seconds", "gauge",
               "Time since the last reading of which no register failed began, or since the "
