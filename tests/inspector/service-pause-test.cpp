@@ -18,11 +18,14 @@ class ServicePause : public MeterOnBus {
 protected:
     void SetUp() override { answerBy("exit 0"); }
 
-    /// What the command does with the verb as "$2", and the state of the service that it tells.
-    void answerBy(const std::string& script, const std::string& state = "active") {
+    /// What the command does with the verb as "$2", and the state of the service that it tells,
+    /// with what is about to be done to it.
+    void answerBy(const std::string& script, const std::string& state = "active",
+                  const std::string& job = "") {
         const std::string command = files.write("systemctl", R"(#!/bin/sh
 echo "$*" >>"$CALLS"
 [ "$1" != show ] || { echo )" + state + R"(; exit; }
+[ "$1" != list-jobs ] || { echo ")" + job + R"("; exit; }
 )" + script + "\n");
         std::filesystem::permissions(command, std::filesystem::perms::owner_all);
     }
@@ -60,6 +63,7 @@ private:
 };
 
 constexpr const char* asked = "show --property=ActiveState --value modbus-reader.service\n";
+constexpr const char* askedForJobs = "list-jobs --no-legend modbus-reader.service\n";
 constexpr const char* stoppedAndStarted = "show --property=ActiveState --value "
                                           "modbus-reader.service\n"
                                           "--quiet stop modbus-reader.service\n"
@@ -157,6 +161,24 @@ TEST_P(ServicePause, stopsAServiceThatWouldStartInBetween) {
     EXPECT_EQ(startReading("1").wait().status, 0);
 
     EXPECT_EQ(calls(), stoppedAndStarted);
+}
+
+TEST_P(ServicePause, waitsForTheEndOfAServiceThatSomebodyStopsAndLeavesItStopped) {
+    answerBy("exit 0", "deactivating", "  815 modbus-reader.service stop running");
+
+    EXPECT_EQ(startReading("1").wait().status, 0);
+
+    EXPECT_EQ(calls(), std::string(asked) + askedForJobs + "--quiet stop modbus-reader.service\n");
+}
+
+TEST_P(ServicePause, startsAServiceThatSomebodyRestarts) {
+    answerBy("exit 0", "deactivating", "  815 modbus-reader.service restart running");
+
+    EXPECT_EQ(startReading("1").wait().status, 0);
+
+    EXPECT_EQ(calls(), std::string(asked) + askedForJobs +
+                           "--quiet stop modbus-reader.service\n"
+                           "--quiet start modbus-reader.service\n");
 }
 
 TEST_P(ServicePause, readsNothingIfTheServiceCannotBeStopped) {

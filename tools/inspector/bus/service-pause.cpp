@@ -2,6 +2,7 @@
 
 #include "inspector/bus/bus.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -9,6 +10,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <spawn.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -38,23 +40,39 @@ int systemctl(const char* verb, const std::string& service) {
     return statusOf(process);
 }
 
-/// Such as "active"; empty if systemctl doesn't say it.
-std::string stateOf(const std::string& service) {
-    const std::string command = "systemctl show --property=ActiveState --value " + service;
+/// The first words that systemctl prints.
+std::istringstream answerOf(const std::string& question) {
+    const std::string command = "systemctl " + question;
     const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "re"), pclose);
-    char state[32] = "";
-    if (output && std::fscanf(output.get(), "%31s", state) != 1)
-        return {};
+    std::array<char, 256> words{};
+    const std::size_t size = output ? std::fread(words.data(), 1, words.size(), output.get()) : 0;
+    return std::istringstream(std::string(words.data(), size));
+}
+
+/// Such as "active".
+std::string stateOf(const std::string& service) {
+    std::string state;
+    answerOf("show --property=ActiveState --value " + service) >> state;
+    if (state.empty())
+        throw BusError("systemctl does not say whether the service " + service + " runs");
     return state;
 }
 
-/// Also if systemd is about to start it, as after a failure: it would come in between.
-bool isRunning(const std::string& service) {
-    const std::string state = stateOf(service);
-    if (state.empty())
-        throw BusError("systemctl does not say whether the service " + service + " runs");
-    // A service that there isn't is inactive too.
-    return state != "inactive" && state != "failed";
+/// What systemd is doing with it, such as "restart"; empty if nothing.
+std::string jobOf(const std::string& service) {
+    std::string number;
+    std::string unit;
+    std::string job;
+    answerOf("list-jobs --no-legend " + service) >> number >> unit >> job;
+    return job;
+}
+
+/// Whether it is on its way down, to stay there by somebody's will.
+bool isEndingForGood(const std::string& service, const std::string& state) {
+    if (state != "deactivating")
+        return false;
+    const std::string job = jobOf(service);
+    return job.empty() || job == "stop";
 }
 
 /// Keeps away, for a scope, the signals that a person sends.
@@ -93,9 +111,13 @@ private:
 } // namespace
 
 ServicePause::ServicePause(std::string service) : m_service(std::move(service)) {
-    if (!isRunning(m_service))
+    const std::string state = stateOf(m_service);
+    // A service that there isn't is inactive too.
+    if (state == "inactive" || state == "failed")
         return;
-    startGuardian();
+    // One that systemd is about to start, as after a failure, would come in between.
+    if (!isEndingForGood(m_service, state))
+        startGuardian();
     if (systemctl("stop", m_service) == 0)
         return;
     end();

@@ -6,7 +6,7 @@ namespace inspector {
 
 /// While it lives the service is stopped. It is started again whatever becomes of this process,
 /// also if it is killed, by a process of its own that waits for its end; but not if it wasn't
-/// running. That it can't be started is told on standard error.
+/// running, or somebody was about to stop it. That it can't be started is told on standard error.
 class ServicePause {
 public:
     /// Throws `BusError` if the service can't be stopped, or nobody can say whether it runs.
