@@ -4,8 +4,9 @@
 
 #include <gtest/gtest.h>
 
-// An installation with every mistake that `map` knows, as one hopes never to meet it. What it says
-// stands in the files of the folder transcripts, whole.
+// An installation with every mistake that `map` knows, as one hopes never to meet it; but those of
+// Modbus TCP, beside which a serial line has none, and a reply without data, in which nothing else
+// can be wrong. What it says stands in the files of the folder transcripts, whole.
 
 using namespace inspector;
 
@@ -68,8 +69,9 @@ constexpr const char* wrongAttached = R"({"data":[
 constexpr const char* wrongSerial =
     R"({"data":{"serialDevice":"/dev/ttyS0","baudRate":"9600","dataBits":"bits7","stopBits":"bits1"}})";
 
+// What else is wrong in a text that is no JSON by the letter has no line and column.
 constexpr const char* wrongConfig =
-    R"({"modbusMiscConfig":{"readIntervalUSec":5,"timeoutResponseSec":-1}})";
+    R"({'modbusMiscConfig':{"readIntervalUSec":5,"timeoutResponseSec":-1}})";
 
 /// What `map` says of all that.
 std::string mapOfMistakes(std::vector<std::string> arguments) {
