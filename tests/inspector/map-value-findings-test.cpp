@@ -21,6 +21,12 @@ std::string ofAddress(const std::string& address) {
                       R"(,"fieldType":"energyImport","modbusDataType":"uint32","length":1})");
 }
 
+std::string ofLength(const std::string& length) {
+    return ofRegister(
+        R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":)" + length +
+        "}");
+}
+
 std::string ofScale(const std::string& scale) {
     return ofRegister(
         R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1,"scaleValue":)" +
@@ -31,7 +37,7 @@ std::string ofScale(const std::string& scale) {
 
 TEST(ValueFindings, aHexadecimalTextIsTakenForItsFirstDigits) {
     EXPECT_EQ(ofAddress(R"("0x10")"),
-              R"(error number-misread supported:3:12 /data/0/registers/1/address
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
   The daemon takes 0 for "0x10".
   Write 16.
 )");
@@ -39,7 +45,7 @@ TEST(ValueFindings, aHexadecimalTextIsTakenForItsFirstDigits) {
 
 TEST(ValueFindings, aTextThatIsNoNumberIsTakenForZero) {
     EXPECT_EQ(ofAddress(R"("abc")"),
-              R"(error number-misread supported:3:12 /data/0/registers/1/address
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
   The daemon takes 0 for "abc".
   Write a whole number in decimal.
 )");
@@ -72,6 +78,17 @@ warning looks-like-notation supported:3:12 /data/0/registers/1/address
   The daemon puts 40011 on the wire as it stands, but it looks like the notation of holding register 10.
   If the description counts so, take the address 10 and "registerType": "holding".
 )");
+    EXPECT_EQ(ofLength(R"("64 words")"),
+              R"(warning number-misread supported:3:77 /data/0/registers/1/length
+  The daemon takes 64 for "64 words".
+  Write a whole number in decimal.
+error too-many-words supported:3:77 /data/0/registers/1/length
+  The daemon would need 128 words, and one request has 125 at most, so each read fails.
+  Make "length" smaller: a number needs 1.
+warning unused-words supported:3:77 /data/0/registers/1/length
+  The daemon reads 128 words and uses the first 2.
+  Set "length" to 1: it counts numbers, not words.
+)");
 }
 
 TEST(ValueFindings, aFractionIsCut) {
@@ -99,11 +116,39 @@ TEST(ValueFindings, anyTextOfANumberThatIsTakenAsItStandsIsSound) {
 }
 
 TEST(ValueFindings, aLengthWithAFractionIsCut) {
-    EXPECT_EQ(
-        ofRegister(
-            R"({"address":10,"fieldType":"energyImport","modbusDataType":"uint32","length":1.9})"),
-        R"(warning number-misread supported:3:77 /data/0/registers/1/length
+    EXPECT_EQ(ofLength("1.9"), R"(warning number-misread supported:3:77 /data/0/registers/1/length
   The daemon takes 1 for 1.9.
+  Write a whole number in decimal.
+)");
+}
+
+TEST(ValueFindings, aNumberThatIsTakenForZeroIsAsBadAsWhatComesOfThat) {
+    // Address 0 is one as any other, but no words are never read.
+    EXPECT_EQ(ofAddress("0.4"),
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
+  The daemon takes 0 for 0.4.
+  Write a whole number in decimal.
+)");
+    EXPECT_EQ(ofLength("0.4"), R"(error number-misread supported:3:77 /data/0/registers/1/length
+  The daemon takes 0 for 0.4.
+  Write a whole number in decimal.
+)");
+    EXPECT_EQ(ofAddress(R"("0x0")"),
+              R"(warning number-misread supported:3:12 /data/0/registers/1/address
+  The daemon takes 0 for "0x0".
+  Write 0.
+)");
+    EXPECT_EQ(ofLength(R"("0x0")"),
+              R"(error number-misread supported:3:77 /data/0/registers/1/length
+  The daemon takes 0 for "0x0".
+  Write 0.
+)");
+}
+
+TEST(ValueFindings, aTimeOutOfAFractionOfASecondIsTheUsualOne) {
+    EXPECT_EQ(findings({{"config", R"({"modbusMiscConfig":{"timeoutResponseSec":0.5}})"}}),
+              R"(warning number-misread config:1:43 /modbusMiscConfig/timeoutResponseSec
+  The daemon takes 0 for 0.5.
   Write a whole number in decimal.
 )");
 }
@@ -121,6 +166,19 @@ TEST(ValueFindings, aTextForASlaveAddressIsTakenForZeroAndToldOnce) {
               R"(error number-misread attached:1:41 /data/0/slaveAddress
   The daemon takes 0 for "one".
   Write a whole number in decimal.
+)");
+}
+
+TEST(ValueFindings, aTextForASlaveAddressMayDoOverTcp) {
+    EXPECT_EQ(
+        findings({{"attached", R"({"data":[{"configId":"m","slaveAddress":"one"}]})"},
+                  {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})"}}),
+        R"(warning number-misread attached:1:41 /data/0/slaveAddress
+  The daemon takes 0 for "one".
+  Write a whole number in decimal.
+hint broadcast-address attached:1:41 /data/0/slaveAddress
+  The daemon asks unit 0, which not every device or gateway answers.
+  Give it the address that is set at the meter, 1 to 247.
 )");
 }
 

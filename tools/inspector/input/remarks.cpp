@@ -138,8 +138,7 @@ std::optional<Remark> onNumber(const std::string& number, bool isText, const Sha
     const auto meant = !shown    ? meantBy(number)
                        : isWhole ? std::nullopt
                                  : std::optional(textOf(*shown));
-    // A zero is what it takes for what it can't read at all.
-    return Remark{"number-misread", *taken == 0 ? Severity::error : Severity::warning,
+    return Remark{"number-misread", Severity::warning,
                   "The daemon takes " + textOf(*taken) + " for " +
                       (isText ? quoted(number) : number) + ".",
                   meant     ? "Write " + *meant + "."

@@ -2,21 +2,54 @@
 
 #include "inspector/daemon/zero-names.h"
 
+#include <algorithm>
+#include <array>
 #include <set>
 #include <string_view>
 #include <utility>
 
 namespace inspector {
+namespace {
 
-void dropConsequences(const Findings& causes, Findings& checks) {
-    using Place = std::pair<std::string_view, std::string_view>;
-    std::set<Place> places;
-    for (const Finding& x : causes)
-        if (x.name == "unknown-name" ||
-            (x.name == "number-misread" && x.severity == Severity::error))
-            places.emplace(x.document, x.path);
-    std::erase_if(checks,
-                  [&](const Finding& x) { return places.contains(Place(x.document, x.path)); });
+/// What comes of a zero, which the daemon takes for many a number that it misreads.
+constexpr std::array<std::string_view, 4> consequencesOfZero = {"broadcast-address", "no-port",
+                                                                "no-words", "scale-zero"};
+
+/// By document and path.
+using Spot = std::pair<std::string_view, std::string_view>;
+
+Spot spotOf(const Finding& x) {
+    return {x.document, x.path};
+}
+
+std::set<Spot> spotsOf(const Findings& findings, bool (*isMeant)(const Finding&)) {
+    std::set<Spot> spots;
+    for (const Finding& x : findings)
+        if (isMeant(x))
+            spots.insert(spotOf(x));
+    return spots;
+}
+
+bool isErrorOfZero(const Finding& x) {
+    return x.severity == Severity::error &&
+           std::find(consequencesOfZero.begin(), consequencesOfZero.end(), x.name) !=
+               consequencesOfZero.end();
+}
+
+bool tellsAll(const Finding& x) {
+    return x.name == "unknown-name" ||
+           (x.name == "number-misread" && x.severity == Severity::error);
+}
+
+} // namespace
+
+void dropConsequences(Findings& causes, Findings& checks) {
+    const std::set<Spot> errors = spotsOf(checks, isErrorOfZero);
+    for (Finding& x : causes)
+        if (x.name == "number-misread" && errors.contains(spotOf(x)))
+            x.severity = Severity::error;
+    const std::set<Spot> told = spotsOf(causes, tellsAll);
+    std::erase_if(checks, [&](const Finding& x) { return told.contains(spotOf(x)); });
 }
 
 void dropOfUnread(const Findings& checks, Findings& causes) {

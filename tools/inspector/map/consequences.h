@@ -5,8 +5,9 @@
 namespace inspector {
 
 /// Takes out of @p checks what follows from a name or a number that @p causes tell of at the same
-/// place: that needn't be told again.
-void dropConsequences(const Findings& causes, Findings& checks);
+/// place: that needn't be told again. A number that the daemon takes for a zero with which nothing
+/// ever works becomes an error by it.
+void dropConsequences(Findings& causes, Findings& checks);
 
 /// Takes out of @p causes what tells how a register is read that @p checks call one that never is.
 void dropOfUnread(const Findings& checks, Findings& causes);

@@ -16,9 +16,9 @@ Inspection::Inspection(Texts texts) {
     read(attachedKind(), std::move(texts.attached), m_installation.meters, readMeters);
     read(serialKind(), std::move(texts.serial), m_installation.serial, readSerial);
     read(configKind(), std::move(texts.config), m_installation.config, readConfig);
-    addChecks();
+    Findings checks = checkInstallation(m_installation);
     for (Document& document : m_documents)
-        addFindings(document);
+        addFindings(document, checks);
 }
 
 void Inspection::read(const DocumentKind& kind, std::optional<std::string> text, auto& part,
@@ -29,24 +29,20 @@ void Inspection::read(const DocumentKind& kind, std::optional<std::string> text,
     part = reader(document, m_unplaced);
 }
 
-void Inspection::addChecks() {
-    Findings checks = checkInstallation(m_installation);
-    for (const Document& document : m_documents)
-        dropConsequences(document.findings(), checks);
-    std::move(checks.begin(), checks.end(), std::back_inserter(m_unplaced));
-}
-
 /// Moves them, as there may be very many.
-void Inspection::addFindings(Document& document) {
+void Inspection::addFindings(Document& document, Findings& checks) {
     Findings own = document.takeFindings();
+    dropConsequences(own, checks);
     if (isTcp(m_installation))
         easeOverTcp(own);
-    dropOfUnread(m_unplaced, own);
-    const auto others =
-        std::stable_partition(m_unplaced.begin(), m_unplaced.end(),
-                              [&](const Finding& x) { return x.document != document.name(); });
-    std::move(others, m_unplaced.end(), std::back_inserter(own));
-    m_unplaced.erase(others, m_unplaced.end());
+    dropOfUnread(checks, own);
+    for (Findings* findings : {&m_unplaced, &checks}) {
+        const auto others =
+            std::stable_partition(findings->begin(), findings->end(),
+                                  [&](const Finding& x) { return x.document != document.name(); });
+        std::move(others, findings->end(), std::back_inserter(own));
+        findings->erase(others, findings->end());
+    }
     document.place(own);
     std::stable_sort(own.begin(), own.end(), [](const Finding& a, const Finding& b) {
         return std::pair(a.line, a.column) < std::pair(b.line, b.column);

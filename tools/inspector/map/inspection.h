@@ -23,8 +23,7 @@ public:
 
 private:
     void read(const DocumentKind& kind, std::optional<std::string> text, auto& part, auto reader);
-    void addChecks();
-    void addFindings(Document& document);
+    void addFindings(Document& document, Findings& checks);
 
     std::vector<Document> m_documents = {};
     Installation m_installation = {};
