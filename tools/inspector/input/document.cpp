@@ -1,7 +1,7 @@
 #include "inspector/input/document.h"
 
 #include "inspector/input/document-form.h"
-#include "inspector/input/pointer.h"
+#include "inspector/input/places.h"
 #include "modbus/config-file.h"
 #include "modbus/server-replies.h"
 #include "vx/json.h"
@@ -11,14 +11,11 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <numeric>
 #include <utility>
 #include <vector>
 
 namespace inspector {
 namespace {
-
-constexpr std::size_t unknown = static_cast<std::size_t>(-1);
 
 /// Where the daemon's parser gives up.
 std::size_t faultOffset(const std::string& text) {
@@ -44,71 +41,6 @@ int forgetText(json_object* json, int, json_object*, const char*, std::size_t*, 
         json_object_set_double(json, json_object_get_double(json));
     return JSON_C_VISIT_RETURN_CONTINUE;
 }
-
-/// Child that one token of a pointer leads to, or null.
-const JsonNode* childOf(const JsonNode& node, const std::string& token) {
-    if (node.kind == JsonNode::Kind::object)
-        return node.member(token);
-    const std::size_t index = indexOf(token);
-    return index < node.children.size() ? &node.children[index] : nullptr;
-}
-
-/// Finds values of a document. Those of one element of a long list, which is parsed by itself, are
-/// best asked for one behind the other.
-class Places {
-public:
-    Places(std::string_view text, const TextWalk& walk, std::size_t contentDepth)
-        : m_text(text), m_walk(walk), m_contentDepth(contentDepth) {}
-
-    /// Of the value, or of where the pointer ends.
-    std::size_t offsetOf(const std::string& pointer) {
-        const std::vector<std::string> tokens = tokensOf(pointer);
-        // All of a large text, or nearly so, is known without a tree of it.
-        if (tokens.empty() || !m_walk.content)
-            return m_walk.root.begin;
-        if (tokens.size() == m_contentDepth)
-            return m_walk.content->range.begin;
-        auto token = tokens.begin();
-        const std::size_t index = elementOf(tokens);
-        if (index == unknown) {
-            load(m_walk.root, unknown);
-        } else {
-            load(m_walk.content->elements[index], index);
-            token += static_cast<std::ptrdiff_t>(m_contentDepth) + 1;
-        }
-        const JsonNode* node = &*m_root;
-        for (; token != tokens.end(); ++token) {
-            const JsonNode* child = childOf(*node, *token);
-            if (child == nullptr)
-                break;
-            node = child;
-        }
-        return node->begin;
-    }
-
-private:
-    /// Of the content, if it is a list.
-    std::size_t elementOf(const std::vector<std::string>& tokens) const {
-        if (!m_walk.content || tokens.size() <= m_contentDepth)
-            return unknown;
-        const std::size_t index = indexOf(tokens[m_contentDepth]);
-        return index < m_walk.content->elements.size() ? index : unknown;
-    }
-
-    void load(TextRange range, std::size_t index) {
-        if (m_root && m_index == index)
-            return;
-        m_root = parseJsonAt(m_text, range.begin, range.end);
-        m_index = index;
-    }
-
-    std::string_view m_text;
-    const TextWalk& m_walk;
-    std::size_t m_contentDepth;
-    std::optional<JsonNode> m_root = std::nullopt;
-    /// Of the element that is parsed; unknown for the whole text.
-    std::size_t m_index = unknown;
-};
 
 } // namespace
 
@@ -215,30 +147,23 @@ void Document::report(std::size_t offset, std::string_view name, Severity severi
 void Document::place(Findings& findings) const {
     if (!m_hasPlaces)
         return;
-    std::optional<Places> places;
-    if (m_walk)
-        places.emplace(m_text, *m_walk, tokensOf(contentPath()).size());
-    std::vector<std::size_t> offsets;
-    for (const Finding& finding : findings)
-        offsets.push_back(finding.offset != unknown ? finding.offset
-                          : places                  ? places->offsetOf(finding.path)
-                                                    : 0);
-    std::vector<std::size_t> order(findings.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::sort(order.begin(), order.end(),
-              [&](std::size_t a, std::size_t b) { return offsets[a] < offsets[b]; });
-    // In one sweep, as a text may be one line of many megabytes.
-    TextPlace place;
-    std::size_t done = 0;
-    for (const std::size_t i : order) {
-        const std::string_view between = std::string_view(m_text).substr(done, offsets[i] - done);
-        const TextPlace step = placeOf(between, between.size());
-        place.column = step.line == 1 ? place.column + step.column - 1 : step.column;
-        place.line += step.line - 1;
-        done = offsets[i];
-        findings[i].line = place.line;
-        findings[i].column = place.column;
+    const std::vector<TextPlace> places = placesOf(m_text, offsetsOf(findings));
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        findings[i].line = places[i].line;
+        findings[i].column = places[i].column;
     }
+}
+
+std::vector<std::size_t> Document::offsetsOf(const Findings& findings) const {
+    std::optional<ValueFinder> values;
+    if (m_walk)
+        values.emplace(m_text, *m_walk, contentPath());
+    std::vector<std::size_t> offsets;
+    for (const Finding& x : findings)
+        offsets.push_back(x.offset != Finding::unknown ? x.offset
+                          : values                     ? values->offsetOf(x.path)
+                                                       : 0);
+    return offsets;
 }
 
 } // namespace inspector

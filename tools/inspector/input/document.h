@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace inspector {
 
@@ -64,6 +65,7 @@ private:
     bool isTakenWithRest(const TextWalk& walk) const;
     void openLeniently(const JsonFault& fault);
     TextWalk walkThrough(Letter letter);
+    std::vector<std::size_t> offsetsOf(const Findings& findings) const;
     void report(std::size_t offset, std::string_view name, Severity severity, std::string message,
                 std::string remedy);
 

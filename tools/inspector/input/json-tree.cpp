@@ -103,14 +103,4 @@ JsonNode parseJsonAt(std::string_view text, std::size_t begin, std::size_t end) 
     return readJson<TreeBuilder>(text, begin, end).root;
 }
 
-TextPlace placeOf(std::string_view text, std::size_t offset) {
-    const std::string_view ahead = text.substr(0, offset);
-    const std::size_t lineEnd = ahead.rfind('\n');
-    const std::string_view line =
-        lineEnd == std::string_view::npos ? ahead : ahead.substr(lineEnd + 1);
-    const auto isFirstByte = [](char c) { return (c & 0xC0) != 0x80; };
-    return {1 + static_cast<std::size_t>(std::count(ahead.begin(), ahead.end(), '\n')),
-            1 + static_cast<std::size_t>(std::count_if(line.begin(), line.end(), isFirstByte))};
-}
-
 } // namespace inspector

@@ -40,11 +40,4 @@ JsonNode parseJson(std::string_view text);
 /// That of a value by itself, whose offsets count from the start of @p text all the same.
 JsonNode parseJsonAt(std::string_view text, std::size_t begin, std::size_t end);
 
-/// Line and column of an offset, from 1; columns count characters.
-struct TextPlace {
-    std::size_t line = 1;
-    std::size_t column = 1;
-};
-TextPlace placeOf(std::string_view text, std::size_t offset);
-
 } // namespace inspector

@@ -19,6 +19,8 @@ std::string_view nameOf(Severity severity);
 
 /// What an installer should know of a value.
 struct Finding {
+    static constexpr std::size_t unknown = static_cast<std::size_t>(-1);
+
     bool operator==(const Finding&) const = default;
 
     /// Stable, for scripts.
@@ -32,7 +34,7 @@ struct Finding {
     std::string message;
     std::string remedy;
     /// In the text of the document; that of the path if it is unknown.
-    std::size_t offset = static_cast<std::size_t>(-1);
+    std::size_t offset = unknown;
     /// From 1; 0 if unknown.
     std::size_t line = 0;
     std::size_t column = 0;

@@ -1,6 +1,7 @@
 #include "inspector/solver/word-spaces.h"
 
 #include "inspector/input/json-tree.h"
+#include "inspector/input/places.h"
 #include "inspector/input/sources.h"
 #include "inspector/output/json-output.h"
 
