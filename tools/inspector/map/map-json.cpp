@@ -52,7 +52,7 @@ public:
             rest = withoutAddress(row);
         m_text = "{\"address\":";
         m_text.append(std::to_string(x.address)).append(",").append(rest);
-        m_output.object(m_text);
+        m_output.json(m_text);
     }
 
 private:
@@ -73,6 +73,25 @@ void writeModels(JsonOutput& output, const Installation& installation) {
         for (const vxModel::ModbusRegister& x : model.registers)
             registers.write(x);
         output.endList();
+        output.endObject();
+    }
+    output.endList();
+}
+
+void writeFindings(JsonOutput& output, const Findings& findings) {
+    output.beginList();
+    for (const Finding& x : findings) {
+        output.beginObject();
+        output.member("name", x.name);
+        output.member("severity", nameOf(x.severity));
+        output.member("document", x.document);
+        output.member("path", x.path);
+        output.member("message", x.message);
+        output.member("remedy", x.remedy);
+        if (x.line != 0) {
+            output.member("line", x.line);
+            output.member("column", x.column);
+        }
         output.endObject();
     }
     output.endList();
@@ -119,7 +138,7 @@ void writeMap(JsonOutput& output, const Installation& installation, const Findin
     output.key("models");
     writeModels(output, installation);
     output.key("findings");
-    output.findings(findings);
+    writeFindings(output, findings);
     output.key("budget");
     writeBudget(output, budget);
     output.endObject();

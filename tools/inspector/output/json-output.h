@@ -1,6 +1,5 @@
 #pragma once
 
-#include "inspector/output/finding.h"
 #include "inspector/output/safe-text.h"
 
 #include <rapidjson/stringbuffer.h>
@@ -10,18 +9,20 @@
 #include <cmath>
 #include <concepts>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace inspector {
 
-/// JSON for machines, written as it comes. Texts may have any bytes.
-class JsonOutput {
+/// JSON, written as it comes by a writer of rapidjson. Texts may have any bytes.
+template <class Writer>
+class JsonText {
 public:
     /// One document, to a file.
-    explicit JsonOutput(std::FILE* file) : m_file(file) {}
+    explicit JsonText(std::FILE* file) : m_file(file) {}
     /// A text, which is kept.
-    JsonOutput() = default;
+    JsonText() = default;
 
     void beginObject() { m_writer.StartObject(); }
     void endObject() {
@@ -50,11 +51,11 @@ public:
             m_writer.Null();
     }
     void null() { m_writer.Null(); }
-    /// An object that is JSON already.
-    void object(std::string_view json) {
-        // An empty one, as the writer copies character by character.
+    /// A value that is JSON already.
+    void json(std::string_view text) {
+        // Behind an empty one, as the writer copies character by character.
         m_writer.RawValue("", 0, rapidjson::kObjectType);
-        std::copy(json.begin(), json.end(), m_text.Push(json.size()));
+        std::copy(text.begin(), text.end(), m_text.Push(text.size()));
     }
 
     template <class T>
@@ -62,7 +63,13 @@ public:
         key(name);
         value(held);
     }
-    void findings(const Findings& findings);
+    void member(std::string_view name, std::initializer_list<std::string_view> texts) {
+        key(name);
+        beginList();
+        for (const std::string_view text : texts)
+            value(text);
+        endList();
+    }
     /// Ends the document of a file.
     void finish() {
         m_text.Put('\n');
@@ -71,6 +78,9 @@ public:
 
     /// What is kept of it.
     std::string_view text() const { return {m_text.GetString(), m_text.GetSize()}; }
+
+protected:
+    Writer& writer() { return m_writer; }
 
 private:
     static constexpr std::size_t mostKept = 65536;
@@ -88,7 +98,10 @@ private:
 
     std::FILE* m_file = nullptr;
     rapidjson::StringBuffer m_text;
-    rapidjson::Writer<rapidjson::StringBuffer> m_writer{m_text};
+    Writer m_writer{m_text};
 };
+
+/// JSON for machines.
+using JsonOutput = JsonText<rapidjson::Writer<rapidjson::StringBuffer>>;
 
 } // namespace inspector

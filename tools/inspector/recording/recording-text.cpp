@@ -42,7 +42,7 @@ std::string hexadecimal(std::string_view bytes) {
 void addBody(JsonOutput& out, const std::string& body) {
     if (isServedAsItStands(body)) {
         out.key("json");
-        out.object(body);
+        out.json(body);
     } else if (body == utf8Of(body)) {
         out.member("text", body);
     } else {
@@ -80,12 +80,12 @@ std::string keyOf(const BusRead& read) {
 
 void addOutcomes(JsonOutput& out, const std::vector<std::string>& outcomes) {
     if (outcomes.size() == 1)
-        return out.object(outcomes.front());
+        return out.json(outcomes.front());
     out.beginObject();
     out.key("inTurn");
     out.beginList();
     for (const std::string& outcome : outcomes)
-        out.object(outcome);
+        out.json(outcome);
     out.endList();
     out.endObject();
 }

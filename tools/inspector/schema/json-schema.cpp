@@ -44,7 +44,7 @@ public:
         writeContent(shape, "");
         writeIntegers();
         m_writer.endObject();
-        return m_writer.take();
+        return std::string(m_writer.text()) + "\n";
     }
 
 private:
@@ -101,7 +101,7 @@ private:
         m_writer.beginList();
         for (const Shape::Field& field : shape.fields)
             if (isOfEachMessage(field.key))
-                m_writer.text(field.key);
+                m_writer.value(field.key);
         m_writer.endList();
         m_writer.member("additionalProperties", false);
     }

@@ -11,7 +11,7 @@ void writeNames(SchemaWriter& writer, const vx::EnumTable& table, bool orNull) {
     writer.key("enum");
     writer.beginList();
     for (const vx::EnumRow* row = table.begin; row != table.end; ++row)
-        writer.text(row->name);
+        writer.value(row->name);
     if (orNull)
         writer.null();
     writer.endList();
@@ -80,7 +80,7 @@ void writeSent(SchemaWriter& writer, const Shape& shape) {
         break;
     default:
         writer.member("type", "string");
-        writer.member("minLength", std::int64_t{1});
+        writer.member("minLength", 1);
     }
 }
 
