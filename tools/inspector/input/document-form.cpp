@@ -17,25 +17,16 @@ bool hasKey(const Shape* shape, std::string_view key) {
 constexpr int deepestLookedAt = 64;
 
 /// Ends the reading as soon as the form is known.
-class FormReader : public JsonPlaces {
+class FormReader : public JsonPlaces<FormReader> {
 public:
     FormReader(std::string_view text, const rapidjson::MemoryStream& stream, std::size_t offset,
                const DocumentKind& kind)
         : JsonPlaces(text, stream, offset), m_kind(kind) {}
 
-    using Ch = char;
     using Form = Document::Form;
     // These names are the reader's.
     // NOLINTBEGIN(readability-identifier-naming)
-    bool Null() const { return m_depth > 0; }
-    bool Bool(bool) const { return m_depth > 0; }
-    bool Int(int) const { return m_depth > 0; }
-    bool Uint(unsigned) const { return m_depth > 0; }
-    bool Int64(std::int64_t) const { return m_depth > 0; }
-    bool Uint64(std::uint64_t) const { return m_depth > 0; }
-    bool Double(double) const { return m_depth > 0; }
-    bool RawNumber(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
-    bool String(const char*, rapidjson::SizeType, bool) const { return m_depth > 0; }
+    bool Default() const { return m_depth > 0; }
     bool StartObject() { return m_depth++ < deepestLookedAt; }
     bool StartArray() {
         if (m_depth++ > 0)

@@ -12,8 +12,10 @@
 namespace inspector {
 
 /// What a handler of the JSON reader knows of places. The reader tells the end of each value; one
-/// begins where only blanks and signs stand between it and what came before.
-class JsonPlaces {
+/// begins where only blanks and signs stand between it and what came before. `Handler` derives from
+/// it.
+template <class Handler>
+class JsonPlaces : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Handler> {
 public:
     JsonPlaces(std::string_view text, const rapidjson::MemoryStream& stream, std::size_t offset)
         : m_text(text), m_stream(stream), m_offset(offset), m_lastEnd(offset) {}

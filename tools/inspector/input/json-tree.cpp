@@ -12,21 +12,15 @@ namespace {
 constexpr std::size_t deepestTree = 64;
 
 /// What the reader finds goes into the innermost list or object that is open.
-class TreeBuilder : public JsonPlaces {
+class TreeBuilder : public JsonPlaces<TreeBuilder> {
 public:
     using JsonPlaces::JsonPlaces;
 
-    using Ch = char;
     using Kind = JsonNode::Kind;
     // These names are the reader's.
     // NOLINTBEGIN(readability-identifier-naming)
     bool Null() { return value(Kind::null); }
     bool Bool(bool) { return value(Kind::flag); }
-    bool Int(int) { return value(Kind::number); }
-    bool Uint(unsigned) { return value(Kind::number); }
-    bool Int64(std::int64_t) { return value(Kind::number); }
-    bool Uint64(std::uint64_t) { return value(Kind::number); }
-    bool Double(double) { return value(Kind::number); }
     bool RawNumber(const char*, rapidjson::SizeType, bool) { return value(Kind::number); }
     bool String(const char*, rapidjson::SizeType, bool) { return value(Kind::text); }
     bool StartObject() { return open(Kind::object); }

@@ -20,7 +20,7 @@ using Kind = JsonNode::Kind;
 constexpr std::size_t deepest = JSON_TOKENER_DEFAULT_DEPTH - 1;
 
 /// Goes through text and shape side by side.
-class Walker : public JsonPlaces {
+class Walker : public JsonPlaces<Walker> {
 public:
     Walker(std::string_view text, const rapidjson::MemoryStream& stream, std::size_t offset,
            const Shape& shape, bool hasEnvelope, std::string_view document)
@@ -29,16 +29,10 @@ public:
           m_hasEnvelope(hasEnvelope),
           m_document(document) {}
 
-    using Ch = char;
     // These names are the reader's.
     // NOLINTBEGIN(readability-identifier-naming)
     bool Null() { return value(Kind::null); }
     bool Bool(bool) { return value(Kind::flag); }
-    bool Int(int) { return value(Kind::number); }
-    bool Uint(unsigned) { return value(Kind::number); }
-    bool Int64(std::int64_t) { return value(Kind::number); }
-    bool Uint64(std::uint64_t) { return value(Kind::number); }
-    bool Double(double) { return value(Kind::number); }
     bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
         const Shape* shape = nextShape();
         if (shape != nullptr && shape->kind == Shape::Kind::integer && !isWhole({text, size}))
