@@ -1,5 +1,6 @@
 #include "inspector/daemon/daemon-facts.h"
 
+#include "inspector/daemon/record-number.h"
 #include "metering/readings.h"
 #include "modbus/register-words.h"
 #include "modbus/serial-toolkit.h"
@@ -9,8 +10,6 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <map>
-#include <type_traits>
 
 namespace inspector {
 namespace {
@@ -23,48 +22,25 @@ using vxModel::ModbusRegister;
 constexpr std::size_t dataTypes = static_cast<std::size_t>(ModbusDataType::dateTime) + 1;
 constexpr double wattSecondsPerKilowattHour = 3600000;
 
-/// The numbers of a record by key.
-struct NumberVisitor {
-    const ModbusMeteringSystem& record;
-    std::map<std::string, double>& numbers;
-
-    template <class M, M member>
-    void operator()(const char* key) {
-        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(record.*member)>, double>)
-            numbers[key] = record.*member;
-    }
-};
-
-std::map<std::string, double> numbersOf(const ModbusMeteringSystem& record) {
-    std::map<std::string, double> numbers;
-    NumberVisitor visitor{record, numbers};
-    ModbusMeteringSystem::visitFields(visitor);
-    return numbers;
-}
-
 /// Key and value of the number that @p value of a field becomes; an empty key if it becomes none.
 std::pair<std::string, double> converted(ModbusFieldType fieldType, float value, float scale) {
     ModbusMeteringSystem record;
     orv::modbusreader::convertField(record, value, fieldType, scale);
-    for (const auto& [key, number] : numbersOf(record))
-        if (number != 0 || std::signbit(number))
-            return {key, number};
-    return {};
+    return numberOf(record);
 }
 
 /// Lets a poll fail whose predecessor was good, as there is no bus.
-bool isCarried(ModbusFieldType fieldType, const std::string& member) {
+bool isCarried(ModbusFieldType fieldType) {
     constexpr int slaveAddress = 1;
     boost::asio::io_context ioContext;
     orv::modbusreader::SenderQueue queue(ioContext, "");
     orv::modbusreader::SerialConnection connection{orv::HttpClient(false), {}, ioContext, queue};
     connection.m_readIntervalUSec = 0;
     ModbusMeteringSystem& reading = connection.m_readings[slaveAddress];
-    const auto [key, number] = converted(fieldType, 1, 1);
     orv::modbusreader::convertField(reading, 1, fieldType, 1);
+    const auto before = numberOf(reading);
     connection.readMeter(slaveAddress, {.registers = {{.fieldType = fieldType}}});
-    const auto after = numbersOf(connection.m_readings[slaveAddress]);
-    return after.contains(member) && after.at(member) == number;
+    return numberOf(connection.m_readings[slaveAddress]) == before;
 }
 
 FieldFacts tryField(ModbusFieldType fieldType) {
@@ -78,7 +54,7 @@ FieldFacts tryField(ModbusFieldType fieldType) {
     }
     FieldFacts facts{.member = member,
                      .unit = number == wattSecondsPerKilowattHour ? "Ws" : "W",
-                     .carried = isCarried(fieldType, member)};
+                     .carried = isCarried(fieldType)};
     if (const auto [other, ignored] = converted(fieldType, -1, 1); other != member)
         facts.memberOfNegative = other;
     return facts;
