@@ -1,11 +1,6 @@
 #include "inspector/budget/bus-timing.h"
 
-#include "vx/enum.h"
-
-#include <algorithm>
-#include <cstdlib>
-#include <string>
-#include <string_view>
+#include "inspector/daemon/enum-names.h"
 
 namespace inspector {
 namespace {
@@ -19,14 +14,6 @@ constexpr double charactersOfGap = 3.5;
 // "Modbus over serial line": above 19200 baud the gap stays as it is.
 constexpr double fastestBaudOfGap = 19200;
 constexpr double leastGap = 0.00175;
-
-/// Number at the end of a name such as "baud9600"; 1 if there is none.
-template <vx::NamedEnum E>
-int numberOf(E value) {
-    const std::string name = vx::fromEnum<std::string>(value);
-    const std::size_t digits = name.find_first_of("0123456789");
-    return digits == std::string::npos ? 1 : std::atoi(name.c_str() + digits);
-}
 
 } // namespace
 

@@ -4,6 +4,8 @@
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/daemon/serials.h"
 
+#include <modbus/modbus.h>
+
 #include <algorithm>
 #include <unordered_map>
 
@@ -15,8 +17,6 @@ constexpr double secondsOfRequest = 0.001;
 constexpr int requestsOfPoll = 3;
 constexpr double pause = 0.02;
 constexpr double closingSecond = 1;
-/// The Modbus library refuses a longer request without a word on the bus.
-constexpr int mostWords = 125;
 
 /// What reading a list of registers takes.
 struct Read {
@@ -37,7 +37,8 @@ Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
         // Without an answer there is no serial, so that the next such register is read too.
         if (isSkipped && hasListedSerial)
             continue;
-        const bool isRefused = wordsOf(x) > mostWords;
+        // The Modbus library refuses a longer request without a word on the bus.
+        const bool isRefused = wordsOf(x) > MODBUS_MAX_READ_REGISTERS;
         if (!isRefused)
             read.waits += timing.timeOut();
         if (isSkipped) {

@@ -1,18 +1,11 @@
 #include "inspector/daemon/register-row.h"
 
-#include "vx/enum.h"
+#include "inspector/daemon/enum-names.h"
+#include "inspector/output/number-text.h"
 
-#include <array>
 #include <bit>
-#include <charconv>
 
 namespace inspector {
-
-std::string shortest(float number) {
-    std::array<char, 64> text;
-    return {text.begin(), std::to_chars(text.begin(), text.end(), number).ptr};
-}
-
 namespace {
 
 /// All of a register but its address.
@@ -28,8 +21,8 @@ RegisterRow rowOf(const vxModel::ModbusRegister& x) {
     row.isInput = x.registerType == vxModel::ModbusRegisterType::input;
     row.function = row.isInput ? 4 : 3;
     row.words = wordsOf(x);
-    row.dataType = vx::fromEnum<std::string>(x.modbusDataType);
-    row.fieldType = vx::fromEnum<std::string>(x.fieldType);
+    row.dataType = nameOf(x.modbusDataType);
+    row.fieldType = nameOf(x.fieldType);
     row.scale = shortest(x.scaleValue);
     row.isUsed = hasEffect(x.modbusDataType, x.fieldType);
     row.facts = &factsOf(x.fieldType);

@@ -37,7 +37,4 @@ private:
     std::unordered_map<std::uint64_t, RegisterRow> m_rows;
 };
 
-/// The shortest text that stands for the number.
-std::string shortest(float number);
-
 } // namespace inspector

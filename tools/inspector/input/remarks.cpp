@@ -2,13 +2,12 @@
 
 #include "inspector/daemon/zero-names.h"
 #include "inspector/input/nearest.h"
+#include "inspector/output/number-text.h"
 #include "vx/json.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <vector>
 
 namespace inspector {
@@ -37,9 +36,7 @@ std::optional<double> decimal(std::string_view text) {
 }
 
 std::string textOf(double number) {
-    std::array<char, 32> text;
-    std::snprintf(text.data(), text.size(), "%.10g", number);
-    return text.data();
+    return rounded(number, 10);
 }
 
 /// What somebody may have meant by a text that is no decimal number.

@@ -1,8 +1,8 @@
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/enum-names.h"
 #include "inspector/daemon/serials.h"
 #include "inspector/input/pointer.h"
 #include "inspector/map/checks.h"
-#include "vx/enum.h"
 
 #include <array>
 #include <string>
@@ -77,7 +77,7 @@ private:
         }
         const bool isSigned = fieldType == ModbusFieldType::powerImport;
         m_report("same-field-twice", Severity::warning, fieldPath(second),
-                 "Two registers are " + quoted(vx::fromEnum<std::string>(fieldType)) +
+                 "Two registers are " + quoted(nameOf(fieldType)) +
                      ", and the daemon lets this one win over that at address " + address(first) +
                      (isSigned ? "; but if their signs differ, the message holds both as "
                                  "consumption and production."

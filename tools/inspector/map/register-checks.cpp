@@ -1,14 +1,15 @@
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/enum-names.h"
 #include "inspector/daemon/register-row.h"
 #include "inspector/daemon/serials.h"
 #include "inspector/input/notation.h"
 #include "inspector/input/pointer.h"
 #include "inspector/map/checks.h"
-#include "vx/enum.h"
+#include "inspector/output/number-text.h"
 
-#include <array>
+#include <modbus/modbus.h>
+
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -19,18 +20,10 @@ using vxModel::ModbusDataType;
 using vxModel::ModbusFieldType;
 using vxModel::ModbusRegister;
 
-constexpr int mostWordsOfRequest = 125;
 constexpr int addressSpace = 65536;
 
-template <vx::NamedEnum E>
-std::string nameOf(E value) {
-    return vx::fromEnum<std::string>(value);
-}
-
-std::string shortest(double number) {
-    std::array<char, 32> text;
-    std::snprintf(text.data(), text.size(), "%.6g", number);
-    return text.data();
+std::string roughly(double number) {
+    return rounded(number, 6);
 }
 
 /// To the values of a register. There are many registers, and few of them have findings.
@@ -57,10 +50,10 @@ void checkRequest(const ModbusRegister& x, const RegisterPath& path, const Repor
         report("no-words", Severity::error, path.to("length"),
                "The daemon asks the meter for no words, which every meter refuses.",
                "Set \"length\" to 1, or for a text to the number of its words.");
-    if (words > mostWordsOfRequest) {
+    if (words > MODBUS_MAX_READ_REGISTERS) {
         report("too-many-words", Severity::error, path.to("length"),
-               "The daemon would need " + std::to_string(words) +
-                   " words, and one request has 125 at most, so each read fails.",
+               "The daemon would need " + std::to_string(words) + " words, and one request has " +
+                   std::to_string(MODBUS_MAX_READ_REGISTERS) + " at most, so each read fails.",
                "Make \"length\" smaller: a number needs 1.");
     } else if (x.address + words > addressSpace) {
         report("beyond-address-space", Severity::error, path.to("address"),
@@ -119,18 +112,17 @@ std::string tooLarge(double unit) {
         return "Each 1 that the meter counts is more than the message can hold, where a counter "
                "has "
                "1 to " +
-               shortest(mostCounter) + " kWh in all.";
+               roughly(mostCounter) + " kWh in all.";
     }
-    return "Each 1 that the meter counts becomes " + shortest(unit) +
-           " kWh in the message, where a counter has 1 to " + shortest(mostCounter) +
-           " kWh in all.";
+    return "Each 1 that the meter counts becomes " + roughly(unit) +
+           " kWh in the message, where a counter has 1 to " + roughly(mostCounter) + " kWh in all.";
 }
 
 std::string tooSmall(double unit, double largest, bool isFloat) {
     const std::string counted =
-        "A count of 1000000 becomes " + shortest(unit * 1e6) + " kWh in the message";
+        "A count of 1000000 becomes " + roughly(unit * 1e6) + " kWh in the message";
     return isFloat ? counted + "."
-                   : counted + ", and the largest one " + shortest(largest) + " kWh.";
+                   : counted + ", and the largest one " + roughly(largest) + " kWh.";
 }
 
 void checkEnergy(const ModbusRegister& x, const RegisterRow& row, const RegisterPath& path,

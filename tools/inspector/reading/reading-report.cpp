@@ -1,9 +1,9 @@
 #include "inspector/reading/reading-report.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/enum-names.h"
 #include "inspector/output/text-table.h"
 #include "vx/date-time.h"
-#include "vx/enum.h"
 #include "vx/json.h"
 #include "vx/record.h"
 #include "vx/str.h"
@@ -98,8 +98,8 @@ void writeRegister(JsonOutput& output, const RegisterReading& x) {
     output.beginObject();
     output.member("space", spaceOf(x.entry));
     output.member("address", x.entry.address);
-    output.member("dataType", vx::fromEnum<std::string>(x.entry.modbusDataType));
-    output.member("fieldType", vx::fromEnum<std::string>(x.entry.fieldType));
+    output.member("dataType", nameOf(x.entry.modbusDataType));
+    output.member("fieldType", nameOf(x.entry.fieldType));
     output.member("read", x.answer.has_value());
     if (x.answer)
         writeAnswer(output, x);
@@ -126,9 +126,9 @@ void printReading(Terminal& terminal, const MeterReading& reading) {
                      {"words", left, 1}});
     for (const RegisterReading& x : reading.registers) {
         table.add({spaceOf(x.entry), std::to_string(x.entry.address),
-                   vx::fromEnum<std::string>(x.entry.modbusDataType),
-                   x.answer ? momentText(x.moment) : "", x.answer ? milliseconds(*x.answer) : "",
-                   outcomeOf(x), x.answer ? wordsText(*x.answer) : ""});
+                   nameOf(x.entry.modbusDataType), x.answer ? momentText(x.moment) : "",
+                   x.answer ? milliseconds(*x.answer) : "", outcomeOf(x),
+                   x.answer ? wordsText(*x.answer) : ""});
     }
     table.print(terminal, 2);
     terminal.line("Record:  " + vx::str("", reading.record));

@@ -1,11 +1,11 @@
 #include "inspector/reading/targets.h"
 
+#include "inspector/daemon/enum-names.h"
 #include "inspector/input/sources.h"
 #include "inspector/map/port-checks.h"
 #include "vx/enum.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace inspector {
 namespace {
@@ -26,13 +26,6 @@ void addMeter(std::vector<Target>& targets, const vxModel::ModbusMeter& meter,
     for (const auto& model : *installation.models)
         if (model.value.id == meter.configId)
             targets.push_back({meter, model.value, serial});
-}
-
-/// Number at the end of a name such as "baud9600".
-template <vx::NamedEnum E>
-int numberOf(E value) {
-    const std::string name = vx::fromEnum<std::string>(value);
-    return std::atoi(name.c_str() + name.find_first_of("0123456789"));
 }
 
 /// Refuses what keeps the daemon from its bus.

@@ -1,34 +1,26 @@
 #include "inspector/solver/reasons.h"
 
 #include "inspector/daemon/daemon-facts.h"
-#include "inspector/daemon/register-row.h"
+#include "inspector/daemon/enum-names.h"
 #include "inspector/output/finding.h"
-#include "vx/enum.h"
+#include "inspector/output/number-text.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 
 namespace inspector {
 namespace {
 
-std::string digits(const char* format, double value) {
-    std::array<char, 32> text;
-    const int size = std::snprintf(text.data(), text.size(), format, value);
-    return {text.data(), static_cast<std::size_t>(size)};
-}
-
 std::string number(double value) {
-    return digits("%.7g", value);
+    return rounded(value, 7);
 }
 
 /// "uint32 9 x 0.1 is 0.9 kWh".
 std::string product(vxModel::ModbusDataType type, float raw, float scale, double value,
                     const Display& display) {
-    return vx::fromEnum<std::string>(type) + " " + digits("%.9g", static_cast<double>(raw)) +
-           " x " + shortest(scale) + " is " + number(value) + " " + display.unit;
+    return nameOf(type) + " " + rounded(static_cast<double>(raw), 9) + " x " + shortest(scale) +
+           " is " + number(value) + " " + display.unit;
 }
 
 /// What becomes of the sign, if that isn't plain.
@@ -75,7 +67,7 @@ double asWritten(double value) {
 std::string reasonOf(const Display& display, const Candidate& candidate) {
     const vxModel::ModbusDataType type = candidate.entry.modbusDataType;
     if (display.isSerial())
-        return vx::fromEnum<std::string>(type) + " reads " + inspector::quoted(display.text);
+        return nameOf(type) + " reads " + inspector::quoted(display.text);
     return product(type, candidate.raw, candidate.entry.scaleValue,
                    display.inUnit(candidate.reported.flow), display) +
            signOf(display, candidate) + rarityOf(candidate);
@@ -89,10 +81,10 @@ std::string reasonOf(const Display& display, const Unreadable& unreadable) {
     constexpr double hardlyAny = 0.001;
     const bool isCertain = unreadable.chance < hardlyAny;
     const vxModel::ModbusDataType type = unreadable.modbusDataType;
-    const std::string read = display.isSerial() ? vx::fromEnum<std::string>(type) + " reads " +
-                                                      inspector::quoted(display.text)
-                                                : product(type, unreadable.raw, unreadable.scale,
-                                                          valueOf(display, unreadable), display);
+    const std::string read = display.isSerial()
+                                 ? nameOf(type) + " reads " + inspector::quoted(display.text)
+                                 : product(type, unreadable.raw, unreadable.scale,
+                                           valueOf(display, unreadable), display);
     return read + " in " + unreadable.order + ", which the daemon can't read, so no map helps; " +
            (isCertain ? "hardly a coincidence" : "it may be a coincidence");
 }

@@ -1,6 +1,7 @@
 #include "inspector/solver/solve-command.h"
 
 #include "inspector/daemon/daemon-facts.h"
+#include "inspector/daemon/enum-names.h"
 #include "inspector/input/sources.h"
 #include "inspector/reading/interruption.h"
 #include "inspector/reading/new-file.h"
@@ -8,7 +9,6 @@
 #include "inspector/solver/solve-report.h"
 #include "inspector/solver/unreadable.h"
 #include "inspector/solver/word-spaces.h"
-#include "vx/enum.h"
 
 #include <cstdio>
 #include <stdexcept>
@@ -68,8 +68,7 @@ void requireFittingField(const Display& display,
                       : display.isPower() ? unit == "W"
                                           : unit == "Ws";
     if (!fits)
-        throw UnreadableInput("A " + vx::fromEnum<std::string>(*fieldType) + " is never \"" +
-                              display.text + "\"");
+        throw UnreadableInput("A " + nameOf(*fieldType) + " is never \"" + display.text + "\"");
 }
 
 Readings readingsOf(const SolveOptions& options) {

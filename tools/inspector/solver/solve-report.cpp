@@ -1,8 +1,8 @@
 #include "inspector/solver/solve-report.h"
 
-#include "inspector/daemon/register-row.h"
+#include "inspector/daemon/enum-names.h"
+#include "inspector/output/number-text.h"
 #include "inspector/solver/reasons.h"
-#include "vx/enum.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,11 +13,6 @@ namespace {
 
 /// More than these nobody tries.
 constexpr std::size_t mostPrinted = 10;
-
-template <vx::NamedEnum E>
-std::string nameOf(E value) {
-    return vx::fromEnum<std::string>(value);
-}
 
 /// The entry as it stands in a map.
 std::string entryText(const vxModel::ModbusRegister& entry) {

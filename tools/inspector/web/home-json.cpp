@@ -1,12 +1,12 @@
 #include "inspector/web/home-json.h"
 
+#include "inspector/daemon/enum-names.h"
 #include "inspector/home/diagnostics.h"
 #include "inspector/live/health.h"
 #include "inspector/output/json-output.h"
 #include "inspector/report/summary.h"
 #include "inspector/web/notice-json.h"
 #include "vx/date-time.h"
-#include "vx/enum.h"
 
 #include <algorithm>
 #include <cmath>
@@ -205,7 +205,7 @@ void HomeJson::writeFailures(const Failures& failures) {
         m_json.beginObject();
         m_json.member("address", kind.place.address);
         m_json.member("registerType", kind.place.isInput ? "input" : "holding");
-        m_json.member("fieldType", vx::fromEnum<std::string>(kind.place.fieldType));
+        m_json.member("fieldType", nameOf(kind.place.fieldType));
         text("kind", kind.kind);
         writeSeen(m_json, failure.seen, m_view.now);
         m_json.member("isInLastPoll",

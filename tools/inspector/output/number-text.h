@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace inspector {
+
+/// The shortest text that stands for the number.
+std::string shortest(float number);
+
+/// With so many digits, and without zeros at the end.
+std::string rounded(double number, int digits);
+
+} // namespace inspector
