@@ -33,18 +33,19 @@ Texts textsOf(std::string input) {
 }
 
 /// The daemon's own conversion of a document; nothing if it takes none of it.
-template <class Whole, class Content, class Single>
+template <class Whole>
 std::optional<Whole> converted(const std::string& text, Document::Form form) {
     Whole whole;
     try {
         const auto fragment = vx::parseJsonFragment(text.c_str());
         if (form == Document::Form::whole)
             return vx::fromJson<Whole>(fragment.get());
-        if constexpr (requires { whole.data = Content(); }) {
+        if constexpr (requires { whole.data; }) {
+            using Content = decltype(Whole::data);
             if (form == Document::Form::content)
                 whole.data = vx::fromJson<Content>(fragment.get());
-            else if constexpr (requires { whole.data.push_back(Single()); })
-                whole.data = {vx::fromJson<Single>(fragment.get())};
+            else if constexpr (requires { typename Content::value_type; })
+                whole.data = {vx::fromJson<typename Content::value_type>(fragment.get())};
         }
         return whole;
     } catch (const vx::Exception&) {
@@ -101,16 +102,14 @@ private:
 
     template <class Reply>
     void compare(const auto& taken) const {
-        using Content = decltype(Reply::data);
-        const auto told =
-            converted<Reply, Content, vxModel::ElectricityMeterConfig>(m_text, m_document.form());
+        const auto told = converted<Reply>(m_text, m_document.form());
         VX_ASSERT(told.has_value() != has("does-not-convert"), m_text);
         VX_ASSERT(!told || isTaken(taken, told->data), m_text);
     }
 
     void compareConfig(const auto& taken) const {
         using orv::modbus::ConfigFile;
-        const auto told = converted<ConfigFile, void*, void*>(m_text, m_document.form());
+        const auto told = converted<ConfigFile>(m_text, m_document.form());
         VX_ASSERT(told.has_value() != has("does-not-convert"), m_text);
         VX_ASSERT(!told || isTaken(taken, told->modbusMiscConfig), m_text);
     }

@@ -95,6 +95,27 @@ TEST(TextFindings, aListOfMetersNeedsNoEnvelope) {
     EXPECT_EQ(findings({{"attached", R"([{"configId":"m","slaveAddress":7}])"}}), "");
 }
 
+TEST(TextFindings, aSingleMeterIsTakenWithPathsOfItsOwn) {
+    EXPECT_EQ(findings({{"attached", R"({"configId":"m","slaveAddress":7})"}}), "");
+    EXPECT_EQ(findings({{"attached", R"({"name":"Solar","slaveAddress":0})"},
+                        {"supported", withRegisters({energyRegister})}}),
+              R"(error no-such-model attached:1:1 /configId
+  No model has the id "", so the daemon never reads this meter, and nothing says so.
+  Add the model, or write the id of the right one.
+error broadcast-address attached:1:32 /slaveAddress
+  The daemon asks all meters of the line at once, which none of them answers, so each of its reads waits for the time-out.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}
+
+TEST(TextFindings, aSingleMeterThatDoesNotConvertIsTold) {
+    EXPECT_EQ(findings({{"attached", R"({"configId":"m","name":7})"}}),
+              R"(error does-not-convert attached:1:24 /name
+  The daemon takes nothing of this document: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / name
+  Give it a text.
+)");
+}
+
 TEST(TextFindings, aReplyThatIsANumberDoesNotConvert) {
     EXPECT_EQ(findings({{"serial", "7"}}),
               R"(error does-not-convert serial:1:1

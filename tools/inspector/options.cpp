@@ -61,7 +61,8 @@ void addFile(CLI::App& command, const char* name, std::optional<std::string>& ta
 void addSources(CLI::App& command, Sources& sources) {
     addFile(command, "--supported", sources.supported,
             "Reply with the models, or one model; - is standard input");
-    addFile(command, "--attached", sources.attached, "Reply with the attached meters");
+    addFile(command, "--attached", sources.attached,
+            "Reply with the attached meters, or one meter");
     addFile(command, "--serial", sources.serial, "Reply with the serial parameters");
     addFile(command, "--config", sources.config, "The configuration file");
     command

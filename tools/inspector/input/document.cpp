@@ -55,7 +55,8 @@ const DocumentKind& supportedKind() {
 const DocumentKind& attachedKind() {
     using namespace orv::modbusreader;
     static const DocumentKind kind{"attached", &shapeOf<AttachedMetersReply>(),
-                                   &shapeOf<decltype(AttachedMetersReply::data)>(), nullptr};
+                                   &shapeOf<decltype(AttachedMetersReply::data)>(),
+                                   &shapeOf<vxModel::ModbusMeter>()};
     return kind;
 }
 

@@ -133,7 +133,23 @@ bool isEmpty(const TextWalk& walk) {
 }
 
 template <class T>
+std::optional<Placed<T>> readRecord(const Document& document, Findings& findings) {
+    const TextWalk::Content* content = contentOf(document, findings);
+    if (content == nullptr)
+        return std::nullopt;
+    auto value = Reader(document, findings).read<T>(content->range, document.contentPath());
+    tellFirst(findings, document.name());
+    if (!value)
+        return std::nullopt;
+    return Placed<T>{std::move(*value), document.contentPath()};
+}
+
+template <class T>
 std::optional<std::vector<Placed<T>>> readListOf(const Document& document, Findings& findings) {
+    if (document.form() == Document::Form::single) {
+        auto value = readRecord<T>(document, findings);
+        return value ? std::optional(std::vector{std::move(*value)}) : std::nullopt;
+    }
     const TextWalk::Content* content = contentOf(document, findings);
     if (document.walk() != nullptr && isEmpty(*document.walk()))
         return std::vector<Placed<T>>();
@@ -147,18 +163,6 @@ std::optional<std::vector<Placed<T>>> readListOf(const Document& document, Findi
     auto values = readList<T>(document, *content, findings);
     tellFirst(findings, document.name());
     return values;
-}
-
-template <class T>
-std::optional<Placed<T>> readRecord(const Document& document, Findings& findings) {
-    const TextWalk::Content* content = contentOf(document, findings);
-    if (content == nullptr)
-        return std::nullopt;
-    auto value = Reader(document, findings).read<T>(content->range, document.contentPath());
-    tellFirst(findings, document.name());
-    if (!value)
-        return std::nullopt;
-    return Placed<T>{std::move(*value), document.contentPath()};
 }
 
 } // namespace
@@ -178,11 +182,7 @@ bool isTcp(const Installation& installation) {
 }
 
 std::optional<Installation::Models> readModels(const Document& document, Findings& findings) {
-    using Model = vxModel::ElectricityMeterConfig;
-    if (document.form() != Document::Form::single)
-        return readListOf<Model>(document, findings);
-    auto model = readRecord<Model>(document, findings);
-    return model ? std::optional(Installation::Models{std::move(*model)}) : std::nullopt;
+    return readListOf<vxModel::ElectricityMeterConfig>(document, findings);
 }
 
 std::unordered_set<std::string> idsOfBroken(const Document& document,

@@ -40,8 +40,9 @@ const Installation::Meters& metersOf(const Installation& installation);
 /// Whether the daemon reaches the meters over TCP instead of the serial line.
 bool isTcp(const Installation& installation);
 
-/// Each takes a reply of the local server, with its envelope or without; `readModels` also a single
-/// model. Elements that don't convert are left out and told, though the daemon would take none.
+/// Each takes a reply of the local server, with its envelope or without; those of lists also a
+/// single element. Elements that don't convert are left out and told, though the daemon would take
+/// none.
 std::optional<Installation::Models> readModels(const Document& document, Findings& findings);
 std::optional<Installation::Meters> readMeters(const Document& document, Findings& findings);
 std::optional<Placed<vxModel::SerialPortConfig>> readSerial(const Document& document,
