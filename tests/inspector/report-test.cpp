@@ -67,7 +67,7 @@ Messages  6 offered, 6 delivered, 0 lost
 
 No trouble.
 
-Not in this log: the names of the meters, the least length of a poll, and values that stand at the wrong register. VX_LOG=N shows them.
+Not in this log: the names of the meters, the least length of a poll, values that stand at the wrong register, and readings that are older than their times. VX_LOG=N shows them.
 )");
     EXPECT_EQ(run({"report", "-"}, threePolls).status, 0);
 }
@@ -101,8 +101,9 @@ TEST(Report, isAlsoOneJsonDocument) {
               R"(wiring, slave address, baud rate and parity, and whether the meter has power. If )"
               R"(it is slow, raise timeoutResponseSec and restart the reader; on RS-485 also take )"
               R"(the bus off the port for one poll.","see":["An answer that comes too late"]}],)"
-              R"("unknown":[{"what":"the names of the meters, the least length of a poll, and )"
-              R"(values that stand at the wrong register","log":"N"}]})"
+              R"("unknown":[{"what":"the names of the meters, the least length of a poll, )"
+              R"(values that stand at the wrong register, and readings that are older than )"
+              R"(their times","log":"N"}]})"
               "\n");
     EXPECT_EQ(result.status, 1);
 }

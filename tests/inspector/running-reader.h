@@ -44,9 +44,9 @@ public:
 
     house::ModbusSlave& bus() { return *m_bus; }
 
-    void start() {
+    void start(const std::string& logSetting = "W,modbusreaderSocketWriter:N") {
         m_reader = std::make_unique<ReaderProcess>(
-            std::vector<std::string>{"VX_LOG=W,modbusreaderSocketWriter:N", "TZ=UTC"});
+            std::vector<std::string>{"VX_LOG=" + logSetting, "TZ=UTC"});
         // Two seconds pass behind the first poll before the timer starts.
         awaitPoll();
         awaitPoll();

@@ -176,6 +176,8 @@ struct Home {
 
     // The last whole replies of the local server; empty if there is none.
     std::string serialReply = {};
+    /// The log would show values that came sooner than the bus can carry them.
+    bool tellsHaste = false;
     std::string attachedReply = {};
     std::string supportedReply = {};
     /// What the bus is connected to, as the log says it.

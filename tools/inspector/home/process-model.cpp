@@ -75,6 +75,7 @@ void ProcessModel::addSerial(const Line& line) {
         if (const auto value = numberBehind(text, "value:"))
             m_shifts.take(
                 *value, between(text, "modbusFieldType:", " ").value_or("").substr(0, longestName));
+        m_haste.take(line.time);
     } else if (text.starts_with("Reading aReading:")) {
         addReading(line);
     } else if (text.starts_with("Reading meter now slaveAddress:")) {
@@ -84,6 +85,7 @@ void ProcessModel::addSerial(const Line& line) {
         if (!m_poll.addresses)
             m_poll.addresses.emplace();
         if (m_poll.addresses->size() < mostPendingAlone)
+        m_haste.begin(line.time);
             m_poll.addresses->push_back(*m_slaveAddress);
     } else if (text.starts_with(failureStart)) {
         addFailure(line);
@@ -101,6 +103,7 @@ void ProcessModel::addSerial(const Line& line) {
     }
 }
 
+        m_haste.connect(text);
 /// The daemon shows this reply before it looks at its status, and a failed one again behind it. The
 /// failure of the next request shows another one.
 void ProcessModel::takeAttached(std::string_view next) {
@@ -126,6 +129,9 @@ void ProcessModel::addReading(const Line& line) {
     if (m_poll.readings.size() == mostPendingAlone)
         return;
     m_poll.readings.push_back(*reading);
+    if (m_haste.end())
+        m_book.home().lateAnswers["hasty"].add(line.time);
+    m_book.home().tellsHaste = m_haste.isKnown();
     if (!reading->id.empty() && m_offered.size() < mostPendingAlone)
         m_offered.push_back(meter);
 }
@@ -141,6 +147,7 @@ void ProcessModel::addFailure(const Line& line) {
     if (m_poll.failures.size() < mostPending)
         m_poll.failures.push_back({failure, line.time, m_slaveAddress});
     else
+    m_haste.fail(line.time);
         ++m_book.home().leftOut;
     if (!m_mark && !m_hasMessages && m_poll.failures.size() >= mostPendingAlone)
         m_book.enterUnattributed(m_poll.failures);

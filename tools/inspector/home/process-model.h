@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inspector/home/haste-check.h"
 #include "inspector/home/meter-book.h"
 #include "inspector/home/shift-check.h"
 #include "inspector/log/line.h"
@@ -72,6 +73,7 @@ private:
     std::optional<int> m_slaveAddress;
     Poll m_poll;
     ShiftCheck m_shifts;
+    HasteCheck m_haste;
     /// Messages that were offered, or written, and whose fate isn't known yet.
     std::deque<std::size_t> m_offered;
     std::deque<Message> m_written;

@@ -37,7 +37,8 @@ std::vector<std::string> hintsOf(const HomeView& view) {
     // Until then the first poll may not be over.
     if (home.first && home.last.value_or(0) - *home.first > longestAge(view))
         for (const Unknown& x : unknownOf(home))
-            hints.push_back("VX_LOG=" + x.rules + " would show " + x.what + ".");
+            if (!x.rules.empty())
+                hints.push_back("VX_LOG=" + x.rules + " would show " + x.what + ".");
     return hints;
 }
 

@@ -71,7 +71,7 @@ void writeNotices(HtmlPage& page, const Report& report) {
         page.raw("</article>\n");
     }
     for (const Unknown& x : report.summary.unknown)
-        page.element("p", "Not in this log: " + x.what + ". VX_LOG=" + x.rules + " shows them.");
+        page.element("p", sentenceOf(x));
     page.raw("</section>\n");
 }
 

@@ -99,8 +99,7 @@ private:
     void printUnknown() {
         for (const Unknown& x : m_report.summary.unknown) {
             m_terminal.line();
-            m_terminal.paragraph(
-                "Not in this log: " + x.what + ". VX_LOG=" + x.rules + " shows them.", 0);
+            m_terminal.paragraph(sentenceOf(x), 0);
         }
     }
 

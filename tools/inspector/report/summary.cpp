@@ -199,23 +199,6 @@ std::optional<std::size_t> restartsOf(const Home& home) {
     return isKnown ? std::optional(home.restarts.count) : std::nullopt;
 }
 
-std::vector<Unknown> unknownOf(const Home& home) {
-    std::vector<Unknown> unknown;
-    if (!home.polls)
-        unknown.push_back({"polls, readings, gaps, and which meter a failure belongs to",
-                           home.offers > 0 ? "W,modbusreaderSocketWriter:N" : "N"});
-    else if (home.meters.empty() && home.offers > 0)
-        unknown.push_back(
-            {"readings, and which meter a failure belongs to", "W,modbusreaderSocketWriter:N"});
-    else if (!home.delivered && home.offers > 0)
-        unknown.push_back({"what became of the messages", "W,modbusreaderSocketWriter:N"});
-    if (home.serialReply.empty() && home.attachedReply.empty() && home.supportedReply.empty())
-        unknown.push_back({"the names of the meters, the least length of a poll, and values that "
-                           "stand at the wrong register",
-                           "N"});
-    return unknown;
-}
-
 std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts) {
     Notices notices(home);
     for (const auto& [kind, trouble] : home.troubles)

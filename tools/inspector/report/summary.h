@@ -31,6 +31,7 @@ struct Notice {
 /// What is not in a log, and the rules of the log that would show it.
 struct Unknown {
     std::string what;
+    /// Empty if no rules do.
     std::string rules;
 };
 
@@ -46,6 +47,7 @@ struct Summary {
 
 std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts);
 std::vector<Unknown> unknownOf(const Home& home);
+std::string sentenceOf(const Unknown& unknown);
 Summary summaryOf(const Home& home, const LogReader::Counts& counts);
 
 /// Both.

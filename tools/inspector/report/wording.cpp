@@ -66,6 +66,8 @@ std::string nameOf(const Meter& meter) {
 std::string wordsOf(std::string_view lateAnswer) {
     if (lateAnswer == "shifted")
         return "values of a register at the next one, after a time-out";
+    if (lateAnswer == "hasty")
+        return "values sooner than the line carries them, from answers to earlier questions";
     if (lateAnswer == "answers-of-others")
         return "answers of other meters at several meters";
     return "no answer fits its request, at all meters";

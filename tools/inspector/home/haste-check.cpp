@@ -1,0 +1,56 @@
+#include "inspector/home/haste-check.h"
+
+#include "inspector/log/text-fields.h"
+
+#include <utility>
+
+namespace inspector {
+
+void HasteCheck::connect(std::string_view connection) {
+    *this = {};
+    const auto baud = wholeBehind(connection, " baud:");
+    if (!connection.starts_with("Modbus serial device connecting") || baud.value_or(0) <= 0)
+        return;
+    const bool hasParity = between(connection, " parity:", " ") != "N";
+    const auto stopBits = wholeBehind(connection, " stopBits:").value_or(1);
+    // The daemon's pause, and then the shortest question and answer.
+    constexpr double pause = 20;
+    constexpr double startAndDataBits = 9;
+    constexpr double characters = 8 + 7;
+    const double bits = startAndDataBits + (hasParity ? 1 : 0) + static_cast<double>(stopBits);
+    m_least = pause + 1000 * characters * bits / static_cast<double>(*baud);
+}
+
+void HasteCheck::begin(Moment time) {
+    m_last = time;
+    m_isHasty = false;
+}
+
+void HasteCheck::take(Moment time) {
+    const std::optional<Moment> last = std::exchange(m_last, time);
+    if (!m_least || !last)
+        return;
+    // The times of the log are cut to milliseconds.
+    const auto most = static_cast<double>(time - *last + 1);
+    if (most >= *m_least) {
+        ++m_usual;
+        m_hasty = 0;
+    } else if (time < *last) {
+        // The clock was set back.
+        m_hasty = 0;
+    } else if (isKnown()) {
+        ++m_hasty;
+        m_isHasty = true;
+    } else {
+        // The line is none that takes this time, as that of a simulated house.
+        m_least.reset();
+    }
+}
+
+bool HasteCheck::end() {
+    m_last.reset();
+    // A single one may be a clock that was set back a little.
+    return m_isHasty && m_hasty > 1;
+}
+
+} // namespace inspector
