@@ -4,7 +4,17 @@ using namespace inspector;
 
 namespace {
 
-using HomeProcessesTest = HomeModelTest;
+class HomeProcessesTest : public HomeModelTest {
+protected:
+    /// Polls by the time at which they begin and what the timer shows then.
+    void pollsWithTicks(const std::vector<std::pair<Moment, std::string>>& polls) {
+        for (const auto& [time, expiry] : polls) {
+            log.at(time).line("NOTIC modbusreaderMain", "retry timer m_timer.expiry():" + expiry +
+                                                            " error_code:Success main.cpp:59");
+            log.tick();
+        }
+    }
+};
 
 } // namespace
 
@@ -35,6 +45,54 @@ TEST_F(HomeProcessesTest, tellsGapsAndTimesThatJumpBack) {
     EXPECT_EQ(home.firstGaps[0].from, start + 2000);
     EXPECT_EQ(home.firstGaps[0].to, start + 400000);
     EXPECT_EQ(home.timeJumps.count, 1U);
+}
+
+TEST_F(HomeProcessesTest, tellsAClockThatWasSetForwardWithinAPollByTheTicksThatFollowOneAnother) {
+    pollsWithTicks({{0, "98.25"}, {2000, "99.25"}});
+    log.at(3000).begin(7).at(400000).begin(8);
+    EXPECT_EQ(home.gaps, 1U);
+    pollsWithTicks({{401000, "100.25"}, {403000, "101.25"}});
+
+    EXPECT_EQ(home.gaps, 0U);
+    EXPECT_TRUE(home.firstGaps.empty());
+    EXPECT_EQ(home.leaps.count, 1U);
+    EXPECT_EQ(home.leaps.first, start + 400000);
+    EXPECT_EQ(home.pollLengths.longest(), 2000);
+}
+
+TEST_F(HomeProcessesTest, tellsAGapInWhichPollsAreMissing) {
+    pollsWithTicks({{0, "98.25"}, {2000, "99.25"}, {400000, "298.25"}, {402000, "299.25"}});
+
+    EXPECT_EQ(home.gaps, 1U);
+    EXPECT_EQ(home.leaps.count, 0U);
+}
+
+TEST_F(HomeProcessesTest, tellsAGapBehindWhichAnotherProcessGoesOn) {
+    pollsWithTicks({{0, "98.25"}, {2000, "99.25"}});
+    log.process(413);
+    pollsWithTicks({{400000, "100.25"}, {402000, "101.25"}});
+
+    EXPECT_EQ(home.gaps, 1U);
+    EXPECT_EQ(home.leaps.count, 0U);
+}
+
+TEST_F(HomeProcessesTest, tellsAGapWhereTheTicksAreTooLargeToTell) {
+    pollsWithTicks({{0, "1.23457e+06"}, {2000, "1.23457e+06"}, {400000, "1.23457e+06"}});
+
+    EXPECT_EQ(home.gaps, 1U);
+    EXPECT_EQ(home.leaps.count, 0U);
+}
+
+TEST_F(HomeProcessesTest, tellsAClockThatWasSetForwardByAMessageThatWasReadLongAgo) {
+    log.at(2000).message(1, 1000).at(4000).message(1, 3000);
+    log.at(4000000).message(1, 5000).at(4002000).message(1, 4001000);
+
+    EXPECT_EQ(home.gaps, 0U);
+    EXPECT_EQ(home.leaps.count, 1U);
+    // Of less than an hour it may be the length of the poll.
+    log.at(7002000).message(1, 4003000);
+    EXPECT_EQ(home.gaps, 1U);
+    EXPECT_EQ(home.leaps.count, 1U);
 }
 
 TEST_F(HomeProcessesTest, takesNothingFromACutLineButItsTime) {
@@ -108,7 +166,7 @@ TEST_F(HomeProcessesTest, takesTheReadingsOfALaterProcessThoughTheClockWasSetBac
 
 TEST_F(HomeProcessesTest, takesTheNewerReadingOfTwoDaemons) {
     for (const int second : {2, 4, 6}) {
-        const Moment time = second * 1000;
+        const Moment time = Moment{1000} * second;
         log.process(412).at(time).message(1, time - 1000);
         log.process(413).at(time + 600).message(1, time - 400);
     }

@@ -28,8 +28,11 @@ void HomeModel::add(const Line& line) {
     ProcessModel& process = processOf(line);
     noteTime(process, line);
     // What is left of a cut line may lack the half that matters.
-    if (!line.isCut)
-        process.add(line);
+    if (line.isCut)
+        return;
+    if (const auto silence = m_silences.take(line))
+        noteLeap(*silence);
+    process.add(line);
 }
 
 /// These have no time of their own.
@@ -96,15 +99,31 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
     if (process.lastTime() > line.time)
         home.timeJumps.add(line.time);
     // Where each poll writes lines, nothing for long is a gap.
-    if (home.polls && home.last && line.time - *home.last > longestSilence) {
-        home.gaps = home.gaps.value_or(0) + 1;
-        if (home.firstGaps.size() < mostGaps)
-            home.firstGaps.push_back({*home.last, line.time});
-    } else if (home.polls && !home.gaps) {
+    if (home.polls && !home.gaps)
         home.gaps = 0;
-    }
+    if (home.polls && home.last && line.time - *home.last > longestSilence)
+        noteGap(process, line);
     home.last = line.time;
     home.offset = line.offset;
+}
+
+void HomeModel::noteGap(const ProcessModel& process, const Line& line) {
+    Home& home = m_meters.home();
+    const Gap gap{*home.last, line.time};
+    ++*home.gaps;
+    if (home.firstGaps.size() < mostGaps)
+        home.firstGaps.push_back(gap);
+    if (process.lastTime() == gap.from)
+        m_silences.begin(gap, line.thread);
+}
+
+/// What was taken for a gap is none.
+void HomeModel::noteLeap(const Gap& silence) {
+    Home& home = m_meters.home();
+    --*home.gaps;
+    if (!home.firstGaps.empty() && home.firstGaps.back().to == silence.to)
+        home.firstGaps.pop_back();
+    home.leaps.add(silence.to);
 }
 
 void HomeModel::finish() {

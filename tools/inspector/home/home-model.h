@@ -2,6 +2,7 @@
 
 #include "inspector/home/home.h"
 #include "inspector/home/process-model.h"
+#include "inspector/home/silence-check.h"
 #include "inspector/log/line.h"
 
 #include <list>
@@ -29,10 +30,13 @@ private:
     ProcessModel& processOf(const Line& line);
     ProcessModel& addProcess(const Line& line);
     void noteTime(const ProcessModel& process, const Line& line);
+    void noteGap(const ProcessModel& process, const Line& line);
+    void noteLeap(const Gap& silence);
 
     MeterBook m_meters;
     /// Those of late, the last one first.
     std::list<ProcessModel> m_processes;
+    SilenceCheck m_silences;
 };
 
 } // namespace inspector

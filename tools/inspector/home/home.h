@@ -140,6 +140,9 @@ struct Home {
     std::vector<Gap> firstGaps = {};
     /// Times that stand behind later ones of the same process.
     Occurrences timeJumps = {};
+    /// Times that passed within a single poll, longer than any: the clock was set forward, or the
+    /// process stood still.
+    Occurrences leaps = {};
     /// Lines of one process between those of another.
     std::size_t mixed = 0;
 
@@ -173,11 +176,11 @@ struct Home {
     std::map<TroubleKind, Trouble> troubles = {};
     /// An answer that came too late answers one question after another: what shows it, in words.
     std::map<std::string, Occurrences> lateAnswers = {};
+    /// The log would show values that came sooner than the bus can carry them.
+    bool tellsHaste = false;
 
     // The last whole replies of the local server; empty if there is none.
     std::string serialReply = {};
-    /// The log would show values that came sooner than the bus can carry them.
-    bool tellsHaste = false;
     std::string attachedReply = {};
     std::string supportedReply = {};
     /// What the bus is connected to, as the log says it.

@@ -35,6 +35,9 @@ constexpr std::size_t mostPendingAlone = 500;
 } // namespace
 
 void ProcessModel::add(const Line& line) {
+    // What lies behind a long silence is a clock that was set, or a process that was stopped.
+    if (line.time < m_lastTime || line.time - m_lastTime > longestSilence)
+        m_begin.reset();
     if (line.severity <= vx::LogSeverity::warning && line.severity != vx::LogSeverity::print)
         addTrouble(line);
     if (line.channel == "modbusSerial")
@@ -72,20 +75,20 @@ void ProcessModel::addSerial(const Line& line) {
         home.serialReply = text.substr(7);
     } else if (text.starts_with("value:")) {
         m_poll.hasValues = true;
+        m_haste.take(line.time);
         if (const auto value = numberBehind(text, "value:"))
             m_shifts.take(
                 *value, between(text, "modbusFieldType:", " ").value_or("").substr(0, longestName));
-        m_haste.take(line.time);
     } else if (text.starts_with("Reading aReading:")) {
         addReading(line);
     } else if (text.starts_with("Reading meter now slaveAddress:")) {
         // Addresses beyond are sent as their low eight bits.
         m_slaveAddress = static_cast<int>(wholeBehind(text, "slaveAddress:").value_or(0) & 0xFF);
         m_shifts.begin(*m_slaveAddress);
+        m_haste.begin(line.time);
         if (!m_poll.addresses)
             m_poll.addresses.emplace();
         if (m_poll.addresses->size() < mostPendingAlone)
-        m_haste.begin(line.time);
             m_poll.addresses->push_back(*m_slaveAddress);
     } else if (text.starts_with(failureStart)) {
         addFailure(line);
@@ -100,10 +103,10 @@ void ProcessModel::addSerial(const Line& line) {
     } else if (text.starts_with("Connecting TCP") ||
                text.starts_with("Modbus serial device connecting")) {
         home.connection = text;
+        m_haste.connect(text);
     }
 }
 
-        m_haste.connect(text);
 /// The daemon shows this reply before it looks at its status, and a failed one again behind it. The
 /// failure of the next request shows another one.
 void ProcessModel::takeAttached(std::string_view next) {
@@ -126,12 +129,12 @@ void ProcessModel::addReading(const Line& line) {
         m_book.home().meters[meter].shifted.add(line.time);
         m_book.home().lateAnswers["shifted"].add(line.time);
     }
-    if (m_poll.readings.size() == mostPendingAlone)
-        return;
-    m_poll.readings.push_back(*reading);
     if (m_haste.end())
         m_book.home().lateAnswers["hasty"].add(line.time);
     m_book.home().tellsHaste = m_haste.isKnown();
+    if (m_poll.readings.size() == mostPendingAlone)
+        return;
+    m_poll.readings.push_back(*reading);
     if (!reading->id.empty() && m_offered.size() < mostPendingAlone)
         m_offered.push_back(meter);
 }
@@ -144,10 +147,10 @@ void ProcessModel::addFailure(const Line& line) {
     }
     const FailureKind failure = failureOf(line.text);
     m_shifts.fail(failure.kind == "timeout");
+    m_haste.fail(line.time);
     if (m_poll.failures.size() < mostPending)
         m_poll.failures.push_back({failure, line.time, m_slaveAddress});
     else
-    m_haste.fail(line.time);
         ++m_book.home().leftOut;
     if (!m_mark && !m_hasMessages && m_poll.failures.size() >= mostPendingAlone)
         m_book.enterUnattributed(m_poll.failures);
@@ -183,9 +186,8 @@ void ProcessModel::beginPoll(Mark mark, Moment time) {
     m_begin = time;
 }
 
-/// What lies behind a long silence is a clock that was set, or a process that was stopped.
 void ProcessModel::addLength(Moment end) {
-    if (m_begin && end > *m_begin && end - m_lastTime <= longestSilence)
+    if (m_begin && end > *m_begin)
         m_book.home().pollLengths.add(end - *m_begin);
 }
 

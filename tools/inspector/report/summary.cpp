@@ -151,7 +151,8 @@ void addLog(Notices& notices, const Home& home, const LogReader::Counts& counts)
     if (!home.firstGaps.empty())
         gaps.first = home.firstGaps.front().from;
     notices.add("gap", gaps, {}, {}, false);
-    notices.add("time-jump", home.timeJumps, {}, {}, false);
+    notices.add("time-jump", home.timeJumps, {}, "lines stand behind later ones", false);
+    notices.add("time-jump", home.leaps, {}, "minutes passed within one poll", false);
     notices.add("lines-cut", times(counts.cut), {}, {}, false);
     notices.add("lines-forged", times(counts.forged), {}, {}, true);
     notices.add("assertion", home.assertions);
