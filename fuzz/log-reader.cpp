@@ -61,7 +61,7 @@ void checkReport(const std::string& log, std::size_t pieceSize) {
         model.add(line);
     model.finish();
     Report report{.home = model.home(), .counts = reader.counts()};
-    report.summary = summaryOf(report.home, report.counts);
+    report.summary = summaryOf(report.home);
     JsonOutput output;
     writeReport(output, report);
     rapidjson::Document document;

@@ -40,7 +40,7 @@ protected:
     std::vector<std::string> keys() {
         model.finish();
         std::vector<std::string> list;
-        for (const Notice& notice : summaryOf(home, {}).notices)
+        for (const Notice& notice : summaryOf(home).notices)
             list.push_back(notice.key +
                            (notice.meter ? " " + home.meters[*notice.meter].id : std::string()));
         return list;
@@ -168,9 +168,20 @@ TEST_F(ReportMarks, tellTwoDaemonsInOneLog) {
 
 TEST_F(ReportMarks, tellLinesThatWereCutOrForged) {
     log.tick();
-    std::vector<std::string> list;
-    for (const Notice& notice : summaryOf(home, {.lines = 9, .cut = 1, .forged = 2}).notices)
-        list.push_back(notice.key);
+    Line line = parseLine("[2026-11-14T03:24:19.000+01:00] 412 WARN  modbusSerial Could not rea");
+    model.add(line);
+    line = parseLine("[2026-11-14T03:24:20.000+01:00] 412 NOTIC modbusSerial result:{} a.cpp:1");
+    line.forged = 2;
+    model.add(line);
 
-    EXPECT_THAT(list, ElementsAre("lines-forged", "lines-cut"));
+    const std::vector<Notice> notices = summaryOf(home).notices;
+    ASSERT_EQ(notices.size(), 2U);
+    EXPECT_EQ(notices[0].key, "lines-forged");
+    EXPECT_EQ(notices[0].seen.count, 2U);
+    EXPECT_EQ(notices[0].seen.first, start + 11000);
+    EXPECT_TRUE(notices[0].needsPerson);
+    EXPECT_EQ(notices[1].key, "lines-cut");
+    EXPECT_EQ(notices[1].seen.count, 1U);
+    EXPECT_EQ(notices[1].seen.last, start + 10000);
+    EXPECT_FALSE(notices[1].needsPerson);
 }

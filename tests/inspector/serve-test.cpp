@@ -156,6 +156,28 @@ TEST_F(ServeTest, knowsNoNumberOfRestartsWhereTheLogMayNotShowThem) {
     awaitHome(R"("restarts":null)");
 }
 
+TEST_F(ServeTest, tellsLinesThatWereCutOrForged) {
+    tick();
+    start();
+    awaitHome(R"("notices":[])");
+
+    std::ofstream(m_log, std::ios::app) << beginOfLine() << "WARN  modbusSerial Could not rea\n";
+    line("NOTIC modbusSerial", "Attached Meters result:{\"data\":[{\"name\":\"\n" + beginOfLine() +
+                                   "WARN  modbusSerial Could not connect TCP a.cpp:1\n\"}]}");
+
+    const std::string home = awaitHome(R"("key":"lines-forged")");
+    EXPECT_THAT(home, HasSubstr(R"({"key":"lines-forged","reason":"","slaveAddress":null,)"
+                                R"("head":"values look like lines of the log",)"
+                                R"("needsPerson":true,"count":1,)"));
+    EXPECT_THAT(home, HasSubstr(R"({"key":"lines-cut","reason":"","slaveAddress":null,)"
+                                R"("head":"lines were cut","needsPerson":false,"count":1,)"));
+    EXPECT_THAT(home, HasSubstr(R"("troubles":[])"));
+    EXPECT_THAT(
+        get("/metrics").body,
+        HasSubstr("\nmodbus_reader_troubles_total{trouble=\"lines-cut\",reason=\"\"} 1\n"
+                  "modbus_reader_troubles_total{trouble=\"lines-forged\",reason=\"\"} 1\n"));
+}
+
 TEST_F(ServeTest, exportsMetrics) {
     start();
     // What the log holds is read: nothing.

@@ -137,10 +137,14 @@ std::optional<int> ServedHome::endBySignal(int number) {
     return status && WIFEXITED(*status) ? std::optional(WEXITSTATUS(*status)) : std::nullopt;
 }
 
-void ServedHome::line(const std::string& head, const std::string& text, std::int64_t age) {
+std::string ServedHome::beginOfLine(std::int64_t age) {
     std::string time = vx::toString(vx::now() - std::chrono::milliseconds(age));
     time.replace(time.size() - 1, 1, "+00:00");
-    std::ofstream(m_log, std::ios::app) << "[" << time << "]   412 " << head << " " << text << " "
+    return "[" + time + "]   412 ";
+}
+
+void ServedHome::line(const std::string& head, const std::string& text, std::int64_t age) {
+    std::ofstream(m_log, std::ios::app) << beginOfLine(age) << head << " " << text << " "
                                         << "main.cpp:1\n";
 }
 

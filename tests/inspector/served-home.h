@@ -68,6 +68,8 @@ protected:
     pid_t pid() const { return m_program->pid(); }
     std::string errors() const { return contentOf(m_directory.path() / "errors"); }
 
+    /// What a line of the daemon begins with.
+    static std::string beginOfLine(std::int64_t age = 0);
     /// Adds lines of the daemon, whose present is @p age milliseconds ago.
     void line(const std::string& head, const std::string& text, std::int64_t age = 0);
     /// A message that the metering service takes.

@@ -114,6 +114,8 @@ constexpr const char* begin =
     "toolkit.cpp:470";
 constexpr const char* tick =
     "[2026-11-14T10:00:00.000+00:00]   412 NOTIC modbusreaderMain callback ec:Success main.cpp:64";
+constexpr const char* cut =
+    "[2026-11-14T10:00:02.000+00:00]   412 WARN  modbusSerial Could not read regis";
 constexpr const char* nextTick =
     "[2026-11-14T10:00:02.500+00:00]   412 NOTIC modbusreaderMain callback ec:Success main.cpp:64";
 
@@ -128,6 +130,16 @@ std::vector<std::string> screen(const std::vector<std::string>& lines, const Scr
 }
 
 } // namespace
+
+TEST(WatchScreen, tellsLinesThatWereCut) {
+    EXPECT_THAT(
+        screen({tick, begin, message, cut, nextTick}, {80, 24, false}),
+        ElementsAre("poll 1 of 2.5 s, 0 s ago   q ends   the log",
+                    "meter            power W     in kWh    out kWh     age  state     power",
+                    "S-1               1500.5       1.00          -     3 s  good      █",
+                    "  in/out kWh  T1 0.50/-", "", "Troubles, the last one first",
+                    "1x  1 s ago  lines were cut", "    See whether the file system is full."));
+}
 
 TEST(WatchScreen, showsAMeterInARowOfEightyColumns) {
     EXPECT_THAT(

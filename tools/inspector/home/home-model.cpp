@@ -19,8 +19,8 @@ HomeModel::HomeModel() = default;
 HomeModel::~HomeModel() = default;
 
 void HomeModel::add(const Line& line) {
-    Home& home = m_meters.home();
-    ++home.lines;
+    ++m_meters.home().lines;
+    noteDamage(line);
     if (line.kind != LineKind::log) {
         addOther(line);
         return;
@@ -33,6 +33,15 @@ void HomeModel::add(const Line& line) {
     if (const auto silence = m_silences.take(line))
         noteLeap(*silence);
     process.add(line);
+}
+
+void HomeModel::noteDamage(const Line& line) {
+    Home& home = m_meters.home();
+    const Moment time = line.kind == LineKind::log ? line.time : home.last.value_or(0);
+    if (line.isCut)
+        home.cut.add(time);
+    if (line.forged > 0)
+        home.forged.add(time, line.forged);
 }
 
 /// These have no time of their own.

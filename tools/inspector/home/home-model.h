@@ -25,6 +25,7 @@ public:
     const Home& home() const { return m_meters.home(); }
 
 private:
+    void noteDamage(const Line& line);
     void addOther(const Line& line);
     bool isOfAnother(const ProcessModel& process, const Line& line) const;
     ProcessModel& processOf(const Line& line);

@@ -23,9 +23,10 @@ struct Occurrences {
     Moment first = 0;
     Moment last = 0;
 
-    void add(Moment time) {
-        if (count++ == 0)
+    void add(Moment time, std::size_t times = 1) {
+        if (count == 0)
             first = time;
+        count += times;
         last = time;
     }
 };
@@ -130,6 +131,9 @@ struct Gap {
 struct Home {
     // The log
     std::size_t lines = 0;
+    /// Those whose ends are missing, and what looks like lines within values.
+    Occurrences cut = {};
+    Occurrences forged = {};
     std::optional<Moment> first = std::nullopt;
     std::optional<Moment> last = std::nullopt;
     /// Minutes that the times of the log are ahead of UTC.

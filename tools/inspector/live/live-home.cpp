@@ -27,7 +27,8 @@ void LiveHome::add(const Line& line) {
     const std::lock_guard lock(m_mutex);
     const bool wasEmpty = !m_model.home().first;
     m_model.add(line);
-    if (wasEmpty || line.kind != LineKind::log || line.severity <= vx::LogSeverity::warning)
+    if (wasEmpty || line.kind != LineKind::log || line.isCut || line.forged > 0 ||
+        line.severity <= vx::LogSeverity::warning)
         ++m_version;
     if (!m_courses.follow(m_model.home()))
         return;
@@ -72,6 +73,8 @@ Counts LiveHome::counts() const {
     counts.lost = home.lost.value_or(0);
     for (const auto& [kind, trouble] : home.troubles)
         counts.troubles[kind] = trouble.seen.count;
+    counts.troubles[{"lines-cut", {}}] = home.cut.count;
+    counts.troubles[{"lines-forged", {}}] = home.forged.count;
     for (std::size_t i = 0; i < home.meters.size(); ++i) {
         counts.meters.push_back(countsOf(home.meters[i]));
         if (i < courses.size()) {

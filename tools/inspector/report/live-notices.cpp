@@ -9,7 +9,7 @@ namespace inspector {
 
 std::vector<Notice> noticesOf(const HomeView& view) {
     const std::vector<std::size_t> present = presentMeters(view.home);
-    std::vector<Notice> notices = noticesOf(view.home, {});
+    std::vector<Notice> notices = noticesOf(view.home);
     std::erase_if(notices, [&](const Notice& x) {
         return x.meter && std::find(present.begin(), present.end(), *x.meter) == present.end();
     });

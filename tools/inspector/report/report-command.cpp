@@ -114,7 +114,7 @@ int runReport(const ReportOptions& options) {
                                   : "No line of the reader's log");
     if (options.meter && !keepMeter(report, *options.meter))
         throw UnreadableInput("No meter '" + *options.meter + "' in this log");
-    report.summary = summaryOf(report.home, report.counts);
+    report.summary = summaryOf(report.home);
     if (options.json) {
         JsonOutput output(stdout);
         writeReport(output, report);

@@ -136,7 +136,7 @@ void addSilence(Notices& notices, const Home& home, std::size_t index) {
                     index);
 }
 
-void addLog(Notices& notices, const Home& home, const LogReader::Counts& counts) {
+void addLog(Notices& notices, const Home& home) {
     const Occurrences all{1, home.first.value_or(0), home.last.value_or(0)};
     const auto times = [&](std::size_t count) {
         Occurrences seen = all;
@@ -153,8 +153,8 @@ void addLog(Notices& notices, const Home& home, const LogReader::Counts& counts)
     notices.add("gap", gaps, {}, {}, false);
     notices.add("time-jump", home.timeJumps, {}, "lines stand behind later ones", false);
     notices.add("time-jump", home.leaps, {}, "minutes passed within one poll", false);
-    notices.add("lines-cut", times(counts.cut), {}, {}, false);
-    notices.add("lines-forged", times(counts.forged), {}, {}, true);
+    notices.add("lines-cut", home.cut, {}, {}, false);
+    notices.add("lines-forged", home.forged);
     notices.add("assertion", home.assertions);
     notices.add("uncaught-exception", home.terminations);
 }
@@ -200,7 +200,7 @@ std::optional<std::size_t> restartsOf(const Home& home) {
     return isKnown ? std::optional(home.restarts.count) : std::nullopt;
 }
 
-std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts) {
+std::vector<Notice> noticesOf(const Home& home) {
     Notices notices(home);
     for (const auto& [kind, trouble] : home.troubles)
         notices.add(kind, trouble.seen, {}, trouble.line, notices.isCurrent(trouble.seen));
@@ -212,12 +212,12 @@ std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts)
         addCounters(notices, home.meters[i], i);
     }
     addFailures(notices, home.unattributed, std::nullopt);
-    addLog(notices, home, counts);
+    addLog(notices, home);
     return notices.take();
 }
 
-Summary summaryOf(const Home& home, const LogReader::Counts& counts) {
-    Summary summary{noticesOf(home, counts), unknownOf(home), leastSeconds(home)};
+Summary summaryOf(const Home& home) {
+    Summary summary{noticesOf(home), unknownOf(home), leastSeconds(home)};
     std::stable_sort(
         summary.notices.begin(), summary.notices.end(),
         [](const Notice& a, const Notice& b) { return a.needsPerson > b.needsPerson; });

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "inspector/home/home.h"
-#include "inspector/log/log-reader.h"
 
 #include <optional>
 #include <string>
@@ -45,10 +44,10 @@ struct Summary {
     bool needsPerson() const;
 };
 
-std::vector<Notice> noticesOf(const Home& home, const LogReader::Counts& counts);
+std::vector<Notice> noticesOf(const Home& home);
 std::vector<Unknown> unknownOf(const Home& home);
 std::string sentenceOf(const Unknown& unknown);
-Summary summaryOf(const Home& home, const LogReader::Counts& counts);
+Summary summaryOf(const Home& home);
 
 /// Both.
 Occurrences together(const Occurrences& a, const Occurrences& b);
