@@ -75,8 +75,7 @@ TEST(ReplayRuns, pollsThatAreOlderOrNewerThanWantedAreLeftOut) {
     EXPECT_TRUE(later.told.ends_with(inMidst)) << later.told;
 
     const Replayed earlier = replay(log, {"--until", second});
-    EXPECT_EQ(earlier.polls, "{" + time + "," + answers + "," + unitOf("1") + "},\n{" +
-                                 timeOfSecond + "," + unitOf("2") + "}");
+    EXPECT_EQ(earlier.polls, "{" + time + "," + answers + "," + unitOf("1") + "}");
     EXPECT_EQ(earlier.told.find(inMidst), std::string::npos) << earlier.told;
 }
 
@@ -93,7 +92,7 @@ TEST(ReplayRuns, timesWithoutAPollAreRefused) {
     EXPECT_EQ(refusal(threePolls().text, {"--since", "2026-11-23"}),
               "modbus-inspector: -: No poll within these times\n");
     EXPECT_NE(refusal("", {"--since", "2026-11-23", "--until", "2026-11-22"})
-                  .find("--since is behind --until"),
+                  .find("--since is not before --until"),
               std::string::npos);
 }
 

@@ -68,6 +68,15 @@ TEST(ReportEdges, countTheLinesOfTheTimeThatIsAskedForOnly) {
                 HasSubstr(R"("lines":2,"foreign":1,"cut":0,"forged":0)"));
 }
 
+TEST(ReportEdges, takeALineOfTheTimeSinceWhichTheyAreAskedForAndNoneOfThatUntilWhich) {
+    EXPECT_THAT(run({"report", "--json", "-", "--since", "2026-11-14T03:24:10+01:00", "--until",
+                     "2026-11-14T03:24:20+01:00"},
+                    warningAt("10") + warningAt("15") + warningAt("20"))
+                    .standardOutput,
+                HasSubstr(R"({"log":{"first":"2026-11-14T02:24:10.000Z",)"
+                          R"("last":"2026-11-14T02:24:15.000Z","lines":2,)"));
+}
+
 TEST(ReportEdges, tellLogsThatAreNotInTheirOrder) {
     const TemporaryDirectory directory;
     const auto starting = [](const std::string& second, const std::string& thread) {

@@ -205,7 +205,7 @@ TEST(Report, refusesWrongUsage) {
     EXPECT_EQ(refused({"-", "--since", "yesterday"}),
               usage("--since: 'yesterday' is no time such as 2026-11-22T18:00 or -1h"));
     EXPECT_EQ(refused({"-", "--since", "2026-11-22", "--until", "2026-11-22"}),
-              usage("--since is behind --until"));
+              usage("--since is not before --until"));
     EXPECT_EQ(refused({"-", "--json", "--html"}), usage("--json excludes --html"));
 }
 

@@ -39,10 +39,14 @@ void addMoment(CLI::App& command, const char* name, std::optional<std::int64_t>&
         ->type_name("TIME");
 }
 
-void requireOrder(const std::optional<std::int64_t>& since,
-                  const std::optional<std::int64_t>& until) {
-    if (since && until && *since >= *until)
-        throw CLI::ValidationError("--since is behind --until");
+void addSpan(CLI::App& command, TimeSpan& span, const char* older, const char* newer) {
+    addMoment(command, "--since", span.since, older);
+    addMoment(command, "--until", span.until, newer);
+}
+
+void requireOrder(const TimeSpan& span) {
+    if (span.since && span.until && *span.since >= *span.until)
+        throw CLI::ValidationError("--since is not before --until");
 }
 
 } // namespace
@@ -98,10 +102,10 @@ void addReplay(CLI::App& app, Command& command) {
     constexpr int mostRuns = 1000000;
     replay.add_option("--run", options->run, "Which run of the daemon (that with the most polls)")
         ->check(wholeNumber(1, mostRuns));
-    addMoment(replay, "--since", options->span.since, "Leave out older polls, such as -1h");
-    addMoment(replay, "--until", options->span.until, "Leave out newer polls");
+    addSpan(replay, options->span, "Leave out polls that began before, such as -1h",
+            "Leave out polls that began then or later");
     replay.callback([options, &command] {
-        requireOrder(options->span.since, options->span.until);
+        requireOrder(options->span);
         command = [options] { return runReplay(*options); };
     });
 }
@@ -113,8 +117,8 @@ void addReport(CLI::App& app, Command& command) {
         ->required()
         ->check(named())
         ->type_name("FILE");
-    addMoment(report, "--since", options->since, "Leave out what is older, such as -1d");
-    addMoment(report, "--until", options->until, "Leave out what is newer");
+    addSpan(report, options->span, "Leave out what was before, such as -1d",
+            "Leave out what was then or later");
     report.add_option("--meter", options->meter, "Only this meter, by its address or id")
         ->check(named());
     addJson(report, options->json);
@@ -123,7 +127,7 @@ void addReport(CLI::App& app, Command& command) {
     report.callback([options, &command] {
         if (std::count(options->logs.begin(), options->logs.end(), "-") > 1)
             throw CLI::ValidationError("Standard input can be read once only");
-        requireOrder(options->since, options->until);
+        requireOrder(options->span);
         command = [options] { return runReport(*options); };
     });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inspector/log/time-span.h"
 #include "inspector/recording/recording-text.h"
 #include "inspector/replay/poll-listener.h"
 
@@ -10,16 +11,6 @@
 #include <vector>
 
 namespace inspector {
-
-/// The polls that are wanted, by their beginning, in milliseconds since the epoch.
-struct TimeSpan {
-    std::optional<std::int64_t> since = std::nullopt;
-    std::optional<std::int64_t> until = std::nullopt;
-
-    bool has(std::int64_t time) const {
-        return time >= since.value_or(time) && time <= until.value_or(time);
-    }
-};
 
 /// What was recorded of one run of the daemon.
 class RunRecorder {
@@ -34,6 +25,7 @@ public:
         std::size_t outside = 0;
     };
 
+    /// Keeps the polls that began in the time that is @p wanted.
     RunRecorder(std::uint32_t thread, bool showsStart, const TimeSpan& wanted);
     // The listener calls back.
     RunRecorder(const RunRecorder&) = delete;

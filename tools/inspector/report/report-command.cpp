@@ -11,10 +11,6 @@
 namespace inspector {
 namespace {
 
-bool isWithin(const ReportOptions& options, Moment time) {
-    return (!options.since || time >= *options.since) && (!options.until || time < *options.until);
-}
-
 /// Adds what a reader has counted since.
 void count(LogReader::Counts& sum, const LogReader::Counts& counts,
            const LogReader::Counts& before) {
@@ -34,12 +30,12 @@ public:
         const std::unique_ptr<Source> source = openLog(name);
         LogReader reader(*source);
         // A line without a time belongs to the one ahead of it.
-        bool isIn = !m_options.since;
+        bool isIn = !m_options.span.since;
         bool isFirst = m_model.home().last.has_value();
         LogReader::Counts before;
         for (Line line; reader.next(line); before = reader.counts()) {
             if (line.kind == LineKind::log)
-                isIn = isWithin(m_options, line.time);
+                isIn = m_options.span.has(line.time);
             if (!isIn)
                 continue;
             if (line.kind == LineKind::log && std::exchange(isFirst, false) &&
@@ -109,7 +105,7 @@ bool keepMeter(Report& report, const std::string& meter) {
 int runReport(const ReportOptions& options) {
     Report report = read(options);
     if (!tellsAnything(report))
-        throw UnreadableInput(options.since || options.until
+        throw UnreadableInput(!options.span.isAll()
                                   ? "No line of the reader's log within these times"
                                   : "No line of the reader's log");
     if (options.meter && !keepMeter(report, *options.meter))

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "inspector/log/time-span.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,9 +12,7 @@ namespace inspector {
 struct ReportOptions {
     /// "-" is standard input.
     std::vector<std::string> logs = {};
-    /// Moments, in milliseconds since the epoch.
-    std::optional<std::int64_t> since = std::nullopt;
-    std::optional<std::int64_t> until = std::nullopt;
+    TimeSpan span = {};
     std::optional<std::string> meter = std::nullopt;
     bool json = false;
     bool html = false;
