@@ -25,6 +25,11 @@ std::string warningAt(const std::string& second) {
     return headAt(second) + "WARN  modbusSerial Could not convert reply e:x toolkit.cpp:9\n";
 }
 
+std::string startAt(const std::string& second, const std::string& thread) {
+    return "[2026-11-14T03:24:" + second + ".000+01:00]   " + thread +
+           " NOTIC modbusreaderMain Starting modbus Reader main.cpp:74\n";
+}
+
 const std::string assertion = "Assertion failed.  condition:x a.cpp:1  void f()\n";
 
 } // namespace
@@ -77,17 +82,29 @@ TEST(ReportEdges, takeALineOfTheTimeSinceWhichTheyAreAskedForAndNoneOfThatUntilW
                           R"("last":"2026-11-14T02:24:15.000Z","lines":2,)"));
 }
 
-TEST(ReportEdges, tellLogsThatAreNotInTheirOrder) {
+TEST(ReportEdges, readFilesInTheOrderOfTheirTimes) {
     const TemporaryDirectory directory;
-    const auto starting = [](const std::string& second, const std::string& thread) {
-        return "[2026-11-14T03:24:" + second + ".000+01:00]   " + thread +
-               " NOTIC modbusreaderMain Starting modbus Reader main.cpp:74\n";
-    };
-    const std::string first = directory.write("a", starting("10", "412"));
-    const std::string second = directory.write("b", starting("20", "413"));
+    const std::string first = directory.write("reader.log.1", "foreign\n" + startAt("10", "412"));
+    const std::string second = directory.write("reader.log", startAt("20", "413"));
+    const std::string without = directory.write("other", "foreign\n");
 
-    EXPECT_THAT(run({"report", second, first}).standardOutput, HasSubstr("note time-jump\n"));
-    EXPECT_THAT(run({"report", first, second}).standardOutput, Not(HasSubstr("time-jump")));
+    const std::string inOrder = run({"report", without, first, second}).standardOutput;
+    EXPECT_THAT(inOrder, testing::StartsWith(
+                             "Log       2026-11-14 03:24:10 to 2026-11-14 03:24:20, 10.000 s, 4 "
+                             "lines\n          2 foreign\nGaps      ?\nRestarts  1\n"));
+    EXPECT_THAT(inOrder, Not(HasSubstr("time-jump")));
+    EXPECT_EQ(run({"report", second, first, without}).standardOutput, inOrder);
+}
+
+TEST(ReportEdges, tellThatWhatCanBeReadOnceOnlyIsNotInItsOrder) {
+    const TemporaryDirectory directory;
+    const std::string second = directory.write("reader.log", startAt("20", "413"));
+
+    const std::string report = run({"report", second, "-"}, startAt("10", "412")).standardOutput;
+    EXPECT_THAT(report, testing::StartsWith("Log       2026-11-14 03:24:20 to 2026-11-14 03:24:10, "
+                                            "?, 2 lines\n"));
+    EXPECT_THAT(report, HasSubstr("note time-jump\n    lines stand behind later ones, 1 time, "
+                                  "2026-11-14 03:24:10\n"));
 }
 
 TEST(ReportEdges, sayWhatIsUnknownThoughThereAreTroubles) {

@@ -3,6 +3,7 @@
 #include "inspector/home/home-model.h"
 #include "inspector/input/sources.h"
 #include "inspector/live/home-courses.h"
+#include "inspector/report/log-order.h"
 #include "inspector/report/report.h"
 
 #include <cstdio>
@@ -75,7 +76,7 @@ private:
 
 Report read(const ReportOptions& options) {
     ReportedLogs logs(options);
-    for (const std::string& name : options.logs)
+    for (const std::string& name : inOrder(options.logs))
         logs.add(name);
     return logs.finish();
 }

@@ -22,13 +22,13 @@ void addLog(Overview& rows, const Report& report) {
     const auto local = [&](Moment time) { return localText(time, home.offset); };
     const Moment first = home.first.value_or(0);
     const Moment last = home.last.value_or(0);
+    // Of a clock that was set back the length is not known.
+    const std::string length = last < first ? "?" : durationText(last - first);
     const LogReader::Counts& counts = report.counts;
     // A healthy log of warnings holds lines of equal signs alone, which have no time.
-    rows.emplace_back("Log",
-                      (home.first ? local(first) + " to " + local(last) + ", " +
-                                        durationText(std::max<Moment>(0, last - first)) + ", "
-                                  : "?, ") +
-                          counted(counts.lines, "line"));
+    rows.emplace_back(
+        "Log", (home.first ? local(first) + " to " + local(last) + ", " + length + ", " : "?, ") +
+                   counted(counts.lines, "line"));
     for (const auto& [number, text] :
          {std::pair{counts.foreign, "foreign"}, std::pair{counts.cut, "cut"},
           std::pair{counts.forged, "forged within values"}})
