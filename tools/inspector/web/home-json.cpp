@@ -18,6 +18,8 @@
 namespace inspector {
 namespace {
 
+constexpr std::size_t mostFailures = 500;
+
 std::string timeText(Moment time) {
     return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
 }
@@ -52,6 +54,7 @@ private:
     void writeMeter(std::size_t place);
     void writeReading(const Meter& meter);
     void chooseFailures();
+    bool hasRoom(Moment lastSeen);
     void writeFailures(const Failures& failures);
     void writeCourse(const MeterCourse& course);
     void writeDay(const Day& day);
@@ -85,9 +88,10 @@ private:
     const HomeView& m_view;
     bool m_withCourse;
     std::vector<std::size_t> m_meters;
-    std::size_t m_roomForFailures = 500;
     /// The failures that were seen before have no room.
     Moment m_oldestFailure = std::numeric_limits<Moment>::min();
+    /// So many of those that were last seen just then have some.
+    std::size_t m_roomForOldest = mostFailures;
     std::size_t m_failuresLeftOut = 0;
     JsonOutput m_json;
 };
@@ -179,7 +183,6 @@ void HomeJson::writeReading(const Meter& meter) {
 
 /// Each text of a home is sent to many, so it holds the last ones alone if there are thousands.
 void HomeJson::chooseFailures() {
-    const std::size_t most = m_roomForFailures;
     std::vector<Moment> moments;
     const auto note = [&](const Failures& failures) {
         for (const auto& [kind, failure] : failures)
@@ -188,20 +191,30 @@ void HomeJson::chooseFailures() {
     for (const std::size_t place : m_meters)
         note(m_view.home.meters[place].failures);
     note(m_view.home.unattributed);
-    if (moments.size() <= most)
+    if (moments.size() <= mostFailures)
         return;
-    const auto oldest = moments.begin() + static_cast<std::ptrdiff_t>(most - 1);
+    const auto oldest = moments.begin() + static_cast<std::ptrdiff_t>(mostFailures - 1);
     std::nth_element(moments.begin(), oldest, moments.end(), std::greater<>());
     m_oldestFailure = *oldest;
-    m_failuresLeftOut = moments.size() - most;
+    m_roomForOldest =
+        static_cast<std::size_t>(std::count(moments.begin(), std::next(oldest), *oldest));
+    m_failuresLeftOut = moments.size() - mostFailures;
+}
+
+bool HomeJson::hasRoom(Moment lastSeen) {
+    if (lastSeen != m_oldestFailure)
+        return lastSeen > m_oldestFailure;
+    if (m_roomForOldest == 0)
+        return false;
+    --m_roomForOldest;
+    return true;
 }
 
 void HomeJson::writeFailures(const Failures& failures) {
     m_json.beginList();
     for (const auto& [kind, failure] : failures) {
-        if (failure.seen.last < m_oldestFailure || m_roomForFailures == 0)
+        if (!hasRoom(failure.seen.last))
             continue;
-        --m_roomForFailures;
         m_json.beginObject();
         m_json.member("address", kind.place.address);
         m_json.member("registerType", kind.place.isInput ? "input" : "holding");
