@@ -1,26 +1,13 @@
-#include "inspector/output/json-output.h"
+#include "inspector/live/course-json.h"
 #include "inspector/report/html-page.h"
 #include "inspector/report/report.h"
 #include "inspector/report/wording.h"
-#include "inspector/web/page-texts.h"
+#include "inspector/web/page/page-texts.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace inspector {
 namespace {
-
-void writePowers(JsonOutput& json, const MeterCourse& course) {
-    json.key("powers");
-    json.beginList();
-    for (const PowerPoint& point : course.powers()) {
-        json.beginList();
-        json.value(point.time);
-        json.value(std::round(point.watts * 10) / 10);
-        json.endList();
-    }
-    json.endList();
-}
 
 /// After which time without a reading the last power tells nothing any more.
 Moment longestGap(const Report& report) {
@@ -77,12 +64,13 @@ void writeDays(HtmlPage& page, const Report& report) {
     page.raw("<section>\n<h2>Energy by day</h2>\n<table>\n");
     page.titles(
         {"Day", "Meter", "Consumed kWh", "Produced kWh", "Tariffs, consumed / produced kWh"});
-    for (std::size_t i = 0; i < report.courses.size(); ++i)
+    for (std::size_t i = 0; i < report.courses.size(); ++i) {
         for (const Day& day : report.courses[i].days()) {
             page.row({dayText(day.number), nameOf(report.home.meters[i]),
                       energyText(day, firstEnergy), energyText(day, firstEnergy + 1),
                       tariffTexts(day)});
         }
+    }
     page.raw("</table>\n</section>\n");
 }
 

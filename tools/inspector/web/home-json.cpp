@@ -2,8 +2,8 @@
 
 #include "inspector/daemon/enum-names.h"
 #include "inspector/home/diagnostics.h"
+#include "inspector/live/course-json.h"
 #include "inspector/live/health.h"
-#include "inspector/output/json-output.h"
 #include "inspector/report/summary.h"
 #include "inspector/web/notice-json.h"
 #include "vx/date-time.h"
@@ -231,15 +231,7 @@ void HomeJson::writeFailures(const Failures& failures) {
 }
 
 void HomeJson::writeCourse(const MeterCourse& course) {
-    m_json.key("powers");
-    m_json.beginList();
-    for (const PowerPoint& point : course.powers()) {
-        m_json.beginList();
-        m_json.value(point.time);
-        m_json.value(std::round(point.watts * 10) / 10);
-        m_json.endList();
-    }
-    m_json.endList();
+    writePowers(m_json, course);
     m_json.key("days");
     m_json.beginList();
     for (const Day& day : course.days())

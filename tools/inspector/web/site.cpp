@@ -2,7 +2,7 @@
 
 #include "inspector/web/home-json.h"
 #include "inspector/web/metrics.h"
-#include "inspector/web/page-texts.h"
+#include "inspector/web/page/page-texts.h"
 
 #include <array>
 #include <chrono>
