@@ -123,6 +123,22 @@ TEST(Report, isAlsoAPageThatLoadsNothing) {
         EXPECT_THAT(withoutScripts(result.standardOutput), Not(HasSubstr(reference)));
 }
 
+TEST(Report, holdsOnItsPageTheLicenseOfTheLibraryThatItHolds) {
+    const std::string page = run({"report", "--html", "-"}, threePolls).standardOutput;
+
+    const std::string license = R"(/*
+dygraphs, of which this is the whole library:
+
+Copyright (c) 2006, 2009, 2011, 2012, 2013, 2017 Dan Vanderkam <danvdk@gmail.com>
+)";
+    const std::string permission =
+        "The above copyright notice and this permission notice shall be "
+        "included in all copies or substantial\nportions of the Software.\n";
+    EXPECT_THAT(page, HasSubstr("<script>\n" + license));
+    EXPECT_THAT(page, HasSubstr("<style>" + license));
+    EXPECT_THAT(page, HasSubstr(permission));
+}
+
 TEST(Report, saysOnItsPageWhatItSaysAsText) {
     const std::string failure =
         "[2026-11-14T03:24:14.900+01:00]   412 WARN  modbusSerial Could not read register "

@@ -46,6 +46,14 @@ TEST_F(ServeTest, servesThePageAndWhatItIsMadeOf) {
     }
 }
 
+TEST_F(ServeTest, servesTheLibraryOfThePlotsWithItsLicense) {
+    start();
+
+    for (const std::string path : {"/dygraph.js", "/dygraph.css"})
+        EXPECT_THAT(get(path).body, testing::StartsWith("/*\ndygraphs, of which this is the whole "
+                                                        "library:\n\nCopyright (c) 2006, "));
+}
+
 TEST_F(ServeTest, servesNoFile) {
     start();
 
