@@ -38,3 +38,20 @@ TEST(HomeJson, tellsTheLastFailuresOfThousandsAndOfThoseOfOneTimeTheFirstOnes) {
         EXPECT_THAT(json, HasSubstr(told));
     EXPECT_THAT(json, Not(HasSubstr(R"("kind":"a1200")")));
 }
+
+TEST(HomeJson, tellsWhatToDoAsAReportDoes) {
+    LiveHome home(start);
+    addFailures(home, "Unknown error 112345691 ", 1, start);
+    home.finish();
+    const std::string json =
+        home.look(start, [](const HomeView& view) { return homeJson(view, "log", false); });
+
+    const std::string told =
+        R"("meaning":"The answer doesn't fit the request. If this comes with )"
+        R"(every register, an answer came too late.",)"
+        R"("remedy":"See \"An answer that comes too late\" in operations.md."})";
+    const std::size_t first = json.find(told);
+    ASSERT_NE(first, std::string::npos) << json;
+    // Of the notice and of the failure.
+    EXPECT_NE(json.find(told, first + 1), std::string::npos) << json;
+}

@@ -89,6 +89,25 @@ const Diagnostic* findDiagnostic(std::string_view key, std::string_view reason) 
     return entry == nullptr || reason.empty() ? entry : named(entry->reasons, reason);
 }
 
+std::string Explanation::wholeRemedy() const {
+    std::string whole = remedy;
+    for (const std::string& heading : see)
+        whole += (whole.empty() ? "" : " ") + ("See \"" + heading) + "\" in operations.md.";
+    return whole;
+}
+
+Explanation explanationOf(std::string_view key, std::string_view reason) {
+    const Diagnostic* entry = findDiagnostic(key);
+    if (entry == nullptr)
+        return {};
+    const Diagnostic* part = reason.empty() ? nullptr : findDiagnostic(key, reason);
+    if (part == nullptr)
+        return {entry->line, entry->meaning, entry->remedy, entry->see};
+    // A reason that has no remedy of its own leaves that of its line.
+    const Diagnostic* cure = part->remedy.empty() && part->see.empty() ? entry : part;
+    return {part->line, part->meaning, cure->remedy, cure->see};
+}
+
 const Diagnostic* diagnosticOf(const Line& line) {
     for (const Diagnostic& entry : diagnostics())
         if (!entry.channel.empty() && entry.channel == line.channel &&

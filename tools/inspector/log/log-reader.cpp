@@ -3,7 +3,6 @@
 #include "inspector/log/line-end.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace inspector {
 namespace {

@@ -20,12 +20,12 @@ std::vector<Notice> noticesOf(const HomeView& view) {
 
 std::string headOf(const Notice& notice) {
     if (notice.subject.empty())
-        return notice.title;
+        return notice.explanation.title;
     if (notice.key == "register-unread")
-        return notice.subject + ": " + notice.title;
+        return notice.subject + ": " + notice.explanation.title;
     const Diagnostic* entry = findDiagnostic(notice.key);
     const bool isMark = entry != nullptr && entry->channel.empty();
-    return isMark ? notice.title + ": " + notice.subject : notice.subject;
+    return isMark ? notice.explanation.title + ": " + notice.subject : notice.subject;
 }
 
 std::vector<std::string> hintsOf(const HomeView& view) {

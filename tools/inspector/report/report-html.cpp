@@ -63,11 +63,12 @@ void writeNotices(HtmlPage& page, const Report& report) {
         page.element("p", "None.");
     for (const Notice& x : report.summary.notices) {
         page.raw(x.needsPerson ? "<article class=\"trouble\">\n" : "<article>\n");
-        page.element("h3", x.title + (x.meter ? ": " + nameOf(report.home.meters[*x.meter]) : ""));
+        page.element("h3", x.explanation.title +
+                               (x.meter ? ": " + nameOf(report.home.meters[*x.meter]) : ""));
         page.element("p",
                      (x.subject.empty() ? "" : x.subject + ", ") + occasionsOf(x, report.home));
-        page.element("p", x.meaning);
-        page.element("p", remedyOf(x));
+        page.element("p", x.explanation.meaning);
+        page.element("p", x.explanation.wholeRemedy());
         page.raw("</article>\n");
     }
     for (const Unknown& x : report.summary.unknown)

@@ -148,14 +148,14 @@ void writeNotice(JsonOutput& output, const Home& home, const Notice& notice) {
         output.value(*home.meters[*notice.meter].slaveAddress);
     else
         output.null();
-    output.member("title", notice.title);
+    output.member("title", notice.explanation.title);
     output.member("subject", notice.subject);
     occurrences(output, notice.seen);
-    output.member("meaning", notice.meaning);
-    output.member("remedy", notice.remedy);
+    output.member("meaning", notice.explanation.meaning);
+    output.member("remedy", notice.explanation.remedy);
     output.key("see");
     output.beginList();
-    for (const std::string& heading : notice.see)
+    for (const std::string& heading : notice.explanation.see)
         output.value(heading);
     output.endList();
     output.endObject();

@@ -118,11 +118,4 @@ std::string occasionsOf(const Notice& notice, const Home& home) {
                                     : local(seen.first) + " to " + local(seen.last));
 }
 
-std::string remedyOf(const Notice& notice) {
-    std::string remedy = notice.remedy;
-    for (const std::string& heading : notice.see)
-        remedy += (remedy.empty() ? "" : " ") + ("See \"" + heading) + "\" in operations.md.";
-    return remedy;
-}
-
 } // namespace inspector

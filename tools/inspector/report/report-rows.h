@@ -22,7 +22,5 @@ std::vector<std::string> rowOf(const std::string& meter, const FailureKind& kind
 
 /// How often, and when.
 std::string occasionsOf(const Notice& notice, const Home& home);
-/// With the headings of the operator's document.
-std::string remedyOf(const Notice& notice);
 
 } // namespace inspector

@@ -82,11 +82,11 @@ private:
         if (notice.meter)
             head += " " + nameOf(m_home.meters[*notice.meter]);
         m_terminal.line(head);
-        m_terminal.paragraph((notice.subject.empty() ? notice.title : notice.subject) + ", " +
-                                 occasionsOf(notice, m_home),
+        m_terminal.paragraph((notice.subject.empty() ? notice.explanation.title : notice.subject) +
+                                 ", " + occasionsOf(notice, m_home),
                              4);
-        m_terminal.paragraph(notice.meaning, 4);
-        m_terminal.paragraph(remedyOf(notice), 4);
+        m_terminal.paragraph(notice.explanation.meaning, 4);
+        m_terminal.paragraph(notice.explanation.wholeRemedy(), 4);
     }
 
     void printNotices() {

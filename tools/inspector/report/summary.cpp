@@ -28,14 +28,13 @@ public:
              std::string subject, bool needsPerson) {
         if (seen.count == 0)
             return;
-        Notice notice{.key = kind.key,
-                      .reason = kind.reason,
-                      .needsPerson = needsPerson,
-                      .meter = meter,
-                      .seen = seen,
-                      .subject = std::move(subject)};
-        explain(notice);
-        m_list.push_back(std::move(notice));
+        m_list.push_back({.key = kind.key,
+                          .reason = kind.reason,
+                          .needsPerson = needsPerson,
+                          .meter = meter,
+                          .seen = seen,
+                          .subject = std::move(subject),
+                          .explanation = explanationOf(kind.key, kind.reason)});
     }
     /// Whether something was still so at the end of the log, or happened often.
     bool isCurrent(const Occurrences& seen) const {
@@ -48,27 +47,6 @@ public:
     std::vector<Notice> take() { return std::move(m_list); }
 
 private:
-    static void explain(Notice& notice) {
-        const Diagnostic* entry = findDiagnostic(notice.key);
-        if (entry == nullptr)
-            return;
-        notice.title = entry->line;
-        notice.meaning = entry->meaning;
-        notice.remedy = entry->remedy;
-        notice.see = entry->see;
-        const Diagnostic* reason =
-            notice.reason.empty() ? nullptr : findDiagnostic(notice.key, notice.reason);
-        if (reason == nullptr)
-            return;
-        notice.title = reason->line;
-        notice.meaning = reason->meaning;
-        // A reason that has no remedy of its own leaves that of its line.
-        if (!reason->remedy.empty() || !reason->see.empty()) {
-            notice.remedy = reason->remedy;
-            notice.see = reason->see;
-        }
-    }
-
     const Home& m_home;
     std::vector<Notice> m_list;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "inspector/home/diagnostics.h"
 #include "inspector/home/home.h"
 
 #include <optional>
@@ -18,13 +19,9 @@ struct Notice {
     /// Its place among those of the home.
     std::optional<std::size_t> meter = std::nullopt;
     Occurrences seen = {};
-    /// What it is, in a few words, and where.
-    std::string title = {};
+    /// Which one it is, or where.
     std::string subject = {};
-    std::string meaning = {};
-    std::string remedy = {};
-    /// Headings of docs/operations.md.
-    std::vector<std::string> see = {};
+    Explanation explanation = {};
 };
 
 /// What is not in a log, and the rules of the log that would show it.

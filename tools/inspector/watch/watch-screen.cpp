@@ -189,9 +189,10 @@ void Screen::addTroubles() {
             x.seen.last == 0 ? "at the start  " : ageText(m_view.now - x.seen.last) + " ago  ";
         add(std::to_string(x.seen.count) + "x  " + when + headOf(x));
         // The same remedy stands once for neighbours.
-        if (x.remedy != told && !x.remedy.empty())
-            add("    " + x.remedy, "2");
-        told = x.remedy;
+        const std::string& remedy = x.explanation.remedy;
+        if (remedy != told && !remedy.empty())
+            add("    " + remedy, "2");
+        told = remedy;
     }
 }
 

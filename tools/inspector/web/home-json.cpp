@@ -1,12 +1,11 @@
 #include "inspector/web/home-json.h"
 
 #include "inspector/daemon/enum-names.h"
-#include "inspector/home/diagnostics.h"
 #include "inspector/live/course-json.h"
 #include "inspector/live/health.h"
 #include "inspector/report/summary.h"
+#include "inspector/report/wording.h"
 #include "inspector/web/notice-json.h"
-#include "vx/date-time.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,10 +19,6 @@ namespace {
 
 constexpr std::size_t mostFailures = 500;
 
-std::string timeText(Moment time) {
-    return vx::toString(vx::DateTime(std::chrono::milliseconds(time)));
-}
-
 class HomeJson {
 public:
     HomeJson(const HomeView& view, bool withCourse)
@@ -33,7 +28,7 @@ public:
 
     std::string write(std::string_view log) {
         m_json.beginObject();
-        m_json.member("time", timeText(m_view.now));
+        m_json.member("time", utcText(m_view.now));
         m_json.member("version", MODBUS_INSPECTOR_VERSION);
         writeLog(log);
         writeNotices(m_json, m_view);
@@ -59,9 +54,7 @@ private:
     void writeCourse(const MeterCourse& course);
     void writeDay(const Day& day);
     void writeTroubles();
-    void writeDiagnostic(std::string_view key, std::string_view reason);
 
-    void text(std::string_view name, std::string_view value) { m_json.member(name, value); }
     template <class T>
     void known(std::string_view name, const std::optional<T>& value) {
         m_json.key(name);
@@ -71,7 +64,7 @@ private:
             m_json.null();
     }
     void time(std::string_view name, const std::optional<Moment>& moment) {
-        known(name, moment ? std::optional(timeText(*moment)) : std::nullopt);
+        known(name, moment ? std::optional(utcText(*moment)) : std::nullopt);
     }
     void age(std::string_view name, const std::optional<Moment>& moment) {
         const auto since = [&](Moment from) {
@@ -100,7 +93,7 @@ void HomeJson::writeLog(std::string_view log) {
     const Home& home = m_view.home;
     m_json.key("log");
     m_json.beginObject();
-    text("source", log);
+    m_json.member("source", log);
     m_json.member("lines", home.lines);
     time("first", home.first);
     time("last", home.last);
@@ -129,7 +122,7 @@ void HomeJson::writeReader() {
     m_json.member("assertionFailures", home.assertions.count + home.terminations.count);
     known("delivered", home.delivered);
     known("lost", home.lost);
-    text("connection", home.connection);
+    m_json.member("connection", home.connection);
     m_json.endObject();
 }
 
@@ -137,9 +130,9 @@ void HomeJson::writeMeter(std::size_t place) {
     const Meter& meter = m_view.home.meters[place];
     m_json.beginObject();
     m_json.member("slaveAddress", *meter.slaveAddress);
-    text("id", meter.id);
-    text("name", meter.name);
-    text("model", meter.configId);
+    m_json.member("id", meter.id);
+    m_json.member("name", meter.name);
+    m_json.member("model", meter.configId);
     m_json.member("health", nameOf(healthOf(m_view, place)));
     age("ageSeconds", meter.last ? std::optional(meter.last->time) : std::nullopt);
     age("goodAgeSeconds", meter.lastGood);
@@ -219,12 +212,12 @@ void HomeJson::writeFailures(const Failures& failures) {
         m_json.member("address", kind.place.address);
         m_json.member("registerType", kind.place.isInput ? "input" : "holding");
         m_json.member("fieldType", nameOf(kind.place.fieldType));
-        text("kind", kind.kind);
+        m_json.member("kind", kind.kind);
         writeSeen(m_json, failure.seen, m_view.now);
         m_json.member("isInLastPoll",
                       failure.longestRun.has_value() && failure.poll == m_view.home.polls);
         known("longestRun", failure.longestRun);
-        writeDiagnostic("register-unread", kind.kind);
+        writeExplanation(m_json, explanationOf("register-unread", kind.kind));
         m_json.endObject();
     }
     m_json.endList();
@@ -255,27 +248,15 @@ void HomeJson::writeTroubles() {
         m_json.beginObject();
         m_json.member("key", kind.key);
         m_json.member("reason", kind.reason);
-        text("line", trouble.line);
+        m_json.member("line", trouble.line);
         writeSeen(m_json, trouble.seen, m_view.now);
-        writeDiagnostic(kind.key, kind.reason);
+        writeExplanation(m_json, explanationOf(kind.key, kind.reason));
         m_json.endObject();
     }
     m_json.endList();
     m_json.key("failures");
     writeFailures(m_view.home.unattributed);
     m_json.member("failuresLeftOut", m_failuresLeftOut);
-}
-
-void HomeJson::writeDiagnostic(std::string_view key, std::string_view reason) {
-    const Diagnostic* entry = findDiagnostic(key);
-    const Diagnostic* part = findDiagnostic(key, reason);
-    const auto choose = [&](std::string Diagnostic::*member) {
-        if (part != nullptr && !(part->*member).empty())
-            return part->*member;
-        return entry != nullptr ? entry->*member : std::string();
-    };
-    m_json.member("meaning", choose(&Diagnostic::meaning));
-    m_json.member("remedy", choose(&Diagnostic::remedy));
 }
 
 } // namespace

@@ -23,8 +23,7 @@ void writeNotice(JsonOutput& json, const Notice& notice, const HomeView& view) {
     json.member("head", headOf(notice));
     json.member("needsPerson", notice.needsPerson);
     writeSeen(json, notice.seen, view.now);
-    json.member("meaning", notice.meaning);
-    json.member("remedy", notice.remedy);
+    writeExplanation(json, notice.explanation);
     json.endObject();
 }
 
@@ -44,6 +43,11 @@ void writeNotices(JsonOutput& json, const HomeView& view) {
     for (const std::string& hint : hintsOf(view))
         json.value(hint);
     json.endList();
+}
+
+void writeExplanation(JsonOutput& json, const Explanation& explanation) {
+    json.member("meaning", explanation.meaning);
+    json.member("remedy", explanation.wholeRemedy());
 }
 
 void writeSeen(JsonOutput& json, const Occurrences& seen, Moment now) {
