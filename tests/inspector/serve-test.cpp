@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 
 using namespace inspector;
@@ -92,15 +90,6 @@ TEST_F(ServeTest, tellsWhatIsUnknownAsNull) {
     EXPECT_THAT(home, HasSubstr(R"("meters":[])"));
 }
 
-TEST_F(ServeTest, hintsAtALogWithoutALineOfTheReader) {
-    start();
-    awaitHome(
-        R"("hints":["No line of the reader so far. Is the log's name right, and may it be read?"])");
-
-    tick();
-    awaitHome(R"("hints":[])");
-}
-
 TEST_F(ServeTest, tellsNewsAsTheyCome) {
     start();
     awaitHome(R"("meters":[])");
@@ -123,67 +112,6 @@ TEST_F(ServeTest, tellsNewsAsTheyCome) {
     poll(1, servedValues);
     tick();
     awaitHome(R"("health":"good","ageSeconds")");
-}
-
-TEST_F(ServeTest, readsOnWhenAnotherLogTakesThePlace) {
-    poll(1, servedValues, 2000);
-    start();
-    awaitHome(R"("lines":4)");
-
-    std::filesystem::rename(m_log, m_log + ".1");
-    poll(1, servedValues);
-    tick();
-
-    awaitHome(R"("lines":9)");
-}
-
-TEST_F(ServeTest, readsOnWhenTheLogIsEmptied) {
-    poll(1, servedValues, 2000);
-    start();
-    awaitHome(R"("lines":4)");
-
-    std::filesystem::resize_file(m_log, 0);
-    tick();
-
-    awaitHome(R"("lines":5)");
-}
-
-TEST_F(ServeTest, knowsNoTimeOfWhatStandsAheadOfTheFirstLineWithOne) {
-    std::ofstream(m_log) << "Failed to parse /etc/libvx, error:-1\n";
-    start();
-
-    awaitHome(R"("key":"bad-log-settings","reason":"","slaveAddress":null)");
-    EXPECT_THAT(get("/api/v1/home").body,
-                HasSubstr(R"("first":null,"last":null,"ageSeconds":null)"));
-}
-
-TEST_F(ServeTest, knowsNoNumberOfRestartsWhereTheLogMayNotShowThem) {
-    failure("Connection timed out");
-    start();
-
-    awaitHome(R"("restarts":null)");
-}
-
-TEST_F(ServeTest, tellsLinesThatWereCutOrForged) {
-    tick();
-    start();
-    awaitHome(R"("notices":[])");
-
-    std::ofstream(m_log, std::ios::app) << beginOfLine() << "WARN  modbusSerial Could not rea\n";
-    line("NOTIC modbusSerial", "Attached Meters result:{\"data\":[{\"name\":\"\n" + beginOfLine() +
-                                   "WARN  modbusSerial Could not connect TCP a.cpp:1\n\"}]}");
-
-    const std::string home = awaitHome(R"("key":"lines-forged")");
-    EXPECT_THAT(home, HasSubstr(R"({"key":"lines-forged","reason":"","slaveAddress":null,)"
-                                R"("head":"values look like lines of the log",)"
-                                R"("needsPerson":true,"count":1,)"));
-    EXPECT_THAT(home, HasSubstr(R"({"key":"lines-cut","reason":"","slaveAddress":null,)"
-                                R"("head":"lines were cut","needsPerson":false,"count":1,)"));
-    EXPECT_THAT(home, HasSubstr(R"("troubles":[])"));
-    EXPECT_THAT(
-        get("/metrics").body,
-        HasSubstr("\nmodbus_reader_troubles_total{trouble=\"lines-cut\",reason=\"\"} 1\n"
-                  "modbus_reader_troubles_total{trouble=\"lines-forged\",reason=\"\"} 1\n"));
 }
 
 TEST_F(ServeTest, exportsMetrics) {
