@@ -78,6 +78,8 @@ private:
         std::uint64_t given = 0;
         /// That of the member that comes next.
         std::uint64_t nextBit = 0;
+        /// How many there were ahead of it.
+        std::size_t findings = 0;
     };
 
     const Shape* nextShape() const {
@@ -100,6 +102,7 @@ private:
             throw JsonFault{"Nested too deep", 0};
         const Shape* shape = nextShape();
         Frame frame{kind, shape, nextBegin(), isContentNext()};
+        frame.findings = walk.findings.size();
         if (kind == Kind::list && shape != nullptr && shape->kind == Shape::Kind::list)
             frame.nextShape = shape->element;
         if (frame.isContent)
@@ -176,10 +179,25 @@ private:
         const auto index = static_cast<std::size_t>(field - fields.begin());
         frame.nextField = index + 1;
         const std::uint64_t bit = std::uint64_t{1} << index;
-        if ((frame.seen & bit) != 0)
+        if ((frame.seen & bit) != 0) {
+            dropOfValueBefore();
             report(onDuplicateKey(frame.key));
+        }
         frame.seen |= bit;
         frame.nextBit = bit;
+    }
+
+    /// The last value of a key counts, so what was found in the one before means nothing.
+    void dropOfValueBefore() {
+        const std::string path = pathOfNext();
+        const auto isOfIt = [&](const Finding& x) {
+            return x.path == path ? x.name != "duplicate-key" : x.path.starts_with(path + "/");
+        };
+        // Findings stand in the order of the text.
+        const auto first =
+            walk.findings.begin() + static_cast<std::ptrdiff_t>(m_frames.back().findings);
+        walk.findings.erase(std::remove_if(first, walk.findings.end(), isOfIt),
+                            walk.findings.end());
     }
 
     void unknownKey(const Frame& frame) {
@@ -207,13 +225,17 @@ private:
     }
 
     /// Of the key or value that comes next.
-    void report(Remark remark) {
+    std::string pathOfNext() const {
         std::string path;
         for (const Frame& frame : m_frames) {
             path = frame.kind == Kind::object ? pointerTo(path, frame.key)
                                               : pointerTo(path, frame.index);
         }
-        Reporter(m_document, walk.findings)(remark.name, remark.severity, std::move(path),
+        return path;
+    }
+
+    void report(Remark remark) {
+        Reporter(m_document, walk.findings)(remark.name, remark.severity, pathOfNext(),
                                             std::move(remark.message), std::move(remark.remedy));
         walk.findings.back().offset = nextBegin();
     }
