@@ -68,7 +68,10 @@ const DocumentKind& serialKind() {
 }
 
 const DocumentKind& configKind() {
-    static const DocumentKind kind{"config", &shapeOf<orv::modbus::ConfigFile>(), nullptr, nullptr};
+    // It keeps the serial parameters all the same, and so sees no reason to try again.
+    static const DocumentKind kind{"config", &shapeOf<orv::modbus::ConfigFile>(), nullptr, nullptr,
+                                   "With this file the daemon opens no bus, and all reads fail "
+                                   "until it is mended and the daemon is started again: "};
     return kind;
 }
 
@@ -134,8 +137,7 @@ void Document::openLeniently(const JsonFault& fault) {
         m_walk = walkThrough(Letter::ofDaemon);
     } catch (const std::exception& e) {
         report(faultOffset(m_text), "does-not-convert", Severity::error,
-               std::string("The daemon takes nothing of this document: ") + e.what(),
-               "Make it JSON.");
+               std::string(m_kind->broken) + e.what(), "Make it JSON.");
     }
 }
 

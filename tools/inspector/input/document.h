@@ -21,6 +21,8 @@ struct DocumentKind {
     const Shape* content;
     /// Of one element that may stand alone; null if none may.
     const Shape* single;
+    /// What it means for the daemon that it can't convert it.
+    std::string_view broken = "The daemon takes nothing of this document: ";
 };
 
 const DocumentKind& supportedKind();

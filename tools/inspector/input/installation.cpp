@@ -16,7 +16,6 @@ namespace {
 
 using Kind = JsonNode::Kind;
 
-constexpr std::string_view nothingTaken = "The daemon takes nothing of this document: ";
 constexpr std::string_view neitherThis = "The daemon would stop at this value too: ";
 
 std::shared_ptr<json_object> fragmentOf(const Document& document, TextRange range) {
@@ -51,7 +50,7 @@ private:
     void report(std::vector<Failure> failures) const {
         for (Failure& x : failures)
             m_report("does-not-convert", Severity::error, std::move(x.pointer),
-                     std::string(nothingTaken) + x.reason, std::move(x.remedy));
+                     std::string(m_document.kind().broken) + x.reason, std::move(x.remedy));
     }
 
     const Document& m_document;
@@ -59,13 +58,13 @@ private:
 };
 
 /// The daemon stops at the first value that it can't convert.
-void tellFirst(Findings& findings, std::string_view document) {
+void tellFirst(Findings& findings, const DocumentKind& kind) {
     bool isFirst = true;
     for (Finding& x : findings) {
-        if (x.name != "does-not-convert" || x.document != document)
+        if (x.name != "does-not-convert" || x.document != kind.name)
             continue;
         if (!isFirst)
-            x.message.replace(0, nothingTaken.size(), neitherThis);
+            x.message.replace(0, kind.broken.size(), neitherThis);
         isFirst = false;
     }
 }
@@ -138,7 +137,7 @@ std::optional<Placed<T>> readRecord(const Document& document, Findings& findings
     if (content == nullptr)
         return std::nullopt;
     auto value = Reader(document, findings).read<T>(content->range, document.contentPath());
-    tellFirst(findings, document.name());
+    tellFirst(findings, document.kind());
     if (!value)
         return std::nullopt;
     return Placed<T>{std::move(*value), document.contentPath()};
@@ -161,7 +160,7 @@ std::optional<std::vector<Placed<T>>> readListOf(const Document& document, Findi
         return std::nullopt;
     }
     auto values = readList<T>(document, *content, findings);
-    tellFirst(findings, document.name());
+    tellFirst(findings, document.kind());
     return values;
 }
 

@@ -31,6 +31,8 @@ struct Installation {
     std::optional<Meters> meters = std::nullopt;
     std::optional<Placed<vxModel::SerialPortConfig>> serial = std::nullopt;
     std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
+    /// Whether there is one that doesn't convert, so that nothing tells which bus is meant.
+    bool isConfigBroken = false;
 };
 
 /// Those that are there.

@@ -119,7 +119,7 @@ void checkConfig(const Placed<orv::modbus::ModbusMiscConfig>& placed, const Repo
 void checkPort(const Installation& installation, Findings& findings) {
     if (installation.config)
         checkConfig(*installation.config, Reporter("config", findings));
-    if (!installation.serial)
+    if (!installation.serial || installation.isConfigBroken)
         return;
     const Reporter report("serial", findings);
     const auto& [config, path] = *installation.serial;
