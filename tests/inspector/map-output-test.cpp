@@ -44,7 +44,7 @@ TEST(MapOutput, showsEachRegisterInTheOrderOfReading) {
   space    fn  address     hex  words  type      scale  member                                 unit      largest         step  if unread
   holding   3        0  0x0000      4  ascii         1  id                                                                     left out
   input     4       10  0x000A      2  int32       0.1  powerConsumed, negative powerProduced  W     2.14748e+08           16  as before
-  holding   3       20  0x0014      2  uint32    0.001  energyConsumed                         Ws    1.54619e+13  2.09715e+06  as before
+  holding   3       20  0x0014      2  uint32    0.001  energyConsumed                         Ws    1.54619e+13  1.04858e+06  as before
   holding   3       30  0x001E      2  float32       1  energyProduced                         Ws    3.40282e+38  2.02824e+31  as before
   holding   3       40  0x0028      1  uint16        1  tariffEnabled                                                          left out
   holding   3       50  0x0032      2  dateTime      1  dropped
@@ -144,7 +144,7 @@ TEST(MapOutput, saysAllOfItAsJson) {
     EXPECT_EQ(mapWith({"--json"}), inOneLine(R"json({"models":[{"id":"em-1","registers":[
 {"address":0,"space":"holding","function":3,"words":4,"dataType":"ascii","scale":1.0,"fieldType":"serial","member":"id","memberOfNegative":null,"unit":null,"carried":false},
 {"address":10,"space":"input","function":4,"words":2,"dataType":"int32","scale":0.1,"fieldType":"powerImport","member":"powerConsumed","memberOfNegative":"powerProduced","unit":"W","carried":true,"largest":214748368.0,"step":16.0},
-{"address":20,"space":"holding","function":3,"words":2,"dataType":"uint32","scale":0.001,"fieldType":"energyImport","member":"energyConsumed","memberOfNegative":null,"unit":"Ws","carried":true,"largest":15461883314176.0,"step":2097152.0},
+{"address":20,"space":"holding","function":3,"words":2,"dataType":"uint32","scale":0.001,"fieldType":"energyImport","member":"energyConsumed","memberOfNegative":null,"unit":"Ws","carried":true,"largest":15461883314176.0,"step":1048576.0},
 {"address":30,"space":"holding","function":3,"words":2,"dataType":"float32","scale":1.0,"fieldType":"energyExport","member":"energyProduced","memberOfNegative":null,"unit":"Ws","carried":true,"largest":3.4028234663852887e38,"step":2.028240960365167e31},
 {"address":40,"space":"holding","function":3,"words":1,"dataType":"uint16","scale":1.0,"fieldType":"tariffEnabled","member":"tariffEnabled","memberOfNegative":null,"unit":null,"carried":false},
 {"address":50,"space":"holding","function":3,"words":2,"dataType":"dateTime","scale":1.0,"fieldType":"dateTime","member":null,"memberOfNegative":null,"unit":null,"carried":false}]}],

@@ -85,6 +85,11 @@ Words largestOf(ModbusDataType dataType) {
     }
 }
 
+/// To the next smaller number of single precision.
+float stepBelow(float number) {
+    return number - std::nextafter(number, 0.0F);
+}
+
 } // namespace
 
 void silenceDaemon() {
@@ -129,18 +134,20 @@ Range rangeOf(const ModbusRegister& aRegister) {
                                                          aRegister.modbusDataType);
     if (!largest || factsOf(aRegister.fieldType).unit.empty())
         return {};
-    float smaller = std::nextafter(*largest, 0.0F);
-    if (aRegister.modbusDataType != ModbusDataType::float32)
-        smaller = std::min(smaller, *largest - 1);
-    const auto at = [&](float raw) {
-        return std::abs(converted(aRegister.fieldType, raw, aRegister.scaleValue).second);
+    const auto inMessage = [&](float raw) {
+        return static_cast<float>(
+            std::abs(converted(aRegister.fieldType, raw, aRegister.scaleValue).second));
     };
-    const Range range{at(*largest), at(*largest) - at(smaller)};
-    if (!std::isinf(range.largest) || std::isinf(aRegister.scaleValue))
-        return range;
-    // A larger number of the meter becomes an infinity, which the message can't hold.
-    constexpr float most = std::numeric_limits<float>::max();
-    return {most, most - std::nextafter(most, 0.0F)};
+    const float most = inMessage(*largest);
+    if (std::isinf(most) && !std::isinf(aRegister.scaleValue)) {
+        // A larger number of the meter becomes an infinity, which the message can't hold.
+        constexpr float mostFinite = std::numeric_limits<float>::max();
+        return {mostFinite, stepBelow(mostFinite)};
+    }
+    const float step = stepBelow(*largest);
+    const bool isWhole = aRegister.modbusDataType != ModbusDataType::float32;
+    // One difference of two values tells nothing, as each multiplication rounds.
+    return {most, std::max(stepBelow(most), inMessage(isWhole ? std::max(step, 1.0F) : step))};
 }
 
 double kilowattHoursOf(const ModbusRegister& aRegister, double raw) {

@@ -43,7 +43,7 @@ int wordsOf(const vxModel::ModbusRegister& aRegister);
 struct Range {
     /// Of the largest number that the type has, at most the largest finite one.
     double largest = 0;
-    /// From there to the next smaller one.
+    /// From there down, of what comes from the meter or of what single precision holds: the larger.
     double step = 0;
 };
 
