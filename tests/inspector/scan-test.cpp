@@ -41,21 +41,60 @@ TEST_P(Scan, tellsWhatItFoundAsJson) {
     EXPECT_EQ(result.standardOutput,
               R"({"found":[{"slaveAddress":7,)" + line +
                   R"json("answer":"the meter does not know this address (exception 2)"}],)json" +
-                  R"("complete":true})" + "\n");
+                  R"("garbled":[],"complete":true})" + "\n");
     EXPECT_EQ(result.standardError,
               "Asking 1 address, each for two registers; if nothing answers it takes 2.0 s.\n");
 }
 
-TEST_P(Scan, saysThatNothingAnswersButSilenceAndGarbage) {
-    for (const Fault& fault : {Fault::silence, Fault::garbled}) {
-        meter().recover().failAlways(fault);
+TEST_P(Scan, saysThatNothingAnswersButSilence) {
+    meter().failAlways(Fault::silence);
 
-        const ProgramResult result =
-            runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "50"});
+    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "50"});
 
-        EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
-        EXPECT_EQ(result.status, 1);
-    }
+    EXPECT_EQ(result.standardOutput, "Nothing answers.\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_P(Scan, saysWhereSomethingGarbledComes) {
+    meter().failAlways(Fault::garbled);
+
+    const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "50"});
+
+    EXPECT_EQ(result.standardOutput,
+              isSerial() ? "Address 7 at 19200 baud, 8E1: the answer is garbled, its check sum is "
+                           "wrong; there may be two meters on it, or the line has another setting\n"
+                         : "Address 7: the answer is no answer to this request; there may be two "
+                           "meters on it, or the line behind the gateway has another setting\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_P(Scan, tellsAsJsonWhereSomethingGarbledComes) {
+    meter().failAlways(Fault::garbled);
+    bus().unit(8).input(0, {1});
+
+    const ProgramResult result =
+        runOnBus({"scan", "--from", "7", "--to", "8", "--json", "--time-out", "300"});
+
+    const std::string line = isSerial() ? R"("baud":19200,"parity":"E","stopBits":1,)" : "";
+    EXPECT_EQ(result.standardOutput,
+              R"({"found":[{"slaveAddress":8,)" + line +
+                  R"("answer":"answers"}],"garbled":[{"slaveAddress":7,)" + line + R"("answer":")" +
+                  (isSerial() ? "the answer is garbled, its check sum is wrong"
+                              : "the answer is no answer to this request") +
+                  "\"}],\"complete\":true}\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_P(Scan, findsAMeterThatIsGarbledInOneSpaceAlone) {
+    constexpr int triesOfASpace = 3;
+    meter().failNext(house::Space::input, 0, Fault::garbled, triesOfASpace);
+
+    const ProgramResult result =
+        runOnBus({"scan", "--from", "7", "--to", "7", "--time-out", "300"});
+
+    EXPECT_THAT(result.standardOutput, testing::EndsWith(": answers\n"));
+    EXPECT_EQ(bus().requestCount(), triesOfASpace + 1U);
+    EXPECT_EQ(result.status, 0);
 }
 
 TEST_P(Scan, ctrlCEndsItWithWhatIsKnown) {
@@ -125,7 +164,7 @@ TEST_P(ScanOfTcp, tellsAsJsonWhatItFoundBeforeTheConnectionWasLost) {
 
     EXPECT_EQ(result.standardOutput,
               R"json({"found":[{"slaveAddress":7,"answer":"the meter does not know this )json"
-              R"json(address (exception 2)"}],"complete":false})json"
+              R"json(address (exception 2)"}],"garbled":[],"complete":false})json"
               "\n");
     EXPECT_EQ(result.status, 2);
 }

@@ -5,8 +5,10 @@
 #include "inspector/reading/interruption.h"
 #include "inspector/reading/scan.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <unistd.h>
 
@@ -67,18 +69,22 @@ private:
 };
 
 void printFound(Terminal& terminal, const Found& found, bool isSerial) {
-    std::string text = "Meter " + std::to_string(found.slaveAddress);
+    std::string text =
+        (found.isGarbled ? "Address " : "Meter ") + std::to_string(found.slaveAddress);
     if (isSerial)
         text += " at " + lineText(found.line);
-    terminal.line(text + ": " + found.answer);
+    text += ": " + found.answer;
+    if (found.isGarbled)
+        text += std::string("; there may be two meters on it, or the line ") +
+                (isSerial ? "" : "behind the gateway ") + "has another setting";
+    terminal.line(text);
 }
 
-void writeFound(const std::vector<Found>& all, bool isSerial, bool isComplete) {
-    JsonOutput output(stdout);
-    output.beginObject();
-    output.key("found");
+void writeList(JsonOutput& output, const std::vector<Found>& all, bool areGarbled, bool isSerial) {
     output.beginList();
     for (const Found& found : all) {
+        if (found.isGarbled != areGarbled)
+            continue;
         output.beginObject();
         output.member("slaveAddress", found.slaveAddress);
         if (isSerial) {
@@ -90,6 +96,15 @@ void writeFound(const std::vector<Found>& all, bool isSerial, bool isComplete) {
         output.endObject();
     }
     output.endList();
+}
+
+void writeFound(const std::vector<Found>& all, bool isSerial, bool isComplete) {
+    JsonOutput output(stdout);
+    output.beginObject();
+    output.key("found");
+    writeList(output, all, false, isSerial);
+    output.key("garbled");
+    writeList(output, all, true, isSerial);
     output.member("complete", isComplete);
     output.endObject();
     output.finish();
@@ -131,7 +146,8 @@ int runScan(const ScanOptions& options) {
     } else if (found.empty()) {
         terminal.line("Nothing answers.");
     }
-    return found.empty() || isEnding() ? 1 : 0;
+    const bool isSound = std::none_of(found.begin(), found.end(), std::mem_fn(&Found::isGarbled));
+    return found.empty() || !isSound || isEnding() ? 1 : 0;
 }
 
 } // namespace inspector

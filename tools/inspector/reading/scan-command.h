@@ -16,7 +16,7 @@ struct ScanOptions {
 };
 
 /// Finds what answers on a bus. Ctrl-C ends it with what is known by then. Returns the exit status:
-/// 1 if nothing answered or it was ended. Throws `BusError`.
+/// 1 if nothing answered, an answer was garbled or it was ended. Throws `BusError`.
 int runScan(const ScanOptions& options);
 
 } // namespace inspector

@@ -1,5 +1,7 @@
 #include "inspector/reading/scan.h"
 
+#include <optional>
+
 namespace inspector {
 namespace {
 
@@ -22,6 +24,22 @@ Answer ask(Bus& bus, int slaveAddress, bool isInput) {
     return answer;
 }
 
+/// Nothing for an address that is silent, or that isn't asked any more.
+std::optional<Found> lookAt(Bus& bus, int address, const LineParameters& line,
+                            const std::atomic<bool>& stop) {
+    std::optional<Found> garbled;
+    for (const bool isInput : {true, false}) {
+        if (stop)
+            break;
+        const Answer answer = ask(bus, address, isInput);
+        if (answer.isFromMeter())
+            return Found{address, line, answer.isGood() ? "answers" : answer.failure()};
+        if (answer.isToAnotherQuestion())
+            garbled = Found{address, line, answer.failure(), true};
+    }
+    return garbled;
+}
+
 } // namespace
 
 std::size_t ScanPlan::questions() const {
@@ -39,18 +57,12 @@ void scan(Bus& bus, const ScanPlan& plan, const std::atomic<bool>& stop, std::ve
         if (plan.lines.size() > 1)
             bus.setLine(line);
         for (int address = plan.firstAddress; address <= plan.lastAddress; ++address) {
-            const Found* found = nullptr;
-            for (const bool isInput : {true, false}) {
-                if (stop)
-                    return;
-                const Answer answer = ask(bus, address, isInput);
-                if (!answer.isFromMeter())
-                    continue;
-                all.push_back({address, line, answer.isGood() ? "answers" : answer.failure()});
-                found = &all.back();
-                break;
-            }
-            progress(++done, found);
+            const std::optional<Found> found = lookAt(bus, address, line, stop);
+            if (!found && stop)
+                return;
+            if (found)
+                all.push_back(*found);
+            progress(++done, found ? &*found : nullptr);
         }
     }
 }

@@ -23,12 +23,14 @@ struct ScanPlan {
     std::chrono::duration<double> longest() const;
 };
 
-/// A meter that answered, if only by a refusal.
+/// An address at which something answered, if only by a refusal.
 struct Found {
     int slaveAddress = 0;
     LineParameters line = {};
-    /// "answers", or what it refused with.
+    /// "answers", or what it refused with, or what is wrong with what came.
     std::string answer = {};
+    /// Whether nothing came that is an answer, however often it was asked.
+    bool isGarbled = false;
 };
 
 /// Asks for the first input and the first holding register of each address until @p stop is set;
