@@ -77,6 +77,27 @@ Message: {"id":"S-1","slaveAddress":7,"meteringType":"modbus","lastChanged":"MOM
     EXPECT_EQ(result.status, 1);
 }
 
+TEST_P(Read, tellsOfARefusedAddressWhatTheDaemonDoesThere) {
+    const ProgramResult alone = runOnBus({"read", "--supported", map, "--slave", "250"});
+
+    EXPECT_EQ(alone.standardError,
+              std::string("modbus-inspector: The Modbus library refuses the address 250, so ") +
+                  (isSerial() ? "all reads of this meter fail.\n"
+                              : "the daemon asks unit 255 instead.\n"));
+    EXPECT_THAT(withoutTimes(alone.standardOutput),
+                testing::HasSubstr("MOMENT  TIME  the Modbus library refuses this address\n"));
+    EXPECT_EQ(alone.status, 1);
+
+    const std::string attached = files.write("attached", R"({"data":[
+        {"configId":"em","slaveAddress":7},{"configId":"em","slaveAddress":263}]})");
+    EXPECT_EQ(runOnBus({"read", "--supported", map, "--attached", attached}).standardError,
+              "modbus-inspector: The Modbus library refuses the address 263, and the daemon reads "
+              "the meter at /data/0 in its place, under that one's serial.\n");
+    EXPECT_EQ(runOnBus({"read", "--supported", map, "--attached", attached, "--slave", "7"})
+                  .standardError,
+              "");
+}
+
 TEST_P(Read, takesTheValueOfThePollBeforeForAFailedReadAsTheDaemonDoes) {
     constexpr std::size_t registers = 3;
     bus().beforeAnswer([this] {

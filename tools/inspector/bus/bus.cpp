@@ -36,7 +36,7 @@ constexpr Reason reasons[] = {
     {EMBBADSLAVE, "the answer comes from another meter"},
     {ETIMEDOUT, "no answer in time"},
     {ECONNRESET, "the connection is gone"},
-    {EINVAL, "the address can't be on this line; the daemon would read the meter before it"},
+    {EINVAL, "the Modbus library refuses this address"},
 };
 
 /// As the daemon: an RS-485 port that switches its direction by RTS sends nothing otherwise. What

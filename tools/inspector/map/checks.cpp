@@ -1,5 +1,6 @@
 #include "inspector/map/checks.h"
 
+#include "inspector/map/meter-checks.h"
 #include "inspector/map/port-checks.h"
 
 namespace inspector {

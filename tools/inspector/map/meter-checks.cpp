@@ -1,7 +1,8 @@
+#include "inspector/map/meter-checks.h"
+
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/daemon/serials.h"
 #include "inspector/input/pointer.h"
-#include "inspector/map/checks.h"
 
 #include <string>
 #include <unordered_map>

@@ -84,6 +84,11 @@ BusOptions busOf(const ReadOptions& options, const Installation& installation) {
     return bus;
 }
 
+/// On standard error, where nothing of the readings goes.
+void tell(const std::string& sentence) {
+    std::fputs(("modbus-inspector: " + sentence + "\n").c_str(), stderr);
+}
+
 /// Gives the readings of a poll; fewer, and the last one in part, if it was ended.
 std::vector<ReadMeter> readOnce(MeterPoll& poll, const std::vector<Target>& targets,
                                 const std::function<void(const MeterReading&)>& show) {
@@ -122,10 +127,6 @@ public:
     }
 
 private:
-    static void tell(const char* sentence) {
-        std::fprintf(stderr, "modbus-inspector: %s\n", sentence);
-    }
-
     NewFile m_file;
     vxModel::SerialPortConfig m_line;
     BusName m_bus;
@@ -145,6 +146,9 @@ int runRead(const ReadOptions& options) {
                   installation.serial ? installation.serial->value : parametersOf(bus.address.line),
                   bus.address.rtu ? rtuBus : tcpBus);
     BusSession session(bus);
+    for (const std::string& refusal :
+         refusalsOf(targets, installation, bus.address.tcp.has_value()))
+        tell(refusal);
     Output output(stdout, options.json);
     std::optional<Output> recorded;
     if (record.file() != nullptr)

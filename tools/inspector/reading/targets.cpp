@@ -1,7 +1,9 @@
 #include "inspector/reading/targets.h"
 
 #include "inspector/daemon/enum-names.h"
+#include "inspector/input/pointer.h"
 #include "inspector/input/sources.h"
+#include "inspector/map/meter-checks.h"
 #include "inspector/map/port-checks.h"
 #include "vx/enum.h"
 
@@ -18,14 +20,15 @@ std::string listedSerialOf(int slaveAddress, const Installation::Meters& meters)
     return found == meters.end() ? "" : found->value.serial;
 }
 
-void addMeter(std::vector<Target>& targets, const vxModel::ModbusMeter& meter,
+void addMeter(std::vector<Target>& targets, const Placed<vxModel::ModbusMeter>& placed,
               const Installation& installation) {
+    const auto& [meter, path] = placed;
     const std::string serial = installation.meters
                                    ? listedSerialOf(meter.slaveAddress, *installation.meters)
                                    : std::string();
     for (const auto& model : *installation.models)
         if (model.value.id == meter.configId)
-            targets.push_back({meter, model.value, serial});
+            targets.push_back({meter, model.value, serial, path});
 }
 
 /// Refuses what keeps the daemon from its bus.
@@ -58,13 +61,14 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
     if (isListed) {
         for (const auto& meter : *installation.meters)
             if (!slave || meter.value.slaveAddress == *slave)
-                addMeter(targets, meter.value, installation);
+                addMeter(targets, meter, installation);
     } else if (slave) {
         if (!modelId && installation.models->size() > 1)
             throw UnreadableInput("There is more than one model: name one by --model");
         addMeter(targets,
-                 {.configId = modelId.value_or(installation.models->front().value.id),
-                  .slaveAddress = *slave},
+                 {{.configId = modelId.value_or(installation.models->front().value.id),
+                   .slaveAddress = *slave},
+                  ""},
                  installation);
     }
     if (targets.empty())
@@ -90,6 +94,24 @@ BusAddress busOf(const Installation& installation, bool isHere) {
                                                                : 'O';
     return {.rtu = "/dev/ttymxc2",
             .line = {numberOf(line.baudRate), parity, numberOf(line.stopBits)}};
+}
+
+std::vector<std::string> refusalsOf(const std::vector<Target>& targets, Installation installation,
+                                    bool isTcp) {
+    installation.config.emplace().value.modbusTCPServer = isTcp ? "it" : "";
+    // The others of the list count too, as the daemon reads them in between.
+    if (targets.front().path.empty())
+        installation.meters = {{targets.front().meter, ""}};
+    Findings findings;
+    checkMeters(installation, findings);
+    std::vector<std::string> refusals;
+    for (const Finding& finding : findings)
+        if (finding.name == "address-out-of-range" &&
+            std::any_of(targets.begin(), targets.end(), [&](const Target& x) {
+                return finding.path == pointerTo(x.path, "slaveAddress");
+            }))
+            refusals.push_back(finding.message);
+    return refusals;
 }
 
 void refuse(const Finding& finding) {

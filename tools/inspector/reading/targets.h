@@ -15,6 +15,8 @@ struct Target {
     vxModel::ElectricityMeterConfig model;
     /// From the list of attached meters.
     std::string listedSerial = {};
+    /// To the meter in that list; empty if it comes from elsewhere.
+    std::string path = {};
 };
 
 /// The meter at @p slave with the model @p modelId, or with what the list of attached meters says
@@ -25,6 +27,11 @@ std::vector<Target> targetsOf(const Installation& installation, std::optional<in
 /// The bus that the daemon would open; @p isHere says whether that is on this machine. Throws
 /// `UnreadableInput` if it opens none, if it can't be known, or can't be reached from here.
 BusAddress busOf(const Installation& installation, bool isHere);
+
+/// What the daemon does where the Modbus library refuses the address of a target; @p isTcp says
+/// over what it is reached.
+std::vector<std::string> refusalsOf(const std::vector<Target>& targets, Installation installation,
+                                    bool isTcp);
 
 /// Throws `UnreadableInput` with what the daemon makes of a document.
 [[noreturn]] void refuse(const Finding& finding);
