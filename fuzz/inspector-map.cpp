@@ -161,8 +161,8 @@ void checkBudget(const PollBudget& budget) {
     const auto check = [](double seconds) {
         VX_ASSERT(std::isfinite(seconds) && seconds >= 0, seconds);
     };
-    for (const double seconds :
-         {budget.seconds, budget.requests, budget.pauses, budget.wire, budget.closing})
+    for (const double seconds : {budget.seconds, budget.requests, budget.pauses, budget.wire,
+                                 budget.waits, budget.closing})
         check(seconds);
     for (const auto& meter : budget.meters) {
         check(meter.seconds);

@@ -1,5 +1,6 @@
 #include "inspector-program.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -92,6 +93,38 @@ TEST(MapOutput, saysWhichLineItReckonsForWhereNothingTellsIt) {
 )");
 }
 
+TEST(MapOutput, saysThatItReckonsWithAnOpenBusAndATimeOutThatEnds) {
+    const TemporaryDirectory files;
+    const ProgramResult result =
+        run({"map", "--budget", "--supported", files.write("supported", supported), "--attached",
+             files.write("attached", R"({"data":[{"configId":"em-1","slaveAddress":0}]})"),
+             "--serial", files.write("serial", R"({"data":{"baudRate":"baud9600"}})"), "--config",
+             files.write("config", R"({"modbusMiscConfig":{"timeoutResponseSec":-1}})")});
+
+    EXPECT_EQ(result.standardOutput.substr(result.standardOutput.find("A poll takes")),
+              R"(A poll takes at least 31.123 s
+  part
+  requests of the local server      0.003 s
+  pauses ahead of the reads         0.120 s
+  requests and answers on the bus   0.000 s
+  answers that never come          30.000 s
+  the closing second                1.000 s
+  Reckoned as if the daemon opened the bus, which by the findings it doesn't.
+  Reckoned with a time-out of 5 s instead of the negative one.
+
+  meter  model     takes  more if dead  age when delivered
+      0  em-1   30.120 s       0.000 s            31.120 s
+
+  longest models  registers    takes
+  em-1                    6  0.250 s
+)");
+    for (const char* config : {R"({"modbusMiscConfig":)",
+                               R"({"modbusMiscConfig":{"modbusTCPServer":"gateway","port":502}})"})
+        EXPECT_THAT(
+            run({"map", "--budget", "--config", files.write("config", config)}).standardOutput,
+            testing::HasSubstr("Reckoned as if the daemon opened the bus"));
+}
+
 TEST(MapOutput, showsThatAFailedImportTakesTheExportOfThePollBeforeToo) {
     const TemporaryDirectory files;
     const ProgramResult result =
@@ -149,7 +182,7 @@ TEST(MapOutput, saysAllOfItAsJson) {
 {"address":40,"space":"holding","function":3,"words":1,"dataType":"uint16","scale":1.0,"fieldType":"tariffEnabled","member":"tariffEnabled","memberOfNegative":null,"unit":null,"carried":false},
 {"address":50,"space":"holding","function":3,"words":2,"dataType":"dateTime","scale":1.0,"fieldType":"dateTime","member":null,"memberOfNegative":null,"unit":null,"carried":false}]}],
 "findings":[],
-"budget":{"seconds":1.2662291666666668,"requests":0.003,"pauses":0.12000000000000001,"wire":0.14322916666666667,"closing":1.0,"lineAssumed":false,
-"meters":[{"slaveAddress":7,"configId":"em-1","seconds":0.2632291666666667,"deadSeconds":29.856770833333337,"ageSeconds":1.2632291666666667}],
+"budget":{"seconds":1.2662291666666668,"requests":0.003,"pauses":0.12000000000000001,"wire":0.14322916666666667,"waits":0.0,"closing":1.0,"lineAssumed":false,"busAssumed":false,"timeOutAssumed":false,
+"meters":[{"slaveAddress":7,"configId":"em-1","seconds":0.2632291666666667,"deadSeconds":29.856770833333333,"ageSeconds":1.2632291666666667}],
 "models":[{"id":"em-1","registers":6,"seconds":0.2632291666666667}]}})json"));
 }

@@ -44,11 +44,11 @@ struct Predicted {
     double dead;
 };
 
-Predicted predicted(const std::string& config) {
+Predicted predicted(const std::string& config, const std::string& list = attached) {
     const TemporaryDirectory files;
     const auto result =
         inspector::run({"map", "--json", "--supported", files.write("supported", supported),
-                        "--attached", files.write("attached", attached), "--serial",
+                        "--attached", files.write("attached", list), "--serial",
                         files.write("serial", line), "--config", files.write("config", config)});
     const auto map = vx::parseJsonFragment(result.standardOutput.c_str());
     json_object* budget = json_object_object_get(map.get(), "budget");
@@ -94,6 +94,19 @@ TEST(PollBudget, predictsTheAgeOfAReadingAtItsDelivery) {
         reader.poll();
         return ageOfLastReading(reader.log());
     });
+}
+
+TEST(PollBudget, predictsThePollOfAnAddressThatNobodyAnswersOrNobodyIsAskedAt) {
+    const std::string config = configWith(R"("timeoutResponseSec":1)");
+    for (const char* address : {"0", "300"}) {
+        const std::string list =
+            R"({"data":[{"configId":"a","slaveAddress":)" + std::string(address) + "}]}";
+        RunningReader reader(description, config);
+        reader.server().serve(house::LocalServer::attachedPath, list);
+        reader.start();
+
+        expectLeast(predicted(config, list).poll, [&] { return reader.poll(); });
+    }
 }
 
 TEST(PollBudget, predictsTheLeastPollOnModbusTcp) {

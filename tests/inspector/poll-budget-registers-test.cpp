@@ -72,6 +72,33 @@ TEST(PollBudgetOfRegisters, aSerialOfAnotherTypeGivesNone) {
                 15);
 }
 
+TEST(PollBudgetOfRegisters, aRefusedAddressIsAskedAsTheOneThatTheLibraryTookBefore) {
+    Installation home;
+    home.models = {{{.id = "m", .registers = {countedEnergy}}, {}}, {{.id = "none"}, {}}};
+    const auto secondsOf = [&](std::vector<std::pair<std::string, int>> meters) {
+        home.meters.emplace();
+        for (const auto& [model, address] : meters)
+            home.meters->push_back({{.configId = model, .slaveAddress = address}, {}});
+        std::string seconds;
+        for (const PollBudget::Meter& x : inspector::budgetOf(home).meters)
+            seconds += (x.seconds < 0.03 ? "refused "
+                        : x.seconds < 1  ? "answered "
+                                         : "waits ") +
+                       std::string(x.deadSeconds == 0 ? "always; " : "or dead; ");
+        return seconds;
+    };
+    EXPECT_EQ(secondsOf({{"m", 300}}), "refused always; ");
+    EXPECT_EQ(secondsOf({{"m", 300}, {"none", 7}, {"gone", 7}}),
+              "refused always; refused always; ");
+    EXPECT_EQ(secondsOf({{"m", 300}, {"m", 7}, {"m", -1}}),
+              "answered or dead; answered or dead; answered or dead; ");
+    EXPECT_EQ(secondsOf({{"m", 7}, {"m", 0}, {"m", 300}}),
+              "answered or dead; waits always; waits always; ");
+    home.config.emplace().value.modbusTCPServer = "10.0.0.5";
+    // Over TCP the wire takes no time.
+    EXPECT_EQ(secondsOf({{"m", 300}, {"m", 0}}), "refused or dead; refused or dead; ");
+}
+
 TEST(PollBudgetOfRegisters, aMeterIsReadOnceWithEachModelOfItsId) {
     const ElectricityMeterConfig model{.id = "m", .registers = {textSerial, countedEnergy}};
 

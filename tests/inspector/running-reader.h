@@ -43,6 +43,7 @@ public:
     RunningReader& operator=(const RunningReader&) = delete;
 
     house::ModbusSlave& bus() { return *m_bus; }
+    house::LocalServer& server() { return m_server; }
 
     void start(const std::string& logSetting = "W,modbusreaderSocketWriter:N") {
         m_reader = std::make_unique<ReaderProcess>(

@@ -8,7 +8,8 @@
 namespace inspector {
 
 /// The least that a poll takes, in seconds, and where it goes. Answers come as soon as the Modbus
-/// protocol allows; on TCP they take no time.
+/// protocol allows; on TCP they take no time. It isn't the first one, in which refused addresses
+/// have none before them.
 struct PollBudget {
     struct Meter {
         int slaveAddress = 0;
@@ -30,10 +31,16 @@ struct PollBudget {
     double requests = 0;
     double pauses = 0;
     double wire = 0;
+    /// For the answers to what is asked of all meters at once.
+    double waits = 0;
     double closing = 0;
     /// Whether nothing tells the line's parameters, so that they are 9600 baud, even parity and one
     /// stop bit.
     bool isLineAssumed = false;
+    /// Whether the daemon would open no bus, and it is reckoned as if it did.
+    bool isBusAssumed = false;
+    /// Whether the time-out is negative, and it is reckoned with the usual one.
+    bool isTimeOutAssumed = false;
     /// In the order of reading.
     std::vector<Meter> meters = {};
     /// The longest list of registers first.

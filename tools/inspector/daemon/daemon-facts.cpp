@@ -125,6 +125,14 @@ bool hasNumber(ModbusDataType dataType) {
     return orv::modbusreader::decodeNumber(words.data(), dataType).has_value();
 }
 
+bool isTakenAddress(int slaveAddress, bool isTcp) {
+    constexpr int highestAddress = 247;
+    // Of a device that needs no address.
+    constexpr int addressOfTcpDevice = 255;
+    return (slaveAddress >= 0 && slaveAddress <= highestAddress) ||
+           (isTcp && slaveAddress == addressOfTcpDevice);
+}
+
 int wordsOf(const ModbusRegister& aRegister) {
     return aRegister.length * orv::modbusreader::dataCountMultiplier(aRegister.modbusDataType);
 }

@@ -36,6 +36,9 @@ bool hasEffect(vxModel::ModbusDataType dataType, vxModel::ModbusFieldType fieldT
 /// Whether values of the type become numbers.
 bool hasNumber(vxModel::ModbusDataType dataType);
 
+/// Whether the Modbus library takes the address of a meter, and doesn't keep the one before.
+bool isTakenAddress(int slaveAddress, bool isTcp);
+
 /// Words of a register on the bus.
 int wordsOf(const vxModel::ModbusRegister& aRegister);
 

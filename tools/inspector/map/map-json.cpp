@@ -103,8 +103,11 @@ void writeBudget(JsonOutput& output, const PollBudget& budget) {
     output.member("requests", budget.requests);
     output.member("pauses", budget.pauses);
     output.member("wire", budget.wire);
+    output.member("waits", budget.waits);
     output.member("closing", budget.closing);
     output.member("lineAssumed", budget.isLineAssumed);
+    output.member("busAssumed", budget.isBusAssumed);
+    output.member("timeOutAssumed", budget.isTimeOutAssumed);
     output.key("meters");
     output.beginList();
     for (const PollBudget::Meter& x : budget.meters) {

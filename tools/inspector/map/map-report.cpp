@@ -133,6 +133,18 @@ std::string seconds(double number) {
     return formatted("%.3f s", number);
 }
 
+void printAssumptions(Terminal& terminal, const PollBudget& budget) {
+    if (budget.isLineAssumed)
+        terminal.paragraph("Reckoned for 9600 baud, even parity and one stop bit, as nothing tells "
+                           "the line's parameters.",
+                           2);
+    if (budget.isBusAssumed)
+        terminal.paragraph(
+            "Reckoned as if the daemon opened the bus, which by the findings it doesn't.", 2);
+    if (budget.isTimeOutAssumed)
+        terminal.paragraph("Reckoned with a time-out of 5 s instead of the negative one.", 2);
+}
+
 } // namespace
 
 void printModels(Terminal& terminal, const Installation& installation) {
@@ -169,12 +181,11 @@ void printBudget(Terminal& terminal, const PollBudget& budget) {
     parts.add({"requests of the local server", seconds(budget.requests)});
     parts.add({"pauses ahead of the reads", seconds(budget.pauses)});
     parts.add({"requests and answers on the bus", seconds(budget.wire)});
+    if (budget.waits > 0)
+        parts.add({"answers that never come", seconds(budget.waits)});
     parts.add({"the closing second", seconds(budget.closing)});
     parts.print(terminal, 2);
-    if (budget.isLineAssumed)
-        terminal.paragraph("Reckoned for 9600 baud, even parity and one stop bit, as nothing tells "
-                           "the line's parameters.",
-                           2);
+    printAssumptions(terminal, budget);
     terminal.line();
     TextTable meters({{"meter", right},
                       {"model"},

@@ -14,9 +14,7 @@ namespace {
 
 using Meter = Placed<vxModel::ModbusMeter>;
 
-/// What the Modbus library takes.
-constexpr int highestAddress = 247;
-/// It takes this one too, over TCP, for a device that needs no address, and begins with it.
+/// With which the Modbus library begins over TCP: that of a device that needs none.
 constexpr int addressOfTcpDevice = 255;
 constexpr unsigned lowBits = 0xFF;
 
@@ -57,7 +55,7 @@ public:
 
     void check() {
         for (const Meter& meter : m_meters)
-            if (isTaken(meter.value.slaveAddress) && isRead(meter.value))
+            if (isTakenAddress(meter.value.slaveAddress, m_isTcp) && isRead(meter.value))
                 m_lastTaken = &meter;
         for (const Meter& meter : m_meters) {
             checkAddress(meter);
@@ -68,11 +66,6 @@ public:
     }
 
 private:
-    bool isTaken(int address) const {
-        return (address >= 0 && address <= highestAddress) ||
-               (m_isTcp && address == addressOfTcpDevice);
-    }
-
     /// Whether nothing tells what its model is.
     bool isUnknown(const vxModel::ModbusMeter& meter) const {
         return !m_hasModels || m_idsOfBroken.contains(meter.configId);
@@ -93,7 +86,7 @@ private:
                                "answers, so each of its reads waits for the time-out.",
                      giveAddress);
         }
-        if (!isTaken(address)) {
+        if (!isTakenAddress(address, m_isTcp)) {
             m_report("address-out-of-range", Severity::error, path,
                      "The Modbus library refuses the address " + std::to_string(address) +
                          effectOfRefusal(meter.value),
