@@ -156,6 +156,16 @@ INSTANTIATE_TEST_SUITE_P(
             R"({"address": 7, "fieldType": "serial", "modbusDataType": "uint32", "length": 1, "scaleValue": 1, "registerType": "input"}
     uint32 reads "12345678"
 )"},
+        Shown{
+            "serialWithABlankBehind", "ABC1234",
+            R"({"input":{"7":[16706,17201,12851,13344,8224]}})",
+            R"({"address": 7, "fieldType": "serial", "modbusDataType": "ascii", "length": 4, "scaleValue": 1, "registerType": "input"}
+    ascii reads "ABC1234 ", and the daemon reports the blank too
+)"},
+        Shown{"unreadableSerialWithABlankBehind", "ABC", R"({"input":{"7":[16961,8259]}})",
+              R"(No register of these shows ABC.
+unreadable input 7: ascii reads "ABC" in swapped bytes, which the daemon can't read, so no map helps; hardly a coincidence.
+)"},
         Shown{"unreadableSerial", "AB12", R"({"input":{"7":[16961,12849]}})",
               R"(No register of these shows AB12.
 unreadable input 7: ascii reads "AB12" in swapped bytes, which the daemon can't read, so no map helps; hardly a coincidence.
@@ -165,6 +175,19 @@ unreadable input 7: ascii reads "AB12" in swapped bytes, which the daemon can't 
 unreadable holding 0: int16 -1250 x -1 is 1250 W in signed 16 bits, which the daemon can't read, so no map helps; hardly a coincidence.
 )"}),
     nameOfTest);
+
+TEST(Solve, takesAnyTextForASerialThatIsSaidToBeOne) {
+    for (const auto& [display, words] :
+         {std::pair("1 EMH00 ", "12576,17741,18480,12288"), std::pair("12 kWh", "12594,8299,22376"),
+          std::pair("1.5", "12590,13568")}) {
+        const ProgramResult result =
+            solve(display, R"({"input":{"7":[)" + std::string(words) + "]}}",
+                  {"--field", "serial", "--json"});
+
+        EXPECT_EQ(result.standardError, "");
+        EXPECT_EQ(result.status, 0) << result.standardOutput;
+    }
+}
 
 TEST(Solve, tellsAllOfItAsJson) {
     const ProgramResult result =

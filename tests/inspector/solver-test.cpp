@@ -36,6 +36,10 @@ std::string row(const T&... items) {
     return text + "\n";
 }
 
+/// Of a number, as a complaint.
+const std::string noUnit =
+    " has no unit; there are W, kW, Wh, kWh and MWh. If it is a serial, say --field serial";
+
 /// Entry by entry: address, type, scale and what the daemon reports.
 std::string textOf(const Ranked<Candidate>& candidates) {
     std::string text;
@@ -164,18 +168,21 @@ TEST(WordsOfAFile, ofOneThatStandsTwiceTheLaterCountsAndNoneIsLost) {
 
 TEST(Display, hasNoExponentAndOneSign) {
     EXPECT_EQ(thrownBy<std::invalid_argument>([] { readDisplay("1.5e3 kWh"); }),
-              "\"1.5e3 kWh\" has no unit; there are W, kW, Wh, kWh and MWh");
+              "\"1.5e3 kWh\"" + noUnit);
     EXPECT_TRUE(readDisplay("+-5 kWh").isSerial());
     EXPECT_EQ(readDisplay("+5 kWh").value, 5);
 }
 
 TEST(Display, aValueWithoutAKnownUnitIsNoSerial) {
-    for (const std::string text : {"1651.91", "1651,91", "1651.91 kwh", "1651.91 kVA"})
+    for (const std::string text :
+         {"1651.91", "1651,91", "1651.91 kwh", "1651.91 kVA", "1651kwh", "1651W h"})
         EXPECT_EQ(thrownBy<std::invalid_argument>([&] { readDisplay(text); }),
-                  "\"" + text + "\" has no unit; there are W, kW, Wh, kWh and MWh");
+                  "\"" + text + "\"" + noUnit);
     EXPECT_TRUE(readDisplay("30115577").isSerial());
     EXPECT_TRUE(readDisplay("40000123AB").isSerial());
     EXPECT_TRUE(readDisplay("S-1").isSerial());
+    for (const std::string text : {"INFINEON 12", "nan", "inf kWh", "-NaN 7", "-", "+"})
+        EXPECT_TRUE(readDisplay(text).isSerial()) << text;
 }
 
 TEST(Display, takesAPointOrACommaAndEachUnit) {

@@ -52,7 +52,8 @@ public:
 
 private:
     static bool isShown(const Reported& reported, const Display& display) {
-        return display.isSerial() ? reported.serial == display.text : display.shows(reported.flow);
+        return display.isSerial() ? display.showsSerial(reported.serial)
+                                  : display.shows(reported.flow);
     }
 
     const Readings& m_readings;
@@ -76,16 +77,18 @@ void lookForNumbers(const Readings& readings, ModbusFieldType fieldType, Proposa
     });
 }
 
-/// How many words hold the text from there on; 0 if they hold another.
-std::size_t wordsOfText(std::span<const std::uint16_t> words, const std::string& text) {
+/// How many words hold what the display shows from there on; 0 if they hold another text.
+std::size_t wordsOfText(std::span<const std::uint16_t> words, const Display& display) {
     std::string read;
     for (std::size_t i = 0; i < words.size() && i < MODBUS_MAX_READ_REGISTERS; ++i) {
         read += orv::modbusreader::decodeText(words.data() + i, 1);
         // A serial doesn't begin with an empty word.
-        if (read.empty() || !text.starts_with(read))
+        if (read.empty())
             return 0;
-        if (read == text)
+        if (display.showsSerial(read))
             return i + 1;
+        if (!display.text.starts_with(read))
+            return 0;
     }
     return 0;
 }
@@ -94,7 +97,8 @@ void lookForSerial(const Readings& readings, Proposals& proposals) {
     constexpr double bitsOfCharacter = 8;
     constexpr std::size_t wordsOfNumber = 2;
     constexpr double bitsOfNumber = 32;
-    const std::string& text = readings.back().display.text;
+    const Display& display = readings.back().display;
+    const std::string& text = display.text;
     const double bitsOfText = bitsOfCharacter * static_cast<double>(text.size());
     forEachPlace(readings, [&](const Place& place) {
         const auto serial = [&](ModbusDataType type, std::size_t length) {
@@ -102,7 +106,7 @@ void lookForSerial(const Readings& readings, Proposals& proposals) {
                 place.address, ModbusFieldType::serial, type, static_cast<std::uint8_t>(length), 1,
                 typeOf(place)};
         };
-        if (const std::size_t length = wordsOfText(place.words.back(), text); length > 0)
+        if (const std::size_t length = wordsOfText(place.words.back(), display); length > 0)
             proposals.propose(serial(ModbusDataType::ascii, length), place, 0, bitsOfText);
         if (place.size() >= wordsOfNumber &&
             std::to_string(orv::modbusreader::unsigned32(place.words.back().data())) == text)

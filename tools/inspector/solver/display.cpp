@@ -6,6 +6,7 @@
 #include <cmath>
 #include <stdexcept>
 #include <string_view>
+#include <strings.h>
 
 namespace inspector {
 namespace {
@@ -24,12 +25,24 @@ double factorOf(std::string_view name) {
         ->factor;
 }
 
+/// Whether it is one but for small and capital letters.
+bool isNearlyUnit(const std::string& name) {
+    return std::any_of(units.begin(), units.end(),
+                       [&](const Unit& x) { return strcasecmp(name.c_str(), x.name.data()) == 0; });
+}
+
 /// Whether a text that begins with a number of @p size characters is no serial, which has neither a
-/// point nor a word behind it.
-bool looksLikeValue(std::string_view text, std::size_t size) {
-    return text.find(' ', size) != std::string_view::npos ||
-           text.substr(0, size).find_first_of(".,") != std::string_view::npos ||
+/// point nor a word behind it, nor ends as a unit does.
+bool looksLikeValue(const std::string& text, std::size_t size) {
+    return text.find(' ', size) != std::string::npos || isNearlyUnit(text.substr(size)) ||
+           text.substr(0, size).find_first_of(".,") != std::string::npos ||
            (size < text.size() && (text[size] == '.' || text[size] == ','));
+}
+
+/// Whether it is a number to a person: to the library "inf" and "nan" are some too.
+bool beginsWithDigits(std::string_view text) {
+    const std::size_t sign = text.starts_with('+') || text.starts_with('-') ? 1 : 0;
+    return text.find_first_of(".0123456789") == sign;
 }
 
 /// Whether behind a number more digits follow, and at last a unit.
@@ -62,16 +75,25 @@ bool Display::shows(double number) const {
     return hasSign && size >= least && size < most;
 }
 
-Display readDisplay(const std::string& text) {
+bool Display::showsSerial(const std::string& serial) const {
+    return serial == text || serial == text + " ";
+}
+
+Display serialOnDisplay(const std::string& text) {
     const std::size_t begin = text.find_first_not_of(' ');
     if (begin == std::string::npos)
         throw std::invalid_argument("The display shows nothing");
-    const std::string trimmed = text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+    return {.text = text.substr(begin, text.find_last_not_of(' ') + 1 - begin)};
+}
+
+Display readDisplay(const std::string& text) {
+    Display display = serialOnDisplay(text);
+    const std::string trimmed = display.text;
     std::string number = trimmed;
     std::replace(number.begin(), number.end(), ',', '.');
-    const bool hasPlus = number.starts_with('+') && !number.starts_with("+-");
-    const char* const start = number.data() + (hasPlus ? 1 : 0);
-    Display display{.text = trimmed};
+    if (!beginsWithDigits(number))
+        return display;
+    const char* const start = number.data() + (number.starts_with('+') ? 1 : 0);
     const auto [rest, error] = std::from_chars(start, number.data() + number.size(), display.value,
                                                std::chars_format::fixed);
     const std::size_t used = static_cast<std::size_t>(rest - number.data());
@@ -87,7 +109,8 @@ Display readDisplay(const std::string& text) {
                                     "groups of them");
     if (error == std::errc() && unit == units.end() && looksLikeValue(trimmed, used))
         throw std::invalid_argument("\"" + trimmed +
-                                    "\" has no unit; there are W, kW, Wh, kWh and MWh");
+                                    "\" has no unit; there are W, kW, Wh, kWh and MWh. If it is "
+                                    "a serial, say --field serial");
     if (error != std::errc() || unit == units.end())
         return {.text = trimmed};
     if (!std::isfinite(display.value * unit->factor))

@@ -22,6 +22,8 @@ struct Display {
     double inUnit(double number) const;
     /// Whether the display could show @p number, be it rounded or cut off.
     bool shows(double number) const;
+    /// Whether the display could show the serial of a meter that fills its last word with a blank.
+    bool showsSerial(const std::string& serial) const;
     /// The least and the most that a number without its sign may be then.
     std::pair<double, double> sizes() const;
     /// Whether what it shows could be the value of the same register.
@@ -34,5 +36,8 @@ struct Display {
 /// `std::invalid_argument` for an empty text, a number that isn't finite or whose digits are in
 /// groups, and one with an unknown unit or a fraction without one.
 Display readDisplay(const std::string& text);
+
+/// Takes any text for a serial but an empty one, which it throws for.
+Display serialOnDisplay(const std::string& text);
 
 } // namespace inspector

@@ -66,8 +66,11 @@ double asWritten(double value) {
 
 std::string reasonOf(const Display& display, const Candidate& candidate) {
     const vxModel::ModbusDataType type = candidate.entry.modbusDataType;
-    if (display.isSerial())
-        return nameOf(type) + " reads " + inspector::quoted(display.text);
+    if (display.isSerial()) {
+        const std::string& serial = candidate.reported.serial;
+        return nameOf(type) + " reads " + inspector::quoted(serial) +
+               (serial == display.text ? "" : ", and the daemon reports the blank too");
+    }
     return product(type, candidate.raw, candidate.entry.scaleValue,
                    display.inUnit(candidate.reported.flow), display) +
            signOf(display, candidate) + rarityOf(candidate);

@@ -16,9 +16,10 @@
 namespace inspector {
 namespace {
 
-Display displayOf(const std::string& text) {
+Display displayOf(const std::string& text, const SolveOptions& options) {
     try {
-        return readDisplay(text);
+        return options.fieldType == vxModel::ModbusFieldType::serial ? serialOnDisplay(text)
+                                                                     : readDisplay(text);
     } catch (const std::invalid_argument& e) {
         throw UnreadableInput(e.what());
     }
@@ -72,10 +73,10 @@ void requireFittingField(const Display& display,
 }
 
 Readings readingsOf(const SolveOptions& options) {
-    Readings readings = {{displayOf(options.display), {}}};
+    Readings readings = {{displayOf(options.display, options), {}}};
     requireFittingField(readings.front().display, options.fieldType);
     if (options.again)
-        readings.push_back({displayOf(*options.again), {}});
+        readings.push_back({displayOf(*options.again, options), {}});
     if (!readings.back().display.isAlike(readings.front().display))
         throw UnreadableInput("\"" + readings.back().display.text +
                               "\" is another kind of value than \"" +

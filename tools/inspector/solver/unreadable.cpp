@@ -122,19 +122,19 @@ private:
     }
 
     void lookForSerial(const Place& place) {
-        const std::string& text = m_readings.back().display.text;
-        lookForText(place, text, (text.size() + 1) / 2);
-        lookForSerialNumber(place, text);
+        const Display& display = m_readings.back().display;
+        lookForText(place, display, (display.text.size() + 1) / 2);
+        lookForSerialNumber(place, display.text);
     }
 
-    void lookForText(const Place& place, const std::string& text, std::size_t length) {
+    void lookForText(const Place& place, const Display& display, std::size_t length) {
         const auto words = place.words.back();
         if (length > words.size() || length < 2)
             return;
         std::vector<std::uint16_t> bytes(length);
         std::transform(words.begin(), words.begin() + std::ssize(bytes), bytes.begin(), swapped);
-        if (orv::modbusreader::decodeText(bytes.data(), length) == text &&
-            orv::modbusreader::decodeText(words.data(), length) != text)
+        if (display.showsSerial(orv::modbusreader::decodeText(bytes.data(), length)) &&
+            !display.showsSerial(orv::modbusreader::decodeText(words.data(), length)))
             addSerial(place, orders[1].name, ModbusDataType::ascii, length);
     }
 
