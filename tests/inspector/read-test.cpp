@@ -185,6 +185,26 @@ TEST_P(Read, leavesAnOlderRecordAsItIs) {
     EXPECT_EQ(contentOf(file), "mine");
 }
 
+TEST_P(Read, aPartOfAReadingHasNoMessage) {
+    meter().failNext(10, Fault::silence);
+    const std::string file = files.path() / "conversation.json";
+    Program program(onBus(
+        {"read", "--supported", map, "--slave", "7", "--time-out", "3000", "--record", file}));
+    ASSERT_TRUE(bus().waitForRequests(2));
+
+    program.signal(SIGINT);
+
+    EXPECT_EQ(withoutTimes(program.wait().standardOutput), R"(Meter 7
+  space  address  type  time  took  value under the map  words
+  holding  0  ascii  MOMENT  TIME  id "S-1"  532D 3100
+  input  10  uint16  MOMENT  TIME  no answer in time
+Record:  {"id":S-1,"slaveAddress":7,"meteringType":modbus,"lastChanged":MOMENT}
+Message: none, as the reading was ended
+)");
+    EXPECT_THAT(contentOf(file), EndsWith(R"("message":null,"ended":true}]})"
+                                          "\n"));
+}
+
 TEST_P(Read, aSignalEndsItWithWhatIsKnown) {
     const std::string file = files.path() / "conversation.json";
     Program program(onBus({"read", "--supported", map, "--slave", "7", "--polls", "100000",

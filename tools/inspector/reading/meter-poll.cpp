@@ -112,8 +112,10 @@ MeterReading MeterPoll::read(int slaveAddress, const vxModel::ElectricityMeterCo
     record.lastChanged = vx::now();
     record.meteringType = "modbus";
     for (const ModbusRegister& entry : model.registers) {
-        if (m_stop)
-            break;
+        if (m_stop) {
+            reading.isEnded = true;
+            return reading;
+        }
         // The list counts as soon as a register asks for the serial, and not without one.
         if (entry.fieldType == ModbusFieldType::serial && !listedSerial.empty())
             record.id = orv::metering::readings::MeterId(listedSerial);

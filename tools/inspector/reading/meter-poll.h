@@ -28,7 +28,9 @@ struct MeterReading {
     int slaveAddress = 0;
     std::vector<RegisterReading> registers = {};
     orv::metering::readings::ModbusMeteringSystem record = {};
-    /// Empty if the daemon sends none, as the serial isn't known.
+    /// Whether it was ended ahead of its last register.
+    bool isEnded = false;
+    /// Empty if it was, or if the daemon sends none, as the serial isn't known.
     std::string message = {};
 
     bool isGood() const;

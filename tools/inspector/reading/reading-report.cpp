@@ -132,8 +132,10 @@ void printReading(Terminal& terminal, const MeterReading& reading) {
     }
     table.print(terminal, 2);
     terminal.line("Record:  " + vx::str("", reading.record));
-    terminal.line(reading.message.empty() ? "Message: none, as the serial of the meter isn't known"
-                                          : "Message: " + reading.message);
+    terminal.line("Message: " + (reading.isEnded ? "none, as the reading was ended"
+                                 : reading.message.empty()
+                                     ? "none, as the serial of the meter isn't known"
+                                     : reading.message));
 }
 
 void writeReading(JsonOutput& output, const MeterReading& reading) {
@@ -151,6 +153,8 @@ void writeReading(JsonOutput& output, const MeterReading& reading) {
         output.null();
     else
         output.value(reading.message);
+    if (reading.isEnded)
+        output.member("ended", true);
     output.endObject();
 }
 
