@@ -1,7 +1,6 @@
 #include "drawn-meter.h"
 
 #include "inspector/daemon/daemon-facts.h"
-#include "inspector/solver/matching.h"
 #include "vx/str.h"
 
 #include <algorithm>
@@ -28,6 +27,13 @@ struct Unit {
 
 constexpr std::array powerUnits = {Unit{"W", 1, 0}, Unit{"kW", 0.001, 3}};
 constexpr std::array energyUnits = {Unit{"Wh", 1000, -3}, Unit{"kWh", 1, 0}, Unit{"MWh", 0.001, 3}};
+
+/// Those of descriptions of meters. They stand here again, so that the solver can lack none of
+/// them.
+constexpr std::array scales = {
+    1.0F,   0.1F,    0.01F,    0.001F,      0.0001F,        0.00001F,    0.000001F, 10.0F,
+    100.0F, 1000.0F, 10000.0F, 1.0F / 3600, 1.0F / 3600000, 1.0F / 3.6F, 1.0F / 60, 0.5F,
+    0.05F,  0.005F,  0.2F,     0.02F,       0.002F,         0.25F,       0.025F};
 
 bool hasSign(ModbusDataType type) {
     return type == ModbusDataType::int32 || type == ModbusDataType::int64 ||
@@ -65,7 +71,7 @@ std::vector<EntryKind> entryKinds() {
         for (const auto type :
              {ModbusDataType::uint16, ModbusDataType::int32, ModbusDataType::uint32,
               ModbusDataType::int64, ModbusDataType::uint64, ModbusDataType::float32})
-            for (const float scale : usualScales) {
+            for (const float scale : scales) {
                 kinds.push_back(
                     {static_cast<ModbusFieldType>(field), type, scale, decimalsOf(scale)});
                 if (hasSign(type))
