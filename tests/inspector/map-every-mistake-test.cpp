@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-// An installation with every mistake that `map` knows, as one hopes never to meet it; but those of
-// Modbus TCP, beside which a serial line has none, and a reply without data, in which nothing else
-// can be wrong. What it says stands in the files of the folder transcripts, whole.
+// An installation with each mistake that `map` knows of a serial line, as one hopes never to meet
+// it; those of TCP have a test of their own. What it says stands in the files of the folder
+// transcripts, whole.
 
 using namespace inspector;
 
