@@ -227,6 +227,9 @@ TEST(HomeFindings, aServerThatCanNotBeReachedAndANegativeTimeOutAreTold) {
         R"(hint broadcast-address attached:1:41 /data/0/slaveAddress
   The daemon asks unit 0, which not every device or gateway answers.
   Give it the address that is set at the meter, 1 to 247.
+hint device-address attached:1:75 /data/1/slaveAddress
+  The daemon asks unit 255, which a device on the network answers, but no meter behind a gateway.
+  Keep it for such a device; else give it the address that is set at the meter, 1 to 247.
 error no-port config:1:21 /modbusMiscConfig/port
   The daemon gets no connection to port 0 and knows no other one.
   Give the port of the server, 1 to 65535; that of Modbus is 502.

@@ -86,6 +86,13 @@ private:
                                "answers, so each of its reads waits for the time-out.",
                      giveAddress);
         }
+        if (address == addressOfTcpDevice && m_isTcp) {
+            m_report("device-address", Severity::hint, path,
+                     "The daemon asks unit 255, which a device on the network answers, but no "
+                     "meter behind a gateway.",
+                     "Keep it for such a device; else give it the address that is set at the "
+                     "meter, 1 to 247.");
+        }
         if (!isTakenAddress(address, m_isTcp)) {
             m_report("address-out-of-range", Severity::error, path,
                      "The Modbus library refuses the address " + std::to_string(address) +
