@@ -152,9 +152,9 @@ TEST_P(Read, recordsTheWholeConversation) {
         withoutTimes(std::regex_replace(contentOf(file), std::regex(R"("milliseconds":[\d.e-]+)"),
                                         R"("milliseconds":0)")),
         R"({"readings":[{"slaveAddress":7,"registers":[)"
-        R"({"space":"holding","address":0,"dataType":"ascii","fieldType":"serial","read":true,"time":"MOMENT","milliseconds":0,"words":[21293,12544],"member":"id","value":"S-1","unit":""},)"
-        R"json({"space":"input","address":10,"dataType":"uint16","fieldType":"powerImport","read":true,"time":"MOMENT","milliseconds":0,"words":[],"failure":"the meter does not know this address (exception 2)"},)json"
-        R"({"space":"holding","address":20,"dataType":"uint32","fieldType":"energyImport","read":true,"time":"MOMENT","milliseconds":0,"words":[0,5],"member":"energyConsumed","value":1800000.0,"unit":"Ws"}],)"
+        R"({"space":"holding","address":0,"dataType":"ascii","scale":1.0,"fieldType":"serial","read":true,"asked":2,"time":"MOMENT","milliseconds":0,"words":[21293,12544],"member":"id","value":"S-1","unit":""},)"
+        R"json({"space":"input","address":10,"dataType":"uint16","scale":1.0,"fieldType":"powerImport","read":true,"asked":1,"time":"MOMENT","milliseconds":0,"words":[],"failure":"the meter does not know this address (exception 2)","exception":2},)json"
+        R"({"space":"holding","address":20,"dataType":"uint32","scale":0.1,"fieldType":"energyImport","read":true,"asked":2,"time":"MOMENT","milliseconds":0,"words":[0,5],"member":"energyConsumed","value":1800000.0,"unit":"Ws"}],)"
         R"("record":{"id":"S-1","slaveAddress":7,"meteringType":"modbus","lastChanged":"MOMENT","energyConsumed":1800000.0},)"
         R"("message":"{\"id\":\"S-1\",\"slaveAddress\":7,\"meteringType\":\"modbus\",\"lastChanged\":\"MOMENT\",\"energyConsumed\":1800000.0}"}]})"
         "\n");
@@ -168,7 +168,7 @@ TEST_P(Read, tellsTheRecordAsJsonThoughThereIsNoMessage) {
     EXPECT_THAT(
         withoutTimes(result.standardOutput),
         EndsWith(
-            R"json("failure":"the meter does not know this address (exception 2)"}],)json"
+            R"json("failure":"the meter does not know this address (exception 2)","exception":2}],)json"
             R"("record":{"slaveAddress":7,"meteringType":"modbus","lastChanged":"MOMENT","powerConsumed":1250.0},)"
             R"("message":null}]})"
             "\n"));

@@ -56,6 +56,12 @@ std::string Answer::failure() const {
     return modbus_strerror(error);
 }
 
+std::optional<int> Answer::exception() const {
+    if (error < EMBXILFUN || error > EMBXGTAR)
+        return std::nullopt;
+    return error - MODBUS_ENOBASE;
+}
+
 bool Answer::isFromMeter() const {
     return error == 0 || (error >= EMBXILFUN && error <= EMBXMEMPAR);
 }

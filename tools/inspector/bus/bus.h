@@ -50,6 +50,8 @@ struct Answer {
     bool isGood() const { return error == 0; }
     /// In the field's words: "the meter does not know this address (exception 2)".
     std::string failure() const;
+    /// The number that the meter, or the gateway to it, refused with.
+    std::optional<int> exception() const;
     /// Whether the meter answered, be it that it refuses.
     bool isFromMeter() const;
     /// Whether something came that is no answer to this request, such as one that is late.

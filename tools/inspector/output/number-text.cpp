@@ -3,12 +3,17 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 
 namespace inspector {
 
 std::string shortest(float number) {
     std::array<char, 64> text;
     return {text.begin(), std::to_chars(text.begin(), text.end(), number).ptr};
+}
+
+double writtenScale(float scale) {
+    return std::strtod(shortest(scale).c_str(), nullptr);
 }
 
 std::string rounded(double number, int digits) {

@@ -2,6 +2,7 @@
 
 #include "inspector/daemon/daemon-facts.h"
 #include "inspector/daemon/enum-names.h"
+#include "inspector/output/number-text.h"
 #include "inspector/output/text-table.h"
 #include "vx/date-time.h"
 #include "vx/json.h"
@@ -83,6 +84,7 @@ void writeJson(JsonOutput& output, json_object* json) {
 }
 
 void writeAnswer(JsonOutput& output, const RegisterReading& x) {
+    output.member("asked", wordsOf(x.entry));
     output.member("time", momentText(x.moment));
     output.member("milliseconds", x.answer->time.count() * 1000);
     output.key("words");
@@ -92,6 +94,8 @@ void writeAnswer(JsonOutput& output, const RegisterReading& x) {
     output.endList();
     if (!x.answer->isGood())
         output.member("failure", x.answer->failure());
+    if (const auto exception = x.answer->exception())
+        output.member("exception", *exception);
 }
 
 void writeRegister(JsonOutput& output, const RegisterReading& x) {
@@ -99,6 +103,7 @@ void writeRegister(JsonOutput& output, const RegisterReading& x) {
     output.member("space", spaceOf(x.entry));
     output.member("address", x.entry.address);
     output.member("dataType", nameOf(x.entry.modbusDataType));
+    output.member("scale", writtenScale(x.entry.scaleValue));
     output.member("fieldType", nameOf(x.entry.fieldType));
     output.member("read", x.answer.has_value());
     if (x.answer)

@@ -5,7 +5,6 @@
 #include "inspector/solver/reasons.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 namespace inspector {
@@ -22,10 +21,6 @@ std::string entryText(const vxModel::ModbusRegister& entry) {
            ", \"length\": " + std::to_string(entry.length) +
            ", \"scaleValue\": " + shortest(entry.scaleValue) +
            ", \"registerType\": " + quoted(nameOf(entry.registerType)) + "}";
-}
-
-double scaleOf(float scale) {
-    return std::strtod(shortest(scale).c_str(), nullptr);
 }
 
 void printCandidate(Terminal& terminal, const Display& display, const Candidate& candidate) {
@@ -63,7 +58,7 @@ void writeEntry(JsonOutput& output, const vxModel::ModbusRegister& entry) {
     output.member("fieldType", nameOf(entry.fieldType));
     output.member("modbusDataType", nameOf(entry.modbusDataType));
     output.member("length", entry.length);
-    output.member("scaleValue", scaleOf(entry.scaleValue));
+    output.member("scaleValue", writtenScale(entry.scaleValue));
     output.member("registerType", nameOf(entry.registerType));
     output.endObject();
 }
@@ -94,7 +89,7 @@ void writeUnreadable(JsonOutput& output, const Display& display, const Unreadabl
     output.member("space", unreadable.space);
     output.member("order", unreadable.order);
     output.member("modbusDataType", nameOf(unreadable.modbusDataType));
-    output.member("scale", scaleOf(unreadable.scale));
+    output.member("scale", writtenScale(unreadable.scale));
     if (display.isSerial())
         output.member("value", display.text);
     else
