@@ -93,6 +93,23 @@ TEST(MapOutput, saysWhichLineItReckonsForWhereNothingTellsIt) {
 )");
 }
 
+TEST(MapOutput, countsTheShorterModelsThatItLeavesOut) {
+    const auto endFor = [](int models) {
+        std::string list;
+        for (int i = 0; i < models; ++i)
+            list +=
+                (i == 0 ? "" : ",") + (R"({"id":"em-)" + std::to_string(i)) +
+                R"(","registers":[{"fieldType":"serial","modbusDataType":"ascii","length":4}]})";
+        const TemporaryDirectory files;
+        const std::string text =
+            run({"map", "--budget", "--supported", files.write("supported", "[" + list + "]")})
+                .standardOutput;
+        return text.substr(text.find("  em-9", text.find("longest models")));
+    };
+    EXPECT_EQ(endFor(10), "  em-9                    1  0.048 s\n");
+    EXPECT_EQ(endFor(12), "  em-9                    1  0.048 s\n  and 2 more\n");
+}
+
 TEST(MapOutput, saysThatItReckonsWithAnOpenBusAndATimeOutThatEnds) {
     const TemporaryDirectory files;
     const ProgramResult result =

@@ -203,6 +203,8 @@ void printBudget(Terminal& terminal, const PollBudget& budget) {
         models.add({budget.models[i].id, std::to_string(budget.models[i].registers),
                     seconds(budget.models[i].seconds)});
     models.print(terminal, 2);
+    if (budget.models.size() > most)
+        terminal.line("  and " + std::to_string(budget.models.size() - most) + " more");
 }
 
 } // namespace inspector
