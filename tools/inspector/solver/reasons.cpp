@@ -54,8 +54,9 @@ std::string rarityOf(const Candidate& candidate) {
     const double one = std::exp2(std::max(candidate.plausibility, 0.0));
     if (one < 2)
         return "; as many other words would be";
-    return "; of " + std::to_string(std::llround(std::min(one, mostWords))) +
-           " other words one would be";
+    if (one > mostWords)
+        return "; hardly any other words would be";
+    return "; of " + std::to_string(std::llround(one)) + " other words one would be";
 }
 
 } // namespace
