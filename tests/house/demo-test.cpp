@@ -1,76 +1,10 @@
+#include "demo.h"
 #include "example-home.h"
-#include "house-program.h"
 #include "house/faults.h"
 
-#include <algorithm>
-#include <filesystem>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using namespace house;
-
-namespace {
-
-/// A checkout of which the demo and what it calls are real, but for the tools that would install
-/// and build: each of these says its name and arguments.
-class Demo : public testing::Test {
-protected:
-    Demo() {
-        for (const std::string folder : {"script", "tools", "build", "path"})
-            std::filesystem::create_directory(m_directory.path() / folder);
-        const std::filesystem::path source = SOURCE_DIRECTORY;
-        std::filesystem::copy(source / "script/demo", m_directory.path() / "script");
-        std::filesystem::copy(source / "tools/private-world", m_directory.path() / "tools");
-        replace("script/bootstrap", "echo bootstrap");
-        replace("path/cmake", R"(echo "cmake $*")");
-        replace("build/house", R"(printf '%s\n' "$@")");
-        replace("build/inspector", R"(printf '%s\n' "$*"; exec sleep infinity)");
-    }
-
-    /// Puts a shell script in the place of a program.
-    void replace(const std::string& program, const std::string& script) {
-        const std::string file = m_directory.write(program, "#!/bin/bash\n" + script + "\n");
-        std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-    }
-
-    /// Runs a shell script in the checkout, in which the built house says its options.
-    ProgramResult run(const std::string& script) {
-        m_directory.write("errors", "");
-        const std::string prepared = "cd '" + m_directory.path().string() +
-                                     "'; PATH=$PWD/path:$PATH; mkdir -p build/release; "
-                                     "cp build/house build/release/modbus-house; "
-                                     "cp build/inspector build/release/modbus-inspector; "
-                                     "exec >output\n";
-        ChildProcess shell({"/bin/bash", "-c", prepared + script}, m_directory.path() / "errors");
-        const std::optional<int> status = shell.waitForExit();
-        ProgramResult result;
-        if (status && WIFEXITED(*status))
-            result.status = WEXITSTATUS(*status);
-        result.standardOutput = contentOf(m_directory.path() / "output");
-        result.standardError = contentOf(m_directory.path() / "errors");
-        return result;
-    }
-
-    std::size_t numberOfLogs() const {
-        using Iterator = std::filesystem::directory_iterator;
-        const Iterator logs(m_directory.path() / "build/demo");
-        return static_cast<std::size_t>(std::distance(logs, Iterator()));
-    }
-
-    TemporaryDirectory m_directory;
-};
-
-ProgramResult refused(const std::string& message) {
-    return {2, "", "script/demo: " + message + "\nRun script/demo --help for more information.\n"};
-}
-
-/// What the tools of the checkout say when it is built.
-const std::string built = "bootstrap\n"
-                          "cmake --preset release\n"
-                          "cmake --build --preset release --target modbus-reader modbus-house\n";
-const std::string builtWithInspector = built.substr(0, built.size() - 1) + " modbus-inspector\n";
-
-} // namespace
 
 TEST_F(Demo, refusesANumberOfPollsThatIsNoneOrOutOfRange) {
     for (const std::string polls :
@@ -157,95 +91,6 @@ TEST_F(Demo, passesItsOptionsOnToTheHouse) {
               std::string::npos)
         << result;
     EXPECT_EQ(result.standardError, built);
-}
-
-TEST_F(Demo, walksThroughCommissioningWithTheInspector) {
-    replace("tools/commissioning-walk", R"(echo "walk $*")");
-
-    for (const std::string rtu : {"", "--rtu "}) {
-        const ProgramResult result = run("script/demo --inspect " + rtu);
-
-        EXPECT_EQ(result.status, 0);
-        EXPECT_THAT(result.standardOutput,
-                    testing::HasSubstr("\nwalk " + rtu +
-                                       "build/release/modbus-inspector build/release/modbus-house "
-                                       "build/release/modbus-reader build/demo/"));
-        EXPECT_EQ(result.standardError, builtWithInspector);
-    }
-}
-
-TEST_F(Demo, refusesAWalkThroughAnotherHome) {
-    m_directory.write("home.json", exampleHome());
-    for (const std::string option :
-         {"--polls 3", "--fault 3=silent", "--home home.json", "--web", "--listen 127.0.0.1:0"}) {
-        EXPECT_EQ(run("script/demo --inspect " + option),
-                  refused("--inspect goes with --rtu alone"));
-        EXPECT_EQ(run("script/demo " + option + " --inspect"),
-                  refused("--inspect goes with --rtu alone"));
-    }
-}
-
-TEST_F(Demo, showsTheLogAsAPageUntilTheHouseEnds) {
-    for (const std::string form : {"--web", "--listen 127.0.0.1:0"}) {
-        const ProgramResult result = run("script/demo --polls 3 " + form);
-
-        EXPECT_EQ(result.status, 0);
-        const std::string address = form == "--web" ? "127.0.0.1:8090" : "127.0.0.1:0";
-        EXPECT_THAT(
-            result.standardOutput,
-            testing::MatchesRegex("A simulated home on Modbus TCP. The reader's log: (.*)\n\n"
-                                  "serve build/demo/.*\\.log --listen " +
-                                  address + "\n--polls\n3\n--daemon\n(.*\n)*"));
-        EXPECT_EQ(result.standardError, builtWithInspector);
-    }
-}
-
-TEST_F(Demo, showsTheLogAsATableInATerminal) {
-    const ProgramResult result = run("/usr/bin/script -qefc 'script/demo --polls 3' /dev/null");
-
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\nwatch build/demo/modbus-reader-"));
-    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\n--polls\r\n3\r\n--daemon\r\n"));
-}
-
-TEST_F(Demo, tellsTheLastReadingsAloneWhenTheHouseWasShown) {
-    replace("build/house", "echo poll 1; echo 'Last readings, now:'; echo none; exit 1");
-
-    const ProgramResult result = run("script/demo --web");
-
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.standardOutput, testing::EndsWith("8090\nLast readings, now:\nnone\n"));
-}
-
-TEST_F(Demo, endsTheHouseIfItsLogCanNotBeShown) {
-    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
-    replace("build/inspector", "until [ -s house ]; do :; done; echo no port; exit 2");
-
-    const ProgramResult result =
-        run("script/demo --web; status=$?; kill -0 $(<house); exit $status");
-
-    EXPECT_EQ(result.status, 2);
-    EXPECT_THAT(result.standardOutput, testing::EndsWith("\nno port\nended\n"));
-    EXPECT_THAT(result.standardError, testing::HasSubstr("No such process"));
-}
-
-TEST_F(Demo, aSignalEndsTheHouseAndWhatShowsIt) {
-    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
-    replace("build/inspector", "echo $$ >viewer; exec sleep infinity");
-
-    for (const std::string signal : {"INT", "TERM", "HUP"}) {
-        const ProgramResult result =
-            run("rm -f house viewer; env --default-signal=INT script/demo --web & until [ -s house "
-                "-a -s viewer ]; do :; done\n"
-                "kill -" +
-                signal +
-                " $!; wait $!; status=$?; kill -0 $(<house); kill -0 $(<viewer)\n"
-                "exit $status");
-
-        EXPECT_EQ(result.status, 0) << signal;
-        EXPECT_THAT(result.standardOutput, testing::EndsWith("\nended\n"));
-        EXPECT_EQ(std::count(result.standardError.begin(), result.standardError.end(), '\n'), 5);
-    }
 }
 
 TEST_F(Demo, worksThroughASymbolicLink) {

@@ -1,52 +1,12 @@
-#include "bus-master.h"
-#include "house/modbus-slave.h"
-#include "house/pty-pair.h"
+#include "modbus-slave-on.h"
 #include "self-replacing-callback.h"
 
 #include <chrono>
-#include <gtest/gtest.h>
 #include <memory>
 #include <thread>
 
 using namespace house;
 using namespace std::chrono_literals;
-
-namespace {
-
-/// A slave and its master, on TCP or over a pseudo terminal, and what the master says of an answer
-/// that came with damage.
-struct TcpBus {
-    static constexpr int errorOfDamage = EMBBADDATA;
-    ModbusSlave slave{TcpPort{}};
-    std::unique_ptr<Master> master = std::make_unique<Master>(slave);
-};
-struct RtuBus {
-    static constexpr int errorOfDamage = EMBBADCRC;
-    PtyPair line;
-    ModbusSlave slave{Tty{line.slaveEnd()}};
-    std::unique_ptr<Master> master = std::make_unique<Master>(line.masterEnd());
-};
-
-template <class Bus>
-class ModbusSlaveOn : public testing::Test {
-protected:
-    Bus m_bus;
-    ModbusSlave& m_slave = m_bus.slave;
-    Master& m_master = *m_bus.master;
-};
-
-struct BusNames {
-    template <class Bus>
-    // GoogleTest asks for this name.
-    static std::string GetName(int) { // NOLINT(readability-identifier-naming)
-        return std::is_same_v<Bus, TcpBus> ? "Tcp" : "Rtu";
-    }
-};
-
-using Buses = testing::Types<TcpBus, RtuBus>;
-TYPED_TEST_SUITE(ModbusSlaveOn, Buses, BusNames);
-
-} // namespace
 
 TYPED_TEST(ModbusSlaveOn, answersWhatWasSet) {
     this->m_slave.unit(7).holding(40072, {0x0001, 0xABCD});
@@ -114,129 +74,6 @@ TYPED_TEST(ModbusSlaveOn, otherFunctionAnswersException1) {
     EXPECT_EQ(this->m_master.error, EMBXILFUN);
     EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  function 6\n"
                                           "<< exception 1\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, failsTheNextRequestOnly) {
-    this->m_slave.unit(7).holding(40072, {5}).failNext(40072, Fault::exception(4));
-
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 1), Words());
-    EXPECT_EQ(this->m_master.error, EMBXSFAIL);
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 1), Words{5});
-}
-
-TYPED_TEST(ModbusSlaveOn, failsAsManyRequestsAsOrdered) {
-    this->m_slave.unit(7).holding(1, {5}).failNext(1, Fault::exception(4), 2);
-
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
-}
-
-TYPED_TEST(ModbusSlaveOn, failsForGoodUntilItRecovers) {
-    this->m_slave.unit(7).holding(1, {5}).failAlways(1, Fault::exception(6));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
-
-    this->m_slave.unit(7).recover();
-
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
-}
-
-TYPED_TEST(ModbusSlaveOn, failsInOneRegisterSpaceOnly) {
-    this->m_slave.unit(7).input(1, {5}).holding(1, {6}).failAlways(Space::input, 1,
-                                                                   Fault::exception(4));
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{6});
-}
-
-TYPED_TEST(ModbusSlaveOn, failsAtEveryAddressOfOneUnit) {
-    this->m_slave.unit(7).input(1, {5}).input(2, {5}).failAlways(Fault::exception(4));
-    this->m_slave.unit(8).input(1, {6});
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.readInput(7, 2, 1), Words());
-    EXPECT_EQ(this->m_master.readInput(8, 1, 1), Words{6});
-}
-
-TYPED_TEST(ModbusSlaveOn, silenceOnDemand) {
-    this->m_slave.unit(7).holding(40072, {1, 2}).failNext(40072, Fault::silence);
-
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), Words());
-    EXPECT_EQ(this->m_master.error, ETIMEDOUT);
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), (Words{1, 2}));
-
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40072 x2\n"
-                                          "<< silence\n"
-                                          ">> unit 7  read holding 40072 x2\n"
-                                          "<< 0001 0002\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, shortAnswerOnDemand) {
-    this->m_slave.unit(7).holding(40072, {0, 2}).failNext(40072, Fault::shortAnswer);
-
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), Words());
-    EXPECT_EQ(this->m_master.error, EMBBADDATA);
-    EXPECT_EQ(this->m_master.readHolding(7, 40072, 2), (Words{0, 2}));
-
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read holding 40072 x2\n"
-                                          "<< short 0000\n"
-                                          ">> unit 7  read holding 40072 x2\n"
-                                          "<< 0000 0002\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, shortAnswerToOneWordIsEmpty) {
-    this->m_slave.unit(7).holding(1, {5}).failNext(1, Fault::shortAnswer);
-
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.error, EMBBADDATA);
-    EXPECT_EQ(this->m_master.readHolding(7, 1, 1), Words{5});
-    EXPECT_EQ(this->m_slave.transcript().substr(0, 38), ">> unit 7  read holding 1 x1\n"
-                                                        "<< short\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, lateAnswerOnDemand) {
-    this->m_slave.unit(7).input(1, {5}).failNext(1, Fault::late(50ms));
-    const auto start = std::chrono::steady_clock::now();
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{5});
-
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                          "<< late 0005\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, lateAnswerToAnUnmappedAddressIsException2) {
-    this->m_slave.unit(7).failNext(1, Fault::late(1ms));
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
-
-    EXPECT_EQ(this->m_master.error, EMBXILADD);
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                          "<< late exception 2\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, garbledAnswerOnDemandIsRefusedAndTheNextOneIsGood) {
-    this->m_slave.unit(7).input(1, {5}).failNext(1, Fault::garbled);
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
-    EXPECT_EQ(this->m_master.error, TypeParam::errorOfDamage);
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words{5});
-
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                          "<< garbled 0005\n"
-                                          ">> unit 7  read input 1 x1\n"
-                                          "<< 0005\n");
-}
-
-TYPED_TEST(ModbusSlaveOn, garbledAnswerToAnUnmappedAddressIsADamagedException2) {
-    this->m_slave.unit(7).failNext(1, Fault::garbled);
-
-    EXPECT_EQ(this->m_master.readInput(7, 1, 1), Words());
-
-    EXPECT_EQ(this->m_master.error, TypeParam::errorOfDamage);
-    EXPECT_EQ(this->m_slave.transcript(), ">> unit 7  read input 1 x1\n"
-                                          "<< garbled exception 2\n");
 }
 
 TYPED_TEST(ModbusSlaveOn, nothingButWhatItsSenderSendsGoesOverTheLine) {

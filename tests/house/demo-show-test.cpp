@@ -1,0 +1,96 @@
+#include "demo.h"
+#include "example-home.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+
+using namespace house;
+
+TEST_F(Demo, walksThroughCommissioningWithTheInspector) {
+    replace("tools/commissioning-walk", R"(echo "walk $*")");
+
+    for (const std::string rtu : {"", "--rtu "}) {
+        const ProgramResult result = run("script/demo --inspect " + rtu);
+
+        EXPECT_EQ(result.status, 0);
+        EXPECT_THAT(result.standardOutput,
+                    testing::HasSubstr("\nwalk " + rtu +
+                                       "build/release/modbus-inspector build/release/modbus-house "
+                                       "build/release/modbus-reader build/demo/"));
+        EXPECT_EQ(result.standardError, builtWithInspector);
+    }
+}
+
+TEST_F(Demo, refusesAWalkThroughAnotherHome) {
+    m_directory.write("home.json", exampleHome());
+    for (const std::string option :
+         {"--polls 3", "--fault 3=silent", "--home home.json", "--web", "--listen 127.0.0.1:0"}) {
+        EXPECT_EQ(run("script/demo --inspect " + option),
+                  refused("--inspect goes with --rtu alone"));
+        EXPECT_EQ(run("script/demo " + option + " --inspect"),
+                  refused("--inspect goes with --rtu alone"));
+    }
+}
+
+TEST_F(Demo, showsTheLogAsAPageUntilTheHouseEnds) {
+    for (const std::string form : {"--web", "--listen 127.0.0.1:0"}) {
+        const ProgramResult result = run("script/demo --polls 3 " + form);
+
+        EXPECT_EQ(result.status, 0);
+        const std::string address = form == "--web" ? "127.0.0.1:8090" : "127.0.0.1:0";
+        EXPECT_THAT(
+            result.standardOutput,
+            testing::MatchesRegex("A simulated home on Modbus TCP. The reader's log: (.*)\n\n"
+                                  "serve build/demo/.*\\.log --listen " +
+                                  address + "\n--polls\n3\n--daemon\n(.*\n)*"));
+        EXPECT_EQ(result.standardError, builtWithInspector);
+    }
+}
+
+TEST_F(Demo, showsTheLogAsATableInATerminal) {
+    const ProgramResult result = run("/usr/bin/script -qefc 'script/demo --polls 3' /dev/null");
+
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\nwatch build/demo/modbus-reader-"));
+    EXPECT_THAT(result.standardOutput, testing::HasSubstr("\n--polls\r\n3\r\n--daemon\r\n"));
+}
+
+TEST_F(Demo, tellsTheLastReadingsAloneWhenTheHouseWasShown) {
+    replace("build/house", "echo poll 1; echo 'Last readings, now:'; echo none; exit 1");
+
+    const ProgramResult result = run("script/demo --web");
+
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.standardOutput, testing::EndsWith("8090\nLast readings, now:\nnone\n"));
+}
+
+TEST_F(Demo, endsTheHouseIfItsLogCanNotBeShown) {
+    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    replace("build/inspector", "until [ -s house ]; do :; done; echo no port; exit 2");
+
+    const ProgramResult result =
+        run("script/demo --web; status=$?; kill -0 $(<house); exit $status");
+
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.standardOutput, testing::EndsWith("\nno port\nended\n"));
+    EXPECT_THAT(result.standardError, testing::HasSubstr("No such process"));
+}
+
+TEST_F(Demo, aSignalEndsTheHouseAndWhatShowsIt) {
+    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    replace("build/inspector", "echo $$ >viewer; exec sleep infinity");
+
+    for (const std::string signal : {"INT", "TERM", "HUP"}) {
+        const ProgramResult result =
+            run("rm -f house viewer; env --default-signal=INT script/demo --web & until [ -s house "
+                "-a -s viewer ]; do :; done\n"
+                "kill -" +
+                signal +
+                " $!; wait $!; status=$?; kill -0 $(<house); kill -0 $(<viewer)\n"
+                "exit $status");
+
+        EXPECT_EQ(result.status, 0) << signal;
+        EXPECT_THAT(result.standardOutput, testing::EndsWith("\nended\n"));
+        EXPECT_EQ(std::count(result.standardError.begin(), result.standardError.end(), '\n'), 5);
+    }
+}
