@@ -65,7 +65,7 @@ TEST_F(Demo, tellsTheLastReadingsAloneWhenTheHouseWasShown) {
 }
 
 TEST_F(Demo, endsTheHouseIfItsLogCanNotBeShown) {
-    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    letTheHouseStay();
     replace("build/inspector", "until [ -s house ]; do :; done; echo no port; exit 2");
 
     const ProgramResult result =
@@ -77,7 +77,7 @@ TEST_F(Demo, endsTheHouseIfItsLogCanNotBeShown) {
 }
 
 TEST_F(Demo, aSignalEndsTheHouseAndWhatShowsIt) {
-    replace("build/house", "trap 'echo ended; exit 0' TERM; echo $$ >house; sleep infinity & wait");
+    letTheHouseStay();
     replace("build/inspector", "echo $$ >viewer; exec sleep infinity");
 
     for (const std::string signal : {"INT", "TERM", "HUP"}) {

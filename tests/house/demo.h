@@ -30,6 +30,12 @@ protected:
         std::filesystem::permissions(file, std::filesystem::perms::owner_all);
     }
 
+    /// A house that says where it runs, and ends when it is told to.
+    void letTheHouseStay() {
+        replace("build/house", "trap 'kill $!; echo ended; exit 0' TERM; sleep infinity & "
+                               "echo $$ >house; wait");
+    }
+
     /// Runs a shell script in the checkout, in which the built house says its options.
     ProgramResult run(const std::string& script) {
         m_directory.write("errors", "");
