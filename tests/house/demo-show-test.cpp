@@ -32,6 +32,21 @@ TEST_F(Demo, refusesAWalkThroughAnotherHome) {
     }
 }
 
+TEST_F(Demo, refusesAnAddressThatIsNone) {
+    for (const std::string address :
+         {"x", "8090", "localhost:8090", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536",
+          "127.0.0.1:x", "256.0.0.1:0", "127.0.1:0", "127.0.0.01:0", "::1:0", "[]:0", ""})
+        EXPECT_EQ(
+            run("script/demo --listen '" + address + "'"),
+            refused("--listen: '" + address + "' is no address and port such as 127.0.0.1:8090"));
+}
+
+TEST_F(Demo, showsTheLogAtEachFormOfAnAddress) {
+    for (const std::string address : {"0.0.0.0:0", "192.168.100.249:65535", "[::1]:8090"})
+        EXPECT_THAT(run("script/demo --listen '" + address + "'").standardOutput,
+                    testing::HasSubstr(".log --listen " + address + "\n"));
+}
+
 TEST_F(Demo, showsTheLogAsAPageUntilTheHouseEnds) {
     for (const std::string form : {"--web", "--listen 127.0.0.1:0"}) {
         const ProgramResult result = run("script/demo --polls 3 " + form);

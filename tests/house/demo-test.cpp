@@ -39,7 +39,7 @@ TEST_F(Demo, tellsItsVersion) {
 }
 
 TEST_F(Demo, refusesAnOptionWithoutItsValue) {
-    for (const std::string option : {"--polls", "--home", "--fault"})
+    for (const std::string option : {"--polls", "--home", "--fault", "--listen"})
         EXPECT_EQ(run("script/demo " + option), refused(option + " needs a value"));
 }
 
