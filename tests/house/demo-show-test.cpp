@@ -109,3 +109,46 @@ TEST_F(Demo, aSignalEndsTheHouseAndWhatShowsIt) {
         EXPECT_EQ(std::count(result.standardError.begin(), result.standardError.end(), '\n'), 5);
     }
 }
+
+TEST_F(Demo, givesTheStatusOfWhatCanNotShowTheLogThoughTheHouseIsCutOff) {
+    replace("build/house", "echo $$ >house; exec sleep infinity");
+    replace("build/inspector", "until [ -s house ]; do :; done; echo no port; exit 2");
+
+    EXPECT_EQ(run("script/demo --web").status, 2);
+}
+
+TEST_F(Demo, aSignalWhileItPreparesEndsItWhateverBecomesOfThat) {
+    for (const std::string program : {"script/bootstrap", "path/cmake"}) {
+        replace(program, "trap '' INT; kill -INT 0; echo prepared");
+
+        EXPECT_EQ(run("setsid script/demo --web"), (ProgramResult{130, "", "prepared\n"}))
+            << program;
+        replace(program, "");
+    }
+}
+
+TEST_F(Demo, aSignalAtAnyMomentUntilItWaitsLeavesNothing) {
+    replace("build/house", "trap 'kill $!; exit 0' TERM; sleep infinity & echo $$ >>pids; wait");
+    replace("build/inspector", "echo $$ >>pids; exec sleep infinity");
+    m_directory.write("signal", R"(
+        turns=0
+        signal_at_turn() {
+            [[ $BASHPID == $$ && ${FUNCNAME[1]-} == show_log ]] && ((++turns == turn)) || return 0
+            [[ $BASH_COMMAND != "wait -n"* ]] || touch last
+            kill -INT 0
+        }
+        set -o functrace
+        trap signal_at_turn DEBUG)");
+
+    const ProgramResult result = run(R"(
+        touch pids
+        for ((turn = 1; turn < 100; ++turn)); do
+            turn=$turn BASH_ENV=signal setsid script/demo --web >/dev/null
+            [[ ! -e last ]] || break
+        done 2>/dev/null
+        for pid in $(<pids); do ! kill -0 $pid || echo left $pid; done 2>/dev/null
+        ls build/demo | grep -v 'log$'
+        ((turn > 5 && turn < 100)))");
+
+    EXPECT_EQ(result, (ProgramResult{0, "", ""}));
+}

@@ -171,6 +171,7 @@ TEST_F(Demo, keepsTheLastLogsAndThoseOfDemosThatRun) {
         mkdir build/demo
         for day in {10..25}; do touch "build/demo/modbus-reader-202611$day-120000-999999999.log"; done
         touch "build/demo/modbus-reader-20251101-120000-$$.log" build/demo/notes
+        touch build/demo/modbus-reader-20261110-120000-999999999.words
         script/demo
         ls build/demo)");
 
@@ -178,6 +179,7 @@ TEST_F(Demo, keepsTheLastLogsAndThoseOfDemosThatRun) {
     EXPECT_NE(result.standardOutput.find(kept), std::string::npos) << result;
     EXPECT_EQ(result.standardOutput.find("modbus-reader-20261116-"), std::string::npos);
     EXPECT_NE(result.standardOutput.find("modbus-reader-20261117-"), std::string::npos);
-    // Nine older ones, the one that runs, and the notes; the house of the test writes no log.
+    // Nine older ones, the one that runs, and the notes; the house of the test writes no log, and
+    // the words of one that was killed went with its log.
     EXPECT_EQ(numberOfLogs(), 11U);
 }
