@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Runs script/demo --web as a user does, looks at its page's home, and ends it by Ctrl-C.
-Usage: demo-test.py"""
+"""Runs script/demo --web as a user does, looks at its page's home, tries another one at the same
+address, and ends the first by Ctrl-C. Usage: demo-test.py"""
 
 import json
 import os
@@ -41,16 +41,42 @@ def is_open(url):
         return one.connect_ex(("127.0.0.1", port)) == 0
 
 
-demo = subprocess.Popen([os.path.join(ROOT, "script/demo"), "--listen", "127.0.0.1:0"],
-                        stdout=subprocess.PIPE, text=True, start_new_session=True)
-log = lines_until(demo.stdout, r"The reader's log: (\S+)")[1]
-url = lines_until(demo.stdout, r"at (http://\S+)")[1]
-await_that("four meters delivered", lambda: len(delivered(url)) == 4)
-# A terminal sends it to all.
-os.killpg(demo.pid, signal.SIGINT)
-rest = demo.stdout.read()
-assert demo.wait(timeout=30) == 0, demo.returncode
-assert rest.startswith("Last readings, "), rest
-assert rest.endswith("\nEnded by a signal.\n"), rest
-assert not is_open(url)
-assert not [x for x in command_lines() if log in x]
+def open_demo(address):
+    return subprocess.Popen([os.path.join(ROOT, "script/demo"), "--listen", address],
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                            start_new_session=True)
+
+
+def check_another_at(address):
+    another = open_demo(address)
+    _, errors = another.communicate(timeout=60)
+    assert another.returncode == 2, another.returncode
+    assert errors.endswith(f"modbus-inspector: {address}: Address already in use\n"), errors
+
+
+def end_by_ctrl_c(demo):
+    # A terminal sends it to all.
+    os.killpg(demo.pid, signal.SIGINT)
+    rest, _ = demo.communicate(timeout=30)
+    assert demo.returncode == 0, demo.returncode
+    assert rest.startswith("Last readings, "), rest
+    assert rest.endswith("\nEnded by a signal.\n"), rest
+
+
+def main():
+    demo = open_demo("127.0.0.1:0")
+    log = lines_until(demo.stdout, r"The reader's log: (\S+)")[1]
+    url = lines_until(demo.stdout, r"at (http://\S+)")[1]
+    await_that("four meters delivered", lambda: len(delivered(url)) == 4)
+    check_another_at(url.split("/")[2])
+    assert len(delivered(url)) == 4
+    end_by_ctrl_c(demo)
+    assert not is_open(url)
+    assert not [x for x in command_lines() if log in x]
+    name = os.path.basename(log)
+    left = [x for x in os.listdir(os.path.join(ROOT, "build/demo")) if x.startswith(name[:-4])]
+    assert left == [name], left
+    print("The demo leaves nothing.")
+
+
+main()
