@@ -10,7 +10,6 @@
 #include <fstream>
 #include <map>
 #include <poll.h>
-#include <regex>
 #include <sstream>
 #include <sys/inotify.h>
 #include <sys/resource.h>
@@ -53,16 +52,19 @@ std::vector<std::string> wholeLines(const std::string& text) {
     return lines;
 }
 
-/// A line of the log without time and thread, and with the whole word for its severity.
+/// A line of the log without time and thread, and with the whole word for its severity. No regular
+/// expression, as a log may be long.
 std::string plain(const std::string& line) {
     static const std::map<std::string, std::string> words = {
-        {"FATAL", "fatal"},  {"ERROR", "error"}, {"WARN ", "warning"},
-        {"NOTIC", "notice"}, {"INFO ", "info"},  {"DEBUG", "debug"}};
-    static const std::regex head(R"(^\[[^\]]*\] +\d+ (.{5}) )");
-    std::smatch match;
-    if (!std::regex_search(line, match, head) || !words.contains(match.str(1)))
+        {" FATAL ", "fatal "},  {" ERROR ", "error "}, {" WARN  ", "warning "},
+        {" NOTIC ", "notice "}, {" INFO  ", "info "},  {" DEBUG ", "debug "}};
+    const std::size_t bracket = line.find("] ");
+    const std::size_t thread = line.find_first_not_of("] ", bracket);
+    const std::size_t end = line.find_first_not_of("0123456789", thread);
+    if (!line.starts_with('[') || end == std::string::npos || end == thread)
         return line;
-    return words.at(match.str(1)) + " " + match.suffix().str();
+    const auto word = words.find(line.substr(end, 7));
+    return word == words.end() ? line : word->second + line.substr(end + 7);
 }
 
 /// Where the next reader's log is to be left; empty if nobody wants it.

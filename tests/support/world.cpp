@@ -203,6 +203,8 @@ void World::logged(const std::string& line) {
     const bool complains =
         line.starts_with("warning ") || line.starts_with("error ") || line.starts_with("fatal ");
     m_transcript.add(complains ? Kind::complaint : Kind::line, withoutRunningValues(line));
+    if (line.find(" TRANSFERRED ") == std::string::npos)
+        return;
     static const std::regex whole(R"( TRANSFERRED  self->m_buffer\.size\(\):(\d+) size:\1 )");
     const std::scoped_lock lock(m_serviceMutex);
     if (service && std::regex_search(line, whole))
