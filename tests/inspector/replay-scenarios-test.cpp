@@ -258,7 +258,9 @@ TEST_P(ReplayOf, tellsTheSameAgain) {
         const ProgramResult result = run({"replay", log + ".log", "-o", log + ".json"});
         ASSERT_EQ(result.status, 0) << result.standardError;
         std::cerr << result.standardError;
-        const std::string text = contentOf(log + ".log");
+        // A reader that is killed may leave part of a line.
+        std::string text = contentOf(log + ".log");
+        text.resize(text.rfind('\n') + 1);
         const Told expected = toldBy(text);
         if (std::filesystem::exists(log + ".config"))
             std::filesystem::copy_file(log + ".config", configFile);
