@@ -8,13 +8,12 @@
 #include <gtest/gtest.h>
 #include <string>
 
-using house::Home;
 using house::LocalServer;
 using testing::EndsWith;
 
 TEST(ShippedHome, hasNoFindingAsFiles) {
     const TemporaryDirectory directory;
-    const auto server = house::JsonPart::fromFile(Home::defaultFile()).at("server");
+    const auto server = house::JsonPart::fromFile(house::Home::defaultFile()).at("server");
     const auto file = [&](const std::string& reply) {
         return directory.write(reply, server.at(reply).json());
     };
@@ -27,7 +26,7 @@ TEST(ShippedHome, hasNoFindingAsFiles) {
 }
 
 TEST(ShippedHome, hasNoFindingByTheServerThatTheReaderAsks) {
-    const Home home(Home::defaultFile());
+    const house::Home home(house::Home::defaultFile());
     LocalServer server;
     home.serveOn(server);
 
