@@ -181,6 +181,18 @@ TEST_F(HomeModelTest, seesValuesThatStandAtTheNextRegisterAfterATimeOut) {
     EXPECT_EQ(home.meters[0].shifted.count, 1U);
 }
 
+TEST_F(HomeModelTest, knowsAMeterAtAddressZero) {
+    log.serial(R"(Attached Meters result:{"data":[{"name":"Roof"}]})").serial("Cycling meters");
+    const std::string text = R"({"id":"S-0","meteringType":"modbus","lastChanged":")";
+    log.written(text + utc(start) + "\"}").at(2000).written(text + utc(start + 1000) + "\"}");
+    model.finish();
+
+    ASSERT_EQ(home.meters.size(), 1U);
+    EXPECT_EQ(home.meters[0].name, "Roof");
+    EXPECT_EQ(home.meters[0].id, "S-0");
+    EXPECT_EQ(home.meters[0].last->time, start + 1000);
+}
+
 TEST_F(HomeModelTest, takesNamesFromTheListOfAttachedMeters) {
     log.serial(
         R"(Attached Meters result:{"data":[{"configId":"m","name":"Roof","slaveAddress":7}]})");

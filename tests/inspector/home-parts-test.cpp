@@ -25,7 +25,44 @@ TEST(Readings, areTheSameInAMessageAndInARecord) {
     }
     EXPECT_FALSE(readingOf("{}"));
     EXPECT_FALSE(readingOf(R"({"slaveAddress":7})"));
-    EXPECT_FALSE(readingOf(R"({"slaveAddress":7,"lastChanged":"2026"})"));
+    EXPECT_FALSE(readingOf(R"({"slaveAddress":7,"meteringType":"modbus","lastChanged":"2026"})"));
+}
+
+TEST(Readings, areOfAMeterAtAddressZeroWhereNoneIsTold) {
+    for (
+        const std::string text :
+        {R"({"id":"S-0","meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z","powerConsumed":3})",
+         R"({"id":S-0,"meteringType":modbus,"lastChanged":2026-11-14T03:24:08.123Z,"powerConsumed":3})"}) {
+        const auto reading = readingOf(text);
+        ASSERT_TRUE(reading);
+        EXPECT_EQ(reading->id, "S-0");
+        EXPECT_EQ(reading->slaveAddress, 0);
+        EXPECT_EQ(reading->values[0], 3);
+    }
+    const auto nameless =
+        readingOf(R"({"meteringType":modbus,"lastChanged":2026-11-14T03:24:08.123Z})");
+    ASSERT_TRUE(nameless);
+    EXPECT_EQ(nameless->id, "");
+}
+
+TEST(Readings, takeNoPartOfAnIdForAnother) {
+    const std::string id = R"("a","slaveAddress":9,"meteringType":modbus,"lastChanged":x)";
+    const auto reading = readingOf(
+        R"({"id":)" + id +
+        R"(,"slaveAddress":7,"meteringType":modbus,"lastChanged":2026-11-14T03:24:08.123Z})");
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(reading->id, id);
+    EXPECT_EQ(reading->slaveAddress, 7);
+}
+
+TEST(Readings, undoWhatJsonWritesOfControlCharactersInAnId) {
+    const std::string id = "a\1\t\n\r\b\f\\\"/\xE4";
+    const std::string end =
+        R"(,"slaveAddress":7,"meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z"})";
+    const auto reading =
+        readingOf(R"({"id":"a\u0001\t\n\r\b\f\\\"\/)" + std::string("\xE4\"") + end);
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(reading->id, id);
 }
 
 TEST(Readings, holdNoNumberWhereTheDaemonHadNone) {

@@ -2,6 +2,9 @@
 
 #include "inspector/log/line.h"
 
+#include <rapidjson/document.h>
+
+#include <charconv>
 #include <cmath>
 
 namespace inspector {
@@ -9,26 +12,43 @@ namespace {
 
 constexpr std::string_view idKey = "{\"id\":";
 constexpr std::string_view addressKey = "\"slaveAddress\":";
+constexpr std::string_view typeKey = "\"meteringType\":";
 constexpr std::string_view timeKey = "\"lastChanged\":";
 constexpr std::string_view tariffKey = ",\"tariffEnabled\":";
 constexpr std::size_t momentSize = std::string_view("2026-11-14T03:24:08.123Z").size();
 
-/// Between quotes in a message, without them in a record.
-std::string idOf(std::string_view text) {
-    if (text.ends_with(','))
-        text.remove_suffix(1);
-    if (text.size() < 2 || !text.starts_with('"') || !text.ends_with('"'))
-        return std::string(text);
-    text = text.substr(1, text.size() - 2);
-    std::string id;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        constexpr std::string_view escaped = "\\\"/";
-        if (text[i] == '\\' && i + 1 < text.size() &&
-            escaped.find(text[i + 1]) != std::string_view::npos)
-            ++i;
-        id += text[i];
-    }
-    return id;
+/// The text between quotes of a message.
+std::string unquoted(std::string_view text) {
+    if (text.size() >= 2 && text.find('\\') == std::string_view::npos)
+        return std::string(text.substr(1, text.size() - 2));
+    rapidjson::Document json;
+    json.Parse(text.data(), text.size());
+    return json.IsString() ? std::string(json.GetString(), json.GetStringLength())
+                           : std::string(text);
+}
+
+/// The address that stands at the end of what is ahead of the type; an address of 0 is left out.
+std::optional<int> takeAddress(std::string_view& text) {
+    // What an id of a record holds may look alike.
+    const std::size_t at = text.rfind(addressKey);
+    if (at == std::string_view::npos)
+        return std::nullopt;
+    int address = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data() + at + addressKey.size(), last, address);
+    if (error != std::errc() || std::string_view(end, last) != ",")
+        return std::nullopt;
+    text = text.substr(0, at);
+    return address;
+}
+
+/// The id ahead of the address, between quotes in a message and without them in a record.
+std::string idOf(std::string_view text, bool isMessage) {
+    if (!text.starts_with(idKey) || !text.ends_with(','))
+        return {};
+    text.remove_prefix(idKey.size());
+    text.remove_suffix(1);
+    return isMessage ? unquoted(text) : std::string(text);
 }
 
 /// Takes `"powerConsumed":1500.5` and the like one after another; their order is fixed.
@@ -62,25 +82,26 @@ std::optional<Moment> momentOf(std::string_view text) {
 }
 
 std::optional<LoggedReading> readingOf(std::string_view text) {
-    const std::size_t at = text.find(addressKey);
-    const auto address = wholeBehind(text, addressKey);
-    if (!text.starts_with('{') || !address)
+    // Behind the type nothing is the meter's to choose.
+    const std::size_t at = text.rfind(typeKey);
+    if (!text.starts_with('{') || at == std::string_view::npos)
         return std::nullopt;
     auto rest = behind(text.substr(at), timeKey);
     if (!rest)
         return std::nullopt;
-    if (rest->starts_with('"'))
+    const bool isMessage = rest->starts_with('"');
+    if (isMessage)
         rest->remove_prefix(1);
     const auto time = momentOf(rest->substr(0, momentSize));
     if (!time)
         return std::nullopt;
     rest->remove_prefix(momentSize);
-    if (rest->starts_with('"'))
+    if (isMessage && rest->starts_with('"'))
         rest->remove_prefix(1);
     LoggedReading reading;
-    if (text.starts_with(idKey))
-        reading.id = idOf(text.substr(idKey.size(), at - idKey.size())).substr(0, longestName);
-    reading.slaveAddress = static_cast<int>(*address);
+    std::string_view meter = text.substr(0, at);
+    reading.slaveAddress = takeAddress(meter).value_or(0);
+    reading.id = idOf(meter, isMessage).substr(0, longestName);
     reading.time = *time;
     reading.tariffEnabled = rest->starts_with(tariffKey);
     if (reading.tariffEnabled)
