@@ -74,6 +74,36 @@ TEST_F(ForgedLines, takesAValueThatResemblesAHeadForAValue) {
                 ElementsAre("modbusSerial Attached Meters result:" + reply));
 }
 
+TEST_F(ForgedLines, takesASerialThatResemblesAHeadForASerial) {
+    const std::string end =
+        R"(,"slaveAddress":7,"meteringType":modbus,"lastChanged":2026-11-14T02:24:08.123Z})";
+    const std::string message =
+        R"(Writing  m_buffer:{"id":")" + forgedWarning + R"(","meteringType":"modbus"})";
+    EXPECT_THAT(linesOf(head + "NOTIC modbusreaderSocketWriter " + message +
+                        " socket-writer.cpp:41\n" + cycling),
+                ElementsAre("modbusreaderSocketWriter " + message, "modbusSerial Cycling meters"));
+    EXPECT_EQ(m_counts.cut, 0U);
+    for (const std::string start : {"", "{", "{{"})
+        for (const std::string more : {"", " aRegister:{\"address\":1"}) {
+            const std::string record =
+                "Reading aReading:{\"id\":" + start + forgedWarning + more + end;
+            EXPECT_THAT(linesOf(notice(record) + cycling),
+                        ElementsAre("modbusSerial " + record, "modbusSerial Cycling meters"))
+                << record;
+        }
+}
+
+TEST_F(ForgedLines, takesANameThatResemblesAHeadForAName) {
+    for (const std::string start : {"", "{", "{{"})
+        for (const std::string more : {"", " aRegister:{\"address\":1"}) {
+            const std::string record = "Reading meter meter:{\"name\":" + start + forgedWarning +
+                                       more + ",\"slaveAddress\":7} config:{\"id\":m}";
+            EXPECT_THAT(linesOf(notice(record) + cycling),
+                        ElementsAre("modbusSerial " + record, "modbusSerial Cycling meters"))
+                << record;
+        }
+}
+
 TEST_F(ForgedLines, takesAMeterWithABracketInItsNameForWhole) {
     const std::string text = "Reading meter meter:{\"name\":a{b} config:{}";
     EXPECT_THAT(linesOf(notice(text) + cycling),

@@ -159,3 +159,26 @@ TEST_F(LogReaderTest, findsTheLineBehindOneThatWasCutWithoutALineEnd) {
                             "modbusSerial Cycling meters", "foreign  toolkit.cpp:116",
                             "modbusSerial Cycling meters"));
 }
+
+TEST_F(LogReaderTest, findsARecordBehindALineThatWasCutWithoutALineEnd) {
+    const std::string reading = R"(Reading aReading:{"id":S,"meteringType":modbus})";
+    const std::string failure = "Could not read register strerror(x):y aRegister:{\"address\":1}";
+    const std::string meter = "Reading meter meter:{\"name\":a} config:{\"id\":m}";
+    for (const std::string cut : {"Reading aReading:{\"id\":S", "Reading meter meter:{\"na",
+                                  "Reading meter meter:{\"name\":a}",
+                                  "Reading meter meter:{\"name\":a} config:{", "Cycling"})
+        for (const std::string& behind : {reading, failure, meter})
+            EXPECT_THAT(linesOf(head + "NOTIC modbusSerial " + cut + notice(behind)),
+                        ElementsAre("cut modbusSerial " + cut, "modbusSerial " + behind))
+                << cut;
+    const std::string message = R"(Writing  m_buffer:{"id":"S","meteringType":"modbus"})";
+    const std::string writing =
+        head + "NOTIC modbusreaderSocketWriter " + message + " socket-writer.cpp:41\n";
+    for (const std::string cut : {R"(Writing  m_buffer:{"id":"S)", "Writing  m_buffer:{"})
+        EXPECT_THAT(linesOf(head + "NOTIC modbusreaderSocketWriter " + cut + writing),
+                    ElementsAre("cut modbusreaderSocketWriter " + cut,
+                                "modbusreaderSocketWriter " + message));
+    const std::string cut = "Reading aReading:{\"id\":S";
+    EXPECT_THAT(linesOf(head + "NOTIC modbusSerial " + cut + writing),
+                ElementsAre("cut modbusSerial " + cut, "modbusreaderSocketWriter " + message));
+}

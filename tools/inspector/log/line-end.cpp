@@ -15,6 +15,18 @@ bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+/// Whether a bracket is closed there that was opened ahead of it.
+bool closesAnother(std::string_view text) {
+    std::ptrdiff_t depth = 0;
+    for (const char c : text) {
+        depth += c == '{' ? 1 : 0;
+        depth -= c == '}' ? 1 : 0;
+        if (depth < 0)
+            return true;
+    }
+    return false;
+}
+
 std::ptrdiff_t balanceOf(std::string_view text) {
     return std::count(text.begin(), text.end(), '{') - std::count(text.begin(), text.end(), '}');
 }
@@ -54,6 +66,13 @@ bool showsRecord(const Line& line) {
                        [&](std::string_view start) { return line.text.starts_with(start); });
 }
 
+std::string_view messageOf(const Line& line) {
+    constexpr std::string_view start = "Writing  m_buffer:";
+    const bool isMessage =
+        line.channel == "modbusreaderSocketWriter" && line.text.starts_with(start);
+    return isMessage ? line.text.substr(start.size()) : std::string_view();
+}
+
 bool mayHoldLineEnd(const Line& line) {
     if (line.channel == "modbusSerial") {
         return showsRecord(line) || line.text.starts_with("Could not convert") ||
@@ -66,6 +85,23 @@ bool mayHoldLineEnd(const Line& line) {
 
 bool isBalanced(std::string_view text) {
     return balanceOf(text) == 0;
+}
+
+bool isEndOfRecord(const Line& line, const Line& tail) {
+    if (!line.text.ends_with('}'))
+        return false;
+    // A value may open a bracket, too; but these members stand in such lines alone.
+    struct Member {
+        std::string_view start;
+        std::string_view member;
+    };
+    constexpr std::array<Member, 2> members = {
+        {{"Reading aReading:", "\"meteringType\":modbus"}, {"Reading meter meter:", " config:{"}}};
+    return closesAnother(tail.text) ||
+           std::any_of(members.begin(), members.end(), [&](const Member& x) {
+               return line.text.starts_with(x.start) && !tail.text.starts_with(x.start) &&
+                      tail.text.find(x.member) != std::string_view::npos;
+           });
 }
 
 JsonExtent::State jsonState(std::string_view text) {

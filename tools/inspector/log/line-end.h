@@ -23,6 +23,9 @@ constexpr std::size_t replyKinds = 4;
 
 Reply replyOf(const Line& line);
 
+/// The message that a line shows; empty if it shows none.
+std::string_view messageOf(const Line& line);
+
 /// Whether the line shows values of the local server, or the serial of a meter, as the daemon
 /// writes records.
 bool showsRecord(const Line& line);
@@ -33,6 +36,10 @@ bool mayHoldLineEnd(const Line& line);
 /// Whether each bracket of a record's text has its counterpart. Values stand there without quotes,
 /// so one of them may hold some of its own.
 bool isBalanced(std::string_view text);
+
+/// Whether @p tail, in which a line that shows a record ends, is the end of that record, though it
+/// looks like a line of its own.
+bool isEndOfRecord(const Line& line, const Line& tail);
 
 /// Of the whole of a text; broken also if something stands behind its end.
 JsonExtent::State jsonState(std::string_view text);

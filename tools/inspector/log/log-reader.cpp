@@ -125,15 +125,18 @@ bool LogReader::tryJoin(Line& line, bool& isLastCut) {
     return false;
 }
 
-/// Whether the start of another line within this one may be a value.
-bool LogReader::mayHoldHead(const Line& line) const {
-    if (line.kind != LineKind::log || !mayHoldLineEnd(line))
+/// Whether the start of another line within this one, with which @p tail begins, may be a value.
+bool LogReader::mayHoldHead(const Line& line, std::string_view tail) const {
+    if (line.kind != LineKind::log)
+        return false;
+    if (const std::string_view message = messageOf(line); !message.empty())
+        return !line.isCut && jsonState(message) == JsonExtent::State::whole;
+    if (showsRecord(line))
+        return !line.isCut && isEndOfRecord(line, parseLine(tail));
+    if (!mayHoldLineEnd(line))
         return false;
     const auto [kind, json] = replyOf(line);
-    if (!json.empty())
-        return json == m_replies[kind];
-    return !showsRecord(line) ||
-           (isBalanced(line.text) && line.text.find('{') != std::string_view::npos);
+    return json.empty() || json == m_replies[kind];
 }
 
 /// Leaves of the line what was cut without a line end, and keeps for the next one what follows
@@ -141,7 +144,7 @@ bool LogReader::mayHoldHead(const Line& line) const {
 void LogReader::split(Line& line, bool isTooLong) {
     const std::size_t skipped = line.kind == LineKind::log ? 1 : 0;
     const std::size_t at = findHead(line.whole.substr(skipped));
-    if (at == std::string_view::npos || mayHoldHead(line))
+    if (at == std::string_view::npos || mayHoldHead(line, line.whole.substr(skipped + at)))
         return;
     line.isCut = true;
     // Of a longer one each part would be copied again and again.

@@ -53,7 +53,7 @@ private:
     void keepReply(std::string_view reply, std::size_t kind);
     void join(Line& line);
     bool tryJoin(Line& line, bool& isLastCut);
-    bool mayHoldHead(const Line& line) const;
+    bool mayHoldHead(const Line& line, std::string_view tail) const;
     void split(Line& line, bool isTooLong);
     void count(const Line& line);
 
