@@ -182,3 +182,11 @@ TEST_F(LogReaderTest, findsARecordBehindALineThatWasCutWithoutALineEnd) {
     EXPECT_THAT(linesOf(head + "NOTIC modbusSerial " + cut + writing),
                 ElementsAre("cut modbusSerial " + cut, "modbusreaderSocketWriter " + message));
 }
+
+TEST_F(LogReaderTest, looksForSoManyLinesWithoutALineEndOnly) {
+    std::string heads;
+    for (int i = 0; i < 1000; ++i)
+        heads += head + "NOTIC modbusSerial Reading aReading:{";
+    EXPECT_EQ(linesOf(heads + "\n" + cycling + heads + "\n" + cycling).size(), 2U * 17 + 2);
+    EXPECT_EQ(m_counts.cut, 2U * 17);
+}

@@ -32,17 +32,19 @@ bool LogReader::next(Line& line) {
     RawLine raw;
     if (!take(raw))
         return false;
+    const std::size_t part = m_part;
     line = parseLine(raw.text);
     line.isCut = line.isCut || raw.isCut;
     if (line.kind == LineKind::log && !raw.isCut && !isWhole(line))
         join(line);
     if (line.forged == 0)
-        split(line, raw.isCut);
+        split(line, raw.isCut, part);
     count(line);
     return true;
 }
 
 bool LogReader::take(RawLine& raw) {
+    m_part = 0;
     if (m_ahead.empty()) {
         if (!m_source.next(raw))
             return false;
@@ -52,6 +54,7 @@ bool LogReader::take(RawLine& raw) {
     Lines& ahead = m_ahead.back();
     const std::size_t end = ahead.text.find('\n', ahead.given);
     const bool isLast = end == std::string::npos;
+    m_part = ahead.given == 0 ? ahead.part : 0;
     m_taken.assign(ahead.text, ahead.given, isLast ? end : end - ahead.given);
     raw = {m_taken, isLast && ahead.isCut};
     ahead.given = end + 1;
@@ -94,7 +97,7 @@ void LogReader::join(Line& line) {
     if (tryJoin(line, isLastCut))
         return;
     if (m_joined.size() > size)
-        m_ahead.push_back({m_joined.substr(size + 1), isLastCut});
+        m_ahead.push_back({m_joined.substr(size + 1), isLastCut, 0});
     m_joined.resize(size);
     line = parseLine(m_joined);
 }
@@ -141,18 +144,18 @@ bool LogReader::mayHoldHead(const Line& line, std::string_view tail) const {
 
 /// Leaves of the line what was cut without a line end, and keeps for the next one what follows
 /// there.
-void LogReader::split(Line& line, bool isTooLong) {
+void LogReader::split(Line& line, bool isTooLong, std::size_t part) {
     const std::size_t skipped = line.kind == LineKind::log ? 1 : 0;
     const std::size_t at = findHead(line.whole.substr(skipped));
     if (at == std::string_view::npos || mayHoldHead(line, line.whole.substr(skipped + at)))
         return;
     line.isCut = true;
-    // Of a longer one each part would be copied again and again.
-    constexpr std::size_t longest = std::size_t{1} << 18;
-    if (line.whole.size() > longest)
+    // Each part is copied, and may be joined with all that is behind, again and again.
+    constexpr std::size_t mostParts = 16;
+    if (part == mostParts)
         return;
     m_joined = line.whole;
-    m_ahead.push_back({m_joined.substr(skipped + at), isTooLong});
+    m_ahead.push_back({m_joined.substr(skipped + at), isTooLong, part + 1});
     line = parseLine(std::string_view(m_joined).substr(0, skipped + at));
     line.isCut = true;
 }

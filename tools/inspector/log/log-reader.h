@@ -44,6 +44,8 @@ private:
         std::string text;
         /// Of the last one.
         bool isCut = false;
+        /// So many parts of the first one were given before.
+        std::size_t part = 0;
         /// So many bytes were given again.
         std::size_t given = 0;
     };
@@ -54,12 +56,14 @@ private:
     void join(Line& line);
     bool tryJoin(Line& line, bool& isLastCut);
     bool mayHoldHead(const Line& line, std::string_view tail) const;
-    void split(Line& line, bool isTooLong);
+    void split(Line& line, bool isTooLong, std::size_t part);
     void count(const Line& line);
 
     Source& m_source;
     /// Lines that were looked at, and are to be given yet; the last ones first.
     std::vector<Lines> m_ahead;
+    /// How many parts of the line that was taken last were given before.
+    std::size_t m_part = 0;
     /// Hold the texts of the last line that was given, if they are not the source's.
     std::string m_taken;
     std::string m_joined;
