@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
 
 using namespace inspector;
 using testing::HasSubstr;
@@ -19,6 +20,14 @@ std::string headAt(const std::string& second) {
 
 std::string tickAt(const std::string& second) {
     return headAt(second) + "NOTIC modbusreaderMain callback ec:Success main.cpp:64\n";
+}
+
+/// A message of a read that began at this second.
+std::string messageAt(const std::string& second, const std::string& id, int slaveAddress) {
+    return headAt(second) + R"(NOTIC modbusreaderSocketWriter Writing  m_buffer:{"id":")" + id +
+           R"(","slaveAddress":)" + std::to_string(slaveAddress) +
+           R"(,"meteringType":"modbus","lastChanged":"2026-11-14T02:24:)" + second +
+           ".000Z\"} socket-writer.cpp:41\n";
 }
 
 std::string warningAt(const std::string& second) {
@@ -113,4 +122,31 @@ TEST(ReportEdges, sayWhatIsUnknownThoughThereAreTroubles) {
     EXPECT_THAT(run({"report", "-"}, log).standardOutput,
                 HasSubstr("Not in this log: readings, and which meter a failure belongs to. "
                           "VX_LOG=W,modbusreaderSocketWriter:N shows them.\n"));
+}
+
+TEST(ReportEdges, tellOfOneMeterWhatTheyTellOfAll) {
+    // The meter 5 has no model.
+    std::string log = headAt("00") +
+                      R"(NOTIC modbusSerial Attached Meters result:{"data":[{"slaveAddress":5},)"
+                      R"({"slaveAddress":7}]} toolkit.cpp:1)"
+                      "\n" +
+                      headAt("00") + "NOTIC modbusSerial Cycling meters toolkit.cpp:1\n";
+    for (int minute = 24; minute < 44; ++minute) {
+        const std::string poll = tickAt("10") + messageAt("10", minute < 26 ? "OLD" : "NEW", 7);
+        log += std::regex_replace(poll, std::regex(":24:"), ":" + std::to_string(minute) + ":");
+    }
+    const auto troubles = [&](const std::string& meter) {
+        const ProgramResult result = run({"report", "--json", "--meter", meter, "-"}, log);
+        const std::size_t at = result.standardOutput.find("\"troubles\":");
+        return std::pair(result.standardOutput.substr(at, 60), result.status.value_or(-1));
+    };
+    const std::string none = R"("troubles":[],)";
+    EXPECT_THAT(troubles("5").first,
+                testing::StartsWith(R"("troubles":[{"key":"meter-never-arrives",)"));
+    EXPECT_EQ(troubles("5").second, 1);
+    EXPECT_THAT(run({"report", "-", "--meter", "5"}, log).standardOutput,
+                HasSubstr("meter-never-arrives meter 5\n"));
+    EXPECT_THAT(troubles("OLD").first, testing::StartsWith(none));
+    EXPECT_EQ(troubles("OLD").second, 0);
+    EXPECT_THAT(troubles("7").first, testing::StartsWith(none));
 }

@@ -7,6 +7,7 @@
 #include "inspector/report/report.h"
 
 #include <cstdio>
+#include <map>
 #include <utility>
 
 namespace inspector {
@@ -88,19 +89,37 @@ bool tellsAnything(const Report& report) {
            !home.troubles.empty() || !report.damages.empty();
 }
 
+/// The new places of what is kept, by the old ones.
+using Places = std::map<std::size_t, std::size_t>;
+
+template <class T>
+void keepOnly(std::vector<T>& list, const Places& places) {
+    std::vector<T> kept;
+    for (const auto& [from, to] : places)
+        if (from < list.size())
+            kept.push_back(std::move(list[from]));
+    list = std::move(kept);
+}
+
 } // namespace
 
 bool keepMeter(Report& report, const std::string& meter) {
-    const auto isOther = [&](const Meter& x) {
-        return x.id != meter && std::to_string(x.slaveAddress.value_or(-1)) != meter;
-    };
-    std::vector<Meter>& meters = report.home.meters;
-    for (std::size_t i = report.courses.size(); i-- > 0;)
-        if (isOther(meters[i]))
-            report.courses.erase(report.courses.begin() + static_cast<std::ptrdiff_t>(i));
-    std::erase_if(meters, isOther);
+    const std::vector<Meter>& meters = report.home.meters;
+    Places places;
+    for (std::size_t i = 0; i < meters.size(); ++i)
+        if (meters[i].id == meter || std::to_string(meters[i].slaveAddress.value_or(-1)) == meter)
+            places.emplace(i, places.size());
+    keepOnly(report.home.meters, places);
+    keepOnly(report.courses, places);
     report.home.unattributed.clear();
-    return !meters.empty();
+    std::vector<Notice>& notices = report.summary.notices;
+    std::erase_if(notices, [&](const Notice& x) {
+        return x.meter ? !places.contains(*x.meter) : x.key == "register-unread";
+    });
+    for (Notice& x : notices)
+        if (x.meter)
+            x.meter = places.at(*x.meter);
+    return !places.empty();
 }
 
 int runReport(const ReportOptions& options) {
@@ -109,9 +128,10 @@ int runReport(const ReportOptions& options) {
         throw UnreadableInput(!options.span.isAll()
                                   ? "No line of the reader's log within these times"
                                   : "No line of the reader's log");
+    // Of all meters: one alone doesn't tell what the others make of it.
+    report.summary = summaryOf(report.home);
     if (options.meter && !keepMeter(report, *options.meter))
         throw UnreadableInput("No meter '" + *options.meter + "' in this log");
-    report.summary = summaryOf(report.home);
     if (options.json) {
         JsonOutput output(stdout);
         writeReport(output, report);
