@@ -82,6 +82,29 @@ TEST_F(ReportMarks, tellNoMeterSilentInWhosePlaceIsAnother) {
     EXPECT_THAT(keys(), IsEmpty());
 }
 
+TEST_F(ReportMarks, tellNoMeterSilentThatWasTakenOffTheList) {
+    const std::string both = R"({"slaveAddress":1},{"slaveAddress":2})";
+    const auto list = [&](const std::string& meters) {
+        log.serial("Attached Meters result:{\"data\":[" + meters + "]}");
+        log.serial("Cycling meters");
+    };
+    list(both);
+    polls(3, {1, 2});
+    list(R"({"slaveAddress":1})");
+    polls(60, {1});
+
+    EXPECT_THAT(keys(), IsEmpty());
+}
+
+TEST_F(ReportMarks, tellMetersSilentWhoseListCouldNotBeRead) {
+    log.serial(R"(Attached Meters result:{"data":[{"slaveAddress":1},{"slaveAddress":2}]})");
+    polls(3, {1, 2});
+    log.serial("Attached Meters result:nonsense").serial("Cycling meters");
+    polls(60, {1});
+
+    EXPECT_THAT(keys(), ElementsAre("meter-silent S-2"));
+}
+
 TEST_F(ReportMarks, tellReadingsThatAreOldThoughMessagesGoOn) {
     polls(3, {1});
     polls(60, {1}, true);

@@ -93,6 +93,14 @@ bool wasReplaced(const Home& home, const Meter& meter) {
     });
 }
 
+/// Whether the list of attached meters has none at its address any more.
+bool wasTakenOff(const Home& home, const Meter& meter) {
+    return !home.attachedReply.empty() &&
+           std::none_of(home.meters.begin(), home.meters.end(), [&](const Meter& x) {
+               return x.isAttached && x.slaveAddress == meter.slaveAddress;
+           });
+}
+
 /// A meter of which nothing comes, or nothing new.
 void addSilence(Notices& notices, const Home& home, std::size_t index) {
     const Meter& meter = home.meters[index];
@@ -103,7 +111,7 @@ void addSilence(Notices& notices, const Home& home, std::size_t index) {
     // Where no meter at all is read, the reason is with the server.
     const bool anyIsRead = std::any_of(home.meters.begin(), home.meters.end(),
                                        [](const Meter& x) { return x.last.has_value(); });
-    if (!home.polls || !anyIsRead || wasReplaced(home, meter))
+    if (!home.polls || !anyIsRead || wasReplaced(home, meter) || wasTakenOff(home, meter))
         return;
     if (!meter.last || meter.id.empty())
         notices.add("meter-never-arrives", {1, home.first.value_or(0), end}, index);
