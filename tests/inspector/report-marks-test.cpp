@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+
 using namespace inspector;
 using testing::Contains;
 using testing::ElementsAre;
@@ -103,6 +105,30 @@ TEST_F(ReportMarks, tellMetersSilentWhoseListCouldNotBeRead) {
     polls(60, {1});
 
     EXPECT_THAT(keys(), ElementsAre("meter-silent S-2"));
+}
+
+TEST_F(ReportMarks, tellAtWhichMeterValuesAreShifted) {
+    const auto read = [&](int address, const std::vector<int>& values) {
+        log.begin(address);
+        const std::array fields = {"powerImport", "energyImport", "energyExport"};
+        for (std::size_t i = 0; i < values.size(); ++i)
+            log.serial("value:" + std::to_string(values[i]) + " modbusFieldType:" + fields[i] +
+                       " scaleValue:1");
+        log.serial("Reading aReading:{\"id\":S-" + std::to_string(address) +
+                   ",\"slaveAddress\":" + std::to_string(address) +
+                   ",\"meteringType\":modbus,\"lastChanged\":2026-11-14T03:24:09.000Z}");
+    };
+    log.tick();
+    read(1, {10, 100, 1000});
+    read(2, {710, 12345, 2345});
+    log.tick().failure(timedOut, powerRegister);
+    read(1, {10, 100, 1000});
+    read(2, {710, 12345, 2345});
+    log.tick().failure(timedOut, powerRegister);
+    read(2, {2345, 710, 12345});
+
+    EXPECT_THAT(keys(), Contains("late-answer S-2"));
+    EXPECT_THAT(keys(), Not(Contains("late-answer")));
 }
 
 TEST_F(ReportMarks, tellReadingsThatAreOldThoughMessagesGoOn) {

@@ -84,6 +84,7 @@ TEST(Report, isAlsoOneJsonDocument) {
               R"("leastSeconds":null},"restarts":0,"assertionFailures":0,)"
               R"("delivery":{"offered":6,"delivered":6,"lost":0},"meters":[{"slaveAddress":2,)"
               R"("id":"S-2","name":"","polls":3,"goodPolls":2,"delivered":3,"lost":0,"carried":1,)"
+              R"("shifted":0,)"
               R"("lastGood":"2026-11-14T02:24:12.000Z","ageSeconds":2.5,"failures":[)"
               R"({"registerType":"input","address":10,"fieldType":"powerImport","kind":"timeout",)"
               R"("count":1,"first":"2026-11-14T02:24:14.300Z","last":"2026-11-14T02:24:14.300Z",)"

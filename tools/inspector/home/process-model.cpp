@@ -125,10 +125,8 @@ void ProcessModel::addReading(const Line& line) {
     if (!reading)
         return;
     const std::size_t meter = m_book.indexOf(reading->slaveAddress, reading->id);
-    if (m_shifts.end() && meter != MeterBook::none) {
+    if (m_shifts.end() && meter != MeterBook::none)
         m_book.home().meters[meter].shifted.add(line.time);
-        m_book.home().lateAnswers["shifted"].add(line.time);
-    }
     if (m_haste.end())
         m_book.home().lateAnswers["hasty"].add(line.time);
     m_book.home().tellsHaste = m_haste.isKnown();

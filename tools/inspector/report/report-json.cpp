@@ -125,6 +125,7 @@ void writeMeter(JsonOutput& output, const Home& home, const Meter& meter) {
     optionalMember(output, "delivered", meter.delivered);
     optionalMember(output, "lost", meter.lost);
     optionalMember(output, "carried", meter.carried);
+    output.member("shifted", meter.shifted.count);
     moment(output, "lastGood", meter.lastGood);
     seconds(output, "ageSeconds",
             meter.lastGood && home.last ? std::optional(*home.last - *meter.lastGood)

@@ -194,6 +194,7 @@ std::vector<Notice> noticesOf(const Home& home) {
         notices.add("late-answer", seen, {}, wordsOf(mark));
     for (std::size_t i = 0; i < home.meters.size(); ++i) {
         addSilence(notices, home, i);
+        notices.add("late-answer", home.meters[i].shifted, i, wordsOf("shifted"));
         addFailures(notices, home.meters[i].failures, i);
         addCounters(notices, home.meters[i], i);
     }
