@@ -18,28 +18,45 @@ double precisionOf(double value) {
 
 } // namespace
 
-void ReadingChecks::step(Counter& counter, Track& track, double value, std::size_t member,
-                         Moment time) {
-    const double step = value - track.value;
-    const double seconds = std::max(0.001, static_cast<double>(time - track.since) / 1000);
-    // Simulated homes may run faster than the clock, so the power alone is a weak witness.
-    const double byPower = 1000 * m_largestPower[member % 2] * seconds;
-    const double byPast = 10 * track.largestRate * seconds;
+/// The energy that a counter may grow by in this time before it jumps, in watt-seconds.
+double ReadingChecks::mostOf(const Track& track, double value, double seconds,
+                             std::size_t direction) const {
+    // In watts, of a meter that shows no power.
+    constexpr double mostOfAHouse = 50000;
     constexpr std::size_t enough = 3;
-    const double usual = track.steps < enough
-                             ? 5 * kilowattHour
-                             : std::max(10 * track.largestStep, 0.2 * kilowattHour);
-    const double most =
-        std::max({usual, byPower, track.steps < enough ? 0 : byPast, 8 * precisionOf(value)});
-    if (step > most) {
-        counter.jumps.add(time);
+    const double power = m_largestPower[direction];
+    // Until some steps tell, the home may be a simulated one, whose time runs faster than the
+    // clock, and the map may show the power in another unit.
+    if (track.steps < enough)
+        return std::max({5 * kilowattHour, 10000 * power * seconds, 8 * precisionOf(value)});
+    const double byPower = 10 * track.largestPace * (power > 0 ? power : mostOfAHouse) * seconds;
+    const double byPast = std::max(10 * track.largestStep, 10 * track.largestRate * seconds);
+    return std::max({0.2 * kilowattHour, byPower, byPast, 8 * precisionOf(value)});
+}
+
+void ReadingChecks::step(Counter& counter, Track& track, const LoggedReading& reading,
+                         std::size_t member) {
+    const std::size_t direction = member % 2;
+    const double value = reading.values[member];
+    const double step = value - track.value;
+    const double seconds = std::max(0.001, inSeconds(reading.time - track.since));
+    if (step > mostOf(track, value, seconds, direction)) {
+        counter.jumps.add(reading.time);
         counter.jumpFrom = track.value;
         counter.jumpTo = value;
         return;
     }
-    ++track.steps;
     track.largestStep = std::max(track.largestStep, step);
-    track.largestRate = std::max(track.largestRate, step / seconds);
+    // When the first value came to be is unknown, and so how long its step took.
+    if (track.steps++ == 0)
+        return;
+    const double rate = step / seconds;
+    track.largestRate = std::max(track.largestRate, rate);
+    // Between two readings the power may have been higher than at both.
+    const double power = std::max(
+        {m_largestPower[direction] / 10, m_last.values[direction], reading.values[direction]});
+    if (power > 0)
+        track.largestPace = std::max(track.largestPace, rate / power);
 }
 
 void ReadingChecks::check(Counter& counter, Track& track, const LoggedReading& reading,
@@ -54,7 +71,7 @@ void ReadingChecks::check(Counter& counter, Track& track, const LoggedReading& r
         counter.backwardsFrom = track.value;
         counter.backwardsTo = value;
     } else if (track.value > 0 && value > track.value) {
-        step(counter, track, value, member, reading.time);
+        step(counter, track, reading, member);
     } else if (track.value > 0 && reading.time > m_last.time &&
                reading.time - m_last.time < longestStep) {
         const double power = std::min(reading.values[member % 2], m_last.values[member % 2]);

@@ -25,12 +25,15 @@ private:
         /// Of the steps so far, in watt-seconds.
         double largestStep = 0;
         double largestRate = 0;
+        /// How many times more than the power explains came in a time.
+        double largestPace = 1;
         std::size_t steps = 0;
     };
 
     void check(Counter& counter, Track& track, const LoggedReading& reading, std::size_t member,
                bool isSameProcess);
-    void step(Counter& counter, Track& track, double value, std::size_t member, Moment time);
+    void step(Counter& counter, Track& track, const LoggedReading& reading, std::size_t member);
+    double mostOf(const Track& track, double value, double seconds, std::size_t direction) const;
 
     bool m_hasLast = false;
     LoggedReading m_last;
