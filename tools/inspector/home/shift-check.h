@@ -27,10 +27,14 @@ private:
         std::string fieldType;
     };
 
+    bool areShifted(const std::vector<Value>& last) const;
+
     /// Of the last whole read, by the address.
     std::map<int, std::vector<Value>> m_last;
     std::vector<Value> m_now;
     int m_slaveAddress = 0;
+    /// Of the read before on the bus.
+    int m_before = 0;
     /// A time-out came and nothing has shown yet that it was without consequence.
     bool m_isSuspicious = false;
     bool m_hasFailed = false;
