@@ -90,8 +90,10 @@ TEST_F(LogReaderTest, refusesWhatIsNoFile) {
 
 TEST_F(LogReaderTest, takesOffWhatJournalctlPutsAhead) {
     const std::string line = cycling;
-    for (const std::string time : {"Nov 22 18:01:30", "Nov  2 18:01:30", "Nov 22 18:01:30.123456",
-                                   "2026-11-22T18:01:30+0100", "Sun 2026-11-22 18:01:30 CET"}) {
+    for (const std::string time :
+         {"Nov 22 18:01:30", "Nov  2 18:01:30", "Nov 22 18:01:30.123456",
+          "2026-11-22T18:01:30+0100", "Sun 2026-11-22 18:01:30 CET", "Dez 22 18:01:30",
+          "déc. 22 18:01:30", "Mär  2 18:01:30", "11月 22 18:01:30"}) {
         const std::string prefix = time + " controller modbus-reader[412]: ";
         EXPECT_THAT(
             linesOf("-- Journal begins at Sun 2026-11-01. --\n" + prefix + line + prefix + rule),
@@ -102,9 +104,11 @@ TEST_F(LogReaderTest, takesOffWhatJournalctlPutsAhead) {
 }
 
 TEST_F(LogReaderTest, keepsALineThatOnlyResemblesSuchAPrefix) {
-    EXPECT_THAT(linesOf("Nov 22\nNov 22 18:01:30\nNov 22 18:01:30 host a b: c\n"),
+    EXPECT_THAT(linesOf("Nov 22\nNov 22 18:01:30\nNov 22 18:01:30 host a b: c\n"
+                        "at the 22 18:01:30 host a: b\n"),
                 ElementsAre("foreign Nov 22", "foreign Nov 22 18:01:30",
-                            "foreign Nov 22 18:01:30 host a b: c"));
+                            "foreign Nov 22 18:01:30 host a b: c",
+                            "foreign at the 22 18:01:30 host a: b"));
 }
 
 TEST_F(LogReaderTest, readsTheJsonOfTheJournal) {

@@ -35,29 +35,18 @@ bool takeWord(std::string_view& text) {
     return true;
 }
 
-bool isMonth(std::string_view word) {
-    constexpr std::string_view months = "Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec ";
-    return word.size() == 4 && months.find(word) % 4 == 0;
-}
-
-bool isWeekday(std::string_view word) {
-    constexpr std::string_view days = "Mon Tue Wed Thu Fri Sat Sun ";
-    return word.size() == 4 && days.find(word) % 4 == 0;
-}
-
 /// Takes the time as the output forms short, short-precise, short-iso and short-full write it.
 bool takeJournalTime(std::string_view& text) {
-    if (isMonth(text.substr(0, 4))) {
-        text.remove_prefix(4);
-        return (fits(text, "00 00:00:00") || fits(text, " 0 00:00:00")) &&
-               (text.remove_prefix(3), takeWord(text));
-    }
-    if (isWeekday(text.substr(0, 4))) {
-        text.remove_prefix(4);
-        return fits(text, "0000-00-00 00:00:00") && takeWord(text) && takeWord(text) &&
-               takeWord(text);
-    }
-    return fits(text, "0000-00-00T00:00:00") && takeWord(text);
+    if (fits(text, "0000-00-00T00:00:00"))
+        return takeWord(text);
+    // The month has its name in the language of whoever called journalctl.
+    constexpr std::size_t longestMonth = 16;
+    if (text.find(' ') > longestMonth || !takeWord(text))
+        return false;
+    if (fits(text, "0000-00-00 00:00:00"))
+        return takeWord(text) && takeWord(text) && takeWord(text);
+    return (fits(text, "00 00:00:00") || fits(text, " 0 00:00:00")) &&
+           (text.remove_prefix(3), takeWord(text));
 }
 
 /// Each line is an object with a MESSAGE.
