@@ -113,9 +113,10 @@ bool takeTime(Cursor& cursor, Line& line) {
     const int offsetHours = cursor.digitsAndThen(2, ':');
     const int offsetMinutes = cursor.digitsAndThen(2, ']');
     cursor.expect(' ');
-    // A leap second stands as 60.
-    if (!cursor.isGood() || !isWithin(month, 1, 12) || !isWithin(day, 1, 31) || hour > 23 ||
-        minute > 59 || second > 60 || offsetMinutes > 59)
+    // A leap second stands as 60. The years are those that a time point of the daemon's clock can
+    // have.
+    if (!cursor.isGood() || !isWithin(year, 1678, 2261) || !isWithin(month, 1, 12) ||
+        !isWithin(day, 1, 31) || hour > 23 || minute > 59 || second > 60 || offsetMinutes > 59)
         return false;
     const int offset = offsetHours * 60 + offsetMinutes;
     line.offset = static_cast<std::int16_t>(isBehind ? -offset : offset);
