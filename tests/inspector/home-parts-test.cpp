@@ -68,7 +68,7 @@ TEST(Readings, undoWhatJsonWritesOfControlCharactersInAnId) {
 TEST(Readings, holdNoNumberWhereTheDaemonHadNone) {
     const std::string start =
         R"({"id":"1","slaveAddress":7,"meteringType":"modbus","lastChanged":"2026-11-14T03:24:08.123Z")";
-    for (const std::string none : {"null", "nan", "-nan", "inf"}) {
+    for (const std::string none : {"null", "nan", "-nan", "inf", "1e308", "-1e39", "1e999"}) {
         const auto reading =
             readingOf(start + ",\"powerConsumed\":" + none + ",\"energyConsumed\":2}");
         ASSERT_TRUE(reading);

@@ -6,6 +6,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace inspector {
 namespace {
@@ -64,7 +65,9 @@ void takeValues(std::string_view text, LoggedReading& reading) {
         if (member == measuredMembers.size())
             return;
         const double value = numberBehind(text.substr(end, 40), ":").value_or(NAN);
-        reading.values[member] = std::isfinite(value) ? value : NAN;
+        // The daemon has none that is larger.
+        const bool isNumber = std::abs(value) <= std::numeric_limits<float>::max();
+        reading.values[member] = isNumber ? value : NAN;
         at = end + 1;
     }
 }
