@@ -54,6 +54,15 @@ TEST(ReportEdges, ofFailedAssertionsAloneAreTold) {
     EXPECT_THAT(run({"report", "--html", "-"}, assertion).standardOutput, Not(HasSubstr("1970")));
 }
 
+TEST(ReportEdges, countTheGapsBeyondThoseThatAreShown) {
+    std::string log;
+    for (int i = 0; i < 121; ++i)
+        log += "[2026-11-" + std::to_string(10 + i / 12) + "T" + std::to_string(10 + i % 12) +
+               ":00:00.000+01:00]   412 NOTIC modbusreaderMain callback ec:Success main.cpp:64\n";
+    EXPECT_THAT(run({"report", "--json", "-"}, log).standardOutput,
+                HasSubstr(R"("gapCount":119,"gaps":[{"from")"));
+}
+
 TEST(ReportEdges, ofABrokenFileTellThatItIsBroken) {
     const TemporaryDirectory directory;
     const std::string packed = (directory.path() / "packed").string();

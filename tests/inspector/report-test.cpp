@@ -79,7 +79,8 @@ TEST(Report, isAlsoOneJsonDocument) {
 
     EXPECT_EQ(result.standardOutput,
               R"({"log":{"first":"2026-11-14T02:24:10.500Z","last":"2026-11-14T02:24:14.500Z",)"
-              R"("lines":19,"foreign":0,"cut":0,"forged":0,"leftOut":0,"gaps":[],"damages":[]},)"
+              R"("lines":19,"foreign":0,"cut":0,"forged":0,"leftOut":0,"gapCount":0,)"
+              R"("gaps":[],"damages":[]},)"
               R"("polls":{"count":3,"medianSeconds":2.0,"p95Seconds":2.0,"longestSeconds":2.0,)"
               R"("leastSeconds":null},"restarts":0,"assertionFailures":0,)"
               R"("delivery":{"offered":6,"delivered":6,"lost":0},"meters":[{"slaveAddress":2,)"

@@ -37,6 +37,7 @@ void writeLog(JsonOutput& output, const Report& report) {
     output.member("cut", report.counts.cut);
     output.member("forged", report.counts.forged);
     output.member("leftOut", home.leftOut);
+    optionalMember(output, "gapCount", home.gaps);
     output.key("gaps");
     if (home.gaps) {
         output.beginList();
