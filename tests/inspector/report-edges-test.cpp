@@ -54,6 +54,15 @@ TEST(ReportEdges, ofFailedAssertionsAloneAreTold) {
     EXPECT_THAT(run({"report", "--html", "-"}, assertion).standardOutput, Not(HasSubstr("1970")));
 }
 
+TEST(ReportEdges, tellWhatEndedTheReader) {
+    const std::string exception = "terminate called after throwing an instance of 'x'\n";
+    const std::string log = assertion + exception + exception;
+    EXPECT_THAT(run({"report", "-"}, log).standardOutput,
+                HasSubstr("1 failed assertion\n          2 uncaught exceptions\n"));
+    EXPECT_THAT(run({"report", "--json", "-"}, log).standardOutput,
+                HasSubstr(R"("assertionFailures":3,)"));
+}
+
 TEST(ReportEdges, countTheGapsBeyondThoseThatAreShown) {
     std::string log;
     for (int i = 0; i < 121; ++i)

@@ -191,6 +191,11 @@ struct Home {
     std::string connection = {};
 };
 
+/// Failed assertions and uncaught exceptions, each of which ended the reader.
+inline std::size_t crashesOf(const Home& home) {
+    return home.assertions.count + home.terminations.count;
+}
+
 /// Whether the last reading of a meter is newer than that of another one.
 bool isNewer(const Meter& meter, const Meter& other);
 

@@ -68,7 +68,7 @@ Counts LiveHome::counts() const {
     counts.lengths = home.pollLengths.count();
     counts.lengthOfAll = home.pollLengths.sum();
     counts.restarts = home.restarts.count;
-    counts.assertions = home.assertions.count + home.terminations.count;
+    counts.assertions = crashesOf(home);
     counts.delivered = home.delivered.value_or(0);
     counts.lost = home.lost.value_or(0);
     for (const auto& [kind, trouble] : home.troubles)

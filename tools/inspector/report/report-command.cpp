@@ -85,8 +85,8 @@ Report read(const ReportOptions& options) {
 /// Whether anything of it is of the reader, or says why nothing is.
 bool tellsAnything(const Report& report) {
     const Home& home = report.home;
-    return home.first || home.offers + home.assertions.count + home.terminations.count > 0 ||
-           !home.troubles.empty() || !report.damages.empty();
+    return home.first || home.offers + crashesOf(home) > 0 || !home.troubles.empty() ||
+           !report.damages.empty();
 }
 
 /// The new places of what is kept, by the old ones.

@@ -173,7 +173,7 @@ void writeReport(JsonOutput& output, const Report& report) {
     output.key("polls");
     writePolls(output, report);
     optionalMember(output, "restarts", restartsOf(home));
-    output.member("assertionFailures", home.assertions.count);
+    output.member("assertionFailures", crashesOf(home));
     output.key("delivery");
     output.beginObject();
     output.member("offered", home.offers);

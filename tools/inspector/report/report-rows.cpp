@@ -68,6 +68,8 @@ Overview overviewOf(const Report& report) {
     rows.emplace_back("Restarts", orQuestionMark(restartsOf(home)));
     if (home.assertions.count > 0)
         rows.emplace_back("", counted(home.assertions.count, "failed assertion"));
+    if (home.terminations.count > 0)
+        rows.emplace_back("", counted(home.terminations.count, "uncaught exception"));
     addPolls(rows, report);
     rows.emplace_back("Messages", std::to_string(home.offers) + " offered, " +
                                       orQuestionMark(home.delivered) + " delivered, " +

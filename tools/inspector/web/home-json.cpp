@@ -119,7 +119,7 @@ void HomeJson::writeReader() {
           seconds(hasLengths ? std::optional(lengths.longest()) : std::nullopt));
     m_json.member("longestAgeSeconds", inSeconds(longestAge(m_view)));
     known("restarts", restartsOf(home));
-    m_json.member("assertionFailures", home.assertions.count + home.terminations.count);
+    m_json.member("assertionFailures", crashesOf(home));
     known("delivered", home.delivered);
     known("lost", home.lost);
     m_json.member("connection", home.connection);
