@@ -85,7 +85,7 @@ void MeterBook::takeAttached(std::string reply) {
             m_home.meters[i].configId = x.configId.substr(0, longestName);
         }
     } catch (const std::exception&) {
-        // The daemon takes none of it either, and warns.
+        // The daemon's list is empty then, too, until one comes that it can read.
         m_home.attachedReply.clear();
     }
 }
