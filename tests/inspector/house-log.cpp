@@ -64,19 +64,19 @@ struct ReaderConfigFile {
     ~ReaderConfigFile() { std::filesystem::remove(name); }
 };
 
-} // namespace
+/// How many messages were offered to the service.
+std::size_t offersIn(const std::string& log) {
+    std::istringstream lines(log);
+    std::size_t count = 0;
+    for (std::string line; std::getline(lines, line);)
+        count += parseLine(line).kind == LineKind::rule ? 1U : 0U;
+    return count;
+}
 
-const std::vector<std::string> logSettings = {"W",
-                                              "W,modbusreaderSocketWriter:N",
-                                              "modbusreaderMain:N,modbusSerial:W",
-                                              "W,modbusSerial:D",
-                                              "N",
-                                              "",
-                                              "modbusSerial:D",
-                                              "N,modbusSerial:D,HttpClient:D",
-                                              "D"};
-
-std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls) {
+/// The log of a daemon in the house, as soon as @p enough gives what there is to take of it.
+template <class Enough>
+std::string logOf(const std::vector<std::string>& options, const std::string& setting,
+                  Enough enough) {
     const TemporaryDirectory directory;
     const bool isRtu = std::find(options.begin(), options.end(), "--rtu") != options.end();
     const ReaderConfigFile configFile;
@@ -93,19 +93,44 @@ std::string logOfHouse(const std::vector<std::string>& options, std::size_t poll
                                         "--log",
                                         log};
     command.insert(command.end(), options.begin(), options.end());
-    const house::ChildProcess house(command, directory.path() / "errors", {"VX_LOG=D"});
+    const house::ChildProcess house(command, directory.path() / "errors", {"VX_LOG=" + setting});
     const auto end =
         std::chrono::steady_clock::now() + house::Patience::limit(std::chrono::seconds(60));
     for (;;) {
-        if (const auto whole = upToTick(contentOf(log), polls))
+        if (const auto whole = enough(contentOf(log)))
             return *whole;
         if (std::chrono::steady_clock::now() > end) {
-            ADD_FAILURE() << "Not so many polls in time:\n" << contentOf(log);
+            ADD_FAILURE() << "Not so much in time:\n" << contentOf(log);
             return {};
         }
         // The log grows for some seconds.
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
+}
+
+} // namespace
+
+const std::vector<std::string> logSettings = {"W",
+                                              "W,modbusreaderSocketWriter:N",
+                                              "modbusreaderMain:N,modbusSerial:W",
+                                              "W,modbusSerial:D",
+                                              "N",
+                                              "",
+                                              "vxEnum:D",
+                                              "modbusSerial:D",
+                                              "N,modbusSerial:D,HttpClient:D",
+                                              "D"};
+
+std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls) {
+    return logOf(options, "D", [polls](const std::string& log) { return upToTick(log, polls); });
+}
+
+std::string logAtSetting(const std::vector<std::string>& options, const std::string& setting,
+                         std::size_t messages) {
+    return logOf(options, setting, [messages](const std::string& log) {
+        const std::string whole = log.substr(0, log.rfind('\n') + 1);
+        return offersIn(whole) < messages ? std::nullopt : std::optional(whole);
+    });
 }
 
 std::string atSetting(const std::string& log, const std::string& setting) {

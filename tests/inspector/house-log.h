@@ -13,6 +13,10 @@ extern const std::vector<std::string> logSettings;
 /// modbus-house. Runs in a private world.
 std::string logOfHouse(const std::vector<std::string>& options, std::size_t polls = 3);
 
+/// The log of such a daemon at another setting, with the messages of some polls.
+std::string logAtSetting(const std::vector<std::string>& options, const std::string& setting,
+                         std::size_t messages);
+
 /// What of that log another setting leaves.
 std::string atSetting(const std::string& log, const std::string& setting);
 

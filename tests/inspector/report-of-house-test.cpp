@@ -1,10 +1,13 @@
 #include "house-log.h"
 #include "inspector-program.h"
+#include "inspector/log/line.h"
 #include "support/transcript.h"
 
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <set>
+#include <sstream>
 
 using namespace inspector;
 
@@ -47,7 +50,30 @@ protected:
     }
 };
 
+/// The statements that wrote a log.
+std::set<std::string> statementsOf(const std::string& log) {
+    std::set<std::string> statements;
+    std::istringstream lines(log);
+    for (std::string text; std::getline(lines, text);) {
+        const Line line = parseLine(text);
+        const bool hasPosition = !line.file.empty();
+        statements.insert(std::string(line.channel) + " " +
+                          (hasPosition ? std::string(line.file) + std::to_string(line.number)
+                                       : std::string(line.text.substr(0, line.text.find(' ')))));
+    }
+    return statements;
+}
+
 } // namespace
+
+TEST_F(ReportOfHouse, isOfLogsAsTheDaemonWritesThemAtEachSetting) {
+    const std::vector<std::string> fault = {"--fault", "2=exception:2"};
+    const std::string whole = logOfHouse(fault);
+    for (const std::string& setting : logSettings)
+        EXPECT_EQ(statementsOf(logAtSetting(fault, setting, 2)),
+                  statementsOf(atSetting(whole, setting)))
+            << setting;
+}
 
 TEST_F(ReportOfHouse, withoutFaults) {
     expectTranscriptOfFile(reportsOf(logOfHouse({})));
@@ -59,6 +85,15 @@ TEST_F(ReportOfHouse, withASilentMeter) {
 
 TEST_F(ReportOfHouse, withExceptions) {
     expectTranscriptOfFile(reportsOf(logOfHouse({"--fault", "1=exception:2"})));
+}
+
+TEST_F(ReportOfHouse, withASilentMeterOverRtu) {
+    expectTranscriptOfFile(reportsOf(logOfHouse({"--rtu", "/dev/ttymxc2", "--fault", "2=silent"})));
+}
+
+TEST_F(ReportOfHouse, withExceptionsOverRtu) {
+    expectTranscriptOfFile(
+        reportsOf(logOfHouse({"--rtu", "/dev/ttymxc2", "--fault", "1=exception:2"})));
 }
 
 TEST_F(ReportOfHouse, withAnswersThatComeTooLateOverTcp) {
