@@ -41,14 +41,14 @@ def is_open(url):
         return one.connect_ex(("127.0.0.1", port)) == 0
 
 
-def open_demo(address):
+def open_demo(address, errors=None):
     return subprocess.Popen([os.path.join(ROOT, "script/demo"), "--listen", address],
-                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                            stdout=subprocess.PIPE, stderr=errors, text=True,
                             start_new_session=True)
 
 
 def check_another_at(address):
-    another = open_demo(address)
+    another = open_demo(address, errors=subprocess.PIPE)
     _, errors = another.communicate(timeout=60)
     assert another.returncode == 2, another.returncode
     assert errors.endswith(f"modbus-inspector: {address}: Address already in use\n"), errors

@@ -89,7 +89,8 @@ def wait_for_home(guest, is_awaited):
     last = None
     with running(*follow, stdout=subprocess.PIPE, text=True) as process:
         for line in process.stdout:
-            if line.startswith("data: ") and is_awaited(json.loads(line.removeprefix("data: "))):
-                return
-            last = line
+            if line.startswith("data: "):
+                last = line.removeprefix("data: ")
+                if is_awaited(json.loads(last)):
+                    return
     raise Failure(f"the page doesn't show it, but {last}")
