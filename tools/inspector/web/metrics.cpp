@@ -159,8 +159,8 @@ void Metrics::writeDelivery() {
 
 void Metrics::writeTroubles() {
     m_text.metric("modbus_reader_troubles_total", "counter",
-                  "Lines of trouble other than failures of registers, by their keys in "
-                  "diagnostics.json.");
+                  "Lines of trouble other than failures of registers, and lines that were cut or "
+                  "forged, by their keys in diagnostics.json.");
     for (const auto& [kind, count] : m_view.counts.troubles) {
         const double number = since(countOf(m_view.past.troubles, kind), count);
         const std::string_view key = kind.key.empty() ? "other" : std::string_view(kind.key);
