@@ -13,6 +13,8 @@ using testing::Not;
 
 namespace {
 
+constexpr const char* twoMeters = R"({"slaveAddress":1},{"slaveAddress":2})";
+
 /// What the report tells of what no single line shows.
 class ReportMarks : public HomeModelTest {
 protected:
@@ -25,6 +27,11 @@ protected:
             for (const int address : addresses)
                 log.message(address, m_begin);
         }
+    }
+    /// A reply with this list of attached meters.
+    void list(const std::string& meters) {
+        log.serial("Attached Meters result:{\"data\":[" + meters + "]}");
+        log.serial("Cycling meters");
     }
     void outage(int count) {
         for (; count > 0; --count, m_begin += 2000)
@@ -85,12 +92,7 @@ TEST_F(ReportMarks, tellNoMeterSilentInWhosePlaceIsAnother) {
 }
 
 TEST_F(ReportMarks, tellNoMeterSilentThatWasTakenOffTheList) {
-    const std::string both = R"({"slaveAddress":1},{"slaveAddress":2})";
-    const auto list = [&](const std::string& meters) {
-        log.serial("Attached Meters result:{\"data\":[" + meters + "]}");
-        log.serial("Cycling meters");
-    };
-    list(both);
+    list(twoMeters);
     polls(3, {1, 2});
     list(R"({"slaveAddress":1})");
     polls(60, {1});
@@ -98,8 +100,19 @@ TEST_F(ReportMarks, tellNoMeterSilentThatWasTakenOffTheList) {
     EXPECT_THAT(keys(), IsEmpty());
 }
 
+TEST_F(ReportMarks, tellMetersSilentWhoseListWasEmptied) {
+    list(twoMeters);
+    polls(3, {1, 2});
+    for (int i = 0; i < 60; ++i) {
+        list("");
+        polls(1, {});
+    }
+
+    EXPECT_THAT(keys(), ElementsAre("meter-silent S-1", "meter-silent S-2"));
+}
+
 TEST_F(ReportMarks, tellMetersSilentWhoseListCouldNotBeRead) {
-    log.serial(R"(Attached Meters result:{"data":[{"slaveAddress":1},{"slaveAddress":2}]})");
+    list(twoMeters);
     polls(3, {1, 2});
     log.serial("Attached Meters result:nonsense").serial("Cycling meters");
     polls(60, {1});

@@ -93,12 +93,16 @@ bool wasReplaced(const Home& home, const Meter& meter) {
     });
 }
 
-/// Whether the list of attached meters has none at its address any more.
+/// Whether the list of attached meters has others, but none at its address any more. Of an empty
+/// one nothing is read at all.
 bool wasTakenOff(const Home& home, const Meter& meter) {
-    return !home.attachedReply.empty() &&
-           std::none_of(home.meters.begin(), home.meters.end(), [&](const Meter& x) {
-               return x.isAttached && x.slaveAddress == meter.slaveAddress;
-           });
+    bool isAnyAttached = false;
+    for (const Meter& x : home.meters) {
+        if (x.isAttached && x.slaveAddress == meter.slaveAddress)
+            return false;
+        isAnyAttached = isAnyAttached || x.isAttached;
+    }
+    return isAnyAttached;
 }
 
 /// A meter of which nothing comes, or nothing new.

@@ -104,7 +104,7 @@ function showMeters(home) {
     });
     const silent = home.meters.filter((meter) => meter.health === "silent").length;
     const failing = home.meters.filter((meter) => meter.health === "failing").length;
-    const text = home.meters.length === 0 ? "The log has shown no meter yet."
+    const text = home.meters.length === 0 ? "The log shows no meter at present."
         : `${home.meters.length} meters, ${silent} silent, ${failing} failing.`;
     setText(element("summary"), text);
 }
