@@ -5,12 +5,13 @@
 
 using namespace inspector;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
 
-constexpr const char* slowLine = "Modbus serial device connecting serialDevice:/dev/ttymxc2 "
-                                 "baud:9600 parity:E dataBits:8 stopBits:1";
+const std::string slowLine = "Modbus serial device connecting serialDevice:/dev/ttymxc2 "
+                             "baud:9600 parity:E dataBits:8 stopBits:1";
 
 /// Reads of one meter on a line that takes 17 ms for the shortest question and answer, behind the
 /// 20 ms ahead of each.
@@ -86,6 +87,44 @@ TEST_F(HomeHasteTest, saysOfALineThatIsNotKnownThatItIsUnknown) {
                 ElementsAre("Not in this log: readings that are older than their times, for want "
                             "of the parameters of the bus, which come with the start of the "
                             "reader."));
+}
+
+TEST_F(HomeHasteTest, saysOfALineThatWasNotKnownThatItIsUnknown) {
+    poll(200, 37);
+    timeOut();
+    log.starts().serial(slowLine);
+    poll(100, 37);
+
+    EXPECT_THAT(unknown(), ElementsAre(HasSubstr("for want of the parameters of the bus")));
+}
+
+TEST_F(HomeHasteTest, saysOfALineThatEndedTooSoonThatItIsUnknown) {
+    log.serial(slowLine);
+    timeOut();
+    poll(10, 37);
+    log.serial(slowLine);
+    poll(100, 37);
+
+    EXPECT_THAT(unknown(), ElementsAre(HasSubstr("for want of a hundred values")));
+}
+
+TEST_F(HomeHasteTest, staysKnownOfALineThatBeganAnew) {
+    log.serial(slowLine);
+    poll(100, 37);
+    timeOut();
+    log.starts().serial(slowLine);
+    poll(10, 37);
+
+    EXPECT_THAT(unknown(), IsEmpty());
+}
+
+TEST_F(HomeHasteTest, isKnownByTheValuesBehindAFailureToo) {
+    log.serial(slowLine);
+    timeOut();
+    poll(99, 37);
+    EXPECT_THAT(unknown(), ElementsAre(HasSubstr("for want of a hundred values")));
+    poll(1, 37);
+    EXPECT_THAT(unknown(), IsEmpty());
 }
 
 TEST_F(HomeHasteTest, isNotOfModbusTcp) {

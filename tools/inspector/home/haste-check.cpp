@@ -5,9 +5,19 @@
 #include <utility>
 
 namespace inspector {
+namespace {
+
+/// Whether a read that failed for this reason may have left an answer for the next one.
+bool mayLeaveAnswer(std::string_view kind) {
+    return kind == "timeout" || kind == "bad-crc" || kind == "bad-data" || kind == "wrong-slave";
+}
+
+} // namespace
 
 void HasteCheck::connect(std::string_view connection) {
-    *this = {};
+    *this = HasteCheck(*m_home);
+    if (connection.starts_with("Connecting TCP"))
+        m_lack.reset();
     const auto baud = wholeBehind(connection, " baud:");
     if (!connection.starts_with("Modbus serial device connecting") || baud.value_or(0) <= 0)
         return;
@@ -18,6 +28,7 @@ void HasteCheck::connect(std::string_view connection) {
     constexpr double startAndDataBits = 9;
     constexpr double characters = 8 + 7;
     const double bits = startAndDataBits + (hasParity ? 1 : 0) + static_cast<double>(stopBits);
+    m_lack = HasteLack::pace;
     m_least = pause + 1000 * characters * bits / static_cast<double>(*baud);
 }
 
@@ -47,8 +58,21 @@ void HasteCheck::take(Moment time) {
     }
 }
 
+void HasteCheck::fail(Moment time, std::string_view kind) {
+    m_last = time;
+    if (!m_lack || m_isUntold || isKnown() || !mayLeaveAnswer(kind))
+        return;
+    m_isUntold = true;
+    ++m_home->untoldHaste[*m_lack];
+}
+
 bool HasteCheck::end() {
     m_last.reset();
+    // Whatever failed before left nothing, as all values took their time.
+    if (m_isUntold && isKnown()) {
+        m_isUntold = false;
+        --m_home->untoldHaste[*m_lack];
+    }
     // A single one may be a clock that was set back a little.
     return m_isHasty && m_hasty > 1;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inspector/home/readings.h"
+#include "inspector/home/home.h"
 
 #include <cstddef>
 #include <optional>
@@ -13,23 +13,32 @@ namespace inspector {
 /// and its value is older than its time.
 class HasteCheck {
 public:
+    explicit HasteCheck(Home& home) : m_home(&home) {}
+
     /// The line of the log that tells what the daemon connects to.
     void connect(std::string_view connection);
     /// A read of a meter begins.
     void begin(Moment time);
     /// The next value of it came.
     void take(Moment time);
-    /// The next register of it could not be read.
-    void fail(Moment time) { m_last = time; }
+    /// The next register of it could not be read, for a reason of docs/diagnostics.json.
+    void fail(Moment time, std::string_view kind);
     /// The read is over. Whether values of it came too soon.
     bool end();
+
+private:
     /// Whether the line keeps the pace of its parameters, so that the log tells such values.
     bool isKnown() const { return m_least && m_usual >= enough; }
 
-private:
     /// A simulated line may keep its pace by chance.
     static constexpr std::size_t enough = 100;
 
+    Home* m_home;
+    /// What there has to be for this line to be known; unset on Modbus TCP, where no late answer
+    /// gives a value.
+    std::optional<HasteLack> m_lack = HasteLack::parameters;
+    /// The home counts it as such.
+    bool m_isUntold = false;
     /// The milliseconds from one value to the next on this line.
     std::optional<double> m_least;
     std::optional<Moment> m_last;

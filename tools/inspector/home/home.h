@@ -128,6 +128,14 @@ struct Gap {
     Moment to = 0;
 };
 
+/// What is missing where a log doesn't show values that came sooner than the bus can carry them.
+enum class HasteLack {
+    /// What the bus is.
+    parameters,
+    /// Values that came at its pace.
+    pace,
+};
+
 struct Home {
     // The log
     std::size_t lines = 0;
@@ -180,8 +188,9 @@ struct Home {
     std::map<TroubleKind, Trouble> troubles = {};
     /// An answer that came too late answers one question after another: what shows it, in words.
     std::map<std::string, Occurrences> lateAnswers = {};
-    /// The log would show values that came sooner than the bus can carry them.
-    bool tellsHaste = false;
+    /// The connections to the bus in which a failed read may have left an answer for the next one,
+    /// and the log wouldn't show that it did.
+    std::map<HasteLack, std::size_t> untoldHaste = {};
 
     // The last whole replies of the local server; empty if there is none.
     std::string serialReply = {};

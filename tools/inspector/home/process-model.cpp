@@ -129,7 +129,6 @@ void ProcessModel::addReading(const Line& line) {
         m_book.home().meters[meter].shifted.add(line.time);
     if (m_haste.end())
         m_book.home().lateAnswers["hasty"].add(line.time);
-    m_book.home().tellsHaste = m_haste.isKnown();
     if (m_poll.readings.size() == mostPendingAlone)
         return;
     m_poll.readings.push_back(*reading);
@@ -145,7 +144,7 @@ void ProcessModel::addFailure(const Line& line) {
     }
     const FailureKind failure = failureOf(line.text);
     m_shifts.fail(failure.kind == "timeout");
-    m_haste.fail(line.time);
+    m_haste.fail(line.time, failure.kind);
     if (m_poll.failures.size() < mostPending)
         m_poll.failures.push_back({failure, line.time, m_slaveAddress});
     else

@@ -14,7 +14,7 @@ class ProcessModel {
 public:
     /// @p number: later processes have higher ones.
     ProcessModel(MeterBook& book, std::uint32_t thread, std::size_t number)
-        : m_book(book), m_thread(thread), m_number(number) {}
+        : m_book(book), m_thread(thread), m_number(number), m_haste(book.home()) {}
 
     std::uint32_t thread() const { return m_thread; }
     Moment lastTime() const { return m_lastTime; }

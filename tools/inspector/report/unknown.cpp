@@ -1,32 +1,22 @@
 #include "inspector/report/summary.h"
 
-#include <algorithm>
-
 namespace inspector {
 namespace {
 
-/// Whether a read failed in a way that may have left an answer for the next one.
-bool mayHaveLeftAnswer(const Home& home) {
-    const auto has = [](const Failures& failures) {
-        return std::any_of(failures.begin(), failures.end(), [](const auto& x) {
-            const std::string& kind = x.first.kind;
-            return kind == "timeout" || kind == "bad-crc" || kind == "bad-data" ||
-                   kind == "wrong-slave";
-        });
-    };
-    return has(home.unattributed) || std::any_of(home.meters.begin(), home.meters.end(),
-                                                 [&](const Meter& x) { return has(x.failures); });
-}
-
 /// What would have to be in a log that shows the replies, so that it also shows readings that are
-/// older than their times; empty if it shows them. On Modbus TCP no late answer gives a value.
+/// older than their times; empty if it shows them.
 std::string lackedForOldReadings(const Home& home) {
-    if (!mayHaveLeftAnswer(home) || home.tellsHaste ||
-        home.connection.starts_with("Connecting TCP"))
-        return {};
-    return home.connection.empty()
-               ? "the parameters of the bus, which come with the start of the reader"
-               : "a hundred values at the pace of the serial line";
+    for (const auto& [lack, connections] : home.untoldHaste) {
+        if (connections == 0)
+            continue;
+        switch (lack) {
+        case HasteLack::parameters:
+            return "the parameters of the bus, which come with the start of the reader";
+        case HasteLack::pace:
+            return "a hundred values at the pace of the serial line";
+        }
+    }
+    return {};
 }
 
 } // namespace
