@@ -10,8 +10,12 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string slowLine = "Modbus serial device connecting serialDevice:/dev/ttymxc2 "
-                             "baud:9600 parity:E dataBits:8 stopBits:1";
+std::string lineOf(const std::string& baud) {
+    return "Modbus serial device connecting serialDevice:/dev/ttymxc2 baud:" + baud +
+           " parity:E dataBits:8 stopBits:1";
+}
+
+const std::string slowLine = lineOf("9600");
 
 /// Reads of one meter on a line that takes 17 ms for the shortest question and answer, behind the
 /// 20 ms ahead of each.
@@ -125,6 +129,28 @@ TEST_F(HomeHasteTest, isKnownByTheValuesBehindAFailureToo) {
     EXPECT_THAT(unknown(), ElementsAre(HasSubstr("for want of a hundred values")));
     poll(1, 37);
     EXPECT_THAT(unknown(), IsEmpty());
+}
+
+TEST_F(HomeHasteTest, isKnownAt57600Baud) {
+    log.serial(lineOf("57600"));
+    poll(100, 22);
+    timeOut();
+    poll(2, 21);
+
+    EXPECT_EQ(hastyPolls(), 1U);
+    EXPECT_THAT(unknown(), IsEmpty());
+}
+
+TEST_F(HomeHasteTest, saysOfAFastLineThatItIsUnknown) {
+    log.serial(lineOf("115200"));
+    poll(200, 22);
+    timeOut();
+    poll(10, 20);
+
+    EXPECT_EQ(hastyPolls(), 0U);
+    EXPECT_THAT(unknown(),
+                ElementsAre("Not in this log: readings that are older than their times, for want "
+                            "of a serial line of 57600 baud or less."));
 }
 
 TEST_F(HomeHasteTest, isNotOfModbusTcp) {

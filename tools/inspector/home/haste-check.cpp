@@ -28,8 +28,12 @@ void HasteCheck::connect(std::string_view connection) {
     constexpr double startAndDataBits = 9;
     constexpr double characters = 8 + 7;
     const double bits = startAndDataBits + (hasParity ? 1 : 0) + static_cast<double>(stopBits);
-    m_lack = HasteLack::pace;
-    m_least = pause + 1000 * characters * bits / static_cast<double>(*baud);
+    const double onLine = 1000 * characters * bits / static_cast<double>(*baud);
+    // As long as a pause may take beyond what it should.
+    constexpr double tooShort = 2;
+    m_lack = onLine < tooShort ? HasteLack::slowness : HasteLack::pace;
+    if (m_lack == HasteLack::pace)
+        m_least = pause + onLine;
 }
 
 void HasteCheck::begin(Moment time) {

@@ -134,6 +134,8 @@ enum class HasteLack {
     parameters,
     /// Values that came at its pace.
     pace,
+    /// A line so slow that such values stand out.
+    slowness,
 };
 
 struct Home {

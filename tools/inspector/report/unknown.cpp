@@ -14,6 +14,8 @@ std::string lackedForOldReadings(const Home& home) {
             return "the parameters of the bus, which come with the start of the reader";
         case HasteLack::pace:
             return "a hundred values at the pace of the serial line";
+        case HasteLack::slowness:
+            return "a serial line of 57600 baud or less";
         }
     }
     return {};
