@@ -123,6 +123,15 @@ TEST(ReportEdges, readFilesInTheOrderOfTheirTimes) {
     EXPECT_EQ(run({"report", second, first, without}).standardOutput, inOrder);
 }
 
+TEST(ReportEdges, countALogThatIsNotInItsOrderOnce) {
+    const TemporaryDirectory directory;
+    const std::string second = directory.write("reader.log", tickAt("20") + tickAt("22"));
+
+    EXPECT_THAT(run({"report", second, "-"}, tickAt("10") + tickAt("12")).standardOutput,
+                HasSubstr("note time-jump\n    lines stand behind later ones, 1 time, "
+                          "2026-11-14 03:24:10\n"));
+}
+
 TEST(ReportEdges, tellThatWhatCanBeReadOnceOnlyIsNotInItsOrder) {
     const TemporaryDirectory directory;
     const std::string second = directory.write("reader.log", startAt("20", "413"));

@@ -105,7 +105,8 @@ void HomeModel::noteTime(const ProcessModel& process, const Line& line) {
     Home& home = m_meters.home();
     if (!home.first)
         home.first = line.time;
-    if (process.lastTime() > line.time)
+    // The first line of a process stands behind those of others.
+    if ((process.lastTime() > 0 ? process.lastTime() : home.last.value_or(0)) > line.time)
         home.timeJumps.add(line.time);
     // Where each poll writes lines, nothing for long is a gap.
     if (home.polls && !home.gaps)

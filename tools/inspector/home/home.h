@@ -152,7 +152,7 @@ struct Home {
     std::optional<std::size_t> gaps = std::nullopt;
     /// The first ones.
     std::vector<Gap> firstGaps = {};
-    /// Times that stand behind later ones of the same process.
+    /// Times that stand behind later ones of the same process, or of the one before.
     Occurrences timeJumps = {};
     /// Times that passed within a single poll, longer than any: the clock was set forward, or the
     /// process stood still.

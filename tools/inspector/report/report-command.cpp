@@ -33,16 +33,12 @@ public:
         LogReader reader(*source);
         // A line without a time belongs to the one ahead of it.
         bool isIn = !m_options.span.since;
-        bool isFirst = m_model.home().last.has_value();
         LogReader::Counts before;
         for (Line line; reader.next(line); before = reader.counts()) {
             if (line.kind == LineKind::log)
                 isIn = m_options.span.has(line.time);
             if (!isIn)
                 continue;
-            if (line.kind == LineKind::log && std::exchange(isFirst, false) &&
-                line.time < *m_model.home().last)
-                m_disorder.add(line.time);
             m_model.add(line);
             if (m_options.html)
                 m_courses.follow(m_model.home());
@@ -56,7 +52,6 @@ public:
     Report finish() {
         m_model.finish();
         m_report.home = m_model.home();
-        m_report.home.timeJumps = together(m_report.home.timeJumps, m_disorder);
         if (m_options.html) {
             m_courses.take(m_report.home);
             m_report.courses = m_courses.meters();
@@ -71,8 +66,6 @@ private:
     HomeModel m_model;
     HomeCourses m_courses{{.days = tenYears, .isOfAllTimes = true}};
     Report m_report;
-    /// Logs that begin ahead of the end of the one before.
-    Occurrences m_disorder;
 };
 
 Report read(const ReportOptions& options) {
