@@ -95,6 +95,16 @@ TEST_F(HomeProcessesTest, tellsAClockThatWasSetForwardByAMessageThatWasReadLongA
     EXPECT_EQ(home.leaps.count, 1U);
 }
 
+TEST_F(HomeProcessesTest, takesNoMessageThatWasReadLongAgoForASignOfAnEarlierGap) {
+    log.at(2000).message(1, 1000).at(4000).message(1, 3000);
+    log.at(400000).message(1, 399000);
+    log.process(413).at(401000).message(2, 400000);
+    log.process(412).at(7600000).message(1, 400500);
+
+    EXPECT_EQ(home.gaps, 2U);
+    EXPECT_EQ(home.leaps.count, 0U);
+}
+
 TEST_F(HomeProcessesTest, takesNothingFromACutLineButItsTime) {
     log.plain("[2026-11-14T03:24:09.123+01:00]   412 WARN  modbusSerial Could not read register "
               "strerror((*__errno_location ())):Conn");

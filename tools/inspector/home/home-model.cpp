@@ -125,6 +125,8 @@ void HomeModel::noteGap(const ProcessModel& process, const Line& line) {
         home.firstGaps.push_back(gap);
     if (process.lastTime() == gap.from)
         m_silences.begin(gap, line.thread);
+    else
+        m_silences.forget();
 }
 
 /// What was taken for a gap is none.

@@ -14,6 +14,8 @@ class SilenceCheck {
 public:
     /// Nothing was logged in this time, and the thread goes on as if nothing had been.
     void begin(const Gap& silence, std::uint32_t thread);
+    /// What comes tells nothing any more of the last silence.
+    void forget() { m_silence.reset(); }
     /// Takes each line of a process. Gives the silence if this one shows that it passed within a
     /// single poll.
     std::optional<Gap> take(const Line& line);
