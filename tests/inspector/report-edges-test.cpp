@@ -123,6 +123,35 @@ TEST(ReportEdges, readFilesInTheOrderOfTheirTimes) {
     EXPECT_EQ(run({"report", second, first, without}).standardOutput, inOrder);
 }
 
+TEST(ReportEdges, readFilesInOrderThoughOneBeginsWithoutAClock) {
+    const TemporaryDirectory directory;
+    const std::string first = directory.write("reader.log.1", tickAt("10"));
+    const std::string second = directory.write(
+        "reader.log", "[1970-01-01T00:00:09.000+00:00]   412 NOTIC modbusreaderMain Starting "
+                      "modbus Reader main.cpp:74\n" +
+                          tickAt("20"));
+
+    const std::string inOrder = run({"report", first, second}).standardOutput;
+    EXPECT_THAT(inOrder, testing::StartsWith("Log       2026-11-14 03:24:10 to 2026-11-14 "
+                                             "03:24:20, 10.000 s, 3 lines\n"));
+    EXPECT_EQ(run({"report", second, first}).standardOutput, inOrder);
+}
+
+TEST(ReportEdges, readFilesWhoseTimesAreOfNoUseAsTheyAreNamed) {
+    const TemporaryDirectory directory;
+    const std::string early = directory.write("early", tickAt("10"));
+    const std::string late = directory.write("late", tickAt("20"));
+    std::string foreign;
+    for (int i = 0; i < 100000; ++i)
+        foreign += "x\n";
+    const std::string long1 = directory.write("long", foreign + tickAt("05"));
+
+    EXPECT_THAT(run({"report", late, early, long1}).standardOutput,
+                testing::StartsWith("Log       2026-11-14 03:24:10 to 2026-11-14 03:24:20"));
+    EXPECT_THAT(run({"report", late, long1, early}).standardOutput,
+                testing::StartsWith("Log       2026-11-14 03:24:10 to 2026-11-14 03:24:05"));
+}
+
 TEST(ReportEdges, countALogThatIsNotInItsOrderOnce) {
     const TemporaryDirectory directory;
     const std::string second = directory.write("reader.log", tickAt("20") + tickAt("22"));

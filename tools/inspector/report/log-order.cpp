@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace inspector {
@@ -15,14 +16,16 @@ bool canBeReadTwice(const std::string& name) {
     return name != "-" && std::filesystem::is_regular_file(name, error);
 }
 
-/// Ahead of all others if no line has a time.
-std::int64_t firstTimeOf(const std::string& name) {
+/// Unset if none is found soon. A controller that starts without a clock begins in 1970.
+std::optional<std::int64_t> firstTimeOf(const std::string& name) {
+    constexpr std::int64_t yearOfClocks = 1577836800000; // 2020
+    constexpr std::size_t mostLines = 100000;
     const std::unique_ptr<Source> source = openLog(name);
     LogReader reader(*source);
-    for (Line line; reader.next(line);)
-        if (line.kind == LineKind::log)
+    for (Line line; reader.counts().lines < mostLines && reader.next(line);)
+        if (line.kind == LineKind::log && line.time >= yearOfClocks)
             return line.time;
-    return std::numeric_limits<std::int64_t>::min();
+    return std::nullopt;
 }
 
 } // namespace
@@ -32,8 +35,11 @@ std::vector<std::string> inOrder(std::vector<std::string> logs) {
         return logs;
     std::vector<std::pair<std::int64_t, std::string>> byTime;
     byTime.reserve(logs.size());
-    for (std::string& name : logs)
-        byTime.emplace_back(firstTimeOf(name), std::move(name));
+    std::int64_t time = std::numeric_limits<std::int64_t>::min();
+    for (std::string& name : logs) {
+        time = firstTimeOf(name).value_or(time);
+        byTime.emplace_back(time, std::move(name));
+    }
     std::stable_sort(byTime.begin(), byTime.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     std::transform(byTime.begin(), byTime.end(), logs.begin(),
