@@ -180,6 +180,16 @@ TEST(ReportEdges, sayWhatIsUnknownThoughThereAreTroubles) {
                           "VX_LOG=W,modbusreaderSocketWriter:N shows them.\n"));
 }
 
+TEST(ReportEdges, nameNoRulesInTheJsonWhereNoneWouldShowWhatIsUnknown) {
+    const std::string log =
+        headAt("10") + "NOTIC modbusSerial result:{\"data\":{}} toolkit.cpp:1\n" + headAt("11") +
+        "WARN  modbusSerial Could not read register strerror((*__errno_location "
+        "())):Connection timed out aRegister:{\"address\":10} "
+        "toolkit.cpp:345\n";
+    EXPECT_THAT(run({"report", "--json", "-"}, log).standardOutput,
+                HasSubstr(R"(which come with the start of the reader","log":null}])"));
+}
+
 TEST(ReportEdges, tellOfOneMeterWhatTheyTellOfAll) {
     // The meter 5 has no model.
     std::string log = headAt("00") +

@@ -197,7 +197,11 @@ void writeReport(JsonOutput& output, const Report& report) {
     for (const Unknown& x : report.summary.unknown) {
         output.beginObject();
         output.member("what", x.what);
-        output.member("log", x.rules);
+        output.key("log");
+        if (x.rules.empty())
+            output.null();
+        else
+            output.value(x.rules);
         output.endObject();
     }
     output.endList();
