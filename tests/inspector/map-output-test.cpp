@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 using namespace inspector;
 
@@ -126,7 +127,7 @@ TEST(MapOutput, saysThatItReckonsWithAnOpenBusAndATimeOutThatEnds) {
   requests and answers on the bus   0.000 s
   answers that never come          30.000 s
   the closing second                1.000 s
-  Reckoned as if the daemon opened the bus, which by the findings it doesn't.
+  Reckoned as if the daemon opened the serial line, which by the findings it doesn't.
   Reckoned with a time-out of 5 s instead of the negative one.
 
   meter  model     takes  more if dead  age when delivered
@@ -135,11 +136,28 @@ TEST(MapOutput, saysThatItReckonsWithAnOpenBusAndATimeOutThatEnds) {
   longest models  registers    takes
   em-1                    6  0.250 s
 )");
-    for (const char* config : {R"({"modbusMiscConfig":)",
-                               R"({"modbusMiscConfig":{"modbusTCPServer":"gateway","port":502}})"})
+    for (const auto& [config, way] :
+         {std::pair(R"({"modbusMiscConfig":)", "serial line"),
+          std::pair(R"({"modbusMiscConfig":{"modbusTCPServer":"gateway","port":502}})", "bus")})
         EXPECT_THAT(
             run({"map", "--budget", "--config", files.write("config", config)}).standardOutput,
-            testing::HasSubstr("Reckoned as if the daemon opened the bus"));
+            testing::HasSubstr("Reckoned as if the daemon opened the " + std::string(way)));
+}
+
+TEST(MapOutput, saysThatNoBusIsOpenedWithSerialParametersOfWhichTheDaemonTakesNone) {
+    const TemporaryDirectory files;
+    for (const char* serialOfNone : {"{}", "null", R"({"data":{"baudRate":5}})"})
+        for (const auto& [config, way] :
+             {std::pair("{}", "serial line"),
+              std::pair(R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5","port":502}})",
+                        "bus")})
+            EXPECT_THAT(run({"map", "--budget", "--serial", files.write("serial", serialOfNone),
+                             "--config", files.write("config", config)})
+                            .standardOutput,
+                        testing::AllOf(testing::HasSubstr("error "),
+                                       testing::HasSubstr("Reckoned as if the daemon opened the " +
+                                                          std::string(way))))
+                << serialOfNone << config;
 }
 
 TEST(MapOutput, showsThatAFailedImportTakesTheExportOfThePollBeforeToo) {

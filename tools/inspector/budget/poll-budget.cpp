@@ -97,7 +97,7 @@ private:
 void tellAssumptions(PollBudget& budget, const Installation& installation) {
     Findings findings;
     checkPort(installation, findings);
-    budget.isBusAssumed = installation.isConfigBroken;
+    budget.isBusAssumed = installation.isConfigBroken || installation.isSerialBroken;
     for (const Finding& x : findings) {
         const bool isOfTimeOut = x.name == "negative-time-out";
         budget.isTimeOutAssumed = budget.isTimeOutAssumed || isOfTimeOut;
@@ -113,7 +113,8 @@ PollBudget budgetOf(const Installation& installation) {
     const Serials serials(installation);
     PollBudget budget{.requests = requestsOfPoll * secondsOfRequest,
                       .closing = closingSecond,
-                      .isLineAssumed = timing.isAssumed()};
+                      .isLineAssumed = timing.isAssumed(),
+                      .isTcp = isTcp(installation)};
     tellAssumptions(budget, installation);
     std::unordered_map<std::string, Models> byId;
     for (const auto& [model, path] : modelsOf(installation)) {

@@ -37,6 +37,8 @@ struct PollBudget {
     /// Whether nothing tells the line's parameters, so that they are 9600 baud, even parity and one
     /// stop bit.
     bool isLineAssumed = false;
+    /// Whether it is reckoned for Modbus TCP, not for a serial line.
+    bool isTcp = false;
     /// Whether the daemon would open no bus, and it is reckoned as if it did.
     bool isBusAssumed = false;
     /// Whether the time-out is negative, and it is reckoned with the usual one.

@@ -74,14 +74,14 @@ const TextWalk::Content* contentOf(const Document& document, Findings& findings)
     const TextWalk* walk = document.walk();
     if (walk == nullptr || walk->content)
         return walk == nullptr ? nullptr : &*walk->content;
-    if (walk->rootKind == Kind::object) {
+    if (walk->rootKind == Kind::object || walk->rootKind == Kind::null) {
         Reporter(document.name(),
                  findings)("no-data", Severity::error, "/data",
                            "Without a key \"data\" the daemon takes the reply for an empty one.",
                            document.kind().content->kind == Shape::Kind::list
                                ? "Put it into a list under the key \"data\": {\"data\": [...]}."
                                : "Put it under the key \"data\": {\"data\": {...}}.");
-    } else if (walk->rootKind != Kind::null) {
+    } else {
         Reader(document, findings).reportFailures(walk->root, "", *document.kind().whole);
     }
     return nullptr;

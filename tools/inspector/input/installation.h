@@ -33,6 +33,8 @@ struct Installation {
     std::optional<Placed<orv::modbus::ModbusMiscConfig>> config = std::nullopt;
     /// Whether there is one that doesn't convert, so that nothing tells which bus is meant.
     bool isConfigBroken = false;
+    /// Whether there are serial parameters of which the daemon takes none, so that it opens no bus.
+    bool isSerialBroken = false;
 };
 
 /// Those that are there.

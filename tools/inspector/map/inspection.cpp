@@ -10,12 +10,14 @@
 namespace inspector {
 
 Inspection::Inspection(Texts texts) {
+    const bool hasSerial = texts.serial.has_value();
     const bool hasConfig = texts.config.has_value();
     read(supportedKind(), std::move(texts.supported), m_installation.models, readModels);
     if (m_installation.models)
         m_installation.idsOfBrokenModels = idsOfBroken(m_documents.front(), *m_installation.models);
     read(attachedKind(), std::move(texts.attached), m_installation.meters, readMeters);
     read(serialKind(), std::move(texts.serial), m_installation.serial, readSerial);
+    m_installation.isSerialBroken = hasSerial && !m_installation.serial;
     read(configKind(), std::move(texts.config), m_installation.config, readConfig);
     m_installation.isConfigBroken = hasConfig && !m_installation.config;
     Findings checks = checkInstallation(m_installation);

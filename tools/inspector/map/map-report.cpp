@@ -139,8 +139,10 @@ void printAssumptions(Terminal& terminal, const PollBudget& budget) {
                            "the line's parameters.",
                            2);
     if (budget.isBusAssumed)
-        terminal.paragraph(
-            "Reckoned as if the daemon opened the bus, which by the findings it doesn't.", 2);
+        terminal.paragraph("Reckoned as if the daemon opened the " +
+                               std::string(budget.isTcp ? "bus" : "serial line") +
+                               ", which by the findings it doesn't.",
+                           2);
     if (budget.isTimeOutAssumed)
         terminal.paragraph("Reckoned with a time-out of 5 s instead of the negative one.", 2);
 }
