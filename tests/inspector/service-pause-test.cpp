@@ -171,6 +171,24 @@ TEST_P(ServicePause, waitsForTheEndOfAServiceThatSomebodyStopsAndLeavesItStopped
     EXPECT_EQ(calls(), std::string(asked) + askedForJobs + "--quiet stop modbus-reader.service\n");
 }
 
+TEST_P(ServicePause, leavesAServiceStoppedWhoseStopEndsBeforeItAsksForIt) {
+    answerBy("exit 0",
+             R"($([ $(grep -c show "$CALLS") = 1 ] && echo deactivating || echo inactive))");
+
+    EXPECT_EQ(startReading("1").wait().status, 0);
+
+    EXPECT_EQ(calls(), std::string(asked) + askedForJobs + asked);
+}
+
+TEST_P(ServicePause, startsAServiceThatEndsByItself) {
+    // By its unit it would come back.
+    answerBy("exit 0", "deactivating");
+
+    EXPECT_EQ(startReading("1").wait().status, 0);
+
+    EXPECT_EQ(calls(), std::string(asked) + askedForJobs + stoppedAndStarted);
+}
+
 TEST_P(ServicePause, startsAServiceThatSomebodyRestarts) {
     answerBy("exit 0", "deactivating", "  815 modbus-reader.service restart running");
 

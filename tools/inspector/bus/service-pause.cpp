@@ -67,12 +67,9 @@ std::string jobOf(const std::string& service) {
     return job;
 }
 
-/// Whether it is on its way down, to stay there by somebody's will.
-bool isEndingForGood(const std::string& service, const std::string& state) {
-    if (state != "deactivating")
-        return false;
-    const std::string job = jobOf(service);
-    return job.empty() || job == "stop";
+/// A service that there isn't is inactive too.
+bool isDown(const std::string& state) {
+    return state == "inactive" || state == "failed";
 }
 
 /// Keeps away, for a scope, the signals that a person sends.
@@ -112,11 +109,15 @@ private:
 
 ServicePause::ServicePause(std::string service) : m_service(std::move(service)) {
     const std::string state = stateOf(m_service);
-    // A service that there isn't is inactive too.
-    if (state == "inactive" || state == "failed")
+    if (isDown(state))
+        return;
+    const bool isEnding = state == "deactivating";
+    const std::string job = isEnding ? jobOf(m_service) : "";
+    // Without a job somebody's stop is over by now, or the service ends by itself.
+    if (isEnding && job.empty() && isDown(stateOf(m_service)))
         return;
     // One that systemd is about to start, as after a failure, would come in between.
-    if (!isEndingForGood(m_service, state))
+    if (job != "stop")
         startGuardian();
     if (systemctl("stop", m_service) == 0)
         return;
