@@ -46,6 +46,20 @@ error scale-zero supported:3:129 /data/0/registers/1/scaleValue
 )");
 }
 
+TEST(DuplicateFindings, ofKeysThatTakeTurnsEachHasTheLastValue) {
+    EXPECT_EQ(
+        findings(
+            {{"serial",
+              R"({"data":{"baudRate":"9600","parity":"evn","baudRate":"baud9600","parity":"even","dataBits":"bits8","stopBits":"bits1"}})"}}),
+        R"(warning duplicate-key serial:1:43 /data/baudRate
+  The key "baudRate" stands here more than once, and the daemon takes the last.
+  Keep one of them.
+warning duplicate-key serial:1:65 /data/parity
+  The key "parity" stands here more than once, and the daemon takes the last.
+  Keep one of them.
+)");
+}
+
 TEST(DuplicateFindings, nothingOfAListThatALaterOneReplacesIsJudged) {
     EXPECT_EQ(
         findings(
@@ -55,4 +69,18 @@ TEST(DuplicateFindings, nothingOfAListThatALaterOneReplacesIsJudged) {
   The key "data" stands here more than once, and the daemon takes the last.
   Keep one of them.
 )");
+}
+
+TEST(DuplicateFindings, asManyAsATextCanHoldAreToldInTime) {
+    const TemporaryDirectory files;
+    std::string text = R"({"date":1)";
+    for (int i = 0; i < 30000; ++i)
+        text += R"(,"data":[])";
+
+    const inspector::ProgramResult result =
+        inspector::run({"map", "--json", "--supported", files.write("supported", text + "}")});
+
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.standardOutput.find(R"("line":1,"column":300001}],"budget")"),
+              std::string::npos);
 }

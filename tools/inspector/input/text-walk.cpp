@@ -60,6 +60,14 @@ public:
     TextWalk walk;
 
 private:
+    /// What was found in the value of a field.
+    struct Found {
+        std::uint64_t bit;
+        std::size_t begin;
+        /// Behind it.
+        std::size_t end;
+    };
+
     /// An object or a list that is open.
     struct Frame {
         Kind kind;
@@ -78,8 +86,10 @@ private:
         std::uint64_t given = 0;
         /// That of the member that comes next.
         std::uint64_t nextBit = 0;
-        /// How many there were ahead of it.
+        /// How many findings there were ahead of that.
         std::size_t findings = 0;
+        /// Of the fields whose values have findings.
+        std::vector<Found> found = {};
     };
 
     const Shape* nextShape() const {
@@ -102,7 +112,6 @@ private:
             throw JsonFault{"Nested too deep", 0};
         const Shape* shape = nextShape();
         Frame frame{kind, shape, nextBegin(), isContentNext()};
-        frame.findings = walk.findings.size();
         if (kind == Kind::list && shape != nullptr && shape->kind == Shape::Kind::list)
             frame.nextShape = shape->element;
         if (frame.isContent)
@@ -140,6 +149,8 @@ private:
         parent.given &= ~parent.nextBit;
         if (kind != Kind::null)
             parent.given |= parent.nextBit;
+        if (parent.nextBit != 0 && walk.findings.size() > parent.findings)
+            parent.found.push_back({parent.nextBit, parent.findings, walk.findings.size()});
         ++parent.index;
     }
 
@@ -180,24 +191,24 @@ private:
         frame.nextField = index + 1;
         const std::uint64_t bit = std::uint64_t{1} << index;
         if ((frame.seen & bit) != 0) {
-            dropOfValueBefore();
+            dropOfValueBefore(frame.found, bit);
             report(onDuplicateKey(frame.key));
         }
         frame.seen |= bit;
         frame.nextBit = bit;
+        frame.findings = walk.findings.size();
     }
 
-    /// The last value of a key counts, so what was found in the one before means nothing.
-    void dropOfValueBefore() {
-        const std::string path = pathOfNext();
-        const auto isOfIt = [&](const Finding& x) {
-            return x.path == path ? x.name != "duplicate-key" : x.path.starts_with(path + "/");
-        };
-        // Findings stand in the order of the text.
-        const auto first =
-            walk.findings.begin() + static_cast<std::ptrdiff_t>(m_frames.back().findings);
-        walk.findings.erase(std::remove_if(first, walk.findings.end(), isOfIt),
-                            walk.findings.end());
+    /// The last value of a key counts, so what was found in the one before means nothing. An empty
+    /// finding stays in its place, as others are known by theirs.
+    void dropOfValueBefore(std::vector<Found>& all, std::uint64_t bit) {
+        const auto before =
+            std::find_if(all.begin(), all.end(), [&](const Found& x) { return x.bit == bit; });
+        if (before == all.end())
+            return;
+        for (std::size_t i = before->begin; i < before->end; ++i)
+            walk.findings[i] = {};
+        all.erase(before);
     }
 
     void unknownKey(const Frame& frame) {
@@ -254,7 +265,9 @@ TextWalk walkText(std::string_view text, const Shape& shape, bool hasEnvelope,
                           ? readJson<Walker, 0, const Shape&, bool&, std::string_view&>
                           : readJson<Walker, rapidjson::kParseNanAndInfFlag, const Shape&, bool&,
                                      std::string_view&>;
-    return read(text, 0, text.size(), shape, hasEnvelope, document).walk;
+    TextWalk walk = read(text, 0, text.size(), shape, hasEnvelope, document).walk;
+    std::erase_if(walk.findings, [](const Finding& x) { return x.name.empty(); });
+    return walk;
 }
 
 } // namespace inspector
