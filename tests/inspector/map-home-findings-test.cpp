@@ -112,14 +112,14 @@ TEST(HomeFindings, aConfigurationFileThatDoesNotConvertLeavesTheBusClosedWhichev
     EXPECT_EQ(findings({{"serial", R"({"data":{"baudRate":"baud9600"}})"},
                         {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5",)"}}),
               R"(error does-not-convert config:1:51
-  With this file the daemon opens no bus, and all reads fail until it is mended and the daemon is started again: Failed to parse json. unexpected end of data condition:object vx/json.cpp:33
+  A daemon that starts with this file opens no bus, and all reads fail until it is mended and the daemon starts again or gets other serial parameters: Failed to parse json. unexpected end of data condition:object vx/json.cpp:33
   Make it JSON.
 )");
     EXPECT_EQ(
         findings({{"serial", R"({"data":{"baudRate":"baud9600"}})"},
                   {"config", R"({"modbusMiscConfig":{"modbusTCPServer":5,"port":3000000000}})"}}),
         R"(error does-not-convert config:1:40 /modbusMiscConfig/modbusTCPServer
-  With this file the daemon opens no bus, and all reads fail until it is mended and the daemon is started again: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / modbusTCPServer / modbusMiscConfig
+  A daemon that starts with this file opens no bus, and all reads fail until it is mended and the daemon starts again or gets other serial parameters: Expecting json string type:3 condition:type == json_type_string vx/record.h:176 / modbusTCPServer / modbusMiscConfig
   Give it a text.
 error does-not-convert config:1:49 /modbusMiscConfig/port
   The daemon would stop at this value too: Narrowing error. t:-1294967296 u:3000000000 condition:static_cast<U>(t) == u && (t < 0) == (u < 0) vx/record.h:146 / port / modbusMiscConfig

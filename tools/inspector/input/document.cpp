@@ -70,8 +70,9 @@ const DocumentKind& serialKind() {
 const DocumentKind& configKind() {
     // It keeps the serial parameters all the same, and so sees no reason to try again.
     static const DocumentKind kind{"config", &shapeOf<orv::modbus::ConfigFile>(), nullptr, nullptr,
-                                   "With this file the daemon opens no bus, and all reads fail "
-                                   "until it is mended and the daemon is started again: "};
+                                   "A daemon that starts with this file opens no bus, and all "
+                                   "reads fail until it is mended and the daemon starts again or "
+                                   "gets other serial parameters: "};
     return kind;
 }
 
