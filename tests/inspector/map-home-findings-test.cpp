@@ -109,9 +109,18 @@ TEST(HomeFindings, theOnlySerialParameterIsNeededOverTcp) {
 }
 
 TEST(HomeFindings, aConfigurationFileThatDoesNotConvertLeavesTheBusClosedWhicheverWasMeant) {
-    EXPECT_EQ(findings({{"serial", R"({"data":{"baudRate":"baud9600"}})"},
+    EXPECT_EQ(findings({{"serial", R"({"data":{"baudRate":"9600"}})"},
+                        {"attached", R"({"data":[{"configId":"m","slaveAddress":0},
+{"configId":"m","slaveAddress":255},
+{"configId":"m","slaveAddress":300}]})"},
                         {"config", R"({"modbusMiscConfig":{"modbusTCPServer":"10.0.0.5",)"}}),
-              R"(error does-not-convert config:1:51
+              R"(error address-out-of-range attached:3:32 /data/2/slaveAddress
+  The Modbus library refuses the address 300.
+  Give it the address that is set at the meter, 1 to 247.
+warning unknown-name serial:1:21 /data/baudRate
+  The daemon doesn't know the name "9600" and takes "none" instead, its value 0: on a serial line all reads fail.
+  Did you mean "baud9600"?
+error does-not-convert config:1:51
   A daemon that starts with this file opens no bus, and all reads fail until it is mended and the daemon starts again or gets other serial parameters: Failed to parse json. unexpected end of data condition:object vx/json.cpp:33
   Make it JSON.
 )");

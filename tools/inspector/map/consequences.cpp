@@ -63,13 +63,13 @@ void dropOfUnread(const Findings& checks, Findings& causes) {
     });
 }
 
-void easeOverTcp(Findings& findings) {
+void easeSerialNames(Findings& findings, Severity severity, std::string_view text) {
     for (Finding& x : findings) {
         const std::size_t effect = x.message.rfind(noSerialLine);
         if (x.name != "unknown-name" || effect == std::string::npos)
             continue;
-        x.severity = Severity::hint;
-        x.message.replace(effect, noSerialLine.size(), "over TCP nothing depends on it");
+        x.severity = severity;
+        x.message.replace(effect, noSerialLine.size(), text);
     }
 }
 

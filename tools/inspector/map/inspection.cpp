@@ -38,7 +38,9 @@ void Inspection::addFindings(Document& document, Findings& checks) {
     Findings own = document.takeFindings();
     dropConsequences(own, checks);
     if (isTcp(m_installation))
-        easeOverTcp(own);
+        easeSerialNames(own, Severity::hint, "over TCP nothing depends on it");
+    else if (m_installation.isConfigBroken)
+        easeSerialNames(own, Severity::warning, "on a serial line all reads fail");
     dropOfUnread(checks, own);
     for (Findings* findings : {&m_unplaced, &checks}) {
         const auto others =

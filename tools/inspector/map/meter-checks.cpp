@@ -51,7 +51,8 @@ public:
           m_models(factsById(modelsOf(installation))),
           m_serials(installation),
           m_report(report),
-          m_isTcp(isTcp(installation)) {}
+          m_isTcp(isTcp(installation)),
+          m_isBusUnknown(installation.isConfigBroken) {}
 
     void check() {
         for (const Meter& meter : m_meters)
@@ -79,6 +80,9 @@ private:
     void checkAddress(const Meter& meter) {
         const int address = meter.value.slaveAddress;
         const std::string path = pointerTo(meter.path, "slaveAddress");
+        // Of these each kind of bus makes something else.
+        if (m_isBusUnknown && (address == 0 || address == addressOfTcpDevice))
+            return;
         if (address == 0) {
             m_report("broadcast-address", m_isTcp ? Severity::hint : Severity::error, path,
                      m_isTcp ? "The daemon asks unit 0, which not every device or gateway answers."
@@ -105,6 +109,8 @@ private:
 
     /// The library keeps the address before, be it of the poll before.
     std::string effectOfRefusal(const vxModel::ModbusMeter& meter) const {
+        if (m_isBusUnknown)
+            return ".";
         const std::string start =
             m_isTcp ? "the daemon asks unit " + std::to_string(addressOfTcpDevice) + " instead"
                     : std::string("all reads of this meter fail");
@@ -173,6 +179,7 @@ private:
     Serials m_serials;
     const Reporter& m_report;
     bool m_isTcp;
+    bool m_isBusUnknown;
     /// Those that were checked, by what could be alike; the first of each.
     std::unordered_map<int, const Meter*> m_byAddress = {};
     std::unordered_map<unsigned, const Meter*> m_byLowBits = {};
