@@ -173,10 +173,15 @@ TEST(HomeFindings, aPortOutsideOf1To65535IsTheOneOfItsLow16Bits) {
                       port + " and connects to port " + real + R"(.
   Give the port of the server, 1 to 65535; that of Modbus is 502.
 )");
-    EXPECT_EQ(ofPort("65536"), R"(error no-port config:1:58 /modbusMiscConfig/port
+    const std::string zero = R"(error port-out-of-range config:1:58 /modbusMiscConfig/port
   The daemon takes the low 16 bits of 65536 and gets no connection to port 0.
   Give the port of the server, 1 to 65535; that of Modbus is 502.
-)");
+)";
+    EXPECT_EQ(ofPort("65536"), zero);
+    EXPECT_EQ(ofPort("65536.5"), R"(warning number-misread config:1:58 /modbusMiscConfig/port
+  The daemon takes 65536 for 65536.5.
+  Write a whole number in decimal.
+)" + zero);
 }
 
 TEST(HomeFindings, anAddressOfMoreThan15CharactersIsTold) {

@@ -84,7 +84,8 @@ void checkPortOfServer(int port, const std::string& path, const Reporter& report
         report("no-port", Severity::error, path,
                "The daemon gets no connection to port 0 and knows no other one.", remedy);
     else if (low == 0)
-        report("no-port", Severity::error, path, takes + "gets no connection to port 0.", remedy);
+        report("port-out-of-range", Severity::error, path, takes + "gets no connection to port 0.",
+               remedy);
     else
         report("port-out-of-range", Severity::warning, path,
                takes + "connects to port " + std::to_string(low) + ".", remedy);
