@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <future>
+#include <memory>
 #include <poll.h>
 #include <pty.h>
 #include <unistd.h>
@@ -95,6 +97,25 @@ TEST_P(Scan, findsAMeterThatIsGarbledInOneSpaceAlone) {
     EXPECT_THAT(result.standardOutput, testing::EndsWith(": answers\n"));
     EXPECT_EQ(bus().requestCount(), triesOfASpace + 1U);
     EXPECT_EQ(result.status, 0);
+}
+
+TEST_P(Scan, callsNoAddressGarbledThatItAskedInOneSpaceAlone) {
+    meter().failAlways(Fault::garbled);
+    std::unique_ptr<Program> program;
+    std::promise<void> isRunning;
+    bus().beforeAnswer([&, running = isRunning.get_future().share()] {
+        running.wait();
+        if (bus().requestCount() == 0)
+            program->signal(SIGINT);
+    });
+    program =
+        std::make_unique<Program>(onBus({"scan", "--from", "7", "--to", "7", "--time-out", "300"}));
+    isRunning.set_value();
+
+    const ProgramResult result = program->wait();
+
+    EXPECT_EQ(result.standardOutput, "Ended ahead of time: the other addresses are unknown.\n");
+    EXPECT_EQ(result.status, 1);
 }
 
 TEST_P(Scan, ctrlCEndsItWithWhatIsKnown) {

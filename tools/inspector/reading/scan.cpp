@@ -30,7 +30,7 @@ std::optional<Found> lookAt(Bus& bus, int address, const LineParameters& line,
     std::optional<Found> garbled;
     for (const bool isInput : {true, false}) {
         if (stop)
-            break;
+            return std::nullopt;
         const Answer answer = ask(bus, address, isInput);
         if (answer.isFromMeter())
             return Found{address, line, answer.isGood() ? "answers" : answer.failure()};
