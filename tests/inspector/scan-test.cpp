@@ -63,10 +63,12 @@ TEST_P(Scan, saysWhereSomethingGarbledComes) {
     const ProgramResult result = runOnBus({"scan", "--from", "7", "--to", "8", "--time-out", "50"});
 
     EXPECT_EQ(result.standardOutput,
-              isSerial() ? "Address 7 at 19200 baud, 8E1: the answer is garbled, its check sum is "
-                           "wrong; there may be two meters on it, or the line has another setting\n"
-                         : "Address 7: the answer is no answer to this request; there may be two "
-                           "meters on it, or the line behind the gateway has another setting\n");
+              isSerial()
+                  ? "Address 7 at 19200 baud, 8E1: the answer is garbled, its check sum is "
+                    "wrong; there may be two meters on it, or the line has another setting\n"
+                  : "Address 7: the answer is no answer to this request; there may be two "
+                    "meters on it, or the line behind the gateway has another setting, or it "
+                    "answers later than --time-out\n");
     EXPECT_EQ(result.status, 1);
 }
 

@@ -75,8 +75,9 @@ void printFound(Terminal& terminal, const Found& found, bool isSerial) {
         text += " at " + lineText(found.line);
     text += ": " + found.answer;
     if (found.isGarbled)
-        text += std::string("; there may be two meters on it, or the line ") +
-                (isSerial ? "" : "behind the gateway ") + "has another setting";
+        text += isSerial ? "; there may be two meters on it, or the line has another setting"
+                         : "; there may be two meters on it, or the line behind the gateway has "
+                           "another setting, or it answers later than --time-out";
     terminal.line(text);
 }
 
