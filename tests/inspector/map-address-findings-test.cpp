@@ -98,3 +98,13 @@ TEST(AddressFindings, aRefusedAddressWithoutAnyOtherMeterFails) {
   Give it the address that is set at the meter, 1 to 247.
 )");
 }
+
+TEST(AddressFindings, aMeterOfWhichOnlyTheListedSerialIsWantedGivesNoAddress) {
+    EXPECT_EQ(findings({{"supported", withRegisters({})},
+                        {"attached", R"({"data":[{"configId":"m","slaveAddress":7,"serial":"x"},
+{"configId":"m","slaveAddress":300}]})"}}),
+              R"(error address-out-of-range attached:2:32 /data/1/slaveAddress
+  The Modbus library refuses the address 300, so all reads of this meter fail.
+  Give it the address that is set at the meter, 1 to 247.
+)");
+}

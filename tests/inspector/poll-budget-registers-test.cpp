@@ -74,11 +74,16 @@ TEST(PollBudgetOfRegisters, aSerialOfAnotherTypeGivesNone) {
 
 TEST(PollBudgetOfRegisters, aRefusedAddressIsAskedAsTheOneThatTheLibraryTookBefore) {
     Installation home;
-    home.models = {{{.id = "m", .registers = {countedEnergy}}, {}}, {{.id = "none"}, {}}};
+    home.models = {{{.id = "m", .registers = {countedEnergy}}, {}},
+                   {{.id = "none"}, {}},
+                   {{.id = "listed", .registers = {textSerial}}, {}}};
     const auto secondsOf = [&](std::vector<std::pair<std::string, int>> meters) {
         home.meters.emplace();
         for (const auto& [model, address] : meters)
-            home.meters->push_back({{.configId = model, .slaveAddress = address}, {}});
+            home.meters->push_back({{.configId = model,
+                                     .serial = model == "listed" ? "x" : "",
+                                     .slaveAddress = address},
+                                    {}});
         std::string seconds;
         for (const PollBudget::Meter& x : inspector::budgetOf(home).meters)
             seconds += (x.seconds < 0.03 ? "refused "
@@ -90,6 +95,7 @@ TEST(PollBudgetOfRegisters, aRefusedAddressIsAskedAsTheOneThatTheLibraryTookBefo
     EXPECT_EQ(secondsOf({{"m", 300}}), "refused always; ");
     EXPECT_EQ(secondsOf({{"m", 300}, {"none", 7}, {"gone", 7}}),
               "refused always; refused always; ");
+    EXPECT_EQ(secondsOf({{"listed", 7}, {"m", 300}}), "refused always; refused always; ");
     EXPECT_EQ(secondsOf({{"m", 300}, {"m", 7}, {"m", -1}}),
               "answered or dead; answered or dead; answered or dead; ");
     EXPECT_EQ(secondsOf({{"m", 7}, {"m", 0}, {"m", 300}}),

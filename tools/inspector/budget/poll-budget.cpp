@@ -45,9 +45,9 @@ Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
     Read read;
     bool hasSerial = false;
     for (const vxModel::ModbusRegister& x : model.registers) {
-        const bool isSerial = x.fieldType == vxModel::ModbusFieldType::serial;
-        if (isSerial && hasListedSerial)
+        if (!isAsked(x, hasListedSerial))
             continue;
+        const bool isSerial = x.fieldType == vxModel::ModbusFieldType::serial;
         // The Modbus library refuses a longer request without a word on the bus.
         const bool isRefused =
             outcome == Outcome::refusal || wordsOf(x) > MODBUS_MAX_READ_REGISTERS;
@@ -70,9 +70,11 @@ Read readOf(const vxModel::ElectricityMeterConfig& model, bool hasListedSerial,
 
 using Models = std::vector<const vxModel::ElectricityMeterConfig*>;
 
-bool haveRegisters(const Models& models) {
-    return std::any_of(models.begin(), models.end(),
-                       [](const auto* x) { return !x->registers.empty(); });
+bool areAsked(const Models& models, bool hasListedSerial) {
+    return std::any_of(models.begin(), models.end(), [&](const auto* model) {
+        return std::any_of(model->registers.begin(), model->registers.end(),
+                           [&](const auto& x) { return isAsked(x, hasListedSerial); });
+    });
 }
 
 /// Follows the address that the Modbus library has, which keeps that of the meter before, be it of
@@ -126,7 +128,7 @@ PollBudget budgetOf(const Installation& installation) {
                      [](const auto& a, const auto& b) { return a.registers > b.registers; });
     AskedAddress asked(isTcp(installation));
     const auto ask = [&](const vxModel::ModbusMeter& meter) {
-        if (haveRegisters(byId[meter.configId]))
+        if (areAsked(byId[meter.configId], serials.listed(meter.slaveAddress) != nullptr))
             asked.set(meter.slaveAddress);
     };
     for (const auto& [meter, path] : metersOf(installation))

@@ -2,6 +2,10 @@
 
 namespace inspector {
 
+bool isAsked(const vxModel::ModbusRegister& aRegister, bool hasListedSerial) {
+    return aRegister.fieldType != vxModel::ModbusFieldType::serial || !hasListedSerial;
+}
+
 Serials::Serials(const Installation& installation) : m_hasList(installation.meters.has_value()) {
     if (!m_hasList)
         return;

@@ -8,6 +8,9 @@
 
 namespace inspector {
 
+/// Whether the daemon asks a meter for the register: not for a serial that the list gives.
+bool isAsked(const vxModel::ModbusRegister& aRegister, bool hasListedSerial);
+
 /// Where the meters' serials come from: the list of attached meters, or a register.
 class Serials {
 public:

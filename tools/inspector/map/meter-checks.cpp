@@ -22,7 +22,9 @@ const char* const giveAddress = "Give it the address that is set at the meter, 1
 
 /// What all models of one id are for a meter.
 struct ModelFacts {
-    bool hasRegisters = false;
+    /// Whether the daemon asks it for anything, without and with a serial in the list.
+    bool isAsked = false;
+    bool isAskedIfListed = false;
     bool hasSerialRegister = false;
     bool givesSerial = false;
 };
@@ -31,8 +33,9 @@ std::unordered_map<std::string, ModelFacts> factsById(const Installation::Models
     std::unordered_map<std::string, ModelFacts> all;
     for (const auto& [model, path] : models) {
         ModelFacts& facts = all[model.id];
-        facts.hasRegisters = facts.hasRegisters || !model.registers.empty();
         for (const auto& x : model.registers) {
+            facts.isAsked = true;
+            facts.isAskedIfListed = facts.isAskedIfListed || isAsked(x, true);
             if (x.fieldType != vxModel::ModbusFieldType::serial)
                 continue;
             facts.hasSerialRegister = true;
@@ -73,8 +76,13 @@ private:
     }
 
     bool isRead(const vxModel::ModbusMeter& meter) const {
+        if (isUnknown(meter))
+            return true;
         const auto model = m_models.find(meter.configId);
-        return isUnknown(meter) || (model != m_models.end() && model->second.hasRegisters);
+        if (model == m_models.end())
+            return false;
+        return m_serials.listed(meter.slaveAddress) == nullptr ? model->second.isAsked
+                                                               : model->second.isAskedIfListed;
     }
 
     void checkAddress(const Meter& meter) {
