@@ -1,7 +1,7 @@
 #include "inspector/daemon/register-row.h"
 #include "inspector/map/map-report.h"
+#include "inspector/output/number-text.h"
 
-#include <cstdlib>
 #include <string>
 #include <unordered_map>
 
@@ -17,7 +17,7 @@ void writeTextOrNull(JsonOutput& output, std::string_view key, const std::string
 }
 
 /// All of a register but its address, which is put ahead.
-std::string withoutAddress(const RegisterRow& row) {
+std::string withoutAddress(const RegisterRow& row, float scale) {
     static const std::string none;
     JsonOutput output;
     output.beginObject();
@@ -25,8 +25,7 @@ std::string withoutAddress(const RegisterRow& row) {
     output.member("function", row.function);
     output.member("words", row.words);
     output.member("dataType", row.dataType);
-    // As it was written, not as the nearest number in single precision is in double.
-    output.member("scale", std::strtod(row.scale.c_str(), nullptr));
+    output.member("scale", writtenScale(scale));
     output.member("fieldType", row.fieldType);
     writeTextOrNull(output, "member", row.isUsed ? row.facts->member : none);
     writeTextOrNull(output, "memberOfNegative", row.isUsed ? row.facts->memberOfNegative : none);
@@ -49,7 +48,7 @@ public:
         const RegisterRow& row = m_rows.of(x);
         std::string& rest = m_texts[&row];
         if (rest.empty())
-            rest = withoutAddress(row);
+            rest = withoutAddress(row, x.scaleValue);
         m_text = "{\"address\":";
         m_text.append(std::to_string(x.address)).append(",").append(rest);
         m_output.json(m_text);
