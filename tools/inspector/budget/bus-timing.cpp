@@ -29,11 +29,11 @@ BusTiming::BusTiming(const Installation& installation) : m_timeOut(defaultTimeOu
         !installation.serial || installation.serial->value.baudRate == vxModel::BaudRateType::none;
     if (!m_isAssumed)
         line = installation.serial->value;
-    const double baud = numberOf(line.baudRate);
+    const double baud = digitsOf(line.baudRate);
     const bool hasParity =
         line.parity == vxModel::Parity::even || line.parity == vxModel::Parity::odd;
     constexpr int startAndDataBits = 9;
-    const int bits = startAndDataBits + (hasParity ? 1 : 0) + numberOf(line.stopBits);
+    const int bits = startAndDataBits + (hasParity ? 1 : 0) + digitsOf(line.stopBits);
     m_character = bits / baud;
     m_gap = baud > fastestBaudOfGap ? leastGap : charactersOfGap * m_character;
 }

@@ -14,7 +14,7 @@ std::string nameOf(E value) {
 
 /// Number at the end of a name such as "baud9600"; 1 if there is none.
 template <vx::NamedEnum E>
-int numberOf(E value) {
+int digitsOf(E value) {
     const std::string name = nameOf(value);
     const std::size_t digits = name.find_first_of("0123456789");
     return digits == std::string::npos ? 1 : std::atoi(name.c_str() + digits);

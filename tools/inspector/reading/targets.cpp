@@ -93,7 +93,7 @@ BusAddress busOf(const Installation& installation, bool isHere) {
                         : line.parity == vxModel::Parity::even ? 'E'
                                                                : 'O';
     return {.rtu = "/dev/ttymxc2",
-            .line = {numberOf(line.baudRate), parity, numberOf(line.stopBits)}};
+            .line = {digitsOf(line.baudRate), parity, digitsOf(line.stopBits)}};
 }
 
 std::vector<std::string> refusalsOf(const std::vector<Target>& targets, Installation installation,
