@@ -105,11 +105,13 @@ std::vector<std::string> refusalsOf(const std::vector<Target>& targets, Installa
     Findings findings;
     checkMeters(installation, findings);
     std::vector<std::string> refusals;
+    const auto isOfTarget = [&](const Finding& finding) {
+        return std::any_of(targets.begin(), targets.end(), [&](const Target& x) {
+            return finding.path == pointerTo(x.path, "slaveAddress");
+        });
+    };
     for (const Finding& finding : findings)
-        if (finding.name == "address-out-of-range" &&
-            std::any_of(targets.begin(), targets.end(), [&](const Target& x) {
-                return finding.path == pointerTo(x.path, "slaveAddress");
-            }))
+        if (finding.name == "address-out-of-range" && isOfTarget(finding))
             refusals.push_back(finding.message);
     return refusals;
 }

@@ -32,7 +32,7 @@ public:
                 readSpace(space, space.key == "input" ? input : holding);
             }
             if (const auto rest = m_text.find_first_not_of(" \t\r\n", root.end);
-                rest != m_text.npos)
+                rest != std::string::npos)
                 fail(rest, "text behind the words");
         } catch (const JsonFault& fault) {
             fail(fault.offset, fault.reason);
