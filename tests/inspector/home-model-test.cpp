@@ -150,7 +150,7 @@ TEST_F(HomeModelTest, seesACounterRunBackwardsJumpAndStandStill) {
     EXPECT_EQ(consumed.jumps.count, 1U);
     EXPECT_NEAR(consumed.jumpTo, 1700 * 3.6e6, 1);
     EXPECT_EQ(consumed.still.count, 1U);
-    EXPECT_EQ(consumed.still.first, start + 11 * 10000 - 1000);
+    EXPECT_EQ(consumed.still.first, start + Moment{11} * 10000 - 1000);
     EXPECT_EQ(home.meters[0].counters[1].still.count, 0U);
 }
 

@@ -12,7 +12,7 @@ constexpr int polls = 3;
 
 TEST_F(HomePollsTest, areToldByTheTicksAloneWhereTheLogHasNothingElse) {
     for (int i = 0; i <= polls; ++i)
-        log.at(i * 2000).tick();
+        log.at(Moment{2000} * i).tick();
     model.finish();
 
     EXPECT_EQ(home.polls, 3U);
@@ -21,7 +21,11 @@ TEST_F(HomePollsTest, areToldByTheTicksAloneWhereTheLogHasNothingElse) {
 
 TEST_F(HomePollsTest, areToldByTheTicksBetweenMessages) {
     for (int i = 0; i <= polls; ++i)
-        log.at(i * 2000).tick().at(i * 2000 + 1500).message(1, i * 2000).message(2, i * 2000 + 50);
+        log.at(Moment{2000} * i)
+            .tick()
+            .at(Moment{2000} * i + 1500)
+            .message(1, Moment{2000} * i)
+            .message(2, Moment{2000} * i + 50);
     log.at(8000).tick();
 
     EXPECT_EQ(home.polls, 4U);
@@ -32,7 +36,7 @@ TEST_F(HomePollsTest, areToldByTheTicksBetweenMessages) {
 
 TEST_F(HomePollsTest, countOnceWhateverTheyBeginWith) {
     for (int i = 0; i <= polls; ++i) {
-        log.at(i * 2000).tick().serial("Main loop is alive").at(i * 2000 + 10);
+        log.at(Moment{2000} * i).tick().serial("Main loop is alive").at(Moment{2000} * i + 10);
         log.line("DEBUG HttpClient", "return code: 200");
         log.serial("result:{}").serial("querySerialConnectionConfig m_config:{}");
         log.serial("Attached Meters result:{}").serial("Cycling meters");

@@ -12,7 +12,7 @@ using vxModel::ModbusFieldType;
 namespace {
 
 constexpr Moment hour = 3600000;
-constexpr Moment midnight = 20770 * 24 * hour;
+constexpr Moment midnight = hour * 24 * 20770;
 constexpr std::size_t energyConsumed = firstEnergy;
 
 LoggedReading readingAt(Moment time, double power, double energy) {

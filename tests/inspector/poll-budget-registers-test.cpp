@@ -77,7 +77,7 @@ TEST(PollBudgetOfRegisters, aRefusedAddressIsAskedAsTheOneThatTheLibraryTookBefo
     home.models = {{{.id = "m", .registers = {countedEnergy}}, {}},
                    {{.id = "none"}, {}},
                    {{.id = "listed", .registers = {textSerial}}, {}}};
-    const auto secondsOf = [&](std::vector<std::pair<std::string, int>> meters) {
+    const auto secondsOf = [&](const std::vector<std::pair<std::string, int>>& meters) {
         home.meters.emplace();
         for (const auto& [model, address] : meters)
             home.meters->push_back({{.configId = model,

@@ -40,7 +40,7 @@ std::string pollAt(const std::string& second) {
 }
 
 std::string withoutScripts(std::string page) {
-    for (std::size_t i = page.find("<script"); i != page.npos; i = page.find("<script"))
+    for (std::size_t i = page.find("<script"); i != std::string::npos; i = page.find("<script"))
         page.erase(i, page.find("</script>") - i + 9);
     return page;
 }

@@ -22,7 +22,7 @@ using boost::asio::ip::tcp;
 using boost::system::error_code;
 using Clock = std::chrono::steady_clock;
 
-const tcp::endpoint address(boost::asio::ip::make_address("127.0.0.1"), 8090);
+const tcp::endpoint endpoint(boost::asio::ip::make_address("127.0.0.1"), 8090);
 
 /// The number behind a field of a head.
 std::size_t numberOf(const std::string& head, const std::string& field) {
@@ -35,7 +35,7 @@ std::size_t numberOf(const std::string& head, const std::string& field) {
 Client::Client() {
     const auto limit = Clock::now() + house::Patience::limit();
     error_code error = boost::asio::error::not_connected;
-    while (m_socket.connect(address, error)) {
+    while (m_socket.connect(endpoint, error)) {
         m_socket.close();
         if (Clock::now() > limit)
             throw std::runtime_error("no program to connect to: " + error.message());

@@ -47,7 +47,7 @@ public:
     WatchProgram(const WatchProgram&) = delete;
     WatchProgram& operator=(const WatchProgram&) = delete;
 
-    void type(const std::string& keys) {
+    void type(const std::string& keys) const {
         EXPECT_EQ(write(m_terminal, keys.data(), keys.size()), 1);
     }
     void signal(int number) const { kill(m_pid, number); }
@@ -55,7 +55,7 @@ public:
         int status = 0;
         return waitpid(m_pid, &status, WUNTRACED) == m_pid && WIFSTOPPED(status);
     }
-    void resize(unsigned short width, unsigned short height) {
+    void resize(unsigned short width, unsigned short height) const {
         const winsize size{height, width, 0, 0};
         ioctl(m_terminal, TIOCSWINSZ, &size);
     }

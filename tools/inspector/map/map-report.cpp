@@ -138,9 +138,9 @@ void printAssumptions(Terminal& terminal, const PollBudget& budget) {
         terminal.paragraph("Reckoned for 9600 baud, even parity and one stop bit, as nothing tells "
                            "the line's parameters.",
                            2);
+    const std::string bus = budget.isTcp ? "bus" : "serial line";
     if (budget.isBusAssumed)
-        terminal.paragraph("Reckoned as if the daemon opened the " +
-                               std::string(budget.isTcp ? "bus" : "serial line") +
+        terminal.paragraph("Reckoned as if the daemon opened the " + bus +
                                ", which by the findings it doesn't.",
                            2);
     if (budget.isTimeOutAssumed)

@@ -38,7 +38,7 @@ KeptText newKeptText() {
 
 bool wantsOpenMetrics(const WebRequest& request) {
     const auto accept = request[http::field::accept];
-    return accept.find("application/openmetrics-text") != accept.npos;
+    return accept.find("application/openmetrics-text") != boost::beast::string_view::npos;
 }
 
 } // namespace
